@@ -1,0 +1,21 @@
+include_guard(GLOBAL)
+
+# Language level, warnings and floating-point rules of every target of the project.
+#
+# Contraction is off everywhere: where the decoder means a fused operation it is written as one, so the compiler must not
+# make others.
+function(ravelo_target_defaults target)
+    target_compile_features(${target} PRIVATE cxx_std_20 c_std_99)
+    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+    target_compile_options(${target} PRIVATE -ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wvla)
+    if(RAVELO_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+endfunction()
+
+# Gives single sources of an object library the instructions of their variant. The properties are set where the target
+# is made, since a source property set elsewhere is silently lost.
+function(ravelo_source_instructions)
+    cmake_parse_arguments(ARG "" "" "FLAGS;SOURCES" ${ARGN})
+    set_source_files_properties(${ARG_SOURCES} PROPERTIES COMPILE_OPTIONS "${ARG_FLAGS}")
+endfunction()
