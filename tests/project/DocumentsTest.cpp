@@ -1,0 +1,204 @@
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "RaveloDecoderInterface.h"
+
+// Holds the documents against the project: the frame that the format's description decodes by hand, the names that it
+// gives to things, the files that the documents speak of, and the program that the README shows.
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kRoot = RAVELO_SOURCE_DIR;
+
+std::string textOf(fs::path const& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The text between a heading, given by its start, and the next heading of the same level.
+std::string sectionOf(std::string const& text, std::string const& heading) {
+    const auto begin = text.find("\n" + heading);
+    EXPECT_NE(begin, std::string::npos) << heading;
+    const auto end = text.find("\n## ", begin + 1);
+    return text.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+}
+
+// The lines of the fenced blocks of a text, block after block.
+std::vector<std::string> fencedBlocksOf(std::string const& text) {
+    std::vector<std::string> blocks;
+    std::istringstream lines(text);
+    bool inside = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("```", 0) == 0) {
+            inside = !inside;
+            if (inside) {
+                blocks.emplace_back();
+            }
+        } else if (inside) {
+            blocks.back() += line + "\n";
+        }
+    }
+    return blocks;
+}
+
+// Everything in backticks.
+std::vector<std::string> quotedIn(std::string const& text) {
+    static const std::regex quoted("`([^`\n]+)`");
+    std::vector<std::string> found;
+    for (std::sregex_iterator match(text.begin(), text.end(), quoted), end; match != end; ++match) {
+        found.push_back((*match)[1]);
+    }
+    return found;
+}
+
+std::string exampleSection() {
+    return sectionOf(textOf(kRoot / "docs/bitstream.md"), "## 14. A frame by hand");
+}
+
+// The hexadecimal bytes of the example; each line ends in a comment, two blanks away.
+std::vector<std::uint8_t> exampleFrame() {
+    std::vector<std::uint8_t> frame;
+    std::istringstream lines(fencedBlocksOf(exampleSection()).at(0));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream bytes(line.substr(0, line.find("  ")));
+        for (std::string byte; bytes >> byte;) {
+            frame.push_back(static_cast<std::uint8_t>(std::stoul(byte, nullptr, 16)));
+        }
+    }
+    return frame;
+}
+
+// The pixels that the example promises: 16 lines of Cb Y Cr Y.
+std::vector<std::uint8_t> examplePixels() {
+    std::istringstream codes(fencedBlocksOf(exampleSection()).at(1));
+    const std::vector<int> upperLuma{std::istream_iterator<int>(codes), {}};
+    EXPECT_EQ(upperLuma.size(), 16u);
+    std::vector<std::uint8_t> pixels;
+    for (int line = 0; line < 16; ++line) {
+        for (const int luma : upperLuma) {
+            pixels.push_back(128);
+            pixels.push_back(static_cast<std::uint8_t>(line < 8 ? luma : 100));
+        }
+    }
+    return pixels;
+}
+
+class ExampleFrameTest : public testing::TestWithParam<OptimizationTarget> {};
+
+TEST_P(ExampleFrameTest, DecodesToTheCodesThatTheDescriptionWorksOut) {
+    const auto frame = exampleFrame();
+    ASSERT_EQ(frame.size(), 52u);
+    std::vector<std::uint8_t> pixels(16 * 32, 0xA5);
+    EXPECT_EQ(RaveloDecoderInterface::DecompressFrameFromBits(frame.data(), frame.size(), 0, ColorCoding_YCbCr, 8,
+                                                              pixels.data(), 32, GetParam()),
+              1);
+    EXPECT_EQ(pixels, examplePixels());
+}
+
+INSTANTIATE_TEST_SUITE_P(BothTargets, ExampleFrameTest,
+                         testing::Values(OptimizationTarget::Baseline, OptimizationTarget::AVX2), [](auto const& info) {
+                             return info.param == OptimizationTarget::Baseline ? "Baseline" : "AVX2";
+                         });
+
+TEST(ReadmeTest, TheProgramDecodesAFrame) {
+    const auto frame = exampleFrame();
+    const fs::path folder = fs::temp_directory_path() / ("ravelo_readme_" + std::to_string(std::random_device{}()));
+    fs::create_directory(folder);
+    std::ofstream(folder / "example.rvl", std::ios::binary)
+        .write(reinterpret_cast<const char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
+
+    const std::string command = std::string(RAVELO_README_HOST) + " " + (folder / "example.rvl").string() + " " +
+                                (folder / "example.raw").string();
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    const auto pixels = examplePixels();
+    EXPECT_EQ(textOf(folder / "example.raw"), std::string(pixels.begin(), pixels.end()));
+    fs::remove_all(folder);
+}
+
+// Every identifier of the sources of a folder.
+std::set<std::string> identifiersOf(fs::path const& folder) {
+    static const std::regex identifier("[A-Za-z_][A-Za-z0-9_]*");
+    std::set<std::string> found;
+    for (auto const& entry : fs::directory_iterator(folder)) {
+        if (entry.path().extension() == ".h" || entry.path().extension() == ".cpp") {
+            const std::string text = textOf(entry.path());
+            for (std::sregex_iterator match(text.begin(), text.end(), identifier), end; match != end; ++match) {
+                found.insert(match->str());
+            }
+        }
+    }
+    return found;
+}
+
+TEST(BitstreamDocumentTest, EveryNameOfTheTableOfTermsIsOneOfTheDecoder) {
+    const std::set<std::string> identifiers = identifiersOf(kRoot / "decoder");
+    std::istringstream lines(sectionOf(textOf(kRoot / "docs/bitstream.md"), "## 1. Terms and their names"));
+    int names = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("| ", 0) != 0) {
+            continue;
+        }
+        const auto secondColumn = line.find('|', 1);
+        for (auto const& name : quotedIn(line.substr(secondColumn, line.find('|', secondColumn + 1) - secondColumn))) {
+            EXPECT_EQ(identifiers.count(name), 1u) << name;
+            ++names;
+        }
+    }
+    EXPECT_GT(names, 50);
+}
+
+// A path of the project, as opposed to a name, a command with arguments, a pattern or a path outside.
+bool looksLikeAPath(std::string const& text) {
+    static const std::regex path("(kernels|decoder|encoder|tools|tests|fuzz|bench|examples|docs|cmake|scripts)/"
+                                 "[A-Za-z0-9_./-]*|[A-Za-z]+\\.(md|txt|json)|\\.[a-z]+/[a-z]+");
+    return std::regex_match(text, path);
+}
+
+TEST(DocumentsTest, EveryFileThatTheySpeakOfExists) {
+    std::vector<fs::path> documents = {kRoot / "README.md", kRoot / "CONTRIBUTING.md", kRoot / "CHANGELOG.md"};
+    for (auto const& entry : fs::directory_iterator(kRoot / "docs")) {
+        documents.push_back(entry.path());
+    }
+    int paths = 0;
+    for (auto const& document : documents) {
+        for (auto const& name : quotedIn(textOf(document))) {
+            // A command's first word is a path too.
+            const std::string path = name.substr(0, name.find(' '));
+            if (looksLikeAPath(path)) {
+                EXPECT_TRUE(fs::exists(kRoot / path) || fs::exists(document.parent_path() / path))
+                    << document << " speaks of " << path;
+                ++paths;
+            }
+        }
+    }
+    EXPECT_GT(paths, 20);
+}
+
+TEST(DocumentsTest, EveryLinkLeadsToAFile) {
+    static const std::regex link("\\]\\(([^)#:]+)(#[^)]*)?\\)");
+    int links = 0;
+    for (auto const& document : {kRoot / "README.md", kRoot / "CONTRIBUTING.md", kRoot / "docs/architecture.md"}) {
+        const std::string text = textOf(document);
+        for (std::sregex_iterator match(text.begin(), text.end(), link), end; match != end; ++match) {
+            EXPECT_TRUE(fs::exists(document.parent_path() / (*match)[1].str())) << document << ": " << (*match)[1];
+            ++links;
+        }
+    }
+    EXPECT_GT(links, 5);
+}
+
+} // namespace

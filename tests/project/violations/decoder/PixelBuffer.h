@@ -1,0 +1,5 @@
+#pragma once
+
+#include <immintrin.h>
+
+#include "Slice.h"

@@ -1,0 +1,5 @@
+#pragma once
+
+#include <tbb/parallel_for.h>
+
+#include "CommandLine.h"

@@ -1,0 +1,2 @@
+#include "CommandLine.h"
+#include "Slice.h"
