@@ -6,8 +6,8 @@
 // Inverse transforms of many blocks in one call, for a caller that holds a row of them.
 //
 // Each gives, block for block, the same bits as the single-block transform of InverseDct.h, in the same variant: the
-// batch is a matter of speed alone. Buffers are dense, need no alignment and must not overlap; a count of 0 touches
-// nothing.
+// batch is a matter of speed alone. Buffers are dense, need no alignment beyond that of their type and must not
+// overlap; a count of 0 touches nothing.
 
 // Dequantises and transforms `numBlocks` blocks. `coefficients` holds 64 values a block in raster order, `matrix` one
 // factor for each raster position; coefficient times factor is rounded once to single precision and goes to the float

@@ -1,0 +1,47 @@
+// The variant for processors with AVX2 and fused multiply-add.
+
+#include "FixedPointTransforms.h"
+#include "FloatBlocks256.h"
+#include "KernelEntries.h"
+
+namespace {
+
+void l9_dct_8x8_inv_32f(const float* src, float* dst) {
+    Floats256 x[8];
+    loadColumns(src, x);
+    fusedBlock(x, dst);
+}
+
+void l9_dct_8x8_inv_a10_16s(const std::int16_t* src, std::int16_t* dst) {
+    fixedPoint8x8(src, dst);
+}
+
+void l9_dct_8x8To4x4_inv_16s(const std::int16_t* src, std::int16_t* dst) {
+    fixedPoint8x8To4x4(src, dst);
+}
+
+void l9_dct_8x8To2x2_inv_16s(const std::int16_t* src, std::int16_t* dst) {
+    fixedPoint8x8To2x2(src, dst);
+}
+
+} // namespace
+
+RAVELO_DEFINE_KERNEL_ENTRIES(l9)
+
+void l9_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, float* samples, std::size_t numBlocks) {
+    float matrixColumns[8][8];
+    transposeMatrix(matrix, matrixColumns);
+    for (std::size_t block = 0; block < numBlocks; ++block) {
+        Floats256 x[8];
+        loadDequantisedColumns(coefficients + 64 * block, matrixColumns, x);
+        fusedBlock(x, samples + 64 * block);
+    }
+}
+
+void l9_inverse4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
+    transform4x4Corners<Int256>(corners, samples, numBlocks);
+}
+
+void l9_inverse2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
+    transform2x2Corners<Int256>(corners, samples, numBlocks);
+}

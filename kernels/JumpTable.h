@@ -1,0 +1,20 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "ProcessorDispatch.h"
+#include "VariantSelection.h"
+
+// The forms of one entry by variant index. The slot before index 0 holds a stub that selects a variant and enters
+// again, so that an entry works before static initialisation is over.
+template <typename Function>
+struct JumpTable {
+    Function* slots[1 + kNumVariants]; // for the indices -1 to 3
+
+    // The form for the present index: one load and an indirect jump. The load is relaxed, since the tables never
+    // change.
+    Function* current() const {
+        return slots[std::atomic_ref<std::int32_t>(ippJumpIndexForMergedLibs).load(std::memory_order_relaxed) + 1];
+    }
+};

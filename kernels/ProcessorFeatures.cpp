@@ -1,0 +1,136 @@
+#include "ProcessorFeatures.h"
+
+#include <cpuid.h>
+
+namespace {
+
+constexpr std::uint32_t kExtendedLeafBase = 0x80000000;
+constexpr std::uint32_t kExtendedFeatureLeaf = 0x80000001;
+
+constexpr int kLeaf1EcxFma = 12;
+constexpr int kLeaf1EcxOsxsave = 27; // the system has enabled XGETBV
+constexpr int kLeaf1EcxAvx = 28;
+
+bool bitIsSet(std::uint64_t value, int bit) {
+    return (value >> bit & 1) != 0;
+}
+
+bool bitsAreSet(std::uint64_t value, std::uint64_t bits) {
+    return (value & bits) == bits;
+}
+
+// One row of the detection table: a bit of the mask that follows one bit of one register.
+struct FeatureSource {
+    std::uint64_t feature;
+    int registerBit;
+};
+
+template <int count>
+std::uint64_t featuresOf(std::uint32_t registerValue, const FeatureSource (&sources)[count]) {
+    std::uint64_t features = 0;
+    for (const FeatureSource& source : sources) {
+        if (bitIsSet(registerValue, source.registerBit))
+            features |= source.feature;
+    }
+    return features;
+}
+
+constexpr FeatureSource kLeaf1Edx[] = {{kFeatureMmx, 23}, {kFeatureSse, 25}, {kFeatureSse2, 26}};
+
+constexpr FeatureSource kLeaf1Ecx[] = {
+    {kFeatureSse3, 0}, {kFeatureSsse3, 9}, {kFeatureMovbe, 22},    {kFeatureSse41, 19},  {kFeatureSse42, 20},
+    {kFeatureAvx, 28}, {kFeatureAes, 25},  {kFeaturePclmulqdq, 1}, {kFeatureRdrand, 30}, {kFeatureF16c, 29},
+};
+
+constexpr FeatureSource kLeaf7Ebx[] = {
+    {kFeatureAdx, 19},      {kFeatureRdseed, 18},   {kFeatureSha, 29},        {kFeatureAvx512Cd, 28},
+    {kFeatureAvx512Er, 27}, {kFeatureAvx512Pf, 26}, {kFeatureAvx512Bw, 30},   {kFeatureAvx512Dq, 17},
+    {kFeatureAvx512Vl, 31}, {kFeatureMpx, 14},      {kFeatureAvx512Ifma, 21},
+};
+
+constexpr FeatureSource kLeaf7Ecx[] = {
+    {kFeatureAvx512Vbmi, 1}, {kFeatureAvx512Vpopcntdq, 14}, {kFeatureAvx512Bitalg, 12}};
+
+constexpr FeatureSource kLeaf7Edx[] = {{kFeatureAvx5124Fmaps, 3}, {kFeatureAvx5124Vnniw, 2}};
+
+constexpr FeatureSource kExtendedEcx[] = {{kFeaturePrefetchw, 8}};
+
+std::uint64_t leaf1Features(const CpuidRegisters& leaf1) {
+    std::uint64_t features = featuresOf(leaf1.edx, kLeaf1Edx) | featuresOf(leaf1.ecx, kLeaf1Ecx);
+    if ((leaf1.eax & 0xFF0) == 0xB10)
+        features |= kFeatureFamilyModelB1;
+    return features;
+}
+
+std::uint64_t leaf7Features(const CpuidSnapshot& snapshot) {
+    const CpuidRegisters& leaf7 = snapshot.leaf7;
+    std::uint64_t features =
+        featuresOf(leaf7.ebx, kLeaf7Ebx) | featuresOf(leaf7.ecx, kLeaf7Ecx) | featuresOf(leaf7.edx, kLeaf7Edx);
+    const std::uint32_t avx2WithBmi = 1u << 5 | 1u << 3 | 1u << 8;
+    if (bitsAreSet(leaf7.ebx, avx2WithBmi) && bitIsSet(snapshot.leaf1.ecx, kLeaf1EcxFma))
+        features |= kFeatureAvx2;
+    if (bitIsSet(leaf7.ebx, 16) && avx512StateEnabled(snapshot))
+        features |= kFeatureAvx512F;
+    return features;
+}
+
+// XCR0, encoded by hand: the instruction's intrinsic wants a unit that is compiled for processors with XSAVE.
+std::uint64_t enabledStates() {
+    std::uint32_t low = 0;
+    std::uint32_t high = 0;
+    __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return std::uint64_t{high} << 32 | low;
+}
+
+} // namespace
+
+CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf) {
+    CpuidRegisters registers;
+    __cpuid_count(leaf, subleaf, registers.eax, registers.ebx, registers.ecx, registers.edx);
+    return registers;
+}
+
+CpuidSnapshot cpuidSnapshot() {
+    CpuidSnapshot snapshot;
+    snapshot.leaf0 = cpuidRegisters(0, 0);
+    snapshot.leaf1 = cpuidRegisters(1, 0);
+    if (snapshot.leaf0.eax >= 7)
+        snapshot.leaf7 = cpuidRegisters(7, 0);
+    snapshot.leaf80000000 = cpuidRegisters(kExtendedLeafBase, 0);
+    if (snapshot.leaf80000000.eax >= kExtendedFeatureLeaf)
+        snapshot.leaf80000001 = cpuidRegisters(kExtendedFeatureLeaf, 0);
+    if (bitIsSet(snapshot.leaf1.ecx, kLeaf1EcxOsxsave))
+        snapshot.xcr0 = enabledStates();
+    return snapshot;
+}
+
+bool avxStateEnabled(const CpuidSnapshot& snapshot) {
+    const std::uint32_t leaf1Needs = 1u << kLeaf1EcxOsxsave | 1u << kLeaf1EcxAvx;
+    const std::uint64_t statesNeeded = 1u << 1 | 1u << 2; // 128-bit registers, upper halves of the 256-bit ones
+    return bitsAreSet(snapshot.leaf1.ecx, leaf1Needs) && bitsAreSet(snapshot.xcr0, statesNeeded);
+}
+
+bool avx512StateEnabled(const CpuidSnapshot& snapshot) {
+    // Mask registers, upper halves of the first sixteen 512-bit registers, all of the other sixteen.
+    const std::uint64_t statesNeeded = 1u << 5 | 1u << 6 | 1u << 7;
+    return bitIsSet(snapshot.leaf1.ecx, kLeaf1EcxOsxsave) && bitsAreSet(snapshot.xcr0, statesNeeded);
+}
+
+bool isGenuineIntel(const CpuidSnapshot& snapshot) {
+    // The twelve letters stand in EBX, EDX and ECX, four each, the first in the lowest byte.
+    return snapshot.leaf0.ebx == signature_INTEL_ebx && snapshot.leaf0.edx == signature_INTEL_edx &&
+           snapshot.leaf0.ecx == signature_INTEL_ecx;
+}
+
+std::uint64_t featuresFrom(const CpuidSnapshot& snapshot) {
+    std::uint64_t features = leaf1Features(snapshot.leaf1);
+    if (avxStateEnabled(snapshot))
+        features |= kFeatureAvxState;
+    if (avx512StateEnabled(snapshot))
+        features |= kFeatureAvx512State;
+    if (snapshot.leaf0.eax >= 7)
+        features |= leaf7Features(snapshot);
+    if (snapshot.leaf80000000.eax >= kExtendedFeatureLeaf)
+        features |= featuresOf(snapshot.leaf80000001.ecx, kExtendedEcx);
+    return features;
+}
