@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "PixelBuffer.h"
+#include "Bitstream.h"
 
 // What an output buffer must offer for one decode call.
 //
@@ -10,12 +10,18 @@
 // width of the reduced picture, but it writes whole macroblocks: with a width of 1000 pixels at half size the picture
 // is 500 pixels wide, and 504 are written in each line. With `leastStride` those four pixels fall on the start of the
 // next line, in no order with the pixels that belong there; with `safeStride` or more each line keeps to itself.
+//
+// There can be one line more than the picture has, too: a 4:2:2 frame at eighth size writes the first line of every
+// macroblock row, even where the reduced picture ends above it.
 struct BufferRequirements {
     std::uint64_t leastStride = 0; // bytes; the least magnitude of a stride that the decode call accepts
     std::uint64_t safeStride = 0;  // bytes; from this magnitude on, no write leaves its own line
-    std::uint64_t bytes = 0;       // bytes from the lowest line's first byte that a buffer of `safeStride` must have
+    std::uint64_t lines = 0;       // lines that may be written, counted from the picture's first
+    std::uint64_t bytes = 0;       // lines * safeStride: the size of a buffer with that stride
 };
 
-// `info` is what Frame::GetFrameInfo returned for the frame with the same depth and reduction, `frameWidth` the frame's
-// full width in pixels (GetFrameInfo at reduction 0 gives it).
-BufferRequirements bufferRequirements(PixelBuffer const& info, std::uint32_t frameWidth);
+// `frameBits` is the whole frame, or at least its first 26 bytes; `bitDepth` (8, 10, 15 or 16 bits) and
+// `downSampleFactor` (0 to 3) are those of the decode call. For a reduction with more than 8 bits, whose pixels form no
+// picture, the numbers hold all the same: they are then those of the full width.
+BufferRequirements bufferRequirements(Bitstream const& frameBits, std::uint32_t bitDepth,
+                                      std::uint32_t downSampleFactor);

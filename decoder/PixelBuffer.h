@@ -17,8 +17,8 @@ struct PixelBuffer {
     std::uint64_t height = 0;      // lines
     std::uint64_t frameHeight = 0; // lines of the frame at full size, both fields together
     std::uint8_t* pixels = nullptr;
-    std::int64_t lineStride = 0;         // bytes from a line to the next; may be negative
-    std::uint32_t downSampleFactor = 0;  // 0 full size, 1 half, 2 quarter, 3 eighth
+    std::int64_t lineStride = 0;        // bytes from a line to the next; may be negative
+    std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t color_primaries = 0;
     std::uint32_t transfer_characteristic = 0;

@@ -27,8 +27,9 @@ public:
     // The contract of the output buffer. Line y of a picture of `height` lines starts at pixels + y * lineStride. At
     // full size nothing outside the first `width` pixels of each line is written. At a reduced size the last macroblock
     // of a row is written whole, so up to 15 >> downSampleFactor pixels behind the picture's width are written too: a
-    // caller needs a stride with room for them, and that room behind the last line as well. bufferRequirements()
-    // in BufferRequirements.h gives the numbers. The pixels themselves:
+    // caller needs a stride with room for them, and that room behind the last line as well. A 4:2:2 frame at eighth
+    // size writes the first line of every macroblock row, which may be one line more than the picture has.
+    // bufferRequirements() in BufferRequirements.h gives the numbers. The pixels themselves:
     //
     //   4:2:2 frames           Cb Y Cr Y for two pixels; a row of odd width ends in Cb Y
     //   4:4:4 frames, YCbCr    A Y Cb Cr

@@ -1,0 +1,3 @@
+#include "CoeffVLCStream_Impl.h"
+
+template class CoeffVLCStream<OptimizationTarget::Baseline>;

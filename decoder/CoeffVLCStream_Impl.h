@@ -1,0 +1,183 @@
+#pragma once
+
+#include "CoeffVLCStream.h"
+#include "VLCStream_Impl.h"
+
+template <OptimizationTarget target>
+const GolombCombinationCodeParams CoeffVLCStream<target>::s_firstDCParams = {0, 5, 6};
+
+template <OptimizationTarget target>
+const GolombCombinationCodeParams CoeffVLCStream<target>::dcSymbolCodebook[4] = {
+    {0, 0, 1},
+    {0, 1, 2},
+    {1, 2, 3},
+    {0, 3, 4},
+};
+
+template <OptimizationTarget target>
+const GolombCombinationCodeParams CoeffVLCStream<target>::runCodebook[16] = {
+    {2, 0, 1}, {2, 0, 1}, {1, 0, 1}, {1, 0, 1}, {0, 0, 1}, {1, 1, 2}, {1, 1, 2}, {1, 1, 2},
+    {1, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 2, 3},
+};
+
+// Entry 0 has more escape bits than its neighbours, and entries 1 and 2 are in no order: these are the format's values.
+template <OptimizationTarget target>
+const GolombCombinationCodeParams CoeffVLCStream<target>::levelSymbolCodebook[9] = {
+    {2, 0, 2}, {1, 0, 1}, {2, 0, 1}, {0, 0, 1}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 2, 3},
+};
+
+// Folds a code value to a signed one: 0, 1, 2, 3, 4 give 0, -1, 1, -2, 2. The failure value gives 0.
+static inline int foldedToSigned(unsigned int value) {
+    if (value % 2 == 0)
+        return static_cast<int>(value) / 2;
+    return -(static_cast<int>(value + 1) / 2);
+}
+
+template <OptimizationTarget target>
+CoeffVLCStream<target>::CoeffVLCStream(Bitstream const& bitstream, std::uint64_t size)
+    : VLCStream<target>(Bitstream{bitstream.data, size < bitstream.size ? size : bitstream.size}) {}
+
+template <OptimizationTarget target>
+CoeffVLCStream<target>::CoeffVLCStream(Bitstream const& bitstream, std::uint64_t size, CoeffVLCState const& state)
+    : CoeffVLCStream(bitstream, size) {
+    m_previousDCDiff = state.previousDCDiff;
+    m_previousRun = state.previousRun;
+    m_previousLevelSymbol = state.previousLevelSymbol;
+
+    // Words start at multiples of eight bytes from the start of the range, as if it had been read bit by bit.
+    const std::uint64_t wholeWords = state.bitPosition / 64;
+    const std::uint64_t bitsOfWord = state.bitPosition % 64;
+    m_bitstream.data += 8 * wholeWords;
+    m_bitstream.size -= 8 * wholeWords;
+    if (bitsOfWord == 0)
+        return;
+    const auto word = this->refill();
+    m_bitCount = word.count - bitsOfWord;
+    m_bitBuffer = keepUnreadBits<target>(word.bits, m_bitCount);
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::limitedPrefix() {
+    if (target == OptimizationTarget::AVX2) {
+        const std::uint32_t next = this->peekBits32();
+        const unsigned int q = next == 0 ? 32u : static_cast<unsigned int>(__builtin_clz(next));
+        if (q < kPrefixLimit)
+            this->getBits(q + 1);
+        return q;
+    }
+    unsigned int q = 0;
+    while (q < kPrefixLimit && this->getBits(1) == 0)
+        ++q;
+    return q;
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::codeBehindPrefix(unsigned int q, GolombCombinationCodeParams const* params) {
+    const unsigned int lastRiceQ = params->lastRiceQ;
+    const unsigned int riceBits = params->riceBits;
+    if (q <= lastRiceQ)
+        return (q << riceBits) + this->getBits(riceBits);
+    // Shift counts are taken modulo 32: suffixes of more than 31 bits only arise in damaged data.
+    const unsigned int suffixBits = params->expGolombBits + (q - lastRiceQ) - 1;
+    const unsigned int suffix = this->getBits(suffixBits);
+    return ((1u << (suffixBits & 31)) | suffix) - (1u << params->expGolombBits) + ((lastRiceQ + 1) << riceBits);
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::golombCombinationCode(GolombCombinationCodeParams const* params) {
+    const unsigned int q = limitedPrefix();
+    if (q >= kPrefixLimit) {
+        m_invalidCode = true;
+        return kInvalidCode;
+    }
+    return codeBehindPrefix(q, params);
+}
+
+template <OptimizationTarget target>
+int CoeffVLCStream<target>::signedGolombCombinationCode(GolombCombinationCodeParams const* params) {
+    return foldedToSigned(golombCombinationCode(params));
+}
+
+template <OptimizationTarget target>
+int CoeffVLCStream<target>::first_dc_coeff() {
+    return signedGolombCombinationCode(&s_firstDCParams);
+}
+
+template <OptimizationTarget target>
+int CoeffVLCStream<target>::dc_coeff_difference() {
+    // The magnitude is taken unsigned, since a wrapped difference may be the most negative value.
+    const unsigned int previous = static_cast<unsigned int>(m_previousDCDiff);
+    const unsigned int magnitude = m_previousDCDiff < 0 ? 0u - previous : previous;
+    const int coded = signedGolombCombinationCode(&dcSymbolCodebook[magnitude < 3 ? magnitude : 3]);
+    m_previousDCDiff = m_previousDCDiff < 0 ? static_cast<int>(0u - static_cast<unsigned int>(coded)) : coded;
+    return m_previousDCDiff;
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::run() {
+    m_previousRun = golombCombinationCode(&runCodebook[m_previousRun < 15 ? m_previousRun : 15]);
+    return m_previousRun;
+}
+
+template <OptimizationTarget target>
+int CoeffVLCStream<target>::abs_level_minus_1() {
+    // Below zero after a failed level, when the scan can only fail and any book inside the table serves.
+    const int bounded = m_previousLevelSymbol < 0 ? 0 : m_previousLevelSymbol;
+    m_previousLevelSymbol = static_cast<int>(golombCombinationCode(&levelSymbolCodebook[bounded < 8 ? bounded : 8]));
+    return m_previousLevelSymbol;
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::sign() {
+    return this->getBits(1);
+}
+
+template <OptimizationTarget target>
+bool CoeffVLCStream<target>::endOfData() const {
+    if (!m_readPastEnd && (m_bitCount > 64 || m_bitCount + 8 * m_bitstream.size > 64))
+        return false;
+    // Here at most eight bytes are left unless the range was read past its end, when none are.
+    return m_bitBuffer == 0 && loadLeadingBytes(m_bitstream.data, m_bitstream.size) == 0;
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::golombGetQ() {
+    if (target == OptimizationTarget::AVX2) {
+        const std::uint32_t next = this->peekBits32();
+        const unsigned int q = next == 0 ? 32u : static_cast<unsigned int>(__builtin_clz(next));
+        this->getBits(q + 1);
+        return q;
+    }
+    unsigned int q = 0;
+    while (this->getBits(1) == 0) {
+        ++q;
+        if (this->onlyZerosRemain())
+            return q;
+    }
+    return q;
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::run3(CoeffVLCStream& second, unsigned int& secondRun, CoeffVLCStream& third,
+                                          unsigned int& thirdRun) {
+    const unsigned int firstRun = run();
+    secondRun = second.run();
+    thirdRun = third.run();
+    return firstRun;
+}
+
+template <OptimizationTarget target>
+unsigned int CoeffVLCStream<target>::golombCombinationCode3(CoeffVLCStream& second, CoeffVLCStream& third,
+                                                            GolombCombinationCodeParams const* firstParams,
+                                                            GolombCombinationCodeParams const* secondParams,
+                                                            GolombCombinationCodeParams const* thirdParams,
+                                                            unsigned int& valueOfSecond, unsigned int& valueOfThird) {
+    // All prefixes before any suffix: the three look-ahead chains do not wait for each other.
+    const unsigned int firstQ = golombGetQ();
+    const unsigned int secondQ = second.golombGetQ();
+    const unsigned int thirdQ = third.golombGetQ();
+    const unsigned int valueOfFirst = codeBehindPrefix(firstQ, firstParams);
+    valueOfSecond = second.codeBehindPrefix(secondQ, secondParams);
+    valueOfThird = third.codeBehindPrefix(thirdQ, thirdParams);
+    return valueOfFirst;
+}

@@ -1,0 +1,73 @@
+#include "OutputLevels.h"
+
+#include <stdexcept>
+
+namespace {
+
+// The weights of red, green and blue in luma.
+struct LumaWeights {
+    double red, green, blue;
+};
+
+constexpr LumaWeights kBt709{0.2126, 0.7152, 0.0722};
+constexpr LumaWeights kBt601{0.299, 0.587, 0.114};
+constexpr LumaWeights kBt2020{0.2627, 0.678, 0.0593};
+
+LumaWeights lumaWeights(PixelBuffer const& buffer) {
+    switch (buffer.matrix_coefficients) {
+    case 1:
+        return kBt709;
+    case 6:
+        return kBt601;
+    case 9:
+        return kBt2020;
+    default:
+        return buffer.frameHeight > 576 ? kBt709 : kBt601;
+    }
+}
+
+void setMatrix(OutputLevels& levels, LumaWeights const& weights) {
+    const double kr = weights.red;
+    const double kg = weights.green;
+    const double kb = weights.blue;
+    levels.cbToGreen = static_cast<float>(-2.0 * (1 - kb) * kb / kg);
+    levels.cbToBlue = static_cast<float>((1 - kb) * 2.0);
+    levels.crToRed = static_cast<float>(2.0 * (1 - kr));
+    levels.crToGreen = static_cast<float>(-2.0 * (1 - kr) * kr / kg);
+}
+
+} // namespace
+
+std::int32_t maximumCode(std::uint32_t bitDepth) {
+    switch (bitDepth) {
+    case 8:
+        return 255;
+    case 10:
+        return 1023;
+    case 15:
+        return 32768;
+    case 16:
+        return 65535;
+    default:
+        throw std::runtime_error("Unsupported bit depth in PixelBuffer");
+    }
+}
+
+OutputLevels outputLevels(PixelBuffer const& buffer) {
+    OutputLevels levels{};
+    levels.maxValue = maximumCode(buffer.bitDepth);
+    const double maximum = levels.maxValue;
+    levels.alpha8Scale = static_cast<float>(levels.maxValue) / 255.0f;
+    levels.alpha16Scale = static_cast<float>(levels.maxValue) / 65535.0f;
+    levels.sampleScale = static_cast<float>(0.001953125 * (1.0 + maximum));
+    if (buffer.colorCoding == ColorCoding_YCbCr)
+        return levels;
+    setMatrix(levels, lumaWeights(buffer));
+    if (buffer.colorCoding == ColorCoding_RGBFull) {
+        levels.rgbScale = static_cast<float>(maximum);
+    } else if (buffer.colorCoding == ColorCoding_RGBVideo) {
+        levels.rgbScale = static_cast<float>(0.85546875 * (1 + maximum));
+        levels.rgbOffset = static_cast<float>(0.0625 * (1 + maximum));
+    }
+    return levels;
+}

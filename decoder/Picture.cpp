@@ -1,0 +1,116 @@
+#include "Picture_Impl.h"
+
+#include "Frame.h"
+
+namespace {
+
+std::uint32_t pictureLines(Frame const& frame, TemporalOrder temporalOrder) {
+    const std::uint32_t lines = frame.vertical_size;
+    // The even lines of an odd number belong to the field with one line more, whichever is coded first.
+    const std::uint32_t evenLines = (lines + 1) >> 1;
+    const std::uint32_t oddLines = lines >> 1;
+    const bool isFirst = temporalOrder == TemporalOrder::First;
+    switch (frame.interlace_mode) {
+    case 1:
+        return isFirst ? evenLines : oddLines;
+    case 2:
+        return isFirst ? oddLines : evenLines;
+    case 3:
+        return oddLines;
+    default:
+        return lines;
+    }
+}
+
+} // namespace
+
+PictureLayout::PictureLayout(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits)
+    : m_temporalOrder(temporalOrder),
+      m_frame(owner),
+      m_header(picture_header(pictureBits)),
+      m_verticalSize(pictureLines(owner, temporalOrder)),
+      m_widthInMb((owner.horizontal_size + 15) >> 4),
+      m_heightInMb((m_verticalSize + 15) >> 4),
+      m_sliceTable(m_widthInMb, m_heightInMb, m_header.log2_slice_size_in_mb,
+                   behind(pictureBits, m_header.picture_header_size)),
+      m_slices(behind(pictureBits, m_header.picture_header_size + m_sliceTable.tableBytes())) {
+    initializePictureBuffer();
+}
+
+PictureLayout::~PictureLayout() = default;
+
+PictureLayout::Header PictureLayout::picture_header(Bitstream const& pictureBits) {
+    Header header;
+    header.picture_header_size = pictureBits.byteAt(0) >> 3;
+    header.picture_size = pictureBits.word32At(1);
+    header.log2_slice_size_in_mb = pictureBits.byteAt(7) >> 4 & 3;
+    return header;
+}
+
+Bitstream PictureLayout::behind(Bitstream bits, std::uint64_t numBytes) {
+    bits.advance(numBytes);
+    return bits;
+}
+
+void PictureLayout::initializePictureBuffer() {
+    m_pictureBuffer = m_frame.frame_buffer;
+    const std::uint32_t mode = m_frame.interlace_mode;
+    if (mode == 0)
+        return;
+    m_pictureBuffer.height = m_verticalSize;
+    const bool startsOnSecondLine = mode == (m_temporalOrder == TemporalOrder::First ? 2u : 1u);
+    if (startsOnSecondLine)
+        m_pictureBuffer.pixels += m_pictureBuffer.lineStride;
+    // A stride that cannot be doubled belongs to a buffer that cannot exist; it wraps instead of overflowing.
+    m_pictureBuffer.lineStride = static_cast<std::int64_t>(2 * static_cast<std::uint64_t>(m_pictureBuffer.lineStride));
+}
+
+Frame const& PictureLayout::frame() const {
+    return m_frame;
+}
+
+PixelBuffer const& PictureLayout::pictureBuffer() const {
+    return m_pictureBuffer;
+}
+
+std::uint32_t PictureLayout::picture_size() const {
+    return m_header.picture_size;
+}
+
+std::uint32_t PictureLayout::vertical_size() const {
+    return m_verticalSize;
+}
+
+std::uint32_t PictureLayout::width_in_mb() const {
+    return m_widthInMb;
+}
+
+std::uint32_t PictureLayout::height_in_mb() const {
+    return m_heightInMb;
+}
+
+std::uint32_t PictureLayout::slice_size_in_mb(std::uint32_t column) const {
+    return m_sliceTable.sliceSizeInMb(column);
+}
+
+std::uint32_t PictureLayout::number_of_slices_per_mb_row() const {
+    return m_sliceTable.slicesPerRow();
+}
+
+std::uint32_t PictureLayout::coded_size_of_slice(std::uint32_t row, std::uint32_t column) const {
+    return m_sliceTable.codedSize(row, column);
+}
+
+std::uint32_t PictureLayout::getDownSampleFactor() const {
+    return m_frame.downSampleFactor;
+}
+
+std::uint32_t PictureLayout::firstMb(std::uint32_t column) const {
+    return m_sliceTable.firstMb(column);
+}
+
+Bitstream PictureLayout::rowBits(std::uint32_t row) const {
+    return behind(m_slices, m_sliceTable.rowOffset(row));
+}
+
+template class Picture<OptimizationTarget::Baseline>;

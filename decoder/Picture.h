@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Bitstream.h"
+#include "OptimizationTarget.h"
+#include "PixelBuffer.h"
+#include "SliceTable.h"
+
+class Frame;
+
+// First or second coded picture of a frame.
+enum class TemporalOrder : std::uint32_t { First = 0, Second = 1 };
+
+// The part of a picture that no target differs in: its header, its geometry and its slice table.
+class PictureLayout {
+public:
+    PictureLayout(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits);
+    ~PictureLayout();
+
+    PictureLayout(PictureLayout const&) = delete;
+    PictureLayout& operator=(PictureLayout const&) = delete;
+
+    Frame const& frame() const;
+    PixelBuffer const& pictureBuffer() const;
+    std::uint32_t picture_size() const;  // bytes from the picture's first byte to the next picture
+    std::uint32_t vertical_size() const; // lines of this picture at full size
+    std::uint32_t width_in_mb() const;
+    std::uint32_t height_in_mb() const;
+    std::uint32_t slice_size_in_mb(std::uint32_t column) const;
+    std::uint32_t number_of_slices_per_mb_row() const;
+    std::uint32_t coded_size_of_slice(std::uint32_t row, std::uint32_t column) const; // bytes, slice header included
+    std::uint32_t getDownSampleFactor() const;                                        // a shift count, 0 to 3
+
+    // Macroblocks to the left of a slice.
+    std::uint32_t firstMb(std::uint32_t column) const;
+
+    // The cursor at the first byte of a row's first slice.
+    Bitstream rowBits(std::uint32_t row) const;
+
+private:
+    // What the header says; the cursor stays at the picture's first byte.
+    struct Header {
+        std::uint32_t picture_header_size;
+        std::uint32_t picture_size;
+        std::uint32_t log2_slice_size_in_mb;
+    };
+
+    static Header picture_header(Bitstream const& pictureBits);
+    static Bitstream behind(Bitstream bits, std::uint64_t numBytes);
+    void initializePictureBuffer();
+
+    TemporalOrder m_temporalOrder;
+    Frame const& m_frame;
+    Header m_header;
+    std::uint32_t m_verticalSize;
+    std::uint32_t m_widthInMb;
+    std::uint32_t m_heightInMb;
+    SliceTable m_sliceTable;
+    Bitstream m_slices; // from the first slice to the end of the caller's data
+    PixelBuffer m_pictureBuffer;
+};
+
+// One coded picture: the whole frame or one field. The constructor decodes it; when it returns, the picture's pixels
+// are in the caller's buffer.
+template <OptimizationTarget target>
+class Picture : public PictureLayout {
+public:
+    Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits);
+
+private:
+    // Decodes a few neighbouring slices of a row.
+    void decodeSlices(std::uint32_t row, std::uint32_t firstColumn) const;
+    static void decodeSlicesOf(void const* picture, std::uint32_t row, std::uint32_t group);
+};
+
+extern template class Picture<OptimizationTarget::Baseline>;
+extern template class Picture<OptimizationTarget::AVX2>;

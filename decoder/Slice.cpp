@@ -1,0 +1,5 @@
+#include "Slice_Impl.h"
+
+template unsigned int countBits<OptimizationTarget::Baseline>(std::uint32_t);
+template class Slice<OptimizationTarget::Baseline>;
+template class SliceGroup<OptimizationTarget::Baseline>;

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+
+#include "CoefficientScan.h"
+#include "OptimizationTarget.h"
+#include "Picture.h"
+#include "SliceMacroblockWriter.h"
+
+// The number of set bits of n - 1 for a power of two n, which is log2(n). Baseline counts the run of set bits from bit
+// 0 on, AVX2 all set bits; for n - 1 the two agree.
+template <OptimizationTarget target>
+unsigned int countBits(std::uint32_t mask);
+
+// The unit of parallel work: up to 8 macroblocks of one macroblock row, with their own bytes.
+//
+// A damaged slice ends in silence: if a component fails to decode, nothing of the slice is written. Sizes that reach
+// beyond the data are ranges that end early.
+template <OptimizationTarget target>
+class Slice {
+public:
+    using CoefFloat = float;
+
+    static constexpr unsigned int kMaxBlocks = 3 * 32; // 8 macroblocks of 4:4:4
+    static constexpr unsigned int kMaxComponentBlocks = 32;
+    static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16;
+
+    // Elements that the coefficients of a slice take, with what a scan may overwrite.
+    static constexpr unsigned int kCoefficientElements = kMaxBlocks * 64 + 3 * kScanPadding;
+
+    Slice() = default;
+
+    ~Slice();
+
+    Slice(Slice const&) = delete;
+    Slice& operator=(Slice const&) = delete;
+
+    // Builds the writer of the slice's rectangle, which throws for a bit depth that no writer knows, and parses the
+    // slice header. `bits` stands at the slice's first byte and ends with the caller's data. Called once.
+    void open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
+
+    // The scans of Y, Cb and Cr, with their coefficients laid out in `coefficients` (kCoefficientElements values).
+    void prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const;
+
+    // Decodes the alpha plane, transforms the blocks and writes the pixels.
+    void reconstruct(ComponentScan const scans[3]) const;
+
+    // Reads one component at the cursor into block order. The cursor stays.
+    bool scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
+                              std::uint32_t log2NumBlocks) const;
+
+    // Reads Y, Cb and Cr into block order at full size, whatever the reduction, with nothing reported. The three arrays
+    // lie back to back, and numChromaBlocks must not exceed numYBlocks. On valid data the result is that of three calls
+    // of scanned_coefficients; values whose position lies outside their array are dropped.
+    void scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks, std::uint64_t numYBytes,
+                               std::int16_t* cbCoefficients, std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
+                               std::int16_t* crCoefficients, std::uint64_t numCrBytes, std::uint32_t log2NumYBlocks,
+                               std::uint32_t log2NumChromaBlocks) const;
+
+    // Fills the alpha samples of the slice from the cursor on.
+    void scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const;
+
+    std::uint32_t quantizationIndex() const { return quantization_index; }
+
+private:
+    using Writer = SliceMacroblockWriter<target, float>;
+
+    void slice_header();
+    Writer* createSliceMacroblockWriter() const;
+    PixelBuffer sliceBuffer() const;
+    std::uint32_t alphaSamples() const;
+    std::uint32_t lumaBlocks() const { return 4 * m_sliceMbs; }
+    std::uint32_t chromaBlocks() const { return m_chromaBlocksPerMb * m_sliceMbs; }
+    std::uint32_t keptCoefficients() const;
+
+    void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+    void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+    void reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+    void reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+    void reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+
+    std::uint32_t slice_header_size = 0; // bytes
+    std::uint32_t quantization_index = 0;
+    std::uint32_t coded_size_y = 0; // bytes
+    std::uint32_t coded_size_cb = 0;
+    std::uint64_t coded_size_cr = 0; // very large where the sizes of the stream contradict each other
+    std::uint32_t m_mbRow = 0;
+    std::uint32_t m_sliceColumn = 0;
+    std::uint32_t m_sliceMbs = 0;          // 1, 2, 4 or 8
+    std::uint32_t m_chromaBlocksPerMb = 2; // of each chroma component; 4 in 4:4:4
+    Picture<target> const* m_picture = nullptr;
+    Bitstream m_bitstream; // at the Y range
+    Writer* m_writer = nullptr;
+};
+
+// A few neighbouring slices of one row, decoded together: their components are independent streams of symbols, and
+// several streams side by side hide the latency that bounds a single one.
+template <OptimizationTarget target>
+class SliceGroup {
+public:
+    static constexpr unsigned int kMaxSlices = 4;
+
+    bool full() const { return m_count == kMaxSlices; }
+    void add(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
+    void decode();
+
+private:
+    unsigned int m_count = 0;
+    Slice<target> m_slices[kMaxSlices];
+    alignas(64) std::int16_t m_coefficients[kMaxSlices][Slice<target>::kCoefficientElements];
+};
+
+extern template class Slice<OptimizationTarget::Baseline>;
+extern template class Slice<OptimizationTarget::AVX2>;
+extern template class SliceGroup<OptimizationTarget::Baseline>;
+extern template class SliceGroup<OptimizationTarget::AVX2>;

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+
+#include "OptimizationTarget.h"
+#include "OutputLevels.h"
+#include "PixelBuffer.h"
+
+// An address `numBytes` further on. Unsigned arithmetic, since a stride may be negative.
+static inline std::uint8_t* movedBy(std::uint8_t* pixels, std::int64_t numBytes) {
+    return reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(pixels) +
+                                           static_cast<std::uintptr_t>(numBytes));
+}
+
+// The address `lines` lines further on.
+static inline std::uint8_t* lineBelow(std::uint8_t* pixels, unsigned int lines, std::int64_t lineStride) {
+    return movedBy(pixels, static_cast<std::int64_t>(lines * static_cast<std::uint64_t>(lineStride)));
+}
+
+// Hands finished macroblocks of one slice to the caller's memory.
+//
+// Samples arrive signed, 512 steps from -256 up at every output depth: a code of 8 bits is (s + 256) / 2, so -224 is
+// video black, 214 video white, and chroma reaches 224 steps either side of 0. Values of any size are clamped. `mb`
+// counts macroblocks from the start of the slice; `y`, `cb` and `cr` point at that macroblock's first block, and
+// `alpha` at the slice's alpha plane where the writer reads one.
+template <OptimizationTarget target, class Real>
+class SliceMacroblockWriter {
+public:
+    // Throws as outputLevels does.
+    explicit SliceMacroblockWriter(PixelBuffer const& pixelBuffer);
+    virtual ~SliceMacroblockWriter();
+
+    SliceMacroblockWriter(SliceMacroblockWriter const&) = delete;
+    SliceMacroblockWriter& operator=(SliceMacroblockWriter const&) = delete;
+
+    virtual void operator()(unsigned int mb, Real const (*y)[8][8], Real const (*cb)[8][8], Real const (*cr)[8][8],
+                            std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s(unsigned int mb, std::int16_t const (*y)[8][8], std::int16_t const (*cb)[8][8],
+                                     std::int16_t const (*cr)[8][8], std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s_Half(unsigned int mb, std::int16_t const (*y)[4][4],
+                                          std::int16_t const (*cb)[4][4], std::int16_t const (*cr)[4][4],
+                                          std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s_Quarter(unsigned int mb, std::int16_t const (*y)[2][2],
+                                             std::int16_t const (*cb)[2][2], std::int16_t const (*cr)[2][2],
+                                             std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s_Eighth(unsigned int mb, std::int16_t const* y, std::int16_t const* cb,
+                                            std::int16_t const* cr, std::uint16_t const* alpha) const = 0;
+
+    // Whether any of the operations above looks at `alpha`.
+    virtual bool readsAlpha() const;
+
+    // The clipped size of macroblock `mb`, in pixels: the parts left and right of its middle, the rows above and below.
+    void setBlockBounds(unsigned int mb, unsigned int& leftWidth, unsigned int& rightWidth, unsigned int& topHeight,
+                        unsigned int& bottomHeight) const;
+
+    // floor(x + 0.5) as an integer; beyond the range of 32 bits the nearer end.
+    static std::int32_t round(Real x);
+
+    // m_minValue if the argument is below it, else the lesser of the argument and m_maxValue.
+    std::int32_t clamp(std::int32_t code) const;
+
+    // The code of a Y, Cb or Cr sample.
+    std::int32_t encodeSample(Real sample) const { return clamp(unclampedCode(sample)); }
+    std::int32_t unclampedCode(Real sample) const;
+
+    // The three codes of one pixel behind its alpha, before clamping.
+    struct ColorCodes {
+        std::int32_t first, second, third;
+    };
+
+    // Red, green and blue, with divisions, the first of them in double precision.
+    ColorCodes convertToRGB(Real y, Real cb, Real cr) const;
+
+    // The same with multiplications by rounded reciprocals: the form of a vector lane.
+    ColorCodes convertToRGBByReciprocals(Real y, Real cb, Real cr) const;
+
+    std::int32_t maxValue() const { return m_maxValue; }
+    Real alpha8Scale() const { return m_alpha8Scale; }
+    Real alpha16Scale() const { return m_alpha16Scale; }
+
+protected:
+    const PixelBuffer m_pixelBuffer;
+    std::int32_t m_minValue;
+    std::int32_t m_maxValue;
+    Real m_alpha8Scale;
+    Real m_alpha16Scale;
+    Real m_sampleScale;
+    Real m_cbToGreen;
+    Real m_cbToBlue;
+    Real m_crToRed;
+    Real m_crToGreen;
+    Real m_rgbScale;
+    Real m_rgbOffset;
+
+private:
+    SliceMacroblockWriter(PixelBuffer const& pixelBuffer, OutputLevels const& levels);
+};
+
+extern template class SliceMacroblockWriter<OptimizationTarget::Baseline, float>;
+extern template class SliceMacroblockWriter<OptimizationTarget::AVX2, float>;

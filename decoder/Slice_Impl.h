@@ -1,0 +1,327 @@
+#pragma once
+
+#include "AlphaVLCStream.h"
+#include "Block.h"
+#include "BlockGather.h"
+#include "BlockTransforms.h"
+#include "CoefficientScan_Impl.h"
+#include "Frame.h"
+#include "Slice.h"
+#include "Slice422MacroblockWriter.h"
+#include "Slice4444MacroblockWriter.h"
+#include "Slice444MacroblockWriter.h"
+#include "ThreeStreamScan.h"
+
+template <OptimizationTarget target>
+unsigned int countBits(std::uint32_t mask) {
+    if (target == OptimizationTarget::AVX2)
+        return static_cast<unsigned int>(__builtin_popcount(mask));
+    unsigned int count = 0;
+    while (count < 32 && (mask >> count & 1) != 0)
+        ++count;
+    return count;
+}
+
+template <OptimizationTarget target>
+Slice<target>::~Slice() {
+    delete m_writer;
+}
+
+template <OptimizationTarget target>
+void Slice<target>::open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture,
+                         Bitstream const& bits) {
+    m_mbRow = mbRow;
+    m_sliceColumn = slice_column;
+    m_picture = &picture;
+    m_bitstream = bits;
+    m_sliceMbs = picture.slice_size_in_mb(slice_column);
+    m_chromaBlocksPerMb = picture.frame().chroma_format == 3 ? 4 : 2;
+    m_writer = createSliceMacroblockWriter();
+    slice_header();
+}
+
+template <OptimizationTarget target>
+void Slice<target>::slice_header() {
+    slice_header_size = m_bitstream.byteAt(0) >> 3;
+    quantization_index = m_bitstream.byteAt(1);
+    coded_size_y = m_bitstream.word16At(2);
+    coded_size_cb = m_bitstream.word16At(4);
+    if (m_picture->frame().alpha_channel_type != 0) {
+        coded_size_cr = m_bitstream.word16At(6);
+    } else {
+        // Sizes that contradict each other wrap to a very large range, which ends with the data.
+        const std::uint32_t behindHeader = m_picture->coded_size_of_slice(m_mbRow, m_sliceColumn) - slice_header_size;
+        coded_size_cr = std::uint64_t{behindHeader} - coded_size_y - coded_size_cb;
+    }
+    m_bitstream.advance(slice_header_size);
+}
+
+template <OptimizationTarget target>
+PixelBuffer Slice<target>::sliceBuffer() const {
+    Picture<target> const& picture = *m_picture;
+    Frame const& frame = picture.frame();
+    PixelBuffer buffer = picture.pictureBuffer();
+    const std::uint32_t reduction = buffer.downSampleFactor;
+    const std::uint32_t mbSize = reduction < 5 ? 16u >> reduction : 0;
+
+    // The last column is corrected by the full-size width whatever the reduction, so a reduced picture's last
+    // macroblock is written whole. The last row is corrected by the reduced height.
+    std::uint32_t width = m_sliceMbs * mbSize;
+    if (m_sliceColumn + 1 == picture.number_of_slices_per_mb_row())
+        width -= picture.width_in_mb() * mbSize - frame.horizontal_size;
+    std::uint32_t height = mbSize;
+    if (m_mbRow + 1 == picture.height_in_mb())
+        height -= picture.height_in_mb() * mbSize - (picture.vertical_size() >> (reduction & 31));
+    buffer.width = width;
+    buffer.height = height;
+
+    const std::uint64_t bytesPerSample = buffer.bitDepth > 8 ? 2 : 1;
+    const std::uint64_t rows = std::uint64_t{m_mbRow} * mbSize * static_cast<std::uint64_t>(buffer.lineStride);
+    const std::uint64_t columns =
+        std::uint64_t{mbSize} * buffer.samplesPerPixel * picture.firstMb(m_sliceColumn) * bytesPerSample;
+    buffer.pixels = movedBy(buffer.pixels, static_cast<std::int64_t>(rows + columns));
+    return buffer;
+}
+
+template <OptimizationTarget target>
+typename Slice<target>::Writer* Slice<target>::createSliceMacroblockWriter() const {
+    const PixelBuffer buffer = sliceBuffer();
+    Frame const& frame = m_picture->frame();
+    if (frame.chroma_format != 3)
+        return new Slice422MacroblockWriter<target, float>(buffer);
+    if (frame.alpha_channel_type == 0)
+        return new Slice444MacroblockWriter<target, float>(buffer);
+    // The alpha pitch follows the reduced macroblock, although the plane is always decoded whole; no reduced writer
+    // reads it.
+    const std::uint32_t mbSize = buffer.downSampleFactor < 5 ? 16u >> buffer.downSampleFactor : 0;
+    return new Slice4444MacroblockWriter<target, float>(buffer, frame.alpha_channel_type == 2 ? 16 : 8,
+                                                        std::uint64_t{mbSize} * m_sliceMbs);
+}
+
+template <OptimizationTarget target>
+std::uint32_t Slice<target>::alphaSamples() const {
+    const bool isLastRow = m_mbRow + 1 == m_picture->height_in_mb();
+    const std::uint32_t rows = isLastRow ? m_picture->vertical_size() - 16 * m_mbRow : 16;
+    return m_sliceMbs * 16 * rows;
+}
+
+template <OptimizationTarget target>
+std::uint32_t Slice<target>::keptCoefficients() const {
+    // Deeper samples than 8 bits always take the full-size transform, which wants whole blocks.
+    const std::uint32_t reduction = m_picture->getDownSampleFactor();
+    if (m_picture->pictureBuffer().bitDepth > 8 || reduction == 0)
+        return 64;
+    return reduction < 3 ? 64u >> (2 * reduction) : 1;
+}
+
+template <OptimizationTarget target>
+void Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const {
+    const std::uint32_t numBlocks[3] = {lumaBlocks(), chromaBlocks(), chromaBlocks()};
+    const std::uint64_t numBytes[3] = {coded_size_y, coded_size_cb, coded_size_cr};
+    Bitstream cursor = m_bitstream;
+    for (int i = 0; i < 3; ++i) {
+        ComponentScan& scan = scans[i];
+        scan.range = {cursor.data, numBytes[i] < cursor.size ? numBytes[i] : cursor.size};
+        scan.coefficients = coefficients;
+        scan.numBlocks = numBlocks[i];
+        scan.log2NumBlocks = countBits<target>(numBlocks[i] - 1);
+        scan.keptCoefficients = keptCoefficients();
+        scan.dcOnly = scan.keptCoefficients == 1;
+        coefficients += scan.numBlocks * scan.keptCoefficients + kScanPadding;
+        cursor.advance(numBytes[i]);
+    }
+}
+
+template <OptimizationTarget target>
+bool Slice<target>::scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
+                                         std::uint32_t log2NumBlocks) const {
+    ComponentScan scan;
+    scan.range = {m_bitstream.data, numBytes < m_bitstream.size ? numBytes : m_bitstream.size};
+    scan.coefficients = coefficients;
+    scan.numBlocks = numBlocks;
+    scan.log2NumBlocks = log2NumBlocks;
+    scan.keptCoefficients = keptCoefficients();
+    scan.dcOnly = scan.keptCoefficients == 1;
+    return scanComponentIntoBlocks<target>(scan);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks,
+                                          std::uint64_t numYBytes, std::int16_t* cbCoefficients,
+                                          std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
+                                          std::int16_t* crCoefficients, std::uint64_t numCrBytes,
+                                          std::uint32_t log2NumYBlocks, std::uint32_t log2NumChromaBlocks) const {
+    Bitstream cursor = m_bitstream;
+    const Bitstream yRange = cursor;
+    cursor.advance(numYBytes);
+    const Bitstream cbRange = cursor;
+    cursor.advance(numCbBytes);
+    ThreeStreamScan<target> scan{
+        {{yRange, numYBytes}, {cbRange, numCbBytes}, {cursor, numCrBytes}},
+        {yCoefficients, cbCoefficients, crCoefficients},
+        {numYBlocks, numChromaBlocks, numChromaBlocks},
+        {log2NumYBlocks, log2NumChromaBlocks, log2NumChromaBlocks},
+    };
+    scan.run();
+}
+
+template <OptimizationTarget target>
+void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const {
+    // The alpha plane stands behind the Cr range and takes all bytes that remain.
+    Bitstream bits = m_bitstream;
+    bits.advance(coded_size_y);
+    bits.advance(coded_size_cb);
+    bits.advance(coded_size_cr);
+    const unsigned int alphaBits = m_picture->frame().alpha_channel_type == 1 ? 8 : 16;
+    AlphaVLCStream<target>(bits, alphaBits).fillSamples(samples, numSamples);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reconstruct(ComponentScan const scans[3]) const {
+    if (!scans[0].succeeded || !scans[1].succeeded || !scans[2].succeeded)
+        return;
+    if (m_picture->frame().alpha_channel_type == 0 || !m_writer->readsAlpha()) {
+        pixelReconstruction(scans, nullptr);
+        return;
+    }
+    std::uint16_t alpha[kMaxAlphaSamples];
+    scanned_alpha(alpha, alphaSamples());
+    pixelReconstruction(scans, alpha);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+    const std::uint32_t reduction = m_picture->getDownSampleFactor();
+    if (reduction > 3)
+        return;
+    if (reduction == 0 || m_picture->pictureBuffer().bitDepth > 8)
+        reconstructFull(scans, alpha);
+    else if (reduction == 1)
+        reconstructHalf(scans, alpha);
+    else if (reduction == 2)
+        reconstructQuarter(scans, alpha);
+    else
+        reconstructEighth(scans, alpha);
+}
+
+// The step size of a slice. Indices above 128 count in steps of 4.
+static inline float quantizationScale(std::uint32_t quantization_index) {
+    return static_cast<float>(quantization_index <= 128 ? quantization_index : 4 * quantization_index - 384);
+}
+
+// Matrix times step size. Coefficient times step size times matrix entry rounds once in either order, since the first
+// product is exact both ways: 16 + 8 bits with the step size first, 8 + 8 bits here.
+static inline void multiplyMatrix(const float* matrix, float scale, float* product) {
+    for (int i = 0; i < 64; ++i)
+        product[i] = matrix[i] * scale;
+}
+
+// The two matrices of a slice in raster order, and the pattern that leads from scan order to raster order.
+template <OptimizationTarget target>
+struct SliceMatrices {
+    SliceMatrices(Frame const& frame, std::uint32_t quantization_index)
+        : pattern(frame.interlace_mode != 0 ? interlacedScanPattern : progressiveScanPattern) {
+        const float scale = quantizationScale(quantization_index);
+        multiplyMatrix(frame.luma_quant_scaled, scale, luma);
+        multiplyMatrix(frame.chroma_quant_scaled, scale, chroma);
+    }
+
+    const std::uint32_t* pattern;
+    float luma[64];
+    float chroma[64];
+};
+
+template <OptimizationTarget target>
+void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+    const SliceMatrices<target> matrices(m_picture->frame(), quantization_index);
+    alignas(64) std::int16_t raster[3][kMaxComponentBlocks * 64 + kGatherPadding];
+    for (int i = 0; i < 3; ++i)
+        gatherBlocks<target, 8>(scans[i], matrices.pattern, raster[i]);
+
+    alignas(64) float y[4][8][8];
+    alignas(64) float cb[4][8][8];
+    alignas(64) float cr[4][8][8];
+    const std::size_t chromaBlocks = m_chromaBlocksPerMb;
+    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+        inverse8x8Blocks(raster[0] + mb * 256, matrices.luma, y[0][0], 4);
+        inverse8x8Blocks(raster[1] + mb * chromaBlocks * 64, matrices.chroma, cb[0][0], chromaBlocks);
+        inverse8x8Blocks(raster[2] + mb * chromaBlocks * 64, matrices.chroma, cr[0][0], chromaBlocks);
+        (*m_writer)(mb, y, cb, cr, alpha);
+    }
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+    const SliceMatrices<target> matrices(m_picture->frame(), quantization_index);
+    alignas(64) std::int16_t corners[kMaxComponentBlocks * 16 + kGatherPadding];
+    alignas(64) std::int16_t samples[3][kMaxComponentBlocks][4][4];
+    for (int i = 0; i < 3; ++i) {
+        gatherBlocks<target, 4>(scans[i], matrices.pattern, corners);
+        dequantizeCorners<target, 4>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
+        inverse4x4Corners(corners, samples[i][0][0], scans[i].numBlocks);
+    }
+    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+        const std::uint32_t chroma = mb * m_chromaBlocksPerMb;
+        m_writer->reconstructBlock16s_Half(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
+    }
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+    const SliceMatrices<target> matrices(m_picture->frame(), quantization_index);
+    alignas(64) std::int16_t corners[kMaxComponentBlocks * 4 + kGatherPadding];
+    alignas(64) std::int16_t samples[3][kMaxComponentBlocks][2][2];
+    for (int i = 0; i < 3; ++i) {
+        gatherBlocks<target, 2>(scans[i], matrices.pattern, corners);
+        dequantizeCorners<target, 2>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
+        inverse2x2Corners(corners, samples[i][0][0], scans[i].numBlocks);
+    }
+    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+        const std::uint32_t chroma = mb * m_chromaBlocksPerMb;
+        m_writer->reconstructBlock16s_Quarter(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
+    }
+}
+
+// The sample of a block from its DC alone, by the transform's DC gain of 1/8: the product is cut towards zero to 16
+// bits, then rounded.
+static inline std::int16_t sampleOfDc(float product) {
+    const auto dc = static_cast<std::int16_t>(static_cast<std::int32_t>(product));
+    return static_cast<std::int16_t>((std::int32_t{dc} + 4) >> 3);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+    Frame const& frame = m_picture->frame();
+    const float scale = quantizationScale(quantization_index);
+    std::int16_t samples[3][kMaxComponentBlocks];
+    for (int i = 0; i < 3; ++i) {
+        const float matrix = i == 0 ? frame.luma_quant_scaled[0] : frame.chroma_quant_scaled[0];
+        const bool matrixFirst = i == 0 || m_chromaBlocksPerMb == 4;
+        for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block) {
+            const float coefficient = scans[i].coefficients[block];
+            samples[i][block] =
+                sampleOfDc(matrixFirst ? coefficient * (scale * matrix) : (coefficient * scale) * matrix);
+        }
+    }
+    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+        const std::uint32_t chroma = mb * m_chromaBlocksPerMb;
+        m_writer->reconstructBlock16s_Eighth(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
+    }
+}
+
+template <OptimizationTarget target>
+void SliceGroup<target>::add(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture,
+                             Bitstream const& bits) {
+    m_slices[m_count].open(mbRow, slice_column, picture, bits);
+    ++m_count;
+}
+
+template <OptimizationTarget target>
+void SliceGroup<target>::decode() {
+    ComponentScan scans[3 * kMaxSlices];
+    for (unsigned int i = 0; i < m_count; ++i)
+        m_slices[i].prepareScans(scans + 3 * i, m_coefficients[i]);
+    scanComponents<target>(scans, 3 * m_count);
+    for (unsigned int i = 0; i < m_count; ++i)
+        m_slices[i].reconstruct(scans + 3 * i);
+}

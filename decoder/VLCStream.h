@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Bitstream.h"
+#include "OptimizationTarget.h"
+
+// Reads bit fields, most significant bit first, from one byte range of a slice.
+//
+// Never reads outside the range and never throws. Past the end it delivers zero bits and remembers that it did; the
+// layers above decide what that means.
+template <OptimizationTarget target>
+class VLCStream {
+public:
+    explicit VLCStream(Bitstream const& bitstream) : m_bitstream(bitstream) {}
+
+    // The next `n` bits, right-aligned; n in [0, 32] for a meaningful result. The format's longest suffix asks for 35
+    // bits, of which the low 32 are returned.
+    //
+    // A request that goes beyond what one refill supplies, which only happens in the last bytes of a range, wraps the
+    // bit count. What later reads return is then unspecified, but they stay in the range and a scan fails.
+    unsigned int getBits(unsigned int n);
+
+    bool readPastEnd() const { return m_readPastEnd; }
+    bool invalidCode() const { return m_invalidCode; }
+
+protected:
+    struct Word {
+        std::uint64_t bits;  // right-aligned
+        std::uint64_t count; // of valid bits
+    };
+
+    // The next up to eight bytes, or a zero byte when none are left.
+    Word refill();
+
+    // The next 32 bits without taking them; zeros stand for bits beyond the range.
+    std::uint32_t peekBits32() const;
+
+    // Only zero bits are left, however many are read.
+    bool onlyZerosRemain() const { return m_bitBuffer == 0 && m_bitstream.size == 0; }
+
+    std::uint64_t m_bitBuffer = 0; // unread bits, right-aligned; bits at and above m_bitCount are zero
+    std::uint64_t m_bitCount = 0;  // [0, 63] between reads
+    Bitstream m_bitstream;         // bytes not yet loaded
+    bool m_readPastEnd = false;    // a refill found no bytes
+    bool m_invalidCode = false;    // set by the layers above
+};
