@@ -6,6 +6,9 @@
 SlowCanvas::SlowCanvas(std::int64_t lowestOffset, std::uint64_t numBytes, std::uint8_t fill)
     : m_lowestOffset(lowestOffset), m_values(numBytes, fill), m_bytes(numBytes) {}
 
+SlowCanvas::SlowCanvas(std::int64_t lowestOffset, std::vector<std::uint8_t> const& before)
+    : m_lowestOffset(lowestOffset), m_values(before), m_bytes(before.size()) {}
+
 void SlowCanvas::beginSlice(std::uint32_t pictureIndex, std::uint32_t sliceIndex) {
     m_picture = pictureIndex;
     m_slice = sliceIndex;

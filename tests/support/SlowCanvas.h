@@ -12,6 +12,8 @@
 class SlowCanvas {
 public:
     SlowCanvas(std::int64_t lowestOffset, std::uint64_t numBytes, std::uint8_t fill);
+    // Starts with what a buffer holds before the call.
+    SlowCanvas(std::int64_t lowestOffset, std::vector<std::uint8_t> const& before);
 
     // The stores that follow belong to this slice. Slices of a later picture come after all those of an earlier one.
     void beginSlice(std::uint32_t pictureIndex, std::uint32_t sliceIndex);

@@ -1,0 +1,167 @@
+#include "DecodeCheck.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+
+#include "ProcessorDispatch.h"
+#include "RaveloDecoderInterface.h"
+
+namespace {
+
+// Selects the variant for processors without AVX, which computes the float transform in its plain form.
+constexpr std::uint64_t kFeaturesToSse42 = 0xDF;
+
+constexpr std::int64_t kGuardBytes = 512;
+
+// Says what is different, from the first byte that is.
+testing::AssertionResult compareBuffers(OutputBuffer const& output, SlowCanvas const& canvas,
+                                        DecodeRequest const& request) {
+    std::uint64_t numWrong = 0;
+    std::int64_t firstWrong = 0;
+    for (std::uint64_t i = 0; i < canvas.size(); ++i) {
+        const std::int64_t offset = canvas.lowestOffset() + static_cast<std::int64_t>(i);
+        if (canvas.allows(offset, output.bytes()[i]))
+            continue;
+        if (numWrong++ == 0)
+            firstWrong = offset;
+    }
+    if (numWrong == 0)
+        return testing::AssertionSuccess();
+    const std::uint64_t index = static_cast<std::uint64_t>(firstWrong - canvas.lowestOffset());
+    const std::int64_t stride = request.lineStride == 0 ? 1 : request.lineStride;
+    return testing::AssertionFailure() << numWrong << " bytes differ, the first at offset " << firstWrong << " (line "
+                                       << firstWrong / stride << ", byte " << firstWrong % stride
+                                       << "): " << int{output.bytes()[index]} << " instead of "
+                                       << int{canvas.bytes()[index]}
+                                       << (canvas.isWritten(firstWrong) ? "" : ", where nothing may be written") << "; "
+                                       << describe(request);
+}
+
+} // namespace
+
+PlainTransform::PlainTransform() {
+    ippSetCpuFeatures(kFeaturesToSse42);
+}
+PlainTransform::~PlainTransform() {
+    ippInit();
+}
+
+GuardedBytes::GuardedBytes(std::span<const std::uint8_t> bytes) {
+    const std::size_t pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t numPages = bytes.size() / pageSize + 2;
+    m_mappingSize = numPages * pageSize;
+    m_mapping = mmap(nullptr, m_mappingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (m_mapping == MAP_FAILED)
+        throw std::bad_alloc();
+    std::uint8_t* guardPage = static_cast<std::uint8_t*>(m_mapping) + (numPages - 1) * pageSize;
+    m_data = guardPage - bytes.size();
+    std::copy(bytes.begin(), bytes.end(), m_data);
+    if (mprotect(guardPage, pageSize, PROT_NONE) != 0)
+        std::abort();
+}
+
+GuardedBytes::~GuardedBytes() {
+    munmap(m_mapping, m_mappingSize);
+}
+
+OutputBuffer::OutputBuffer(std::int64_t lowestOffset, std::uint64_t numBytes)
+    : m_lowestOffset(lowestOffset), m_bytes(numBytes) {
+    for (std::uint64_t i = 0; i < numBytes; ++i)
+        m_bytes[i] = fillAt(i);
+}
+
+std::uint16_t OutputBuffer::sample16At(std::int64_t offset) const {
+    std::uint16_t sample = 0;
+    std::memcpy(&sample, &m_bytes[static_cast<std::size_t>(offset - m_lowestOffset)], sizeof(sample));
+    return sample;
+}
+
+bool OutputBuffer::isUntouched(std::int64_t offset) const {
+    return at(offset) == fillAt(static_cast<std::uint64_t>(offset - m_lowestOffset));
+}
+
+OutputBuffer bufferFor(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+    const SlowFrameHeader header = slowParseHeader(frame);
+    const std::int64_t stride = std::abs(request.lineStride);
+    // Lines of whole macroblocks, fields included, and behind them the widest overhang: that of full-size macroblocks
+    // written at places of a reduced picture.
+    const std::int64_t numLines = (std::int64_t{header.vertical_size} >> request.downSampleFactor) + 20;
+    const std::int64_t overhang = 16 * (std::int64_t{header.horizontal_size} + 128);
+    const std::int64_t numBytes = stride * numLines + overhang;
+    const std::int64_t lowest = (request.lineStride < 0 ? -stride * numLines : 0) - kGuardBytes;
+    return OutputBuffer(lowest, static_cast<std::uint64_t>(numBytes + 2 * kGuardBytes));
+}
+
+int decode(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output) {
+    const PlainTransform plain;
+    const GuardedBytes input(frame);
+    return RaveloDecoderInterface::DecompressFrameFromBits(
+        input.data(), frame.size(), request.downSampleFactor, static_cast<ColorCoding>(request.colorCoding),
+        request.bitDepth, output.pixels(), request.lineStride, request.target);
+}
+
+OutputBuffer decoded(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+    OutputBuffer output = bufferFor(frame, request);
+    EXPECT_EQ(decode(frame, request, output), 1);
+    return output;
+}
+
+std::string failureOf(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output) {
+    try {
+        decode(frame, request, output);
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+    return "";
+}
+
+testing::AssertionResult decodesLikeModel(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+    OutputBuffer output = bufferFor(frame, request);
+    SlowCanvas canvas(output.lowestOffset(), output.bytes());
+    slowDecode(frame, request, canvas);
+    if (canvas.numStoresOutside() != 0)
+        return testing::AssertionFailure() << "the test's own buffer is too small; " << describe(request);
+    if (decode(frame, request, output) != 1)
+        return testing::AssertionFailure() << "the call does not return 1; " << describe(request);
+    return compareBuffers(output, canvas, request);
+}
+
+std::int64_t leastStride(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+    return static_cast<std::int64_t>(slowLineBytes(slowParseHeader(frame), request));
+}
+
+std::int64_t safeStride(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+    const SlowFrameHeader header = slowParseHeader(frame);
+    const std::int64_t widthInMb = (std::int64_t{header.horizontal_size} + 15) / 16;
+    const std::int64_t bytesPerPixel = header.samplesPerPixel() * (request.bitDepth > 8 ? 2 : 1);
+    return std::max(leastStride(frame, request), widthInMb * (16 >> request.downSampleFactor) * bytesPerPixel);
+}
+
+std::vector<OptimizationTarget> runnableTargets() {
+    if (RaveloDecoderInterface::GetMaxOptType() == 0)
+        return {OptimizationTarget::Baseline};
+    return {OptimizationTarget::Baseline, OptimizationTarget::AVX2};
+}
+
+const char* nameOf(OptimizationTarget target) {
+    return target == OptimizationTarget::AVX2 ? "AVX2" : "Baseline";
+}
+
+std::string describe(DecodeRequest const& request) {
+    std::ostringstream text;
+    text << "downSampleFactor " << request.downSampleFactor << " colorCoding " << request.colorCoding << " bitDepth "
+         << request.bitDepth << " stride " << request.lineStride << " " << nameOf(request.target);
+    return text.str();
+}
+
+Random seeded(std::uint32_t seed) {
+    std::cout << "seed " << seed << "\n";
+    return Random(seed);
+}

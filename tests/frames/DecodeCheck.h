@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FrameMaker.h"
+#include "SlowCanvas.h"
+#include "SlowDecoder.h"
+
+// Runs the decoder the way that the tests of whole frames want it: with its input behind which no byte can be read, and
+// its output between guard bytes.
+
+// The plain float transform, on every processor, for as long as the object lives. Only this form has results that do
+// not depend on the processor.
+class PlainTransform {
+public:
+    PlainTransform();
+    ~PlainTransform();
+    PlainTransform(PlainTransform const&) = delete;
+    PlainTransform& operator=(PlainTransform const&) = delete;
+};
+
+// A copy of some bytes that ends where unmapped memory begins.
+class GuardedBytes {
+public:
+    explicit GuardedBytes(std::span<const std::uint8_t> bytes);
+    ~GuardedBytes();
+    GuardedBytes(GuardedBytes const&) = delete;
+    GuardedBytes& operator=(GuardedBytes const&) = delete;
+    const std::uint8_t* data() const { return m_data; }
+
+private:
+    void* m_mapping = nullptr;
+    std::size_t m_mappingSize = 0;
+    std::uint8_t* m_data = nullptr;
+};
+
+// The output of a decode call: a stretch of bytes around the address that the call is given. Every byte starts with a
+// value that depends on its place, so that stray stores show.
+class OutputBuffer {
+public:
+    OutputBuffer(std::int64_t lowestOffset, std::uint64_t numBytes);
+    static std::uint8_t fillAt(std::uint64_t index) { return static_cast<std::uint8_t>(0x35 + index * 0x9D); }
+
+    std::uint8_t* pixels() { return m_bytes.data() - m_lowestOffset; }
+    std::uint8_t at(std::int64_t offset) const { return m_bytes[static_cast<std::size_t>(offset - m_lowestOffset)]; }
+    std::uint16_t sample16At(std::int64_t offset) const;
+    bool isUntouched(std::int64_t offset) const;
+    std::vector<std::uint8_t> const& bytes() const { return m_bytes; }
+    std::int64_t lowestOffset() const { return m_lowestOffset; }
+
+private:
+    std::int64_t m_lowestOffset;
+    std::vector<std::uint8_t> m_bytes;
+};
+
+// A buffer that has room for every write of this call, and for guards on both sides of it.
+OutputBuffer bufferFor(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+// The decode call, with the plain transform. Exceptions pass through.
+int decode(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output);
+
+// What the decode call writes for a request without faults.
+OutputBuffer decoded(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+// The text of the exception of a call that must fail, or "" when it does not; `output` keeps what was written.
+std::string failureOf(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output);
+
+// Decodes with the decoder and with the slow model, and compares the whole buffers, guards included, bit for bit.
+testing::AssertionResult decodesLikeModel(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+// The least stride that the call accepts, and the least with which every write of a reduced picture keeps to its line.
+std::int64_t leastStride(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+std::int64_t safeStride(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+// The targets that this processor runs.
+std::vector<OptimizationTarget> runnableTargets();
+const char* nameOf(OptimizationTarget target);
+
+std::string describe(DecodeRequest const& request);
+
+// Prints a seed with the test's output and makes a generator of it.
+Random seeded(std::uint32_t seed);
