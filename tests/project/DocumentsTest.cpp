@@ -109,10 +109,12 @@ TEST_P(ExampleFrameTest, DecodesToTheCodesThatTheDescriptionWorksOut) {
     EXPECT_EQ(pixels, examplePixels());
 }
 
+std::string targetName(testing::TestParamInfo<OptimizationTarget> const& parameter) {
+    return parameter.param == OptimizationTarget::Baseline ? "Baseline" : "AVX2";
+}
+
 INSTANTIATE_TEST_SUITE_P(BothTargets, ExampleFrameTest,
-                         testing::Values(OptimizationTarget::Baseline, OptimizationTarget::AVX2), [](auto const& info) {
-                             return info.param == OptimizationTarget::Baseline ? "Baseline" : "AVX2";
-                         });
+                         testing::Values(OptimizationTarget::Baseline, OptimizationTarget::AVX2), targetName);
 
 TEST(ReadmeTest, TheProgramDecodesAFrame) {
     const auto frame = exampleFrame();
