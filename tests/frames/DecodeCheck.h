@@ -84,5 +84,6 @@ const char* nameOf(OptimizationTarget target);
 
 std::string describe(DecodeRequest const& request);
 
-// Prints a seed with the test's output and makes a generator of it.
+// Prints a seed with the test's output and makes a generator of it. The environment's RAVELO_TEST_SEED is added first,
+// for long runs over other frames.
 Random seeded(std::uint32_t seed);
