@@ -316,37 +316,48 @@ RAVELO_INLINE void transform2x2Group(const std::int16_t* corners, std::int16_t* 
     unpackHigh32(topPairs, bottomPairs).store(samples + kSecondHalf);
 }
 
-// Runs a group transform over all blocks. The last blocks, fewer than a group, go through a buffer of a whole group, so
-// that nothing outside the caller's buffers is touched.
-template <int valuesPerBlock, int blocksPerGroup, typename Group>
-RAVELO_INLINE void transformGroups(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks,
-                                   Group transformGroup) {
-    constexpr std::size_t kGroupValues = valuesPerBlock * blocksPerGroup;
-    const std::size_t numValues = valuesPerBlock * numBlocks;
+// The two kinds of corners: values of a block, and blocks that one lane of a vector takes at a time.
+struct HalfSizeCorners {
+    static constexpr std::size_t kValuesPerBlock = 16;
+    static constexpr std::size_t kBlocksPerLane = 2;
+
+    template <typename Vector>
+    static RAVELO_INLINE void transformGroup(const std::int16_t* corners, std::int16_t* samples) {
+        transform4x4Group<Vector>(corners, samples);
+    }
+};
+
+struct QuarterSizeCorners {
+    static constexpr std::size_t kValuesPerBlock = 4;
+    static constexpr std::size_t kBlocksPerLane = 4;
+
+    template <typename Vector>
+    static RAVELO_INLINE void transformGroup(const std::int16_t* corners, std::int16_t* samples) {
+        transform2x2Group<Vector>(corners, samples);
+    }
+};
+
+// Transforms all corners: whole groups with the first of the vector types, what is left with the next. The last
+// corners, fewer than the narrowest group, go through a buffer of a whole group, so that nothing outside the caller's
+// buffers is touched.
+template <typename Corners, typename Vector, typename... Narrower>
+RAVELO_INLINE void transformCorners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
+    constexpr std::size_t kGroupValues = Corners::kValuesPerBlock * Corners::kBlocksPerLane * Vector::kLanes;
+    const std::size_t numValues = Corners::kValuesPerBlock * numBlocks;
     std::size_t done = 0;
     for (; numValues - done >= kGroupValues; done += kGroupValues)
-        transformGroup(corners + done, samples + done);
+        Corners::template transformGroup<Vector>(corners + done, samples + done);
     const std::size_t rest = numValues - done;
     if (rest == 0)
         return;
-    alignas(64) std::int16_t group[kGroupValues] = {};
-    std::memcpy(group, corners + done, rest * sizeof(std::int16_t));
-    transformGroup(group, group);
-    std::memcpy(samples + done, group, rest * sizeof(std::int16_t));
-}
-
-template <typename Vector>
-RAVELO_INLINE void transform4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transformGroups<16, 2 * Vector::kLanes>(
-        corners, samples, numBlocks,
-        [](const std::int16_t* from, std::int16_t* to) { transform4x4Group<Vector>(from, to); });
-}
-
-template <typename Vector>
-RAVELO_INLINE void transform2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transformGroups<4, 4 * Vector::kLanes>(corners, samples, numBlocks, [](const std::int16_t* from, std::int16_t* to) {
-        transform2x2Group<Vector>(from, to);
-    });
+    if constexpr (sizeof...(Narrower) > 0) {
+        transformCorners<Corners, Narrower...>(corners + done, samples + done, rest / Corners::kValuesPerBlock);
+    } else {
+        std::int16_t group[kGroupValues] = {};
+        std::memcpy(group, corners + done, rest * sizeof(std::int16_t));
+        Corners::template transformGroup<Vector>(group, group);
+        std::memcpy(samples + done, group, rest * sizeof(std::int16_t));
+    }
 }
 
 } // namespace

@@ -71,6 +71,14 @@ RAVELO_INLINE void loadColumns(const float* src, Floats256 (&x)[8]) {
     transposeBlock(x);
 }
 
+// Copies the factors of dequantisation, one column per row of the copy, in units of kHighHalf.
+RAVELO_INLINE void loadMatrixColumns(const float* matrix, float (&matrixColumns)[8][8]) {
+    Floats256 x[8];
+    loadColumns(matrix, x);
+    for (int column = 0; column < 8; ++column)
+        (x[column] * Floats256::broadcast(kHighHalf)).store(matrixColumns[column]);
+}
+
 #ifdef __AVX2__
 
 // Loads a block of coefficients with one dequantised column per vector. Rows are exchanged with columns while two
@@ -94,8 +102,8 @@ RAVELO_INLINE void loadDequantisedColumns(const std::int16_t* coefficients, cons
                                    unpackHigh64(high01, high23)};
     for (int pair = 0; pair < 4; ++pair) {
         const __m256i both = columnPairs[pair].v;
-        const __m256i left = _mm256_srai_epi32(_mm256_slli_epi32(both, 16), 16);
-        const __m256i right = _mm256_srai_epi32(both, 16);
+        const __m256i left = _mm256_slli_epi32(both, 16);
+        const __m256i right = _mm256_and_si256(both, _mm256_set1_epi32(kHighHalfBits));
         x[2 * pair].v = _mm256_mul_ps(_mm256_cvtepi32_ps(left), Floats256::load(matrixColumns[2 * pair]).v);
         x[2 * pair + 1].v = _mm256_mul_ps(_mm256_cvtepi32_ps(right), Floats256::load(matrixColumns[2 * pair + 1]).v);
     }
@@ -103,9 +111,11 @@ RAVELO_INLINE void loadDequantisedColumns(const std::int16_t* coefficients, cons
 
 // Transforms a block that holds one column per vector and stores its rows.
 RAVELO_INLINE void fusedBlock(Floats256 (&x)[8], float* dst) {
-    fusedTransform<false>(x);
+    const Floats256 scales[4] = {Floats256::load(tab_scale[0]), Floats256::load(tab_scale[1]),
+                                 Floats256::load(tab_scale[2]), Floats256::load(tab_scale[3])};
+    fusedScaledTransform(x, scales);
     transposeBlock(x);
-    fusedTransform<true>(x);
+    fusedTransform(x);
     storeBlock(x, dst);
 }
 

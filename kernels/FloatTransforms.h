@@ -8,6 +8,12 @@
 
 namespace {
 
+// Two neighbouring coefficients share 32 bits. Each is parted from the other where it meets the upper half, so it
+// counts 65536 times, and the factors of dequantisation are divided by as much. Both are exact, so their product is
+// rounded as that of the coefficient itself.
+constexpr float kHighHalf = 1.0f / 65536.0f;
+constexpr int kHighHalfBits = -65536;
+
 // The plain arithmetic, in the order of the plain form and with none of its operations fused.
 template <typename Vector>
 RAVELO_INLINE void plainTransform(Vector (&x)[8]) {
@@ -33,56 +39,59 @@ RAVELO_INLINE void plainTransform(Vector (&x)[8]) {
     }
 }
 
-// Weights of the fused transforms: wi = sqrt(2) * cos(i pi / 16).
-constexpr float kW1 = 1.38703984532214746f;
-constexpr float kW1Cos4 = 0.980785280403230449f; // w1 * cos(4 pi / 16)
-constexpr float kW2 = 1.30656296487637653f;
-constexpr float kW3OverW1 = 0.847759065022573512f;
-
-// The plain form scales every input by w of its row and its column before the first addition. Here x1, x3, x5, x7 are
-// first combined unscaled, which their equal scales w1 = w7 and w3 = w5 allow, then with w3 / w1 between the pairs, and
-// w1 comes in with the last step; likewise w2 for x2 and x6. Each of these products is part of a fused operation, so
-// the scaling costs nothing. What is left of it, the factor 1/8 of the whole, enters the column pass as `kScaled`; it
-// is a power of two and rounds nothing.
-template <bool kScaled, typename Vector>
-RAVELO_INLINE void fusedTransform(Vector (&x)[8]) {
-    constexpr float kScale = kScaled ? 0.125f : 1.0f;
+// The same with every multiplication that feeds an addition fused with it, given the inputs x0 and x4 combined: their
+// sum `s` and difference `m`. Fusing no more than this keeps the result close to the plain form, with whose roundings
+// it still shares most.
+template <typename Vector>
+RAVELO_INLINE void fusedTransform(Vector s, Vector m, Vector (&x)[8]) {
     const Vector t1 = Vector::broadcast(c_tg_1_16);
     const Vector t2 = Vector::broadcast(c_tg_2_16);
     const Vector t3 = Vector::broadcast(c_tg_3_16);
-    const Vector w3OverW1 = Vector::broadcast(kW3OverW1);
+    const Vector c4 = Vector::broadcast(c_cos_4_16);
     const Vector a = mulAdd(x[5], t3, x[3]);
     const Vector b = subMul(x[5], x[3], t3);
     const Vector c = mulAdd(x[7], t1, x[1]);
     const Vector d = mulSub(x[1], t1, x[7]);
-    const Vector u = subMul(c, a, w3OverW1);
-    const Vector v = subMul(d, b, w3OverW1);
-    const Vector odd[4] = {mulAdd(a, w3OverW1, c), u + v, u - v, mulAdd(b, w3OverW1, d)};
-
-    const Vector scale = Vector::broadcast(kScale);
-    const Vector x0 = kScaled ? x[0] * scale : x[0];
-    const Vector s = kScaled ? mulAdd(x[4], scale, x0) : x0 + x[4];
-    const Vector m = kScaled ? subMul(x0, x[4], scale) : x0 - x[4];
+    const Vector u = c - a;
+    const Vector v = d - b;
+    const Vector b0 = a + c;
+    const Vector b3 = b + d;
+    const Vector p = u + v; // b1 and b2 before their factor
+    const Vector q = u - v;
     const Vector e = mulAdd(x[6], t2, x[2]);
     const Vector g = mulSub(x[2], t2, x[6]);
-    const Vector w2 = Vector::broadcast(kScale * kW2);
-    const Vector even[4] = {mulAdd(e, w2, s), mulAdd(g, w2, m), subMul(m, g, w2), subMul(s, e, w2)};
-
-    const Vector outer = Vector::broadcast(kScale * kW1);
-    const Vector inner = Vector::broadcast(kScale * kW1Cos4);
-    for (int i = 0; i < 4; ++i) {
-        const Vector weight = i == 0 || i == 3 ? outer : inner;
-        x[i] = mulAdd(odd[i], weight, even[i]);
-        x[7 - i] = subMul(even[i], odd[i], weight);
-    }
+    const Vector a0 = s + e;
+    const Vector a1 = m + g;
+    const Vector a2 = m - g;
+    const Vector a3 = s - e;
+    x[0] = b0 + a0;
+    x[1] = mulAdd(p, c4, a1);
+    x[2] = mulAdd(q, c4, a2);
+    x[3] = b3 + a3;
+    x[4] = a3 - b3;
+    x[5] = subMul(a2, q, c4);
+    x[6] = subMul(a1, p, c4);
+    x[7] = a0 - b0;
 }
 
-// Copies an 8x8 matrix with rows and columns exchanged.
-RAVELO_INLINE void transposeMatrix(const float* matrix, float (&transposed)[8][8]) {
-    for (int row = 0; row < 8; ++row) {
-        for (int column = 0; column < 8; ++column)
-            transposed[column][row] = matrix[8 * row + column];
+// Row pass of the fused form over columns that are not yet scaled; `scales` are the vectors for the columns 0 to 3. The
+// scaling of column 4 is fused too: it is part of no product.
+template <typename Vector>
+RAVELO_INLINE void fusedScaledTransform(Vector (&x)[8], const Vector (&scales)[4]) {
+    const Vector x0 = x[0] * scales[0];
+    const Vector s = mulAdd(x[4], scales[0], x0);
+    const Vector m = subMul(x0, x[4], scales[0]);
+    for (int column = 1; column < 8; ++column) {
+        if (column != 4)
+            x[column] = x[column] * scales[kScaleRowOfColumn[column]];
     }
+    fusedTransform(s, m, x);
+}
+
+// Column pass of the fused form.
+template <typename Vector>
+RAVELO_INLINE void fusedTransform(Vector (&x)[8]) {
+    fusedTransform(x[0] + x[4], x[0] - x[4], x);
 }
 
 } // namespace

@@ -7,6 +7,10 @@
 
 namespace {
 
+RAVELO_INLINE Floats256 joined(__m128i upper, __m128i lower) {
+    return {_mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(upper), lower, 1))};
+}
+
 // Loads a block of coefficients with one dequantised column per vector. Rows are exchanged with columns while two
 // neighbouring coefficients still share 32 bits, which halves the shuffles; the shifts that part them extend their
 // signs.
@@ -24,17 +28,14 @@ RAVELO_INLINE void loadDequantisedColumns128(const std::int16_t* coefficients, c
         columnPairs[half][2] = unpackLow64(high01, high23);
         columnPairs[half][3] = unpackHigh64(high01, high23);
     }
-    const auto joined = [](__m128i upper, __m128i lower) {
-        return Floats256{_mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(upper), lower, 1))};
-    };
     for (int pair = 0; pair < 4; ++pair) {
         const __m128i upper = columnPairs[0][pair].v;
         const __m128i lower = columnPairs[1][pair].v;
-        const Floats256 left = joined(_mm_srai_epi32(_mm_slli_epi32(upper, 16), 16), //
-                                      _mm_srai_epi32(_mm_slli_epi32(lower, 16), 16));
-        const Floats256 right = joined(_mm_srai_epi32(upper, 16), _mm_srai_epi32(lower, 16));
-        x[2 * pair] = left * Floats256::load(matrixColumns[2 * pair]);
-        x[2 * pair + 1] = right * Floats256::load(matrixColumns[2 * pair + 1]);
+        const __m128i mask = _mm_set1_epi32(kHighHalfBits);
+        x[2 * pair] =
+            joined(_mm_slli_epi32(upper, 16), _mm_slli_epi32(lower, 16)) * Floats256::load(matrixColumns[2 * pair]);
+        x[2 * pair + 1] = joined(_mm_and_si128(upper, mask), _mm_and_si128(lower, mask)) *
+                          Floats256::load(matrixColumns[2 * pair + 1]);
     }
 }
 
@@ -72,7 +73,7 @@ RAVELO_DEFINE_KERNEL_ENTRIES(e9)
 
 void e9_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, float* samples, std::size_t numBlocks) {
     float matrixColumns[8][8];
-    transposeMatrix(matrix, matrixColumns);
+    loadMatrixColumns(matrix, matrixColumns);
     for (std::size_t block = 0; block < numBlocks; ++block) {
         Floats256 x[8];
         loadDequantisedColumns128(coefficients + 64 * block, matrixColumns, x);
@@ -81,9 +82,9 @@ void e9_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, 
 }
 
 void e9_inverse4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform4x4Corners<Int128>(corners, samples, numBlocks);
+    transformCorners<HalfSizeCorners, Int128>(corners, samples, numBlocks);
 }
 
 void e9_inverse2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform2x2Corners<Int128>(corners, samples, numBlocks);
+    transformCorners<QuarterSizeCorners, Int128>(corners, samples, numBlocks);
 }

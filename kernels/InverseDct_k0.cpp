@@ -62,7 +62,7 @@ RAVELO_INLINE void transposePair(Floats512 (&x)[8]) {
 
 // Loads a pair of blocks of coefficients with one dequantised column of each per vector. A row is four 32-bit values of
 // two neighbouring coefficients; four permutations collect the pairs of columns of each block, four more bring the
-// blocks together, and the shifts that part the columns extend their signs.
+// blocks together.
 RAVELO_INLINE void loadDequantisedPair(const std::int16_t* coefficients, const Floats512 (&matrixColumns)[8],
                                        Floats512 (&x)[8]) {
     const __m512i pairs01 = _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 1, 5, 9, 13, 17, 21, 25, 29);
@@ -80,8 +80,8 @@ RAVELO_INLINE void loadDequantisedPair(const std::int16_t* coefficients, const F
         _mm512_shuffle_i64x2(first23, second23, 0x44), _mm512_shuffle_i64x2(first23, second23, 0xEE)};
     for (int pair = 0; pair < 4; ++pair) {
         const __m512i both = columnPairs[pair];
-        const Floats512 left = {_mm512_cvtepi32_ps(_mm512_srai_epi32(_mm512_slli_epi32(both, 16), 16))};
-        const Floats512 right = {_mm512_cvtepi32_ps(_mm512_srai_epi32(both, 16))};
+        const Floats512 left = {_mm512_cvtepi32_ps(_mm512_slli_epi32(both, 16))};
+        const Floats512 right = {_mm512_cvtepi32_ps(_mm512_and_si512(both, _mm512_set1_epi32(kHighHalfBits)))};
         x[2 * pair] = left * matrixColumns[2 * pair];
         x[2 * pair + 1] = right * matrixColumns[2 * pair + 1];
     }
@@ -118,17 +118,19 @@ RAVELO_DEFINE_KERNEL_ENTRIES(k0)
 
 void k0_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, float* samples, std::size_t numBlocks) {
     float matrixColumns[8][8];
-    transposeMatrix(matrix, matrixColumns);
+    loadMatrixColumns(matrix, matrixColumns);
     Floats512 pairColumns[8];
     for (int column = 0; column < 8; ++column)
         pairColumns[column] = Floats512::loadTwice(matrixColumns[column]);
+    const Floats512 scales[4] = {Floats512::loadTwice(tab_scale[0]), Floats512::loadTwice(tab_scale[1]),
+                                 Floats512::loadTwice(tab_scale[2]), Floats512::loadTwice(tab_scale[3])};
     std::size_t block = 0;
     for (; block + 2 <= numBlocks; block += 2) {
         Floats512 x[8];
         loadDequantisedPair(coefficients + 64 * block, pairColumns, x);
-        fusedTransform<false>(x);
+        fusedScaledTransform(x, scales);
         transposePair(x);
-        fusedTransform<true>(x);
+        fusedTransform(x);
         storePair(x, samples + 64 * block);
     }
     if (block < numBlocks) {
@@ -139,9 +141,9 @@ void k0_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, 
 }
 
 void k0_inverse4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform4x4Corners<Int512>(corners, samples, numBlocks);
+    transformCorners<HalfSizeCorners, Int512, Int256, Int128>(corners, samples, numBlocks);
 }
 
 void k0_inverse2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform2x2Corners<Int512>(corners, samples, numBlocks);
+    transformCorners<QuarterSizeCorners, Int512, Int256, Int128>(corners, samples, numBlocks);
 }

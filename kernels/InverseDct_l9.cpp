@@ -30,7 +30,7 @@ RAVELO_DEFINE_KERNEL_ENTRIES(l9)
 
 void l9_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, float* samples, std::size_t numBlocks) {
     float matrixColumns[8][8];
-    transposeMatrix(matrix, matrixColumns);
+    loadMatrixColumns(matrix, matrixColumns);
     for (std::size_t block = 0; block < numBlocks; ++block) {
         Floats256 x[8];
         loadDequantisedColumns(coefficients + 64 * block, matrixColumns, x);
@@ -39,9 +39,9 @@ void l9_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, 
 }
 
 void l9_inverse4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform4x4Corners<Int256>(corners, samples, numBlocks);
+    transformCorners<HalfSizeCorners, Int256, Int128>(corners, samples, numBlocks);
 }
 
 void l9_inverse2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform2x2Corners<Int256>(corners, samples, numBlocks);
+    transformCorners<QuarterSizeCorners, Int256, Int128>(corners, samples, numBlocks);
 }

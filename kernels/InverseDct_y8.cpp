@@ -47,8 +47,18 @@ RAVELO_INLINE void loadColumns(const float* src, int half, Floats128 (&x)[8]) {
     transposeQuads(x + 4);
 }
 
-// The same from coefficients, dequantised. Rows are exchanged with columns while two neighbouring coefficients still
-// share 32 bits, which halves the shuffles; the shifts that part them extend their signs.
+// Copies the factors of dequantisation, one column per row of the copy, in units of kHighHalf.
+RAVELO_INLINE void loadMatrixColumns(const float* matrix, float (&matrixColumns)[8][8]) {
+    for (int half = 0; half < 2; ++half) {
+        Floats128 x[8];
+        loadColumns(matrix, half, x);
+        for (int column = 0; column < 8; ++column)
+            (x[column] * Floats128::broadcast(kHighHalf)).store(matrixColumns[column] + 4 * half);
+    }
+}
+
+// Half a block of coefficients, dequantised, with one column per vector. Rows are exchanged with columns while two
+// neighbouring coefficients still share 32 bits, which halves the shuffles.
 RAVELO_INLINE void loadDequantisedColumns(const std::int16_t* coefficients, const float (&matrixColumns)[8][8],
                                           int half, Floats128 (&x)[8]) {
     const std::int16_t* const rows = coefficients + 32 * half;
@@ -60,8 +70,8 @@ RAVELO_INLINE void loadDequantisedColumns(const std::int16_t* coefficients, cons
                                    unpackHigh64(high01, high23)};
     for (int pair = 0; pair < 4; ++pair) {
         const __m128i both = columnPairs[pair].v;
-        const Floats128 left = {_mm_cvtepi32_ps(_mm_srai_epi32(_mm_slli_epi32(both, 16), 16))};
-        const Floats128 right = {_mm_cvtepi32_ps(_mm_srai_epi32(both, 16))};
+        const Floats128 left = {_mm_cvtepi32_ps(_mm_slli_epi32(both, 16))};
+        const Floats128 right = {_mm_cvtepi32_ps(_mm_and_si128(both, _mm_set1_epi32(kHighHalfBits)))};
         x[2 * pair] = left * Floats128::load(matrixColumns[2 * pair] + 4 * half);
         x[2 * pair + 1] = right * Floats128::load(matrixColumns[2 * pair + 1] + 4 * half);
     }
@@ -119,7 +129,7 @@ RAVELO_DEFINE_KERNEL_ENTRIES(y8)
 
 void y8_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, float* samples, std::size_t numBlocks) {
     float matrixColumns[8][8];
-    transposeMatrix(matrix, matrixColumns);
+    loadMatrixColumns(matrix, matrixColumns);
     for (std::size_t block = 0; block < numBlocks; ++block) {
         Floats128 rows[2][8];
         for (int half = 0; half < 2; ++half) {
@@ -132,9 +142,9 @@ void y8_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, 
 }
 
 void y8_inverse4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform4x4Corners<Int128>(corners, samples, numBlocks);
+    transformCorners<HalfSizeCorners, Int128>(corners, samples, numBlocks);
 }
 
 void y8_inverse2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks) {
-    transform2x2Corners<Int128>(corners, samples, numBlocks);
+    transformCorners<QuarterSizeCorners, Int128>(corners, samples, numBlocks);
 }
