@@ -79,8 +79,9 @@ bool scanComponentIntoBlocks(ComponentScan const& scan) {
     return scanComponentInOrder<target, BlockOrder>(scan);
 }
 
+#include "ComponentScanner_Impl.h"
+
 template <OptimizationTarget target>
 void scanComponents(ComponentScan* scans, unsigned int count) {
-    for (unsigned int i = 0; i < count; ++i)
-        scans[i].succeeded = scanComponentPlainly<target>(scans[i]);
+    ComponentScanner<target>(scans, count).run();
 }

@@ -2,9 +2,11 @@
 // does nothing else. Whatever has a weak symbol here must carry the target's name, or the linker could keep this copy
 // for a processor that cannot run it.
 
+#include "BlockGather_AVX2.h"
 #include "CoeffVLCStream_Impl.h"
 #include "CoefficientScan_Impl.h"
 #include "Picture_Impl.h"
+#include "PixelRows_AVX2.h"
 #include "Slice422MacroblockWriter_Impl.h"
 #include "Slice4444MacroblockWriter_Impl.h"
 #include "Slice444MacroblockWriter_Impl.h"

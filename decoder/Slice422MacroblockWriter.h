@@ -46,6 +46,10 @@ private:
 
     template <class Sample>
     void writeMb(unsigned int mb, Real const (*y)[8][8], Real const (*cb)[8][8], Real const (*cr)[8][8]) const;
+    // The rows of a macroblock that is not clipped at the right.
+    template <class Sample>
+    void writeWholeRows(unsigned int mb, unsigned int topHeight, unsigned int bottomHeight, Real const (*y)[8][8],
+                        Real const (*cb)[8][8], Real const (*cr)[8][8]) const;
     template <class Sample>
     void writeMb16s(unsigned int mb, std::int16_t const (*y)[8][8], std::int16_t const (*cb)[8][8],
                     std::int16_t const (*cr)[8][8]) const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MacroblockWalk.h"
+#include "PixelRows.h"
 #include "Slice422MacroblockWriter.h"
 #include "SliceMacroblockWriter_Impl.h"
 
@@ -85,7 +86,30 @@ template <OptimizationTarget target, class Real>
 template <class Sample>
 void Slice422MacroblockWriter<target, Real>::writeMb(unsigned int mb, Real const (*y)[8][8], Real const (*cb)[8][8],
                                                      Real const (*cr)[8][8]) const {
+    unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
+    this->setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
+    if (leftWidth == 8 && rightWidth == 8) {
+        writeWholeRows<Sample>(mb, topHeight, bottomHeight, y, cb, cr);
+        return;
+    }
     writeBlocks<Sample, Real, 8>(mb, 32, y, cb, cr);
+}
+
+template <OptimizationTarget target, class Real>
+template <class Sample>
+void Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, unsigned int topHeight,
+                                                            unsigned int bottomHeight, Real const (*y)[8][8],
+                                                            Real const (*cb)[8][8], Real const (*cr)[8][8]) const {
+    PixelBuffer const& buffer = this->m_pixelBuffer;
+    std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * 32 * sizeof(Sample)));
+    const auto maxValue = static_cast<Real>(this->m_maxValue);
+    for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
+        const unsigned int half = mbRow < topHeight ? 0 : 1;
+        const unsigned int row = mbRow - half * topHeight;
+        PixelRows<target>::write422(y[2 * half][row], y[2 * half + 1][row], cb[half][row], cr[half][row],
+                                    this->m_sampleScale, maxValue, static_cast<Sample*>(nullptr),
+                                    lineBelow(firstPixel, mbRow, buffer.lineStride));
+    }
 }
 
 template <OptimizationTarget target, class Real>

@@ -1,5 +1,6 @@
 #include "SliceMacroblockWriter_Impl.h"
 
+#include "PixelRows_Baseline.h"
 #include "Slice422MacroblockWriter_Impl.h"
 #include "Slice4444MacroblockWriter_Impl.h"
 #include "Slice444MacroblockWriter_Impl.h"

@@ -125,8 +125,8 @@ void Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficie
         scan.coefficients = coefficients;
         scan.numBlocks = numBlocks[i];
         scan.log2NumBlocks = countBits<target>(numBlocks[i] - 1);
-        scan.keptCoefficients = keptCoefficients();
-        scan.dcOnly = scan.keptCoefficients == 1;
+        scan.dcOnly = keptCoefficients() == 1;
+        scan.keptCoefficients = scan.dcOnly ? 1 : 64;
         coefficients += scan.numBlocks * scan.keptCoefficients + kScanPadding;
         cursor.advance(numBytes[i]);
     }

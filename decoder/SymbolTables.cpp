@@ -1,0 +1,113 @@
+#include "SymbolTables.h"
+
+#include <algorithm>
+
+#include "CoeffVLCStream.h"
+
+namespace {
+
+using Codebooks = CoeffVLCStream<OptimizationTarget::Baseline>;
+using Params = GolombCombinationCodeParams;
+
+bool sameParams(Params const& a, Params const& b) {
+    return a.lastRiceQ == b.lastRiceQ && a.riceBits == b.riceBits && a.expGolombBits == b.expGolombBits;
+}
+
+// Numbers the distinct entries of a codebook in their order, and remembers where each first stands.
+template <std::size_t numBooks, std::size_t numClasses>
+void classify(const Params (&books)[numBooks], std::uint8_t (&classes)[numBooks],
+              std::uint8_t (&firstBook)[numClasses]) {
+    std::size_t count = 0;
+    for (std::size_t book = 0; book < numBooks; ++book) {
+        std::size_t known = 0;
+        while (known < count && !sameParams(books[firstBook[known]], books[book]))
+            ++known;
+        if (known == count)
+            firstBook[count++] = static_cast<std::uint8_t>(book);
+        classes[book] = static_cast<std::uint8_t>(known);
+    }
+}
+
+void fillPrefixes(Params const& params, SymbolTables::PrefixEntry (&entries)[SymbolTables::kNumPrefixes]) {
+    for (std::uint32_t q = 0; q < SymbolTables::kNumPrefixes; ++q) {
+        const bool isRice = q <= params.lastRiceQ;
+        const std::uint32_t suffixBits = isRice ? params.riceBits : params.expGolombBits + (q - params.lastRiceQ) - 1;
+        const std::uint32_t length = q + 1 + suffixBits;
+        if (length > SymbolTables::kMaxCodeBits) {
+            entries[q] = {0, 0};
+            continue;
+        }
+        // The code's bits are the one that ends the prefix, then the suffix.
+        const std::uint32_t one = 1u << suffixBits;
+        const std::uint32_t firstValue =
+            isRice ? q << params.riceBits
+                   : one - (1u << params.expGolombBits) + ((params.lastRiceQ + 1) << params.riceBits);
+        entries[q] = {length, firstValue - one};
+    }
+}
+
+struct Decoded {
+    std::uint32_t length; // 0 if the code does not end in the window
+    std::uint32_t value;
+};
+
+// Decodes the code at the top of a 32-bit window of which `valid` bits count.
+Decoded decodeCode(const SymbolTables::PrefixEntry (&entries)[SymbolTables::kNumPrefixes], std::uint32_t window,
+                   std::uint32_t valid) {
+    if (window == 0)
+        return {0, 0};
+    const auto entry = entries[__builtin_clz(window)];
+    if (entry.length == 0 || entry.length > valid)
+        return {0, 0};
+    return {entry.length, (window >> (32 - entry.length)) + entry.offset};
+}
+
+std::uint32_t pairEntry(SymbolTables const& tables, std::uint32_t runClass, std::uint32_t levelClass,
+                        std::uint32_t bits) {
+    std::uint32_t window = bits << (32 - SymbolTables::kWindowBits);
+    const Decoded run = decodeCode(tables.run[runClass], window, SymbolTables::kWindowBits);
+    if (run.length == 0)
+        return 0;
+    window <<= run.length;
+    const Decoded level = decodeCode(tables.level[levelClass], window, SymbolTables::kWindowBits - run.length);
+    const std::uint32_t length = run.length + level.length + 1;
+    if (level.length == 0 || length > SymbolTables::kWindowBits)
+        return 0;
+    const bool isNegative = (window << level.length >> 31) != 0;
+    const std::uint32_t magnitude = level.value + 1;
+    return length | tables.stateOffset(run.value, level.value) | (run.value + 1) << SymbolTables::kRunShift |
+           (isNegative ? 0u - magnitude : magnitude) << SymbolTables::kLevelShift;
+}
+
+// In static storage from the start, since a small thread stack has no room for a copy.
+struct BuiltTables : SymbolTables {
+    BuiltTables() : SymbolTables{} {
+        classify(Codebooks::runCodebook, runClass, runOfClass);
+        classify(Codebooks::levelSymbolCodebook, levelClass, levelOfClass);
+        fillPrefixes(Codebooks::s_firstDCParams, firstDc);
+        for (int i = 0; i < 4; ++i)
+            fillPrefixes(Codebooks::dcSymbolCodebook[i], dc[i]);
+        for (unsigned int i = 0; i < kNumRunClasses; ++i)
+            fillPrefixes(Codebooks::runCodebook[runOfClass[i]], run[i]);
+        for (unsigned int i = 0; i < kNumLevelClasses; ++i)
+            fillPrefixes(Codebooks::levelSymbolCodebook[levelOfClass[i]], level[i]);
+        std::uint32_t* entry = pairs;
+        for (std::uint32_t runIndex = 0; runIndex < kNumRunClasses; ++runIndex)
+            for (std::uint32_t levelIndex = 0; levelIndex < kNumLevelClasses; ++levelIndex)
+                for (std::uint32_t bits = 0; bits < 1u << kWindowBits; ++bits)
+                    *entry++ = pairEntry(*this, runIndex, levelIndex, bits);
+    }
+};
+
+} // namespace
+
+std::uint32_t SymbolTables::stateOffset(std::uint32_t runValue, std::uint32_t levelSymbol) const {
+    const std::uint32_t state =
+        runClass[std::min(runValue, 15u)] * kNumLevelClasses + levelClass[std::min(levelSymbol, 8u)];
+    return state << kStateShift;
+}
+
+SymbolTables const& symbolTables() {
+    static const BuiltTables tables;
+    return tables;
+}

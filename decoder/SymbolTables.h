@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+
+// Tables that decode symbols by look-up. They are derived from the codebooks when the first frame is decoded and never
+// change afterwards.
+//
+// The book of a run follows from the run before it and the book of a level from the level before it. Several values
+// lead to the same parameters, so the books form a few classes only, and a pair of classes (the "state") is known
+// before the pair of run and level begins. That is what makes one look-up for run, level and sign possible.
+struct SymbolTables {
+    static constexpr unsigned int kNumRunClasses = 6;
+    static constexpr unsigned int kNumLevelClasses = 6;
+    static constexpr unsigned int kNumStates = kNumRunClasses * kNumLevelClasses;
+    static constexpr unsigned int kWindowBits = 11;
+
+    // An entry of `pairs`: what the next kWindowBits bits hold in a state, or 0 when a run, level and sign do not fit.
+    //   bits 0 to 5    bits of the three together, 1 to kWindowBits
+    //   bits 13 to 18  the next state, in place: (entry & kStateMask) is its offset in bytes
+    //   bits 19 to 24  run + 1
+    //   bits 25 to 31  the signed level
+    static constexpr unsigned int kStateShift = kWindowBits + 2;
+    static constexpr std::uint32_t kStateMask = 63u << kStateShift;
+    static constexpr unsigned int kRunShift = 19;
+    static constexpr std::uint32_t kRunMask = 63;
+    static constexpr unsigned int kLevelShift = 25;
+
+    // A code by its number of leading zeros: the value is the code's bits as a number plus `offset`.
+    struct PrefixEntry {
+        std::uint32_t length; // of the whole code; 0 when it is longer than kMaxCodeBits
+        std::uint32_t offset; // modulo 2 to the 32
+    };
+    static constexpr unsigned int kMaxCodeBits = 32;
+    static constexpr unsigned int kNumPrefixes = 65;
+
+    alignas(64) std::uint32_t pairs[kNumStates << kWindowBits];
+    PrefixEntry firstDc[kNumPrefixes];
+    PrefixEntry dc[4][kNumPrefixes];
+    PrefixEntry run[kNumRunClasses][kNumPrefixes];
+    PrefixEntry level[kNumLevelClasses][kNumPrefixes];
+    std::uint8_t runClass[16];  // by the smaller of the run and 15
+    std::uint8_t levelClass[9]; // by the smaller of the level symbol and 8
+
+    // A run and a level symbol of each class.
+    std::uint8_t runOfClass[kNumRunClasses];
+    std::uint8_t levelOfClass[kNumLevelClasses];
+
+    // The offset in `pairs`, in bytes, of the state behind a run and a level symbol.
+    std::uint32_t stateOffset(std::uint32_t runValue, std::uint32_t levelSymbol) const;
+};
+
+// Built once, by the first caller; any number of threads may come at the same time.
+SymbolTables const& symbolTables();
