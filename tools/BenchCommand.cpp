@@ -1,0 +1,228 @@
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <numeric>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "InputFile.h"
+#include "Interrupt.h"
+#include "OrderedPipeline.h"
+#include "RaveloDecoderInterface.h"
+#include "Sequence.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::steady_clock;
+
+struct BenchOptions {
+    std::vector<std::string> frames;
+    std::string numbers;
+    DecodeOptions decode;
+    std::vector<std::size_t> threads;
+    std::size_t inFlight = 1;
+    std::uint32_t warmUps = 3;
+    std::uint32_t iterations = 30;
+    std::uint64_t maxPixels = kDefaultMaxPixels;
+    bool json = false;
+};
+
+struct LoadedFrame {
+    std::vector<std::uint8_t> bytes;
+    FrameHeader header;
+};
+
+// What one count of threads gives.
+struct Timing {
+    std::size_t threads = 0;
+    std::vector<double> milliseconds; // of each decode, in ascending order
+    double seconds = 0;               // for all of them
+
+    double percentile(double percent) const {
+        const double place = percent / 100 * static_cast<double>(milliseconds.size() - 1);
+        const auto below = static_cast<std::size_t>(std::floor(place));
+        const std::size_t above = std::min(below + 1, milliseconds.size() - 1);
+        const double weight = place - static_cast<double>(below);
+        return milliseconds[below] * (1 - weight) + milliseconds[above] * weight;
+    }
+
+    double framesPerSecond() const { return static_cast<double>(milliseconds.size()) / seconds; }
+};
+
+// One timed decode.
+class BenchTask : public OrderedTask {
+public:
+    BenchTask(LoadedFrame const& frame, DecodeRequest const& request, ObjectPool<DecodedFrame>& pool,
+              std::vector<double>& milliseconds)
+        : m_frame(frame), m_request(request), m_pool(pool), m_milliseconds(milliseconds) {}
+
+    void work() override {
+        m_decoded = m_pool.take();
+        // The buffer is there before the clock starts, as a host has it.
+        m_decoded->reserve(m_frame.bytes, m_request);
+        const Clock::time_point start = Clock::now();
+        m_decoded->decodeAgain(m_frame.bytes);
+        m_elapsed = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    }
+
+    void deliver() override {
+        m_pool.giveBack(std::move(m_decoded));
+        m_milliseconds.push_back(m_elapsed);
+    }
+
+private:
+    LoadedFrame const& m_frame;
+    DecodeRequest const& m_request;
+    ObjectPool<DecodedFrame>& m_pool;
+    std::vector<double>& m_milliseconds;
+    std::unique_ptr<DecodedFrame> m_decoded;
+    double m_elapsed = 0;
+};
+
+// Decodes the frames in turn, `count` decodes in all.
+std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeRequest const& request,
+                                 ObjectPool<DecodedFrame>& pool, std::size_t inFlight, std::size_t count) {
+    std::vector<double> milliseconds;
+    std::size_t next = 0;
+    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
+        if (next == count)
+            return nullptr;
+        return std::make_unique<BenchTask>(frames[next++ % frames.size()], request, pool, milliseconds);
+    });
+    return milliseconds;
+}
+
+Timing measure(std::vector<LoadedFrame> const& frames, DecodeRequest const& request, BenchOptions const& options,
+               std::size_t threads) {
+    const ThreadLimit limit(threads);
+    ObjectPool<DecodedFrame> pool;
+    decodeInTurn(frames, request, pool, options.inFlight, options.warmUps * frames.size());
+
+    Timing timing;
+    timing.threads = ThreadLimit::current();
+    const Clock::time_point start = Clock::now();
+    timing.milliseconds = decodeInTurn(frames, request, pool, options.inFlight, options.iterations * frames.size());
+    timing.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::sort(timing.milliseconds.begin(), timing.milliseconds.end());
+    return timing;
+}
+
+// Of one frame on average.
+struct Averages {
+    double bytes = 0;
+    double pixels = 0;
+};
+
+Averages averagesOf(std::vector<LoadedFrame> const& frames) {
+    Averages averages;
+    for (LoadedFrame const& frame : frames) {
+        averages.bytes += static_cast<double>(frame.bytes.size()) / static_cast<double>(frames.size());
+        averages.pixels += static_cast<double>(frame.header.numPixels()) / static_cast<double>(frames.size());
+    }
+    return averages;
+}
+
+const char* targetName(DecodeRequest const& request) {
+    const bool runsAvx2 = request.target == OptimizationTarget::AVX2 && RaveloDecoderInterface::GetMaxOptType() == 1;
+    return runsAvx2 ? "avx2" : "baseline";
+}
+
+std::string textOf(Timing const& timing, Averages const& averages) {
+    const double rate = timing.framesPerSecond();
+    return fmt::format("{:>7}  {:>9.3f}  {:>9.3f}  {:>9.3f}  {:>9.3f}  {:>9.1f}  {:>9.1f}  {:>9.1f}\n", timing.threads,
+                       timing.percentile(50), timing.milliseconds.front(), timing.percentile(5), timing.percentile(95),
+                       rate, rate * averages.pixels / 1e6, rate * averages.bytes / 1e6);
+}
+
+Json jsonOf(Timing const& timing, Averages const& averages) {
+    const double rate = timing.framesPerSecond();
+    return {{"threads", timing.threads},
+            {"decodes", timing.milliseconds.size()},
+            {"milliseconds",
+             {{"median", timing.percentile(50)},
+              {"least", timing.milliseconds.front()},
+              {"p5", timing.percentile(5)},
+              {"p95", timing.percentile(95)},
+              {"p99", timing.percentile(99)},
+              {"most", timing.milliseconds.back()}}},
+            {"frames_per_second", rate},
+            {"megapixels_per_second", rate * averages.pixels / 1e6},
+            {"megabytes_per_second", rate * averages.bytes / 1e6}};
+}
+
+std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
+    std::vector<LoadedFrame> frames;
+    for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
+        std::vector<std::uint8_t> bytes = readFrame(item.path, options.maxPixels);
+        const FrameHeader header = parseFrameHeader(bytes);
+        frames.push_back({std::move(bytes), header});
+    }
+    return frames;
+}
+
+ExitCode runBench(BenchOptions const& options) {
+    const DecodeRequest request = requestOf(options.decode, 8, ColorCoding_YCbCr);
+    const std::vector<LoadedFrame> frames = loadFrames(options);
+    const Averages averages = averagesOf(frames);
+    const std::vector<std::size_t> threadCounts =
+        options.threads.empty() ? std::vector<std::size_t>{0} : options.threads;
+
+    Json results = Json::array();
+    if (!options.json) {
+        printReport(fmt::format("{} frames, {} size, {} bits, target {}, {} in flight\n", frames.size(),
+                                options.decode.size, request.bitDepth, targetName(request), options.inFlight));
+        printReport("threads  median ms   least ms      p5 ms     p95 ms   frames/s       MP/s       MB/s\n");
+    }
+    for (const std::size_t threads : threadCounts) {
+        const Timing timing = measure(frames, request, options, threads);
+        if (options.json)
+            results.push_back(jsonOf(timing, averages));
+        else
+            printReport(textOf(timing, averages));
+    }
+    if (options.json)
+        printReport(Json{{"frames", frames.size()},
+                         {"size", options.decode.size},
+                         {"depth", request.bitDepth},
+                         {"target", targetName(request)},
+                         {"in_flight", options.inFlight},
+                         {"bytes_per_frame", averages.bytes},
+                         {"pixels_per_frame", averages.pixels},
+                         {"results", results}}
+                        .dump(2) +
+                    "\n");
+    return ExitCode::Done;
+}
+
+} // namespace
+
+void addBenchCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<BenchOptions>();
+    CLI::App* command = addCommand(app, invocation, "bench", "Measure how fast frames decode", options, runBench);
+    command->add_option("frames", options->frames, "frames, or sequences such as shot.####.rvl; - for standard input")
+        ->type_name("FRAME")
+        ->required();
+    addDecodeOptions(*command, options->decode);
+    command->add_option("--threads", options->threads, "counts of threads to measure, such as 1,2,4; 0 for all")
+        ->type_name("N")
+        ->delimiter(',')
+        ->check(CLI::Range(0, 1024));
+    command->add_option("--in-flight", options->inFlight, "frames under way at once; 1 measures the time of a frame")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1024))
+        ->capture_default_str();
+    command->add_option("--warm-up", options->warmUps, "decodes of each frame that do not count")
+        ->type_name("N")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    command->add_option("--iterations", options->iterations, "decodes of each frame that count")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+    command->add_flag("--json", options->json, "report in JSON");
+    addMaxPixelsOption(*command, options->maxPixels);
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "InputPicture.h"
+
+// Changes of the chroma layout. The planes of the result lie as those of a frame do: a chroma sample belongs to the
+// even column at its place, and 4:2:2 has one in every line.
+
+// One plane of 4:4:4 with half the columns, each weighted 1:2:1 with its neighbours.
+std::vector<std::uint16_t> halfColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
+                                       std::uint32_t height);
+
+// One plane of 4:2:2 with all columns: an odd column is the mean of its neighbours.
+std::vector<std::uint16_t> allColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
+                                      std::uint32_t height);
+
+// One plane of 4:2:0, of `width` columns, with all lines of a picture of `height` lines, linear between the two
+// nearest. The lines of an interlaced picture are made from those of the same field only.
+std::vector<std::uint16_t> allLines(std::vector<std::uint16_t> const& plane, std::uint32_t width, std::uint32_t height,
+                                    bool interlaced);
+
+// One plane of `width` columns that lie between the columns of luma, moved to the even ones.
+std::vector<std::uint16_t> coSitedColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width);

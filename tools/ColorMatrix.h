@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+
+// The share of red, green and blue in luma. Their sum is 1.
+struct LumaCoefficients {
+    double red;
+    double green;
+    double blue;
+};
+
+// The coefficients that a frame's matrix_coefficients names. The numbers are the code points that ITU-T H.273 lists:
+// 1 is ITU-R BT.709, 6 is ITU-R BT.601 and 9 is ITU-R BT.2020. Any other value names none, and then the frame's full
+// height decides as the decoder does: BT.709 above 576 lines, BT.601 at 576 and below.
+LumaCoefficients lumaCoefficients(std::uint32_t matrix_coefficients, std::uint32_t frameHeight);
+
+// The matrix_coefficients that fit an RGB picture of this height.
+std::uint32_t defaultMatrixCoefficients(std::uint32_t frameHeight);
+
+// The step between R'G'B' and Y'CbCr. R, G, B and Y lie in [0, 1], Cb and Cr in [-0.5, 0.5].
+class ColorMatrix {
+public:
+    explicit ColorMatrix(LumaCoefficients const& coefficients);
+
+    struct Triple {
+        float first;  // R or Y
+        float second; // G or Cb
+        float third;  // B or Cr
+    };
+
+    Triple toRgb(float y, float cb, float cr) const {
+        return {y + m_crToRed * cr, y + m_cbToGreen * cb + m_crToGreen * cr, y + m_cbToBlue * cb};
+    }
+
+    Triple toYCbCr(float red, float green, float blue) const {
+        const float y = m_red * red + m_green * green + m_blue * blue;
+        return {y, (blue - y) / m_cbToBlue, (red - y) / m_crToRed};
+    }
+
+private:
+    float m_red, m_green, m_blue;
+    float m_crToRed, m_crToGreen, m_cbToGreen, m_cbToBlue;
+};
+
+// The codes of studio range in a scale of `steps` codes (256 at eight bits): black is 16/256 and white 235/256 of it,
+// and chroma lies 112/256 either side of the middle.
+class StudioRange {
+public:
+    explicit StudioRange(float steps) : m_steps(steps) {}
+
+    float lumaOf(float code) const { return (code / m_steps - 16.0f / 256) * (256.0f / 219); }
+    float chromaOf(float code) const { return (code / m_steps - 128.0f / 256) * (256.0f / 224); }
+    float codeOfLuma(float y) const { return (y * (219.0f / 256) + 16.0f / 256) * m_steps; }
+    float codeOfChroma(float c) const { return (c * (224.0f / 256) + 128.0f / 256) * m_steps; }
+
+private:
+    float m_steps;
+};

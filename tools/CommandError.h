@@ -1,0 +1,43 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include <fmt/format.h>
+
+// What the command tells its caller when it ends.
+enum class ExitCode : int {
+    Done = 0,
+    Failed = 1,
+    Usage = 2,         // the command line makes no sense
+    Damaged = 3,       // everything is written, but parts of a frame were damaged
+    Limit = 4,         // an input is larger than the limits allow
+    NotEqual = 5,      // a comparison found more difference than asked for
+    Interrupted = 130, // SIGINT or SIGTERM
+};
+
+// An error that ends the command: one clear line for the user and the exit code that goes with it.
+class CommandError : public std::runtime_error {
+public:
+    CommandError(ExitCode exitCode, std::string const& text) : std::runtime_error(text), m_exitCode(exitCode) {}
+
+    ExitCode exitCode() const { return m_exitCode; }
+
+private:
+    ExitCode m_exitCode;
+};
+
+template <typename... Args>
+CommandError failure(fmt::format_string<Args...> text, Args&&... args) {
+    return CommandError(ExitCode::Failed, fmt::format(text, std::forward<Args>(args)...));
+}
+
+template <typename... Args>
+CommandError usageError(fmt::format_string<Args...> text, Args&&... args) {
+    return CommandError(ExitCode::Usage, fmt::format(text, std::forward<Args>(args)...));
+}
+
+template <typename... Args>
+CommandError limitExceeded(fmt::format_string<Args...> text, Args&&... args) {
+    return CommandError(ExitCode::Limit, fmt::format(text, std::forward<Args>(args)...));
+}

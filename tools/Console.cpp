@@ -1,0 +1,56 @@
+#include "Console.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+namespace {
+
+constexpr std::chrono::milliseconds kTerminalInterval{100};
+constexpr std::chrono::seconds kPlainInterval{5};
+constexpr const char* kClearLine = "\r\x1b[K";
+
+} // namespace
+
+void warn(Verbosity const& verbosity, std::string const& text) {
+    if (!verbosity.quiet)
+        fmt::print(stderr, "ravelo: warning: {}\n", text);
+}
+
+Progress::Progress(std::string const& action, std::size_t total, Verbosity const& verbosity)
+    : m_action(action), m_total(total), m_verbosity(verbosity), m_onTerminal(::isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+    if (m_lineShown)
+        std::fputs(kClearLine, stderr);
+}
+
+std::string Progress::status() const {
+    const double seconds = std::max(std::chrono::duration<double>(Clock::now() - m_start).count(), 1e-6);
+    const double rate = static_cast<double>(m_done) / seconds;
+    if (m_total == 0)
+        return fmt::format("{} {}, {:.1f} a second", m_action, m_done, rate);
+    return fmt::format("{} {} of {}, {:.1f} a second, {:.0f} s left", m_action, m_done, m_total, rate,
+                       static_cast<double>(m_total - m_done) / rate);
+}
+
+void Progress::advance(std::string const& step) {
+    ++m_done;
+    if (m_verbosity.verbose)
+        fmt::print(stderr, "{}{}\n", m_lineShown ? kClearLine : "", step);
+    if (m_verbosity.quiet || m_total == 1)
+        return;
+    const Clock::time_point now = Clock::now();
+    if (m_onTerminal && now - m_lastShown >= kTerminalInterval) {
+        fmt::print(stderr, "{}{}", kClearLine, status());
+        std::fflush(stderr);
+        m_lineShown = true;
+        m_lastShown = now;
+    } else if (!m_onTerminal && now - m_lastShown >= kPlainInterval) {
+        fmt::print(stderr, "{}\n", status());
+        m_lastShown = now;
+    }
+}

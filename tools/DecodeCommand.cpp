@@ -1,0 +1,302 @@
+#include <algorithm>
+#include <set>
+
+#include <fmt/format.h>
+
+#include <unistd.h>
+
+#include "Command.h"
+#include "InputFile.h"
+#include "OrderedPipeline.h"
+#include "OutputFile.h"
+#include "OutputFormat.h"
+#include "OutputName.h"
+#include "Sequence.h"
+
+namespace {
+
+struct DecodeCommandOptions {
+    std::vector<std::string> frames;
+    std::string output;
+    std::string numbers;
+    std::string format;
+    std::string missing = "error";
+    DecodeOptions decode;
+    std::uint32_t framesPerSecond = 25;
+    std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::size_t threads = 0;
+    std::size_t inFlight = 0;
+    bool force = false;
+    Verbosity verbosity;
+};
+
+// One frame of the job.
+struct DecodeStep {
+    std::string path;       // the frame to decode
+    std::string name;       // the frame that was asked for; another one than `path` where a hole is held or black
+    std::string outputPath; // empty when all frames go to one file
+    bool black = false;     // only the form of the frame at `path` counts
+};
+
+// The steps for the items of the command line, with holes treated as --missing says.
+std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeCommandOptions const& options,
+                                 OutputName const& output, std::string const& extension) {
+    const auto firstExisting =
+        std::find_if(items.begin(), items.end(), [](SequenceItem const& item) { return item.exists; });
+    if (firstExisting == items.end())
+        throw failure("{} does not exist, nor does any other frame of the sequence", items.front().path);
+    std::string const* lastPath = &firstExisting->path;
+    std::vector<DecodeStep> steps;
+    for (SequenceItem const& item : items) {
+        if (item.exists) {
+            lastPath = &item.path;
+        } else if (options.missing == "error") {
+            throw failure("{} does not exist; --missing skip, hold or black goes on without it", item.path);
+        } else {
+            warn(options.verbosity, fmt::format("{} does not exist", item.path));
+            if (options.missing == "skip")
+                continue;
+        }
+        const std::string outputPath = output.isSingleFile() ? "" : output.pathFor(item.path, item.number, extension);
+        steps.push_back({item.exists ? item.path : *lastPath, displayName(item.path), outputPath,
+                         !item.exists && options.missing == "black"});
+    }
+    return steps;
+}
+
+class DecodeJob {
+public:
+    explicit DecodeJob(DecodeCommandOptions const& options) : m_options(options), m_output(options.output) {
+        m_outputOptions.format = formatOf(options, m_output);
+        m_outputOptions.videoRange = options.decode.coding == "rgb-video";
+        m_outputOptions.framesPerSecond = options.framesPerSecond;
+        OutputFormatInfo const& info = infoOf(m_outputOptions.format);
+        // RGB is asked of the library where a frame can give it, and else made by the command.
+        m_request =
+            requestOf(options.decode, info.bitDepths.front(), info.holdsRgb ? ColorCoding_RGBFull : ColorCoding_YCbCr);
+        if (std::find(info.bitDepths.begin(), info.bitDepths.end(), m_request.bitDepth) == info.bitDepths.end())
+            throw usageError("{} cannot hold {} bits; it takes {}", info.name, m_request.bitDepth,
+                             fmt::join(info.bitDepths, ", "));
+        if (m_outputOptions.format == OutputFormat::Y4m && m_request.colorCoding != ColorCoding_YCbCr)
+            throw usageError("y4m holds Y'CbCr only; leave --coding out or give --coding ycbcr");
+    }
+
+    ExitCode run();
+
+private:
+    friend class DecodeTask;
+
+    static OutputFormat formatOf(DecodeCommandOptions const& options, OutputName const& output);
+    void checkOutputs() const;
+    void openSharedOutput();
+    DecodeRequest requestFor(FrameHeader const& header) const;
+    void checkForm(DecodedFrame const& frame, DecodeStep const& step);
+
+    DecodeCommandOptions const& m_options;
+    OutputName m_output;
+    OutputOptions m_outputOptions;
+    DecodeRequest m_request;
+    std::vector<DecodeStep> m_steps;
+    ObjectPool<DecodedFrame> m_frames;
+    std::unique_ptr<OutputFile> m_sharedOutput; // where all frames go to one file
+    std::vector<std::uint8_t> m_streamHeader;   // that of the first frame
+    std::unique_ptr<Progress> m_progress;
+    bool m_alphaLossTold = false;
+};
+
+// Reads, decodes and converts one frame; the result is written in its turn.
+class DecodeTask : public OrderedTask {
+public:
+    DecodeTask(DecodeJob& job, DecodeStep const& step) : m_job(job), m_step(step) {}
+
+    void work() override {
+        const std::vector<std::uint8_t> bytes = readFrame(m_step.path, m_job.m_options.maxPixels);
+        m_frame = m_job.m_frames.take();
+        try {
+            decodeAndConvert(bytes);
+        } catch (CommandError const&) {
+            throw;
+        } catch (std::runtime_error const& error) {
+            throw failure("{}: {}", m_step.name, error.what());
+        }
+        // A file of its own waits for nobody with its bytes, only with its name.
+        if (!m_step.outputPath.empty()) {
+            m_file = std::make_unique<OutputFile>(m_step.outputPath, m_job.m_options.force);
+            m_file->write(m_result);
+        }
+    }
+
+    void deliver() override {
+        m_job.checkForm(*m_frame, m_step);
+        if (m_file) {
+            m_file->commit();
+        } else if (m_job.m_sharedOutput) {
+            m_job.m_sharedOutput->write(m_result);
+        }
+        m_job.m_frames.giveBack(std::move(m_frame));
+        m_job.m_progress->advance(fmt::format("{} -> {}", m_step.name,
+                                              m_step.outputPath.empty() ? m_job.m_options.output : m_step.outputPath));
+    }
+
+private:
+    void decodeAndConvert(std::span<const std::uint8_t> bytes) {
+        const FrameHeader header = parseFrameHeader(bytes);
+        const DecodeRequest request = m_job.requestFor(header);
+        OutputFormatInfo const& info = infoOf(m_job.m_outputOptions.format);
+        if (((header.horizontal_size >> request.downSampleFactor) == 0 ||
+             (header.vertical_size >> request.downSampleFactor) == 0) &&
+            (info.holdsRgb || info.format == OutputFormat::Y4m))
+            throw failure("{} has no pixels at this size: it is {} x {} at full size", m_step.name,
+                          header.horizontal_size, header.vertical_size);
+        if (m_step.black)
+            m_frame->fillBlack(bytes, request);
+        else
+            m_frame->decode(bytes, request);
+        m_result = frameBytes(*m_frame, m_job.m_outputOptions, m_step.name);
+    }
+
+    DecodeJob& m_job;
+    DecodeStep const& m_step;
+    std::unique_ptr<DecodedFrame> m_frame;
+    std::vector<std::uint8_t> m_result;
+    std::unique_ptr<OutputFile> m_file;
+};
+
+OutputFormat DecodeJob::formatOf(DecodeCommandOptions const& options, OutputName const& output) {
+    if (!options.format.empty())
+        return *outputFormatNamed(options.format);
+    if (output.isStandardOutput())
+        return OutputFormat::Raw;
+    if (output.isFolder())
+        return OutputFormat::Png;
+    const std::optional<OutputFormat> format = outputFormatOfPath(options.output);
+    if (!format)
+        throw usageError("the name {} tells no form of output; --format does", options.output);
+    return *format;
+}
+
+// Everything that can go wrong with the names of the outputs goes wrong before the first frame is decoded.
+void DecodeJob::checkOutputs() const {
+    OutputFormatInfo const& info = infoOf(m_outputOptions.format);
+    if (m_output.isSingleFile()) {
+        if (m_steps.size() > 1 && !info.holdsManyFrames)
+            throw usageError("{} frames do not fit into one {}; -o takes a folder or a name such as out.%04d.{}",
+                             m_steps.size(), info.name, info.name);
+        if (info.format != OutputFormat::Null)
+            refuseExisting(m_options.output, m_options.force);
+        return;
+    }
+    std::set<std::string> paths;
+    for (DecodeStep const& step : m_steps) {
+        if (!paths.insert(step.outputPath).second)
+            throw usageError("two frames would both be written to {}", step.outputPath);
+        refuseExisting(step.outputPath, m_options.force);
+    }
+}
+
+void DecodeJob::openSharedOutput() {
+    if (!m_output.isSingleFile() || m_outputOptions.format == OutputFormat::Null)
+        return;
+    const bool isText = m_outputOptions.format == OutputFormat::Xxh3 || m_outputOptions.format == OutputFormat::Md5;
+    if (m_output.isStandardOutput() && !isText && ::isatty(STDOUT_FILENO) == 1)
+        throw usageError("standard output is a terminal, and {} is no text; redirect it or give -o a file",
+                         infoOf(m_outputOptions.format).name);
+    m_sharedOutput = std::make_unique<OutputFile>(m_options.output, m_options.force);
+}
+
+// The library gives RGB for 4:4:4 frames only. Where the form of output holds RGB anyway, the command makes it from the
+// Y'CbCr of 4:2:2 frames; elsewhere the library's own refusal reaches the user.
+DecodeRequest DecodeJob::requestFor(FrameHeader const& header) const {
+    DecodeRequest request = m_request;
+    if (!header.is444() && infoOf(m_outputOptions.format).holdsRgb)
+        request.colorCoding = ColorCoding_YCbCr;
+    return request;
+}
+
+// A stream has one header for all of its frames.
+void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
+    const bool losesAlpha =
+        frame.header().hasAlphaOutput() && (m_outputOptions.format == OutputFormat::Ppm ||
+                                            (m_outputOptions.format == OutputFormat::Y4m && m_request.bitDepth != 8));
+    if (losesAlpha && !m_alphaLossTold) {
+        warn(m_options.verbosity, fmt::format("{} has an alpha plane that {} of {} bits cannot hold", step.name,
+                                              infoOf(m_outputOptions.format).name, m_request.bitDepth));
+        m_alphaLossTold = true;
+    }
+    const std::vector<std::uint8_t> header = streamHeader(frame, m_outputOptions);
+    if (header.empty())
+        return;
+    if (!m_sharedOutput) {
+        return;
+    }
+    if (m_streamHeader.empty()) {
+        m_streamHeader = header;
+        m_sharedOutput->write(header);
+    } else if (header != m_streamHeader) {
+        throw failure("{} has another size or form than the frames before it, which a stream cannot hold", step.name);
+    }
+}
+
+ExitCode DecodeJob::run() {
+    std::string extension(infoOf(m_outputOptions.format).name);
+    m_steps = stepsFor(expandSequences(m_options.frames, m_options.numbers), m_options, m_output, extension);
+    checkOutputs();
+    openSharedOutput();
+
+    const ThreadLimit limit(m_options.threads);
+    const std::size_t inFlight = m_options.inFlight != 0 ? m_options.inFlight : ThreadLimit::current() + 1;
+    m_progress = std::make_unique<Progress>("decoded", m_steps.size(), m_options.verbosity);
+    std::size_t nextStep = 0;
+    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
+        if (nextStep == m_steps.size())
+            return nullptr;
+        return std::make_unique<DecodeTask>(*this, m_steps[nextStep++]);
+    });
+    m_progress.reset();
+    if (m_sharedOutput)
+        m_sharedOutput->commit();
+    return ExitCode::Done;
+}
+
+ExitCode runDecode(DecodeCommandOptions const& options) {
+    return DecodeJob(options).run();
+}
+
+} // namespace
+
+void addDecodeCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<DecodeCommandOptions>();
+    CLI::App* command = addCommand(app, invocation, "decode", "Decode frames to pictures", options, runDecode);
+    command->add_option("frames", options->frames, "frames, or sequences such as shot.####.rvl; - for standard input")
+        ->type_name("FRAME")
+        ->required();
+    command
+        ->add_option("-o,--output", options->output,
+                     "file, folder, numbered name such as out.%04d.png, or - for standard output")
+        ->type_name("OUT")
+        ->required();
+    std::vector<std::string> names;
+    for (OutputFormatInfo const& info : outputFormats())
+        names.emplace_back(info.name);
+    command->add_option("--format", options->format, "form of the output; otherwise the name's extension tells it")
+        ->type_name("FORM")
+        ->check(CLI::IsMember(names));
+    addDecodeOptions(*command, options->decode);
+    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+    command->add_option("--missing", options->missing, "what a hole in a sequence becomes")
+        ->type_name("WHAT")
+        ->check(CLI::IsMember({"error", "skip", "hold", "black"}))
+        ->capture_default_str();
+    command->add_option("--fps", options->framesPerSecond, "frame rate that y4m tells")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    addThreadsOption(*command, options->threads);
+    command->add_option("--in-flight", options->inFlight, "most frames under way at once; 0 lets the command choose")
+        ->type_name("N")
+        ->check(CLI::Range(0, 1024))
+        ->capture_default_str();
+    addMaxPixelsOption(*command, options->maxPixels);
+    addForceOption(*command, options->force);
+    addVerbosityOptions(*command, options->verbosity);
+}

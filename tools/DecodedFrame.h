@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "FrameHeader.h"
+#include "OptimizationTarget.h"
+#include "PixelBuffer.h"
+
+struct DecodeRequest {
+    std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
+    ColorCoding colorCoding = ColorCoding_YCbCr;
+    std::uint32_t bitDepth = 8; // 8, 10, 15 or 16
+    OptimizationTarget target = OptimizationTarget::AVX2;
+};
+
+// A frame's pixels as the library delivers them. The object can be used for one frame after the other and then keeps
+// its memory.
+class DecodedFrame {
+public:
+    // Decodes a frame that checkFrame has let through. Pixels that no slice writes are black.
+    void decode(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+    // Decodes into the memory as it is, a frame of the same form as that of the last decode() or fillBlack().
+    void decodeAgain(std::span<const std::uint8_t> frame);
+
+    // Makes room for the frame without touching the pixels.
+    void reserve(std::span<const std::uint8_t> frame, DecodeRequest const& request) { prepare(frame, request); }
+
+    // A black picture of the form that the frame would have.
+    void fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+    FrameHeader const& header() const { return m_header; }
+    DecodeRequest const& request() const { return m_request; }
+    std::uint32_t width() const { return m_width; }
+    std::uint32_t height() const { return m_height; }
+    std::uint32_t samplesPerPixel() const { return m_samplesPerPixel; }
+    std::uint32_t bytesPerSample() const { return m_request.bitDepth > 8 ? 2 : 1; }
+    std::uint32_t maxValue() const; // 255, 1023, 32768 or 65535
+    std::uint64_t rowBytes() const { return std::uint64_t{m_width} * m_samplesPerPixel * bytesPerSample(); }
+
+    // The samples of line `y`, rowBytes() bytes.
+    std::span<const std::uint8_t> row(std::uint32_t y) const {
+        return std::span(m_pixels).subspan(std::size_t{y} * m_stride, rowBytes());
+    }
+
+    // The same as 16-bit values, whatever the depth; `samples` is resized to width() * samplesPerPixel().
+    void widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const;
+
+private:
+    void prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+
+    FrameHeader m_header;
+    DecodeRequest m_request;
+    std::uint32_t m_width = 0;
+    std::uint32_t m_height = 0;
+    std::uint32_t m_samplesPerPixel = 0;
+    std::uint64_t m_stride = 0; // bytes
+    std::vector<std::uint8_t> m_pixels;
+};

@@ -1,0 +1,239 @@
+#include <bit>
+#include <map>
+
+#include <fmt/format.h>
+
+#include <unistd.h>
+
+#include "ColorMatrix.h"
+#include "Command.h"
+#include "FrameEncoder.h"
+#include "OrderedPipeline.h"
+#include "OutputFile.h"
+#include "OutputName.h"
+#include "PictureReader.h"
+#include "Sequence.h"
+#include "SourceConversion.h"
+
+namespace {
+
+struct EncodeOptions {
+    std::vector<std::string> pictures;
+    std::string output;
+    std::string numbers;
+    double bitsPerPixel = 0;
+    std::uint32_t quantization_index = 4;
+    std::string interlace;
+    std::uint32_t slice = 8;
+    std::string chroma;
+    std::string alpha;
+    std::string matrix;
+    std::size_t threads = 0;
+    bool force = false;
+    Verbosity verbosity;
+};
+
+std::uint32_t interlaceModeOf(EncodeOptions const& options, InputPicture const& picture) {
+    static const std::map<std::string, std::uint32_t> s_modes = {
+        {"0", 0}, {"progressive", 0}, {"1", 1}, {"even-first", 1},
+        {"2", 2}, {"odd-first", 2},   {"3", 3}, {"single-field", 3}};
+    if (!options.interlace.empty())
+        return s_modes.at(options.interlace);
+    return picture.fieldOrder == FieldOrder::TopFirst ? 1 : picture.fieldOrder == FieldOrder::BottomFirst ? 2 : 0;
+}
+
+std::uint32_t matrixCoefficientsOf(EncodeOptions const& options, InputPicture const& picture) {
+    if (options.matrix.empty())
+        return defaultMatrixCoefficients(picture.height);
+    return options.matrix == "709" ? 1 : options.matrix == "601" ? 6 : 9;
+}
+
+// What is not asked for stays as the picture has it: alpha and full chroma are kept, and RGB becomes 4:2:2.
+SourceForm formOf(EncodeOptions const& options, InputPicture const& picture) {
+    SourceForm form;
+    form.matrix_coefficients = matrixCoefficientsOf(options, picture);
+    const bool wantsAlpha =
+        options.alpha.empty() ? picture.hasAlpha() && options.chroma != "422" : options.alpha != "none";
+    if (wantsAlpha)
+        form.alphaBits = options.alpha == "8" ? 8 : options.alpha == "16" ? 16 : (picture.alphaMaxValue > 255 ? 16 : 8);
+    const bool hasFullChroma = picture.model == ColorModel::YCbCr && picture.chroma == ChromaLayout::C444;
+    const bool wants444 = options.chroma.empty() ? wantsAlpha || hasFullChroma : options.chroma == "444";
+    form.chromaFormat = wants444 ? ChromaFormat::C444 : ChromaFormat::C422;
+    return form;
+}
+
+EncoderSettings settingsFor(EncodeOptions const& options, InputPicture const& picture, SourceForm const& form) {
+    EncoderSettings settings;
+    settings.interlace_mode = interlaceModeOf(options, picture);
+    settings.log2_slice_size_in_mb = static_cast<std::uint32_t>(std::countr_zero(options.slice));
+    settings.quantization_index = options.quantization_index;
+    settings.bitsPerPixel = options.bitsPerPixel;
+    settings.matrix_coefficients = form.matrix_coefficients;
+    return settings;
+}
+
+// One picture on its way to a frame.
+struct EncodeStep {
+    std::string name;
+    std::string outputPath;
+    InputPicture picture;
+};
+
+// The pictures of all files one after the other. A file may hold any number of them.
+class PictureQueue {
+public:
+    PictureQueue(EncodeOptions const& options, OutputName const& output)
+        : m_output(output), m_items(expandSequences(options.pictures, options.numbers)) {
+        for (SequenceItem const& item : m_items)
+            if (!item.exists)
+                throw failure("{} does not exist", item.path);
+        if (m_items.size() > 1 && output.isSingleFile())
+            throw usageError("{} pictures do not fit into one frame; -o takes a folder or a name such as "
+                             "shot.%04d.rvl",
+                             m_items.size());
+    }
+
+    std::size_t numItems() const { return m_items.size(); }
+
+    std::optional<EncodeStep> next() {
+        for (; m_nextItem < m_items.size(); ++m_nextItem, m_reader.reset()) {
+            SequenceItem const& item = m_items[m_nextItem];
+            const bool isFirstOfFile = !m_reader;
+            if (isFirstOfFile)
+                open(item);
+            std::optional<InputPicture> picture = m_reader->next();
+            if (!picture && isFirstOfFile)
+                throw failure("{} holds no picture", m_file->name());
+            if (picture)
+                return stepFor(item, *std::move(picture), isFirstOfFile);
+        }
+        return std::nullopt;
+    }
+
+private:
+    void open(SequenceItem const& item) {
+        m_file = std::make_unique<InputFile>(item.path);
+        m_reader = makePictureReader(*m_file);
+    }
+
+    EncodeStep stepFor(SequenceItem const& item, InputPicture picture, bool isFirstOfFile) {
+        // Found out before the frame of the first picture is written.
+        if (!m_output.isSequence() && m_reader->next())
+            throw failure("{} holds more than one picture; -o takes a name such as shot.%04d.rvl", m_file->name());
+        // The further pictures of a file push the numbers of all that follow.
+        m_extraPictures += isFirstOfFile ? 0 : 1;
+        return {m_file->name(), m_output.pathFor(item.path, item.number + m_extraPictures, "rvl"), std::move(picture)};
+    }
+
+    OutputName const& m_output;
+    std::vector<SequenceItem> m_items;
+    std::size_t m_nextItem = 0;
+    std::unique_ptr<InputFile> m_file;
+    std::unique_ptr<PictureReader> m_reader;
+    std::uint64_t m_extraPictures = 0;
+};
+
+class EncodeTask : public OrderedTask {
+public:
+    EncodeTask(EncodeOptions const& options, EncodeStep step, Progress& progress)
+        : m_options(options), m_step(std::move(step)), m_progress(progress) {}
+
+    void work() override {
+        const SourceForm form = formOf(m_options, m_step.picture);
+        if (form.alphaBits != 0 && form.chromaFormat == ChromaFormat::C422)
+            warn(m_options.verbosity, "a 4:2:2 frame carries its alpha plane, but decodes without it");
+        const EncoderSettings settings = settingsFor(m_options, m_step.picture, form);
+        const SourcePicture source = sourcePictureOf(m_step.picture, form);
+        m_step.picture = InputPicture();
+        try {
+            m_frame = encodeFrame(source, settings);
+        } catch (std::bad_alloc const&) {
+            throw;
+        } catch (std::exception const& error) {
+            throw failure("{}: {}", m_step.name, error.what());
+        }
+        m_file = std::make_unique<OutputFile>(m_step.outputPath, m_options.force);
+        m_file->write(m_frame.bytes);
+    }
+
+    void deliver() override {
+        m_file->commit();
+        m_progress.advance(fmt::format("{} -> {}, {} bytes, {:.3f} bits a pixel, quantization_index {}", m_step.name,
+                                       m_step.outputPath, m_frame.bytes.size(), m_frame.bitsPerPixel,
+                                       m_frame.quantization_index));
+    }
+
+private:
+    EncodeOptions const& m_options;
+    EncodeStep m_step;
+    Progress& m_progress;
+    EncodedFrame m_frame;
+    std::unique_ptr<OutputFile> m_file;
+};
+
+ExitCode runEncode(EncodeOptions const& options) {
+    const OutputName output(options.output);
+    PictureQueue pictures(options, output);
+    if (output.isSingleFile())
+        refuseExisting(options.output, options.force);
+    if (output.isStandardOutput() && ::isatty(STDOUT_FILENO) == 1)
+        throw usageError("standard output is a terminal, and a frame is no text; redirect it or give -o a file");
+
+    const ThreadLimit limit(options.threads);
+    // A file may hold more pictures than one, so the count of files tells the end only if they are many.
+    Progress progress("encoded", pictures.numItems() > 1 ? pictures.numItems() : 0, options.verbosity);
+    runInOrder(ThreadLimit::current(), [&]() -> std::unique_ptr<OrderedTask> {
+        std::optional<EncodeStep> step = pictures.next();
+        return step ? std::make_unique<EncodeTask>(options, *std::move(step), progress) : nullptr;
+    });
+    return ExitCode::Done;
+}
+
+void addFormOptions(CLI::App& command, EncodeOptions& options) {
+    command.add_option("--interlace", options.interlace, "fields of the frame; a Y4M file tells its own")
+        ->type_name("MODE")
+        ->check(CLI::IsMember({"progressive", "even-first", "odd-first", "single-field", "0", "1", "2", "3"}));
+    command.add_option("--slice", options.slice, "macroblocks of the largest slice")
+        ->type_name("N")
+        ->check(CLI::IsMember({1, 2, 4, 8}))
+        ->capture_default_str();
+    command.add_option("--chroma", options.chroma, "otherwise 444 for pictures with alpha or full chroma, else 422")
+        ->type_name("FORM")
+        ->check(CLI::IsMember({"422", "444"}));
+    command.add_option("--alpha", options.alpha, "bits of the alpha plane; otherwise as the picture has it")
+        ->type_name("BITS")
+        ->check(CLI::IsMember({"none", "8", "16"}));
+    command.add_option("--matrix", options.matrix, "matrix for RGB; otherwise 709 above 576 lines, else 601")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"601", "709", "2020"}));
+}
+
+} // namespace
+
+void addEncodeCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<EncodeOptions>();
+    CLI::App* command = addCommand(app, invocation, "encode", "Encode pictures to frames", options, runEncode);
+    command
+        ->add_option("pictures", options->pictures,
+                     "PNG, PGM, PPM, PAM or Y4M files, or sequences of them; - for standard input")
+        ->type_name("PICTURE")
+        ->required();
+    command
+        ->add_option("-o,--output", options->output,
+                     "frame, folder, numbered name such as shot.%04d.rvl, or - for standard output")
+        ->type_name("FRAME")
+        ->required();
+    CLI::Option* rate = command->add_option("--bpp", options->bitsPerPixel, "wanted bits a pixel, met within 3 %")
+                            ->type_name("RATE")
+                            ->check(CLI::PositiveNumber);
+    command->add_option("--q", options->quantization_index, "quantization_index, 0 to 255; small is fine")
+        ->type_name("INDEX")
+        ->check(CLI::Range(0, 255))
+        ->excludes(rate)
+        ->capture_default_str();
+    addFormOptions(*command, *options);
+    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+    addThreadsOption(*command, options->threads);
+    addForceOption(*command, options->force);
+    addVerbosityOptions(*command, options->verbosity);
+}

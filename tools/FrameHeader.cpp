@@ -1,0 +1,123 @@
+#include "FrameHeader.h"
+
+#include <algorithm>
+
+#include "Bitstream.h"
+#include "CommandError.h"
+#include "Frame.h"
+
+namespace {
+
+constexpr std::uint64_t kHeaderOffset = 8;
+constexpr std::uint64_t kFixedHeaderBytes = 20;
+
+Bitstream cursorAt(std::span<const std::uint8_t> frame, std::uint64_t offset) {
+    Bitstream cursor{frame.data(), frame.size()};
+    cursor.advance(offset);
+    return cursor;
+}
+
+std::array<std::uint8_t, 64> matrixAt(Bitstream const& header, std::uint64_t offset) {
+    std::array<std::uint8_t, 64> matrix;
+    for (std::size_t i = 0; i < matrix.size(); ++i)
+        matrix[i] = static_cast<std::uint8_t>(header.byteAt(offset + i));
+    return matrix;
+}
+
+void parseMatrices(Bitstream const& bits, FrameHeader& header) {
+    std::copy_n(Frame::s_defaultQuantizationMatrix, header.lumaMatrix.size(), header.lumaMatrix.begin());
+    if (header.load_luma_matrix)
+        header.lumaMatrix = matrixAt(bits, kFixedHeaderBytes);
+    header.chromaMatrix = header.lumaMatrix;
+    if (header.load_chroma_matrix)
+        header.chromaMatrix = matrixAt(bits, kFixedHeaderBytes + (header.load_luma_matrix ? 64 : 0));
+}
+
+// The lines of a picture. The even lines of an odd height make one line more than the odd ones.
+std::uint32_t linesOfPicture(FrameHeader const& header, bool isFirst) {
+    const std::uint32_t lines = header.vertical_size;
+    if (header.interlace_mode == 0)
+        return lines;
+    const bool evenLines = isFirst == (header.interlace_mode == 1);
+    return header.interlace_mode != 3 && evenLines ? (lines + 1) / 2 : lines / 2;
+}
+
+// A row of macroblocks is cut into as many of the largest slices as fit, then at most one of each smaller power of two.
+std::vector<std::uint32_t> slicesOfRow(std::uint32_t widthInMb, std::uint32_t largest) {
+    std::vector<std::uint32_t> sizes;
+    for (std::uint32_t left = widthInMb; left != 0; largest /= 2) {
+        sizes.insert(sizes.end(), left / largest, largest);
+        left %= largest;
+    }
+    return sizes;
+}
+
+PictureHeader parsePictureHeader(std::span<const std::uint8_t> frame, std::uint64_t offset, FrameHeader const& header,
+                                 bool isFirst) {
+    const Bitstream bits = cursorAt(frame, offset);
+    PictureHeader picture;
+    picture.offset = std::min<std::uint64_t>(offset, frame.size());
+    picture.picture_header_size = bits.byteAt(0) >> 3;
+    picture.picture_size = bits.word32At(1);
+    picture.log2_slice_size_in_mb = (bits.byteAt(7) >> 4) & 3;
+    picture.vertical_size = linesOfPicture(header, isFirst);
+    picture.width_in_mb = (header.horizontal_size + 15) / 16;
+    picture.height_in_mb = (picture.vertical_size + 15) / 16;
+    picture.slice_size_in_mb = slicesOfRow(picture.width_in_mb, 1u << picture.log2_slice_size_in_mb);
+
+    const std::size_t numSlices = picture.slice_size_in_mb.size() * picture.height_in_mb;
+    picture.coded_size_of_slice.reserve(numSlices);
+    for (std::size_t i = 0; i < numSlices; ++i)
+        picture.coded_size_of_slice.push_back(bits.word16At(picture.picture_header_size + 2 * i));
+    return picture;
+}
+
+} // namespace
+
+FrameHeader parseFrameHeader(std::span<const std::uint8_t> frame) {
+    const Bitstream outer = cursorAt(frame, 0);
+    const Bitstream bits = cursorAt(frame, kHeaderOffset);
+    FrameHeader header;
+    header.outer_word_0 = outer.word32At(0);
+    header.outer_word_1 = outer.word32At(4);
+    header.header_size = bits.word16At(0);
+    header.header_byte_3 = bits.byteAt(3);
+    header.header_word_4 = bits.word32At(4);
+    header.horizontal_size = bits.word16At(8);
+    header.vertical_size = bits.word16At(10);
+    header.chroma_format = bits.byteAt(12) >> 6;
+    header.interlace_mode = (bits.byteAt(12) >> 2) & 3;
+    header.header_nibble_13_high = bits.byteAt(13) >> 4;
+    header.header_nibble_13_low = bits.byteAt(13) & 15;
+    header.color_primaries = bits.byteAt(14);
+    header.transfer_characteristic = bits.byteAt(15);
+    header.matrix_coefficients = bits.byteAt(16);
+    header.alpha_channel_type = bits.byteAt(17) & 15;
+    header.load_luma_matrix = (bits.byteAt(19) >> 1) & 1;
+    header.load_chroma_matrix = bits.byteAt(19) & 1;
+    parseMatrices(bits, header);
+    return header;
+}
+
+std::vector<PictureHeader> parsePictureHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header) {
+    const std::uint64_t firstOffset = kHeaderOffset + header.header_size;
+    std::vector<PictureHeader> pictures = {parsePictureHeader(frame, firstOffset, header, true)};
+    if (header.interlace_mode == 1 || header.interlace_mode == 2)
+        pictures.push_back(parsePictureHeader(frame, firstOffset + pictures[0].picture_size, header, false));
+    return pictures;
+}
+
+void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels) {
+    if (frame.size() < kMinFrameBytes)
+        throw failure("{} is no frame: it has {} bytes, and a header alone takes {}", name, frame.size(),
+                      kMinFrameBytes);
+    const FrameHeader header = parseFrameHeader(frame);
+    if (frame.size() < kHeaderOffset + header.header_size)
+        throw failure("{} is no frame, or cut off: it has {} bytes, and its header says that it takes {} alone", name,
+                      frame.size(), kHeaderOffset + header.header_size);
+    if (header.numPixels() == 0)
+        throw failure("{} has no pixels: its size is {} x {}", name, header.horizontal_size, header.vertical_size);
+    if (maxPixels != 0 && header.numPixels() > maxPixels)
+        throw limitExceeded("{} is {} x {} pixels; the limit is {} pixels (--max-pixels lifts it)", name,
+                            header.horizontal_size, header.vertical_size, maxPixels);
+}

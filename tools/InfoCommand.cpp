@@ -1,0 +1,273 @@
+#include <algorithm>
+#include <array>
+#include <numeric>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "BufferRequirements.h"
+#include "Command.h"
+#include "Frame.h"
+#include "FrameHeader.h"
+#include "InputFile.h"
+#include "Sequence.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct InfoOptions {
+    std::vector<std::string> frames;
+    std::string numbers;
+    bool json = false;
+    bool withSlices = false;
+    std::uint64_t maxPixels = kDefaultMaxPixels;
+};
+
+constexpr std::array<const char*, 4> kSizeNames = {"full", "half", "quarter", "eighth"};
+
+// One field of the header and what it means for the decode.
+struct Field {
+    const char* name;
+    std::uint32_t value;
+    std::string meaning;
+};
+
+std::string chromaMeaning(FrameHeader const& header) {
+    if (header.is444())
+        return "4:4:4, four samples a pixel";
+    return header.chroma_format == 2 ? "4:2:2, two samples a pixel" : "taken as 4:2:2, two samples a pixel";
+}
+
+const char* interlaceMeaning(FrameHeader const& header) {
+    constexpr std::array<const char*, 4> kMeanings = {"progressive, one picture", "two fields, the even lines first",
+                                                      "two fields, the odd lines first",
+                                                      "one field on the even lines; the odd lines are not written"};
+    return kMeanings[header.interlace_mode];
+}
+
+std::string alphaMeaning(FrameHeader const& header) {
+    if (header.alpha_channel_type == 0)
+        return header.is444() ? "no alpha plane; the output is opaque" : "no alpha plane";
+    if (!header.is444())
+        return "alpha plane that 4:2:2 output leaves out";
+    if (header.alpha_channel_type > 2)
+        return "undefined; read with 16 bits and written as if it had 8";
+    return header.alpha_channel_type == 1 ? "alpha plane of 8 bits" : "alpha plane of 16 bits";
+}
+
+std::string matrixMeaning(FrameHeader const& header) {
+    constexpr const char* kRules[] = {"BT.709", "BT.601", "BT.2020"};
+    switch (header.matrix_coefficients) {
+    case 1:
+        return kRules[0];
+    case 6:
+        return kRules[1];
+    case 9:
+        return kRules[2];
+    default:
+        return fmt::format("names no matrix; by the height, {} is used for RGB",
+                           header.vertical_size > 576 ? kRules[0] : kRules[1]);
+    }
+}
+
+std::string chromaMatrixMeaning(FrameHeader const& header) {
+    if (header.load_chroma_matrix)
+        return "chroma matrix in the header";
+    return header.load_luma_matrix ? "chroma uses the luma matrix of the header"
+                                   : "chroma uses the default, 64 times 4";
+}
+
+std::vector<Field> fieldsOf(FrameHeader const& header) {
+    const std::string unused = "not used by the decoder";
+    return {
+        {"outer_word_0", header.outer_word_0, unused},
+        {"outer_word_1", header.outer_word_1, unused},
+        {"header_size", header.header_size,
+         fmt::format("bytes; the first picture starts at byte {}", 8 + header.header_size)},
+        {"header_byte_3", header.header_byte_3, unused},
+        {"header_word_4", header.header_word_4, unused},
+        {"horizontal_size", header.horizontal_size,
+         fmt::format("pixels; {} macroblocks", (header.horizontal_size + 15) / 16)},
+        {"vertical_size", header.vertical_size, "lines, both fields together"},
+        {"chroma_format", header.chroma_format, chromaMeaning(header)},
+        {"interlace_mode", header.interlace_mode, interlaceMeaning(header)},
+        {"header_nibble_13_high", header.header_nibble_13_high, unused},
+        {"header_nibble_13_low", header.header_nibble_13_low, unused},
+        {"color_primaries", header.color_primaries, "handed on; no pixel depends on it"},
+        {"transfer_characteristic", header.transfer_characteristic, "handed on; no pixel depends on it"},
+        {"matrix_coefficients", header.matrix_coefficients, matrixMeaning(header)},
+        {"alpha_channel_type", header.alpha_channel_type, alphaMeaning(header)},
+        {"load_luma_matrix", header.load_luma_matrix,
+         header.load_luma_matrix ? "luma matrix in the header" : "luma uses the default, 64 times 4"},
+        {"load_chroma_matrix", header.load_chroma_matrix, chromaMatrixMeaning(header)},
+    };
+}
+
+// What a buffer must offer for one size and depth.
+struct BufferLine {
+    std::uint32_t downSampleFactor;
+    std::uint32_t bitDepth;
+    std::uint64_t width;
+    std::uint64_t height;
+    BufferRequirements requirements;
+};
+
+std::vector<BufferLine> bufferLines(std::span<const std::uint8_t> frame) {
+    constexpr std::array<std::pair<std::uint32_t, std::uint32_t>, 7> kRequests = {
+        {{0, 8}, {0, 10}, {0, 15}, {0, 16}, {1, 8}, {2, 8}, {3, 8}}};
+    std::vector<BufferLine> lines;
+    for (const auto& [downSampleFactor, bitDepth] : kRequests) {
+        const Bitstream bits{frame.data(), frame.size()};
+        const PixelBuffer info = Frame::GetFrameInfo(bits, bitDepth, downSampleFactor);
+        lines.push_back({downSampleFactor, bitDepth, info.width, info.height,
+                         bufferRequirements(bits, bitDepth, downSampleFactor)});
+    }
+    return lines;
+}
+
+std::uint64_t bytesOfSlices(PictureHeader const& picture) {
+    return std::accumulate(picture.coded_size_of_slice.begin(), picture.coded_size_of_slice.end(), std::uint64_t{0});
+}
+
+std::string matrixText(std::array<std::uint8_t, 64> const& matrix) {
+    std::string text;
+    for (std::size_t row = 0; row < 8; ++row)
+        text += fmt::format("      {:3}\n", fmt::join(matrix.begin() + static_cast<std::ptrdiff_t>(8 * row),
+                                                      matrix.begin() + static_cast<std::ptrdiff_t>(8 * row + 8), " "));
+    return text;
+}
+
+// "5 of 8, 1 of 4": how many slices of a row have how many macroblocks.
+std::string rowText(std::vector<std::uint32_t> const& sizes) {
+    std::vector<std::string> parts;
+    for (std::size_t i = 0; i < sizes.size();) {
+        const auto count = static_cast<std::size_t>(std::count(sizes.begin(), sizes.end(), sizes[i]));
+        parts.push_back(fmt::format("{} of {}", count, sizes[i]));
+        i += count;
+    }
+    return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+std::string pictureText(PictureHeader const& picture, std::size_t index) {
+    std::string text = fmt::format("  picture {}, from byte {}\n", index + 1, picture.offset);
+    const auto line = [&text](const char* name, std::uint64_t value, std::string const& meaning) {
+        text += fmt::format("    {:24}{:>10}   {}\n", name, value, meaning);
+    };
+    line("picture_header_size", picture.picture_header_size, "bytes; the table of slices follows");
+    line("picture_size", picture.picture_size, "bytes of the picture; it leads to the second field");
+    line("log2_slice_size_in_mb", picture.log2_slice_size_in_mb,
+         fmt::format("slices of up to {} macroblocks", 1 << picture.log2_slice_size_in_mb));
+    line("lines", picture.vertical_size, fmt::format("{} rows of macroblocks", picture.height_in_mb));
+    line("slices", picture.coded_size_of_slice.size(),
+         fmt::format("a row has {} macroblocks; {} bytes in all", rowText(picture.slice_size_in_mb),
+                     bytesOfSlices(picture)));
+    return text;
+}
+
+std::string textOf(std::string const& name, std::span<const std::uint8_t> frame) {
+    const FrameHeader header = parseFrameHeader(frame);
+    std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits a pixel\n", name,
+                                   header.horizontal_size, header.vertical_size, frame.size(),
+                                   8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels()));
+    text += "  header\n";
+    for (Field const& field : fieldsOf(header))
+        text += fmt::format("    {:24}{:>10}   {}\n", field.name, field.value, field.meaning);
+    if (header.load_luma_matrix)
+        text += "    luma matrix\n" + matrixText(header.lumaMatrix);
+    if (header.load_chroma_matrix)
+        text += "    chroma matrix\n" + matrixText(header.chromaMatrix);
+    const std::vector<PictureHeader> pictures = parsePictureHeaders(frame, header);
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        text += pictureText(pictures[i], i);
+    text +=
+        "  buffer of the decode call\n    size       pixels        bits  least stride   safe stride         bytes\n";
+    for (BufferLine const& line : bufferLines(frame))
+        text += fmt::format("    {:9}{:>6} x {:<6} {:>4}  {:>12}  {:>12}  {:>12}\n", kSizeNames[line.downSampleFactor],
+                            line.width, line.height, line.bitDepth, line.requirements.leastStride,
+                            line.requirements.safeStride, line.requirements.bytes);
+    return text;
+}
+
+Json jsonOf(PictureHeader const& picture, bool withSlices) {
+    Json json = {
+        {"offset", picture.offset},
+        {"picture_header_size", picture.picture_header_size},
+        {"picture_size", picture.picture_size},
+        {"log2_slice_size_in_mb", picture.log2_slice_size_in_mb},
+        {"lines", picture.vertical_size},
+        {"width_in_mb", picture.width_in_mb},
+        {"height_in_mb", picture.height_in_mb},
+        {"slice_size_in_mb", picture.slice_size_in_mb},
+        {"slices", picture.coded_size_of_slice.size()},
+        {"slice_bytes", bytesOfSlices(picture)},
+    };
+    if (withSlices)
+        json["coded_size_of_slice"] = picture.coded_size_of_slice;
+    return json;
+}
+
+Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool withSlices) {
+    const FrameHeader header = parseFrameHeader(frame);
+    Json fields = Json::object();
+    Json meanings = Json::object();
+    for (Field const& field : fieldsOf(header)) {
+        fields[field.name] = field.value;
+        meanings[field.name] = field.meaning;
+    }
+    fields["luma_matrix"] = header.lumaMatrix;
+    fields["chroma_matrix"] = header.chromaMatrix;
+
+    Json pictures = Json::array();
+    for (PictureHeader const& picture : parsePictureHeaders(frame, header))
+        pictures.push_back(jsonOf(picture, withSlices));
+    Json buffers = Json::array();
+    for (BufferLine const& line : bufferLines(frame))
+        buffers.push_back({{"size", kSizeNames[line.downSampleFactor]},
+                           {"width", line.width},
+                           {"height", line.height},
+                           {"depth", line.bitDepth},
+                           {"least_stride", line.requirements.leastStride},
+                           {"safe_stride", line.requirements.safeStride},
+                           {"lines", line.requirements.lines},
+                           {"bytes", line.requirements.bytes}});
+    return {{"file", name},
+            {"bytes", frame.size()},
+            {"width", header.horizontal_size},
+            {"height", header.vertical_size},
+            {"bits_per_pixel", 8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels())},
+            {"header", fields},
+            {"meaning", meanings},
+            {"pictures", pictures},
+            {"buffers", buffers}};
+}
+
+ExitCode runInfo(InfoOptions const& options) {
+    Json frames = Json::array();
+    for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
+        const std::vector<std::uint8_t> frame = readFrame(item.path, options.maxPixels);
+        if (options.json)
+            frames.push_back(jsonOf(displayName(item.path), frame, options.withSlices));
+        else
+            printReport(textOf(displayName(item.path), frame));
+    }
+    // Names of files may hold bytes that are no UTF-8; JSON gets a replacement for those.
+    if (options.json)
+        printReport(Json{{"frames", frames}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    return ExitCode::Done;
+}
+
+} // namespace
+
+void addInfoCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<InfoOptions>();
+    CLI::App* command = addCommand(app, invocation, "info", "Tell the header of frames and what it means for a decode",
+                                   options, runInfo);
+    command->add_option("frames", options->frames, "frames, or sequences such as shot.####.rvl; - for standard input")
+        ->type_name("FRAME")
+        ->required();
+    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+    command->add_flag("--json", options->json, "report in JSON");
+    command->add_flag("--slices", options->withSlices, "with the size of every slice, in JSON");
+    addMaxPixelsOption(*command, options->maxPixels);
+}

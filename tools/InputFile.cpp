@@ -1,0 +1,104 @@
+#include "InputFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "CommandError.h"
+#include "Interrupt.h"
+
+std::string displayName(std::string const& path) {
+    return path == "-" ? "standard input" : path;
+}
+
+InputFile::InputFile(std::string const& path) : m_name(displayName(path)), m_ownsDescriptor(path != "-") {
+    m_descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (m_descriptor < 0)
+        throw failure("cannot open {}: {}", path, std::strerror(errno));
+    struct stat status;
+    if (::fstat(m_descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        if (m_ownsDescriptor)
+            ::close(m_descriptor);
+        throw failure("cannot read {}: it is a folder", path);
+    }
+}
+
+InputFile::InputFile(std::string const& name, std::vector<std::uint8_t> bytes)
+    : m_name(name), m_pending(std::move(bytes)) {}
+
+InputFile::~InputFile() {
+    if (m_descriptor >= 0 && m_ownsDescriptor)
+        ::close(m_descriptor);
+}
+
+std::size_t InputFile::readSome(std::uint8_t* target, std::size_t numBytes) {
+    while (m_descriptor >= 0) {
+        throwIfInterrupted();
+        const ssize_t got = ::read(m_descriptor, target, numBytes);
+        if (got >= 0)
+            return static_cast<std::size_t>(got);
+        if (errno != EINTR)
+            throw failure("cannot read {}: {}", m_name, std::strerror(errno));
+    }
+    return 0;
+}
+
+std::span<const std::uint8_t> InputFile::peek(std::size_t numBytes) {
+    m_pending.erase(m_pending.begin(), m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart));
+    m_pendingStart = 0;
+    while (m_pending.size() < numBytes) {
+        const std::size_t before = m_pending.size();
+        m_pending.resize(numBytes);
+        const std::size_t got = readSome(m_pending.data() + before, numBytes - before);
+        m_pending.resize(before + got);
+        if (got == 0)
+            break;
+    }
+    return std::span(m_pending).first(std::min(numBytes, m_pending.size()));
+}
+
+bool InputFile::read(std::span<std::uint8_t> target) {
+    const std::size_t fromPending = std::min(target.size(), m_pending.size() - m_pendingStart);
+    std::copy_n(m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart), fromPending, target.begin());
+    m_pendingStart += fromPending;
+    std::size_t filled = fromPending;
+    while (filled < target.size()) {
+        const std::size_t got = readSome(target.data() + filled, target.size() - filled);
+        if (got == 0)
+            return false;
+        filled += got;
+    }
+    return true;
+}
+
+std::vector<std::uint8_t> InputFile::readAll(std::uint64_t limitBytes) {
+    std::vector<std::uint8_t> bytes(m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart), m_pending.end());
+    m_pendingStart = m_pending.size();
+
+    // A regular file is read in one piece; what grows meanwhile, and pipes, are read on in steps.
+    struct stat status = {};
+    std::size_t step = 1 << 16;
+    if (m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
+        step =
+            static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), limitBytes)) +
+            1;
+    for (;;) {
+        if (bytes.size() > limitBytes)
+            throw limitExceeded("{} is larger than the limit of {} bytes", m_name, limitBytes);
+        const std::size_t before = bytes.size();
+        bytes.resize(before + step);
+        const std::size_t got = readSome(bytes.data() + before, step);
+        bytes.resize(before + got);
+        if (got == 0)
+            return bytes;
+        step = std::max<std::size_t>(step - std::min(step, got), 1 << 16);
+    }
+}
+
+std::vector<std::uint8_t> readFile(std::string const& path, std::uint64_t limitBytes) {
+    return InputFile(path).readAll(limitBytes);
+}

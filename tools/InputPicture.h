@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+enum class ColorModel { Gray, Rgb, YCbCr };
+
+enum class ChromaLayout {
+    C420Centred, // chroma between two columns and two lines, as JPEG has it
+    C420CoSited, // chroma on the even columns and between two lines, as MPEG-2 has it
+    C422,        // chroma on the even columns
+    C444,
+};
+
+enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
+
+// The most pixels that a reader accepts.
+inline constexpr std::uint64_t kMaxInputPixels = std::uint64_t{1} << 28;
+
+// The most samples of a picture's side that a frame can carry.
+inline constexpr std::uint32_t kMaxSide = 65535;
+
+// A picture as a file holds it: one plane for each component, rows from the top, without padding.
+struct InputPicture {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    ColorModel model = ColorModel::Rgb;
+    ChromaLayout chroma = ChromaLayout::C444; // YCbCr only; Gray and Rgb planes all have the picture's size
+    FieldOrder fieldOrder = FieldOrder::Unknown;
+    bool fullRange = true;                // false: studio range, black at 16/256 of the codes and white at 235/256
+    std::uint32_t maxValue = 0;           // the largest code of the planes, 1 to 65535
+    std::vector<std::uint16_t> planes[3]; // R G B or Y Cb Cr; Gray fills the first only
+    std::uint32_t alphaMaxValue = 0;      // 0 means no alpha plane
+    std::vector<std::uint16_t> alpha;
+
+    bool hasAlpha() const { return alphaMaxValue != 0; }
+    std::uint64_t numPixels() const { return std::uint64_t{width} * height; }
+    std::uint32_t chromaWidth() const { return chroma == ChromaLayout::C444 ? width : (width + 1) / 2; }
+    std::uint32_t chromaHeight() const {
+        return chroma == ChromaLayout::C444 || chroma == ChromaLayout::C422 ? height : (height + 1) / 2;
+    }
+};
+
+// Throws CommandError when a picture of this size is empty, or too large for a frame or for this command. Readers call
+// it before they reserve memory.
+void checkPictureSize(std::string const& name, std::uint64_t width, std::uint64_t height);

@@ -1,0 +1,10 @@
+#pragma once
+
+// Ending early in good order. The first SIGINT or SIGTERM only sets a flag, so that every unfinished output file is
+// removed on the way out; a second one ends the process at once.
+void installInterruptHandler();
+
+bool interrupted();
+
+// Throws a CommandError with ExitCode::Interrupted when a signal has arrived.
+void throwIfInterrupted();

@@ -1,0 +1,123 @@
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "Command.h"
+#include "ParserDescription.h"
+
+namespace {
+
+struct ManOptions {
+    std::string command;
+    CLI::App const* root = nullptr;
+};
+
+// A hyphen that is typed, and a line that does not start a request of the formatter.
+std::string roff(std::string const& text) {
+    std::string result;
+    for (const char c : text) {
+        if (c == '\\')
+            result += "\\e";
+        else if (c == '-')
+            result += "\\-";
+        else
+            result += c;
+    }
+    return result.starts_with('.') || result.starts_with('\'') ? fmt::format("\\&{}", result) : result;
+}
+
+std::string header(std::string const& title, std::string const& name, std::string const& description) {
+    return fmt::format(".TH {} 1 \"\" \"RaveloOpt {}\" \"RaveloOpt\"\n.SH NAME\n{} \\- {}\n", title,
+                       RAVELO_COMMAND_VERSION, roff(name), roff(description));
+}
+
+std::string exitCodes() {
+    return ".SH EXIT STATUS\n"
+           ".TP\n.B 0\nDone.\n"
+           ".TP\n.B 1\nFailed: a file cannot be read or written, or an input is none of the known kinds.\n"
+           ".TP\n.B 2\nThe command line is wrong.\n"
+           ".TP\n.B 3\nEverything is written, but parts of a frame are damaged.\n"
+           ".TP\n.B 4\nAn input is larger than the limits allow.\n"
+           ".TP\n.B 5\nA comparison found more difference than asked for.\n"
+           ".TP\n.B 130\nInterrupted by a signal.\n";
+}
+
+std::string spelling(OptionDescription const& option) {
+    std::vector<std::string> names;
+    for (std::string const& name : option.shortNames)
+        names.push_back(fmt::format("\\fB{}\\fR", roff(fmt::format("-{}", name))));
+    for (std::string const& name : option.longNames)
+        names.push_back(fmt::format("\\fB{}\\fR", roff(fmt::format("--{}", name))));
+    std::string text = fmt::format("{}", fmt::join(names, ", "));
+    if (!option.isFlag())
+        text += fmt::format(" \\fI{}\\fR", roff(option.valueName));
+    return text;
+}
+
+std::string optionText(OptionDescription const& option) {
+    std::string text = ".TP\n";
+    text += option.isPositional() ? fmt::format("\\fI{}\\fR", roff(option.positionalName)) : spelling(option);
+    text += fmt::format("\n{}\n", roff(option.description));
+    if (!option.choices.empty())
+        text += roff(fmt::format("One of {}.", fmt::join(option.choices, ", "))) + "\n";
+    if (!option.defaultValue.empty())
+        text += roff(fmt::format("The default is {}.", option.defaultValue)) + "\n";
+    return text;
+}
+
+std::string commandPage(CommandDescription const& command) {
+    std::string title = fmt::format("RAVELO-{}", command.name);
+    std::transform(title.begin(), title.end(), title.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    std::string text = header(title, fmt::format("ravelo-{}", command.name), command.description);
+    text += fmt::format(".SH SYNOPSIS\n\\fBravelo {}\\fR", command.name);
+    for (OptionDescription const& option : command.options) {
+        if (option.isPositional())
+            text += fmt::format(" \\fI{}\\fR{}", option.positionalName, option.takesMany ? "..." : "");
+        else if (option.isRequired)
+            text += " " + spelling(option);
+    }
+    text += " [\\fIOPTIONS\\fR]\n.SH OPTIONS\n";
+    for (OptionDescription const& option : command.options)
+        text += optionText(option);
+    return text + exitCodes() + ".SH SEE ALSO\n.BR ravelo (1)\n";
+}
+
+std::string mainPage(CLI::App const& root) {
+    const std::vector<CommandDescription> commands = describeSubcommands(root);
+    std::string text = header("RAVELO", "ravelo", root.get_description());
+    text += ".SH SYNOPSIS\n\\fBravelo\\fR \\fICOMMAND\\fR ...\n.SH COMMANDS\n";
+    for (CommandDescription const& command : commands)
+        text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", command.name, roff(command.description));
+    text += ".SH OPTIONS\n";
+    for (OptionDescription const& option : describeCommand(root).options)
+        text += optionText(option);
+    text += exitCodes() + ".SH SEE ALSO\n";
+    for (std::size_t i = 0; i < commands.size(); ++i)
+        text += fmt::format(".BR ravelo\\-{} (1){}\n", commands[i].name, i + 1 < commands.size() ? "," : "");
+    return text;
+}
+
+ExitCode runMan(ManOptions const& options) {
+    if (options.command.empty()) {
+        printReport(mainPage(*options.root));
+        return ExitCode::Done;
+    }
+    for (CommandDescription const& command : describeSubcommands(*options.root)) {
+        if (command.name == options.command) {
+            printReport(commandPage(command));
+            return ExitCode::Done;
+        }
+    }
+    throw usageError("there is no command {}; see ravelo --help", options.command);
+}
+
+} // namespace
+
+void addManCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<ManOptions>();
+    options->root = &app;
+    CLI::App* command = addCommand(app, invocation, "man", "Print a manual page for man -l -", options, runMan);
+    command->add_option("command", options->command, "the command; without it, the page of ravelo itself")
+        ->type_name("COMMAND");
+}

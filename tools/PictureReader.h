@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "InputFile.h"
+#include "InputPicture.h"
+
+// Reads the pictures of one file. The kind of file is known by its first bytes, not by its name:
+//
+//   PNG            gray, RGB or palette, with or without alpha, 1 to 16 bits
+//   PGM, PPM, PAM  binary, 1 to 16 bits (P5, P6, P7)
+//   Y4M            4:2:0, 4:2:2, 4:4:4, 4:4:4 with alpha and mono, 8 to 16 bits
+//
+// PGM, PPM, PAM and Y4M files hold any number of pictures one after the other.
+class PictureReader {
+public:
+    virtual ~PictureReader() = default;
+
+    // The next picture, or nothing at the end. Throws CommandError for a file that is damaged.
+    virtual std::optional<InputPicture> next() = 0;
+};
+
+// Whether the file starts as one of these kinds does.
+bool isPicture(InputFile& file);
+
+// Throws CommandError when the file is of no known kind. The file must outlive the reader.
+std::unique_ptr<PictureReader> makePictureReader(InputFile& file);
+
+// The only or first picture of a file.
+InputPicture readPicture(std::string const& path);

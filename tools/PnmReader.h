@@ -1,0 +1,28 @@
+#pragma once
+
+#include "PictureReader.h"
+
+// Binary PGM, PPM and PAM.
+class PnmReader : public PictureReader {
+public:
+    explicit PnmReader(InputFile& file) : m_file(file) {}
+
+    std::optional<InputPicture> next() override;
+
+private:
+    struct Header {
+        std::uint64_t width = 0;
+        std::uint64_t height = 0;
+        std::uint64_t depth = 0; // samples of a pixel, 1 to 4
+        std::uint64_t maxValue = 0;
+    };
+
+    std::uint8_t takeByte();
+    std::uint64_t takeNumber();
+    std::string takeLine();
+    Header pnmHeader(std::uint64_t depth);
+    Header pamHeader();
+    InputPicture readSamples(Header const& header);
+
+    InputFile& m_file;
+};

@@ -1,0 +1,142 @@
+#include "Y4mReader.h"
+
+#include <charconv>
+#include <sstream>
+
+#include "CommandError.h"
+
+namespace {
+
+constexpr std::size_t kMaxLineBytes = 1024;
+
+std::uint64_t numberOf(std::string_view text) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? number : 0;
+}
+
+// The bits of "p10" behind the name of a chroma form; 8 without it, 0 for anything else.
+std::uint32_t bitDepthOf(std::string_view suffix) {
+    if (suffix.empty())
+        return 8;
+    const std::uint64_t bits = suffix.front() == 'p' ? numberOf(suffix.substr(1)) : 0;
+    return bits >= 9 && bits <= 16 ? static_cast<std::uint32_t>(bits) : 0;
+}
+
+} // namespace
+
+Y4mReader::Y4mReader(InputFile& file) : m_file(file) {
+    m_form.model = ColorModel::YCbCr;
+    m_form.fullRange = false;
+    m_form.maxValue = 255;
+    m_form.chroma = ChromaLayout::C420Centred;
+    readStreamHeader();
+    checkPictureSize(m_file.name(), m_form.width, m_form.height);
+}
+
+std::string Y4mReader::takeLine() {
+    std::string line;
+    for (std::uint8_t byte = 0;; line.push_back(static_cast<char>(byte))) {
+        if (!m_file.read(std::span(&byte, 1)))
+            throw failure("{} is damaged: a header line ends early", m_file.name());
+        if (byte == '\n')
+            return line;
+        if (line.size() == kMaxLineBytes)
+            throw failure("{} is damaged: a header line is too long", m_file.name());
+    }
+}
+
+void Y4mReader::readStreamHeader() {
+    std::istringstream line(takeLine());
+    std::string parameter;
+    line >> parameter; // the signature
+    while (line >> parameter)
+        readParameter(parameter);
+}
+
+void Y4mReader::readParameter(std::string const& parameter) {
+    const std::string value = parameter.substr(1);
+    switch (parameter.front()) {
+    case 'W':
+    case 'H': {
+        const std::uint64_t size = numberOf(value);
+        checkPictureSize(m_file.name(), size, 1);
+        (parameter.front() == 'W' ? m_form.width : m_form.height) = static_cast<std::uint32_t>(size);
+        break;
+    }
+    case 'I':
+        m_form.fieldOrder = value == "t"   ? FieldOrder::TopFirst
+                            : value == "b" ? FieldOrder::BottomFirst
+                            : value == "p" ? FieldOrder::Progressive
+                                           : FieldOrder::Unknown;
+        break;
+    case 'C':
+        readColorSpace(value);
+        break;
+    case 'X':
+        if (value == "COLORRANGE=FULL")
+            m_form.fullRange = true;
+        break;
+    default:
+        // The frame rate and the shape of a pixel have no place in a frame.
+        break;
+    }
+}
+
+void Y4mReader::readColorSpace(std::string const& name) {
+    std::uint32_t bitDepth = 0;
+    if (name.starts_with("mono")) {
+        m_form.model = ColorModel::Gray;
+        bitDepth = name == "mono" ? 8 : bitDepthOf(fmt::format("p{}", name.substr(4)));
+    } else if (name == "444alpha") {
+        m_form.chroma = ChromaLayout::C444;
+        m_form.alphaMaxValue = 255;
+        bitDepth = 8;
+    } else if (name.starts_with("422")) {
+        m_form.chroma = ChromaLayout::C422;
+        bitDepth = bitDepthOf(name.substr(3));
+    } else if (name.starts_with("444")) {
+        m_form.chroma = ChromaLayout::C444;
+        bitDepth = bitDepthOf(name.substr(3));
+    } else if (name == "420" || name == "420jpeg") {
+        bitDepth = 8;
+    } else if (name.starts_with("420")) {
+        // The deeper forms come from video tools, whose chroma lies on the even columns.
+        m_form.chroma = ChromaLayout::C420CoSited;
+        bitDepth = name == "420mpeg2" || name == "420paldv" ? 8 : bitDepthOf(name.substr(3));
+    }
+    if (bitDepth == 0)
+        throw failure("{} has the colour form {}; 420, 422, 444, 444alpha and mono with 8 to 16 bits can be read",
+                      m_file.name(), name);
+    m_form.maxValue = (1u << bitDepth) - 1;
+}
+
+std::vector<std::uint16_t> Y4mReader::readPlane(std::uint32_t width, std::uint32_t height) {
+    const std::size_t bytesPerSample = m_form.maxValue > 255 ? 2 : 1;
+    std::vector<std::uint8_t> row(width * bytesPerSample);
+    std::vector<std::uint16_t> plane;
+    for (std::uint32_t y = 0; y < height; ++y) {
+        if (!m_file.read(row))
+            throw failure("{} is damaged: it ends inside a picture", m_file.name());
+        for (std::size_t x = 0; x < width; ++x) {
+            // The low byte comes first.
+            const std::uint32_t value = bytesPerSample == 2 ? row[2 * x] + 256u * row[2 * x + 1] : row[x];
+            plane.push_back(static_cast<std::uint16_t>(std::min(value, m_form.maxValue)));
+        }
+    }
+    return plane;
+}
+
+std::optional<InputPicture> Y4mReader::next() {
+    if (m_file.peek(1).empty())
+        return std::nullopt;
+    if (!takeLine().starts_with("FRAME"))
+        throw failure("{} is damaged: a picture does not start with FRAME", m_file.name());
+    InputPicture picture = m_form;
+    picture.planes[0] = readPlane(picture.width, picture.height);
+    for (int c = 1; c < 3 && picture.model == ColorModel::YCbCr; ++c)
+        picture.planes[c] = readPlane(picture.chromaWidth(), picture.chromaHeight());
+    if (picture.hasAlpha())
+        picture.alpha = readPlane(picture.width, picture.height);
+    return picture;
+}

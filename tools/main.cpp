@@ -1,0 +1,52 @@
+#include <exception>
+#include <new>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <fmt/format.h>
+
+#include "Command.h"
+#include "Interrupt.h"
+
+namespace {
+
+// Messages of other libraries may run over several lines; the first says what is wrong.
+std::string firstLine(std::string const& text) {
+    return text.substr(0, text.find('\n'));
+}
+
+int report(ExitCode exitCode, std::string const& text) {
+    fmt::print(stderr, "ravelo: {}\n", firstLine(text));
+    return static_cast<int>(exitCode);
+}
+
+int runCommand(Invocation const& invocation) {
+    try {
+        return static_cast<int>(invocation.run());
+    } catch (CommandError const& error) {
+        return report(error.exitCode(), error.what());
+    } catch (std::bad_alloc const&) {
+        return report(ExitCode::Failed, "not enough memory");
+    } catch (std::exception const& error) {
+        return report(ExitCode::Failed, error.what());
+    }
+}
+
+} // namespace
+
+int main(int numArguments, char** arguments) {
+    installInterruptHandler();
+    CLI::App app("Encodes, decodes and examines frames of the Ravelo intra-frame video format.", "ravelo");
+    app.set_version_flag("--version", "ravelo " RAVELO_COMMAND_VERSION);
+    Invocation invocation;
+    addAllCommands(app, invocation);
+    try {
+        app.parse(numArguments, arguments);
+    } catch (CLI::ParseError const& error) {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
+            return app.exit(error);
+        return report(ExitCode::Usage, fmt::format("{}; see ravelo --help", error.what()));
+    }
+    return runCommand(invocation);
+}
