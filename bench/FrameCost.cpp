@@ -1,0 +1,106 @@
+// Tells what decoding a frame costs: medians over many decodes of the same frame into the same buffer.
+//
+//   frame_cost [OPTIONS] FRAME.rvl...
+
+#include <tbb/global_control.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "CostMeter.h"
+#include "Files.h"
+#include "FrameDecode.h"
+#include "ProcessorDispatch.h"
+#include "Statistics.h"
+
+namespace {
+
+struct Options {
+    std::vector<std::filesystem::path> frames;
+    DecodeForm form;
+    unsigned int numRuns = 31;
+    unsigned int numThreads = 1;
+    std::string variant = "native";
+    std::uint64_t features = 0;
+};
+
+Options optionsFrom(CLI::App& app, int argc, char** argv) {
+    const std::map<std::string, OptimizationTarget> targets{{"baseline", OptimizationTarget::Baseline},
+                                                            {"avx2", OptimizationTarget::AVX2}};
+    const std::map<std::string, ColorCoding> codings{
+        {"ycbcr", ColorCoding_YCbCr}, {"rgb", ColorCoding_RGBFull}, {"rgb-video", ColorCoding_RGBVideo}};
+    Options options;
+    app.add_option("frames", options.frames, "Compressed frames")->required()->check(CLI::ExistingFile);
+    app.add_option("--runs", options.numRuns, "Decodes of each frame")->check(CLI::Range(1, 1000000));
+    app.add_option("--threads", options.numThreads, "Threads of the decoder")->check(CLI::Range(1, 1024));
+    app.add_option("--target", options.form.target, "Code path")->transform(CLI::CheckedTransformer(targets));
+    app.add_option("--coding", options.form.colorCoding, "Output coding")->transform(CLI::CheckedTransformer(codings));
+    app.add_option("--depth", options.form.bitDepth, "Output bits: 8, 10, 15 or 16");
+    app.add_option("--reduction", options.form.downSampleFactor, "0 full, 1 half, 2 quarter, 3 eighth size")
+        ->check(CLI::Range(0, 3));
+    CLI::Option* const variant = app.add_option("--variant", options.variant, "Kernels: y8, e9, l9, k0 or native");
+    app.add_option("--features", options.features, "Kernels by a mask of processor features")->excludes(variant);
+    app.parse(argc, argv);
+    // Reduced pictures come in 8 bits.
+    if (options.form.downSampleFactor != 0)
+        options.form.bitDepth = 8;
+    return options;
+}
+
+void report(std::filesystem::path const& file, Options const& options, CostMeter& meter) {
+    FrameDecode decode(readFile(file), options.form);
+    decode.run();
+    std::vector<double> nanoseconds;
+    std::vector<double> wallNanoseconds;
+    std::vector<double> clocks;
+    std::vector<double> instructions;
+    for (unsigned int run = 0; run < options.numRuns; ++run) {
+        meter.start();
+        decode.run();
+        const Cost cost = meter.stop();
+        nanoseconds.push_back(cost.nanoseconds);
+        wallNanoseconds.push_back(cost.wallNanoseconds);
+        clocks.push_back(cost.clocks);
+        instructions.push_back(cost.instructions);
+    }
+    const double numPixels = decode.numPixels();
+    std::printf("%-28s %ux%u %6.3f bit/px  %10.0f ns/frame (passed %10.0f)  %6.3f ns/px  %6.2f clk/px",
+                file.filename().c_str(), decode.width(), decode.height(), decode.bitsPerPixel(), median(nanoseconds),
+                median(wallNanoseconds), median(nanoseconds) / numPixels, median(clocks) / numPixels);
+    if (median(instructions) > 0)
+        std::printf("  %6.2f instr/px", median(instructions) / numPixels);
+    std::printf("\n");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Tells what decoding a frame costs", "frame_cost");
+    try {
+        const Options options = optionsFrom(app, argc, argv);
+        CostMeter meter;
+        const tbb::global_control threads(tbb::global_control::max_allowed_parallelism, options.numThreads);
+        if (options.features != 0)
+            ippSetCpuFeatures(options.features);
+        else
+            selectKernelVariant(options.variant);
+        std::printf("threads %u, target %d, kernel index %d, depth %u, reduction %u, coding %u, %u runs; clocks %s\n",
+                    options.numThreads, static_cast<int>(options.form.target), ippJumpIndexForMergedLibs,
+                    options.form.bitDepth, options.form.downSampleFactor,
+                    static_cast<unsigned int>(options.form.colorCoding), options.numRuns,
+                    meter.countsClocks() ? "counted" : "from processor time and frequency");
+        for (std::filesystem::path const& file : options.frames)
+            report(file, options, meter);
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error);
+    } catch (std::exception const& error) {
+        std::fprintf(stderr, "frame_cost: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

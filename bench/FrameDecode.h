@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "OptimizationTarget.h"
+#include "PixelBuffer.h"
+
+// How a frame is decoded for a measurement.
+struct DecodeForm {
+    OptimizationTarget target = OptimizationTarget::AVX2;
+    ColorCoding colorCoding = ColorCoding_YCbCr;
+    std::uint32_t bitDepth = 10;
+    std::uint32_t downSampleFactor = 0;
+};
+
+// A frame in memory with an output buffer whose pages exist already, so that a decode measures the decoder and not the
+// system's page faults.
+class FrameDecode {
+public:
+    FrameDecode(std::vector<std::uint8_t> frame, DecodeForm const& form);
+
+    // Decodes into the same buffer each time.
+    void run();
+
+    std::uint32_t width() const { return m_width; } // at full size
+    std::uint32_t height() const { return m_height; }
+    double numPixels() const { return double{1} * m_width * m_height; } // at full size
+    double bitsPerPixel() const;
+    std::vector<std::uint8_t> const& frame() const { return m_frame; }
+    std::vector<std::uint8_t> const& output() const { return m_output; }
+
+private:
+    std::vector<std::uint8_t> m_frame;
+    DecodeForm m_form;
+    std::uint32_t m_width = 0;
+    std::uint32_t m_height = 0;
+    std::int64_t m_lineStride = 0;
+    std::vector<std::uint8_t> m_output;
+};
+
+// Selects a kernel variant by its name: y8, e9, l9, k0, or native for the best one. Throws std::runtime_error for other
+// names, and for a variant that this processor cannot run.
+void selectKernelVariant(std::string const& name);
+
+// The features that select a variant, within those of this processor; 0 for a variant that it cannot run.
+std::uint64_t featuresOfKernelVariant(std::int32_t index);
