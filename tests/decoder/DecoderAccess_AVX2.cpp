@@ -1,0 +1,6 @@
+#include "DecoderAccess_Impl.h"
+
+template class BitReader<OptimizationTarget::AVX2>;
+template void gatherCorners<OptimizationTarget::AVX2>(int, ComponentScan const&, const std::uint32_t*, std::int16_t*);
+template void dequantizeCornersOfSize<OptimizationTarget::AVX2>(int, std::int16_t*, const float*, std::uint32_t);
+template void scanThreeStreams<OptimizationTarget::AVX2>(ThreeRanges const&);

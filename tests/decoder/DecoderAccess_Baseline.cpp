@@ -1,0 +1,7 @@
+#include "DecoderAccess_Impl.h"
+
+template class BitReader<OptimizationTarget::Baseline>;
+template void gatherCorners<OptimizationTarget::Baseline>(int, ComponentScan const&, const std::uint32_t*,
+                                                          std::int16_t*);
+template void dequantizeCornersOfSize<OptimizationTarget::Baseline>(int, std::int16_t*, const float*, std::uint32_t);
+template void scanThreeStreams<OptimizationTarget::Baseline>(ThreeRanges const&);

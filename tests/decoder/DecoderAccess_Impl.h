@@ -1,0 +1,89 @@
+#pragma once
+
+#include "BlockGather.h"
+#include "DecoderAccess.h"
+#include "ThreeStreamScan.h"
+#include "VLCStream_Impl.h"
+
+template <OptimizationTarget target>
+class BitReader<target>::Stream : public VLCStream<target> {
+public:
+    using VLCStream<target>::VLCStream;
+    using VLCStream<target>::peekBits32;
+    using VLCStream<target>::m_bitBuffer;
+    using VLCStream<target>::m_bitCount;
+    using VLCStream<target>::m_bitstream;
+};
+
+template <OptimizationTarget target>
+BitReader<target>::BitReader(Bitstream const& range) : m_stream(new Stream(range)) {}
+
+template <OptimizationTarget target>
+BitReader<target>::~BitReader() {
+    delete m_stream;
+}
+
+template <OptimizationTarget target>
+unsigned int BitReader<target>::getBits(unsigned int n) {
+    return m_stream->getBits(n);
+}
+
+template <OptimizationTarget target>
+std::uint32_t BitReader<target>::peekBits32() const {
+    return m_stream->peekBits32();
+}
+
+template <OptimizationTarget target>
+bool BitReader<target>::readPastEnd() const {
+    return m_stream->readPastEnd();
+}
+
+template <OptimizationTarget target>
+bool BitReader<target>::invalidCode() const {
+    return m_stream->invalidCode();
+}
+
+template <OptimizationTarget target>
+std::uint64_t BitReader<target>::bitBuffer() const {
+    return m_stream->m_bitBuffer;
+}
+
+template <OptimizationTarget target>
+std::uint64_t BitReader<target>::bitCount() const {
+    return m_stream->m_bitCount;
+}
+
+template <OptimizationTarget target>
+std::uint64_t BitReader<target>::bytesLeft() const {
+    return m_stream->m_bitstream.size;
+}
+
+template <OptimizationTarget target>
+void gatherCorners(int size, ComponentScan const& scan, const std::uint32_t* pattern, std::int16_t* blocks) {
+    if (size == 8)
+        gatherBlocks<target, 8>(scan, pattern, blocks);
+    else if (size == 4)
+        gatherBlocks<target, 4>(scan, pattern, blocks);
+    else
+        gatherBlocks<target, 2>(scan, pattern, blocks);
+}
+
+template <OptimizationTarget target>
+void dequantizeCornersOfSize(int size, std::int16_t* corners, const float* matrix, std::uint32_t numBlocks) {
+    if (size == 4)
+        dequantizeCorners<target, 4>(corners, matrix, numBlocks);
+    else
+        dequantizeCorners<target, 2>(corners, matrix, numBlocks);
+}
+
+template <OptimizationTarget target>
+void scanThreeStreams(ThreeRanges const& ranges) {
+    ThreeStreamScan<target> scan{};
+    for (int i = 0; i < 3; ++i) {
+        scan.ranges[i] = {ranges.bits[i], ranges.sizes[i]};
+        scan.coefficients[i] = ranges.coefficients[i];
+        scan.numBlocks[i] = ranges.numBlocks[i];
+        scan.log2NumBlocks[i] = ranges.log2NumBlocks[i];
+    }
+    scan.run();
+}
