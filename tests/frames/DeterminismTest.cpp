@@ -1,0 +1,99 @@
+#include <cstdint>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/task_arena.h>
+
+#include "FlatFrames.h"
+#include "RaveloDecoderInterface.h"
+
+// The same output whatever the number of threads, however often, and whoever else decodes at the same time.
+
+namespace {
+
+struct Call {
+    MadeFrame made;
+    DecodeRequest request;
+};
+
+// Calls over every kind of frame, reduction and depth, with a buffer layout in which no two slices share a byte.
+std::vector<Call> someCalls(std::uint32_t seed) {
+    Random random = seeded(seed);
+    std::vector<Call> calls;
+    for (std::uint32_t i = 0; i < 12; ++i) {
+        FrameSpec spec = randomSpec(random);
+        spec.chroma_format = 2 + i % 2;
+        spec.horizontal_size = 200 + randomBelow(random, 100);
+        spec.vertical_size = 100 + randomBelow(random, 60);
+        Call call{randomFrame(spec, random), {}};
+        const std::uint32_t reduction = i % 4;
+        const std::uint32_t depth = reduction != 0 ? 8 : i % 8 == 0 ? 16 : 10;
+        const std::vector<OptimizationTarget> targets = runnableTargets();
+        call.request = requestFor(call.made.bytes, reduction, depth, spec.chroma_format == 2 ? 0 : i % 3,
+                                  targets[i / 2 % targets.size()]);
+        calls.push_back(std::move(call));
+    }
+    return calls;
+}
+
+// Without a change of the transform's variant, which is the process's own.
+std::vector<std::uint8_t> outputOf(Call const& call) {
+    OutputBuffer output = bufferFor(call.made.bytes, call.request);
+    RaveloDecoderInterface::DecompressFrameFromBits(
+        call.made.bytes.data(), call.made.bytes.size(), call.request.downSampleFactor,
+        static_cast<ColorCoding>(call.request.colorCoding), call.request.bitDepth, output.pixels(),
+        call.request.lineStride, call.request.target);
+    return output.bytes();
+}
+
+std::vector<std::uint8_t> outputWithThreads(Call const& call, int numThreads) {
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(numThreads));
+    tbb::task_arena arena(numThreads);
+    std::vector<std::uint8_t> output;
+    arena.execute([&] { output = outputOf(call); });
+    return output;
+}
+
+} // namespace
+
+TEST(DeterminismTest, OneTwoFourAndSixteenThreadsGiveTheSameOutput) {
+    for (Call const& call : someCalls(6001)) {
+        const std::vector<std::uint8_t> expected = outputWithThreads(call, 1);
+        for (const int numThreads : {2, 4, 16}) {
+            for (int repeat = 0; repeat < 3; ++repeat)
+                ASSERT_EQ(outputWithThreads(call, numThreads), expected) << describe(call.request);
+        }
+    }
+}
+
+TEST(DeterminismTest, FiftyRepeatsGiveTheSameOutput) {
+    for (Call const& call : someCalls(6002)) {
+        const std::vector<std::uint8_t> expected = outputOf(call);
+        for (int repeat = 0; repeat < 50; ++repeat)
+            ASSERT_EQ(outputOf(call), expected) << describe(call.request) << " repeat " << repeat;
+    }
+}
+
+TEST(DeterminismTest, FramesDecodedAtTheSameTimeDoNotDisturbEachOther) {
+    const std::vector<Call> calls = someCalls(6003);
+    std::vector<std::vector<std::uint8_t>> expected;
+    for (Call const& call : calls)
+        expected.push_back(outputOf(call));
+    std::vector<std::size_t> numWrong(4, 0);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < numWrong.size(); ++t) {
+        threads.emplace_back([&, t] {
+            for (std::size_t i = 0; i < 3 * calls.size(); ++i) {
+                const std::size_t which = (i * (t + 1) + t) % calls.size();
+                if (outputOf(calls[which]) != expected[which])
+                    ++numWrong[t];
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const std::size_t count : numWrong)
+        EXPECT_EQ(count, 0u);
+}
