@@ -5,14 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "AlphaCoding.h"
 #include "SourcePicture.h"
-
-// How the runs of an alpha plane are written. The run code is redundant, and a decoder must read all three.
-enum class AlphaRunCoding {
-    Shortest, // the shortest code of each run
-    LongForm, // runs of 2 and more in the eleven-bit form, also where a shorter code exists
-    Split,    // long runs cut into pieces that need a difference of zero between them
-};
 
 struct EncoderSettings {
     std::uint32_t interlace_mode = 0;        // 0 progressive; 1 even, 2 odd lines first; 3 the even lines alone
@@ -20,12 +14,13 @@ struct EncoderSettings {
     std::optional<std::array<std::uint8_t, 64>> lumaMatrix;   // raster order; absent means the default matrix
     std::optional<std::array<std::uint8_t, 64>> chromaMatrix; // absent means the luma matrix of the frame
 
-    std::uint32_t quantization_index = 4;            // 0 to 255; 0 makes every sample of a slice mid-grey
-    std::vector<std::uint8_t> quantization_indices;  // one per slice in stream order; empty means the index above
-    double bitsPerPixel = 0;                         // above 0: search the index (and, between indices, a mixture over
-                                                     // slices) that meets this rate within 3 %
+    std::uint32_t quantization_index = 4;           // 0 to 255; 0 makes every sample of a slice mid-grey
+    std::vector<std::uint8_t> quantization_indices; // one per slice in stream order; empty means the index above
+    double bitsPerPixel = 0;                        // above 0: search the index (and, between indices, a mixture over
+                                                    // slices) that meets this rate within 3 %
 
     AlphaRunCoding alphaRunCoding = AlphaRunCoding::Shortest;
+    AlphaDifferenceCoding alphaDifferenceCoding = AlphaDifferenceCoding::Shortest;
 
     std::uint32_t header_size = 0;         // bytes; 0 or less than needed means the least that holds the fields
     std::uint32_t picture_header_size = 8; // bytes, 8 to 31
