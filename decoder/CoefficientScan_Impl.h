@@ -83,5 +83,7 @@ bool scanComponentIntoBlocks(ComponentScan const& scan) {
 
 template <OptimizationTarget target>
 void scanComponents(ComponentScan* scans, unsigned int count) {
-    ComponentScanner<target>(scans, count).run();
+    constexpr unsigned int kMost = ComponentScanner<target>::kMaxScans;
+    for (unsigned int first = 0; first < count; first += kMost)
+        ComponentScanner<target>(scans + first, count - first < kMost ? count - first : kMost).run();
 }

@@ -5,48 +5,59 @@
 
 // The fast form of the coefficient scan.
 //
-// One stream of symbols is bound by latency: where a code begins depends on the length of the code before it. So
-// several components are read side by side, each in a lane of its own. A lane keeps the next bits left-aligned in one
-// word; one refill serves kPairsPerBatch look-ups, each of which takes run, level and sign together. Codes that no
-// look-up holds are decoded by their leading zeros. Whatever is unusual beyond that (an invalid prefix, a code that
-// crosses the end of its range) is left to the plain scan, which goes on from the state of the lane.
+// One stream of symbols is bound by latency: where a code begins depends on the length of the code before it. So several
+// components are read side by side, each in a lane of its own. A lane keeps the next bits left-aligned in one word; one
+// refill serves kLookUpsPerBatch look-ups, each of which takes one or two pairs of run and level. Codes that no look-up
+// holds are decoded by their leading zeros. Whatever is unusual beyond that (an invalid prefix, a code that crosses the
+// end of its range) is left to the plain scan, which goes on from the state of the lane.
 template <OptimizationTarget target>
 class ComponentScanner {
 public:
-    ComponentScanner(ComponentScan* scans, unsigned int count)
-        : m_tables(symbolTables()), m_scans(scans), m_numScans(count) {}
+    static constexpr unsigned int kMaxScans = 12;
+
+    // `count` is at most kMaxScans.
+    ComponentScanner(ComponentScan* scans, unsigned int count);
 
     void run();
 
 private:
-    static constexpr int kNumLanes = 4;
-    static constexpr unsigned int kPairsPerBatch = 5;
+    static constexpr int kNumLanes = 6;
+    static constexpr int kNumDcLanes = 4;
+    static constexpr unsigned int kLookUpsPerBatch = 5;
 
     // A refilled word holds at least 57 bits; the lowest that count are left of the marker, a single one bit that moves
     // along and tells how many bits have been taken.
     static constexpr unsigned int kMarkerBit = 6;
     static constexpr std::uint64_t kMarker = std::uint64_t{1} << kMarkerBit;
     static constexpr unsigned int kWordBits = 64 - kMarkerBit - 1;
-    static_assert(kPairsPerBatch * SymbolTables::kWindowBits <= kWordBits);
+    static_assert(kLookUpsPerBatch * SymbolTables::kWindowBits <= kWordBits);
 
     // A batch begins where this many bits are left: behind each of its pairs but the last, more than 64 remain, so no
     // pair of it can be followed by the end of the data, and the load stays in the range.
-    static constexpr std::int64_t kBatchBits = 64 + kPairsPerBatch * SymbolTables::kWindowBits + 1;
+    static constexpr std::int64_t kBatchBits = 64 + kLookUpsPerBatch * SymbolTables::kWindowBits + 1;
 
     // A batch may run past the last position; the lane finds out behind it.
-    static_assert(kPairsPerBatch * SymbolTables::kRunMask <= kScanPadding);
+    static_assert(kLookUpsPerBatch * SymbolTables::kMaxAdvance <= kScanPadding);
 
     struct Lane {
         ComponentScan* scan = nullptr;
         const std::uint8_t* bytes = nullptr;
-        std::int64_t bitPosition = 0;  // of the next unread bit
-        std::int64_t lastBatch = 0;    // the last bit position where a batch may begin
-        std::int16_t* last = nullptr;  // the coefficient of the last position that was coded
-        std::int16_t* end = nullptr;   // behind the last position
+        std::int64_t bitPosition = 0; // of the next unread bit
+        std::int64_t lastBatch = 0;   // the last bit position where a batch may begin
+        std::int16_t* last = nullptr; // the coefficient of the last position that was coded
+        std::int16_t* end = nullptr;  // behind the last position
         std::uint32_t stateOffset = 0; // into the table of pairs, in bytes
         bool needsPlainScan = false;
+    };
 
-        std::int64_t endBit() const { return static_cast<std::int64_t>(8 * scan->range.size); }
+    struct DcLane {
+        const std::uint8_t* bytes;
+        std::int64_t endBit;
+        std::int64_t bitPosition;
+        const SymbolTables::PrefixEntry* book;
+        std::uint32_t sum;
+        std::uint32_t direction; // all ones when the last difference was negative
+        bool isPlain;            // the plain scan must read the component
     };
 
     // A run, level and sign by leading zeros. Length 0 says that the plain scan must decide.
@@ -65,21 +76,64 @@ private:
         return loadBigEndian64(bytes + (bitPosition >> 3)) << (bitPosition & 7);
     }
 
+    static std::uint64_t markedWordAt(const std::uint8_t* bytes, std::int64_t bitPosition) {
+        return (wordAt(bytes, bitPosition) & ~(2 * kMarker - 1)) | kMarker;
+    }
+
+    static std::int64_t bitsTaken(std::uint64_t markedWord) {
+        return __builtin_ctzll(markedWord) - static_cast<std::int64_t>(kMarkerBit);
+    }
+
+    static std::int64_t endBit(ComponentScan const& scan) { return static_cast<std::int64_t>(8 * scan.range.size); }
+
+    std::uint64_t entryOf(std::uint64_t stateOffset, std::uint64_t word) const {
+        std::uint64_t entry;
+        const auto* pairs = reinterpret_cast<const std::uint8_t*>(m_tables.pairs);
+        __builtin_memcpy(&entry, pairs + stateOffset + 8 * (word >> (64 - SymbolTables::kWindowBits)), sizeof entry);
+        return entry;
+    }
+
+    // Moves `last` by the runs of an entry and stores its levels.
+    static void storePairs(std::uint64_t entry, std::int16_t*& last) {
+        const auto fields = static_cast<std::uint32_t>(entry);
+        last += fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask;
+        *last = static_cast<std::int16_t>(entry >> SymbolTables::kFirstLevelShift);
+        last += fields >> SymbolTables::kSecondRunShift;
+        *last = static_cast<std::int16_t>(entry >> SymbolTables::kSecondLevelShift);
+    }
+
     Pair longPair(std::uint64_t word, std::uint32_t stateOffset) const;
 
-    bool scanDcs(ComponentScan& scan, Lane& lane) const;
-    void scanPlainlyFrom(Lane& lane) const;
+    void scanAllDcs();
+    template <int numLanes>
+    void scanDcs(unsigned int firstScan);
+    void readDc(DcLane& lane, std::int16_t* coefficient, bool isFirst) const;
+
     bool openLane(Lane& lane);
     void closeLane(Lane& lane) const;
     bool scanTail(Lane& lane) const;
+    void scanPlainlyFrom(Lane& lane) const;
     template <int numLanes>
     void runBatches(Lane* lanes) const;
+    void runBatches(Lane* lanes, int numLanes) const;
 
     SymbolTables const& m_tables;
-    ComponentScan* m_scans;
     unsigned int m_numScans;
     unsigned int m_nextScan = 0;
+    ComponentScan* m_scans[kMaxScans];      // the longest range first, so that the lanes end together
+    std::int64_t m_endOfDcs[kMaxScans] = {}; // bit positions, or -1 for components that the plain scan must read
 };
+
+template <OptimizationTarget target>
+ComponentScanner<target>::ComponentScanner(ComponentScan* scans, unsigned int count)
+    : m_tables(symbolTables()), m_numScans(count) {
+    for (unsigned int i = 0; i < count; ++i) {
+        unsigned int place = i;
+        for (; place > 0 && m_scans[place - 1]->range.size < scans[i].range.size; --place)
+            m_scans[place] = m_scans[place - 1];
+        m_scans[place] = &scans[i];
+    }
+}
 
 template <OptimizationTarget target>
 inline typename ComponentScanner<target>::Pair ComponentScanner<target>::longPair(std::uint64_t word,
@@ -97,43 +151,78 @@ inline typename ComponentScanner<target>::Pair ComponentScanner<target>::longPai
     const std::uint32_t levelSymbol = static_cast<std::uint32_t>(word >> (64 - level.length)) + level.offset;
     const bool isNegative = (word << level.length >> 63) != 0;
     const auto magnitude = static_cast<std::int32_t>(levelSymbol + 1);
-    return {length, runValue + 1, isNegative ? -magnitude : magnitude, m_tables.stateOffset(runValue, levelSymbol)};
+    const std::uint32_t nextState =
+        m_tables.runClass[runValue < 15 ? runValue : 15] * SymbolTables::kNumLevelClasses +
+        m_tables.levelClass[levelSymbol < 8 ? levelSymbol : 8];
+    return {length, runValue + 1, isNegative ? -magnitude : magnitude, nextState << SymbolTables::kStateShift};
 }
 
-// The DCs of a component by leading zeros, one at a time. Returns false when the plain scan must read the component.
+// One DC or DC difference by its leading zeros.
 template <OptimizationTarget target>
-bool ComponentScanner<target>::scanDcs(ComponentScan& scan, Lane& lane) const {
-    const std::int64_t endBit = lane.endBit();
-    const SymbolTables::PrefixEntry* book = m_tables.firstDc;
-    std::uint32_t sum = 0;
-    std::uint32_t direction = 0; // all ones when the last difference was negative
-    std::int64_t bitPosition = 0;
-    for (std::uint32_t block = 0; block < scan.numBlocks; ++block) {
-        const std::int64_t left = endBit - bitPosition;
-        const std::uint64_t word =
-            left >= 72
-                ? wordAt(scan.range.data, bitPosition)
-                : loadLeadingBytes(scan.range.data + (bitPosition >> 3), static_cast<std::uint64_t>((left + 7) >> 3))
-                      << (bitPosition & 7);
-        const auto entry = book[leadingZeros(word)];
-        if (entry.length == 0 || entry.length > left)
-            return false;
-        bitPosition += entry.length;
-        const std::uint32_t value = static_cast<std::uint32_t>(word >> (64 - entry.length)) + entry.offset;
-        const std::uint32_t folded = (value >> 1) ^ (0u - (value & 1));
-        const std::uint32_t difference = (folded ^ direction) - direction;
-        sum += difference;
-        scan.coefficients[block] = static_cast<std::int16_t>(sum);
-        const std::uint32_t magnitude = (value + 1) >> 1;
-        if (block == 0) {
-            book = m_tables.dc[3];
-            continue;
-        }
-        direction = static_cast<std::uint32_t>(static_cast<std::int32_t>(difference) >> 31);
-        book = m_tables.dc[magnitude < 3 ? magnitude : 3];
+inline void ComponentScanner<target>::readDc(DcLane& lane, std::int16_t* coefficient, bool isFirst) const {
+    const std::int64_t left = lane.endBit - lane.bitPosition;
+    // From 72 bits on, eight readable bytes follow wherever in its byte the position is.
+    const std::uint64_t word =
+        left >= 72 ? wordAt(lane.bytes, lane.bitPosition)
+                   : loadLeadingBytes(lane.bytes + (lane.bitPosition >> 3), static_cast<std::uint64_t>((left + 7) >> 3))
+                         << (lane.bitPosition & 7);
+    const auto entry = lane.book[leadingZeros(word)];
+    if (entry.length == 0 || entry.length > left) {
+        lane.isPlain = true;
+        return;
     }
-    lane.bitPosition = bitPosition;
-    return true;
+    lane.bitPosition += entry.length;
+    const std::uint32_t value = static_cast<std::uint32_t>(word >> (64 - entry.length)) + entry.offset;
+    const std::uint32_t folded = (value >> 1) ^ (0u - (value & 1));
+    const std::uint32_t difference = (folded ^ lane.direction) - lane.direction;
+    lane.sum += difference;
+    *coefficient = static_cast<std::int16_t>(lane.sum);
+    if (isFirst)
+        return;
+    const std::uint32_t magnitude = (value + 1) >> 1;
+    lane.direction = static_cast<std::uint32_t>(static_cast<std::int32_t>(difference) >> 31);
+    lane.book = m_tables.dc[magnitude < 3 ? magnitude : 3];
+}
+
+// The DCs of `numLanes` components of the same number of blocks.
+template <OptimizationTarget target>
+template <int numLanes>
+void ComponentScanner<target>::scanDcs(unsigned int firstScan) {
+    ComponentScan* const* scans = m_scans + firstScan;
+    DcLane lanes[numLanes];
+    for (int i = 0; i < numLanes; ++i) {
+        lanes[i] = {scans[i]->range.data, endBit(*scans[i]), 0, m_tables.firstDc, 0, 0, false};
+        readDc(lanes[i], scans[i]->coefficients, true);
+        lanes[i].book = m_tables.dc[CoeffVLCStream<target>::kInitialPreviousDCDiff];
+    }
+    const std::uint32_t numBlocks = scans[0]->numBlocks;
+    for (std::uint32_t block = 1; block < numBlocks; ++block) {
+#pragma GCC unroll 8
+        for (int i = 0; i < numLanes; ++i)
+            readDc(lanes[i], scans[i]->coefficients + block, false);
+    }
+    for (int i = 0; i < numLanes; ++i)
+        m_endOfDcs[firstScan + static_cast<unsigned int>(i)] = lanes[i].isPlain ? -1 : lanes[i].bitPosition;
+}
+
+template <OptimizationTarget target>
+void ComponentScanner<target>::scanAllDcs() {
+    for (unsigned int first = 0; first < m_numScans;) {
+        unsigned int count = 1;
+        while (count < kNumDcLanes && first + count < m_numScans &&
+               m_scans[first + count]->numBlocks == m_scans[first]->numBlocks)
+            ++count;
+        if (count == kNumDcLanes) {
+            scanDcs<kNumDcLanes>(first);
+            first += kNumDcLanes;
+        } else if (count >= 2) {
+            scanDcs<2>(first);
+            first += 2;
+        } else {
+            scanDcs<1>(first);
+            first += 1;
+        }
+    }
 }
 
 // Lets the plain scan read on from the state of a lane, whose last position and range are valid.
@@ -154,10 +243,10 @@ void ComponentScanner<target>::scanPlainlyFrom(Lane& lane) const {
 template <OptimizationTarget target>
 bool ComponentScanner<target>::openLane(Lane& lane) {
     while (m_nextScan < m_numScans) {
-        ComponentScan& scan = m_scans[m_nextScan++];
-        lane.scan = &scan;
+        const unsigned int index = m_nextScan++;
+        ComponentScan& scan = *m_scans[index];
         const bool hasBatchLayout = scan.dcOnly || scan.keptCoefficients == 64;
-        if (!hasBatchLayout || !scanDcs(scan, lane)) {
+        if (!hasBatchLayout || m_endOfDcs[index] < 0) {
             scan.succeeded = scanComponentPlainly<target>(scan);
             continue;
         }
@@ -166,8 +255,10 @@ bool ComponentScanner<target>::openLane(Lane& lane) {
             continue;
         }
         __builtin_memset(scan.coefficients + scan.numBlocks, 0, 63 * scan.numBlocks * sizeof(std::int16_t));
+        lane.scan = &scan;
         lane.bytes = scan.range.data;
-        lane.lastBatch = lane.endBit() - kBatchBits;
+        lane.bitPosition = m_endOfDcs[index];
+        lane.lastBatch = endBit(scan) - kBatchBits;
         lane.last = scan.coefficients + scan.numBlocks - 1;
         lane.end = scan.coefficients + 64 * scan.numBlocks;
         lane.stateOffset = m_tables.stateOffset(CoeffVLCStream<target>::kInitialPreviousRun,
@@ -189,52 +280,59 @@ void ComponentScanner<target>::closeLane(Lane& lane) const {
         scanPlainlyFrom(lane);
 }
 
-// Reads the last symbols of a component, pair by pair. Returns false when the plain scan must go on from the lane.
+// Reads the last symbols of a component. Returns false when the plain scan must go on from the lane.
+//
+// An entry with two pairs never spans the end of the data: behind the first of them only zero bits would be left, which
+// hold no pair.
 template <OptimizationTarget target>
 bool ComponentScanner<target>::scanTail(Lane& lane) const {
-    constexpr unsigned int kTailBytes = 32;
-    const std::int64_t endBit = lane.endBit();
-    const std::int64_t firstByte = lane.bitPosition >> 3;
-    const std::int64_t numBytes = (endBit >> 3) - firstByte;
-    std::uint8_t tail[kTailBytes] = {};
+    constexpr std::size_t kTailBytes = 32;
     static_assert(kBatchBits / 8 + 2 + 9 <= kTailBytes);
+    const std::int64_t firstByte = lane.bitPosition >> 3;
+    const auto numBytes = static_cast<std::int64_t>(lane.scan->range.size) - firstByte;
+    std::uint8_t tail[kTailBytes] = {};
     __builtin_memcpy(tail, lane.bytes + firstByte, static_cast<std::size_t>(numBytes));
 
     std::int64_t position = lane.bitPosition & 7;
-    const std::int64_t end = 8 * numBytes;
-    const auto* pairs = reinterpret_cast<const std::uint8_t*>(m_tables.pairs);
     for (;;) {
-        const std::int64_t left = end - position;
-        std::uint64_t word = wordAt(tail, position);
-        if (left <= 64) {
-            const std::uint64_t lowest = tail[(position >> 3) + 8];
-            if ((word | lowest >> (8 - (position & 7))) == 0) {
-                lane.scan->succeeded = true;
-                return true;
-            }
+        const std::int64_t left = 8 * numBytes - position;
+        const std::uint64_t word = wordAt(tail, position);
+        const std::uint64_t ninthByte = tail[(position >> 3) + 8];
+        if (left <= 64 && (word | ninthByte >> (8 - (position & 7))) == 0) {
+            lane.scan->succeeded = true;
+            return true;
         }
-        std::uint32_t entry;
-        __builtin_memcpy(&entry, pairs + lane.stateOffset + 4 * (word >> (64 - SymbolTables::kWindowBits)), 4);
-        Pair pair{entry & 63, entry >> SymbolTables::kRunShift & SymbolTables::kRunMask,
-                  static_cast<std::int32_t>(entry) >> SymbolTables::kLevelShift, entry & SymbolTables::kStateMask};
-        if (entry == 0)
-            pair = longPair(word, lane.stateOffset);
-        if (pair.length == 0 || pair.length > left || pair.runPlusOne >= lane.end - lane.last) {
+        const std::uint64_t entry = entryOf(lane.stateOffset, word);
+        const auto fields = static_cast<std::uint32_t>(entry);
+        std::uint32_t length = fields & SymbolTables::kLengthMask;
+        std::uint32_t advance = (fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask) +
+                                (fields >> SymbolTables::kSecondRunShift);
+        Pair found{};
+        if (entry == 0) {
+            found = longPair(word, lane.stateOffset);
+            length = found.length;
+            advance = found.runPlusOne;
+        }
+        if (length == 0 || length > left || advance >= lane.end - lane.last) {
             lane.bitPosition = 8 * firstByte + position;
             return false;
         }
-        position += pair.length;
-        lane.last += pair.runPlusOne;
-        *lane.last = static_cast<std::int16_t>(pair.level);
-        lane.stateOffset = pair.stateOffset;
+        position += length;
+        if (entry == 0) {
+            lane.last += found.runPlusOne;
+            *lane.last = static_cast<std::int16_t>(found.level);
+            lane.stateOffset = found.stateOffset;
+        } else {
+            storePairs(entry, lane.last);
+            lane.stateOffset = fields & SymbolTables::kStateMask;
+        }
     }
 }
 
-// Reads batches until a lane must be closed or replaced.
+// Reads batches until a lane must be closed.
 template <OptimizationTarget target>
 template <int numLanes>
 void ComponentScanner<target>::runBatches(Lane* lanes) const {
-    const auto* pairs = reinterpret_cast<const std::uint8_t*>(m_tables.pairs);
     const std::uint8_t* bytes[numLanes];
     std::int64_t bitPosition[numLanes];
     std::int16_t* last[numLanes];
@@ -245,19 +343,20 @@ void ComponentScanner<target>::runBatches(Lane* lanes) const {
         bitPosition[i] = lanes[i].bitPosition;
         last[i] = lanes[i].last;
         state[i] = lanes[i].stateOffset;
+        word[i] = kMarker;
     }
-    bool goOn = true;
+    bool goesOn = true;
     do {
 #pragma GCC unroll 8
         for (int i = 0; i < numLanes; ++i)
-            word[i] = (wordAt(bytes[i], bitPosition[i]) & ~(2 * kMarker - 1)) | kMarker;
-        for (unsigned int pair = 0; pair < kPairsPerBatch; ++pair) {
+            word[i] = markedWordAt(bytes[i], bitPosition[i]);
+        for (unsigned int lookUp = 0; lookUp < kLookUpsPerBatch; ++lookUp) {
 #pragma GCC unroll 8
             for (int i = 0; i < numLanes; ++i) {
-                std::uint32_t entry;
-                __builtin_memcpy(&entry, pairs + state[i] + 4 * (word[i] >> (64 - SymbolTables::kWindowBits)), 4);
+                const std::uint64_t entry = entryOf(state[i], word[i]);
                 if (__builtin_expect(entry == 0, 0)) {
-                    bitPosition[i] += __builtin_ctzll(word[i]) - static_cast<int>(kMarkerBit);
+                    // The other lanes are at a consistent place too, so the batch can be left from here.
+                    bitPosition[i] += bitsTaken(word[i]);
                     word[i] = kMarker;
                     const Pair found = longPair(wordAt(bytes[i], bitPosition[i]), static_cast<std::uint32_t>(state[i]));
                     if (found.length == 0 || found.runPlusOne >= lanes[i].end - last[i]) {
@@ -270,50 +369,57 @@ void ComponentScanner<target>::runBatches(Lane* lanes) const {
                     state[i] = found.stateOffset;
                     if (bitPosition[i] > lanes[i].lastBatch)
                         goto store;
-                    word[i] = (wordAt(bytes[i], bitPosition[i]) & ~(2 * kMarker - 1)) | kMarker;
+                    word[i] = markedWordAt(bytes[i], bitPosition[i]);
                     continue;
                 }
-                word[i] <<= entry & 63;
-                state[i] = entry & SymbolTables::kStateMask;
-                last[i] += entry >> SymbolTables::kRunShift & SymbolTables::kRunMask;
-                *last[i] = static_cast<std::int16_t>(static_cast<std::int32_t>(entry) >> SymbolTables::kLevelShift);
+                word[i] <<= entry & SymbolTables::kLengthMask;
+                state[i] = static_cast<std::uint32_t>(entry) & SymbolTables::kStateMask;
+                storePairs(entry, last[i]);
             }
         }
 #pragma GCC unroll 8
         for (int i = 0; i < numLanes; ++i) {
-            bitPosition[i] += __builtin_ctzll(word[i]) - static_cast<int>(kMarkerBit);
+            bitPosition[i] += bitsTaken(word[i]);
             word[i] = kMarker;
-            goOn &= (bitPosition[i] <= lanes[i].lastBatch) & (last[i] < lanes[i].end);
+            goesOn &= (bitPosition[i] <= lanes[i].lastBatch) & (last[i] < lanes[i].end);
         }
-    } while (goOn);
+    } while (goesOn);
 store:
     for (int i = 0; i < numLanes; ++i) {
-        lanes[i].bitPosition = bitPosition[i] + __builtin_ctzll(word[i]) - static_cast<int>(kMarkerBit);
+        lanes[i].bitPosition = bitPosition[i] + bitsTaken(word[i]);
         lanes[i].last = last[i];
         lanes[i].stateOffset = static_cast<std::uint32_t>(state[i]);
     }
 }
 
 template <OptimizationTarget target>
+void ComponentScanner<target>::runBatches(Lane* lanes, int numLanes) const {
+    static_assert(kNumLanes == 6);
+    switch (numLanes) {
+    case 6:
+        return runBatches<6>(lanes);
+    case 5:
+        return runBatches<5>(lanes);
+    case 4:
+        return runBatches<4>(lanes);
+    case 3:
+        return runBatches<3>(lanes);
+    case 2:
+        return runBatches<2>(lanes);
+    default:
+        return runBatches<1>(lanes);
+    }
+}
+
+template <OptimizationTarget target>
 void ComponentScanner<target>::run() {
+    scanAllDcs();
     Lane lanes[kNumLanes];
     int numLanes = 0;
     while (numLanes < kNumLanes && openLane(lanes[numLanes]))
         ++numLanes;
     while (numLanes > 0) {
-        switch (numLanes) {
-        case 4:
-            runBatches<4>(lanes);
-            break;
-        case 3:
-            runBatches<3>(lanes);
-            break;
-        case 2:
-            runBatches<2>(lanes);
-            break;
-        default:
-            runBatches<1>(lanes);
-        }
+        runBatches(lanes, numLanes);
         for (int i = numLanes - 1; i >= 0; --i) {
             Lane& lane = lanes[i];
             if (!lane.needsPlainScan && lane.bitPosition <= lane.lastBatch && lane.last < lane.end)

@@ -62,21 +62,46 @@ Decoded decodeCode(const SymbolTables::PrefixEntry (&entries)[SymbolTables::kNum
     return {entry.length, (window >> (32 - entry.length)) + entry.offset};
 }
 
-std::uint32_t pairEntry(SymbolTables const& tables, std::uint32_t runClass, std::uint32_t levelClass,
-                        std::uint32_t bits) {
-    std::uint32_t window = bits << (32 - SymbolTables::kWindowBits);
-    const Decoded run = decodeCode(tables.run[runClass], window, SymbolTables::kWindowBits);
+// An entry with the pair at the top of a window of which `valid` bits count, or 0.
+std::uint64_t singlePair(SymbolTables const& tables, std::uint32_t state, std::uint32_t window, std::uint32_t valid) {
+    const Decoded run = decodeCode(tables.run[state / SymbolTables::kNumLevelClasses], window, valid);
     if (run.length == 0)
         return 0;
     window <<= run.length;
-    const Decoded level = decodeCode(tables.level[levelClass], window, SymbolTables::kWindowBits - run.length);
+    const Decoded level =
+        decodeCode(tables.level[state % SymbolTables::kNumLevelClasses], window, valid - run.length);
     const std::uint32_t length = run.length + level.length + 1;
-    if (level.length == 0 || length > SymbolTables::kWindowBits)
+    if (level.length == 0 || length > valid)
         return 0;
     const bool isNegative = (window << level.length >> 31) != 0;
     const std::uint32_t magnitude = level.value + 1;
-    return length | tables.stateOffset(run.value, level.value) | (run.value + 1) << SymbolTables::kRunShift |
-           (isNegative ? 0u - magnitude : magnitude) << SymbolTables::kLevelShift;
+    const std::uint64_t signedLevel = (isNegative ? 0u - magnitude : magnitude) & 0xFFFFu;
+    return length | tables.stateOffset(run.value, level.value) |
+           std::uint64_t{run.value + 1} << SymbolTables::kFirstRunShift |
+           signedLevel << SymbolTables::kFirstLevelShift | signedLevel << SymbolTables::kSecondLevelShift;
+}
+
+std::uint32_t firstRunOf(std::uint64_t entry) {
+    return static_cast<std::uint32_t>(entry >> SymbolTables::kFirstRunShift) & SymbolTables::kRunMask;
+}
+
+std::uint64_t pairEntry(SymbolTables const& tables, std::uint32_t state, std::uint32_t bits) {
+    const std::uint32_t window = bits << (32 - SymbolTables::kWindowBits);
+    const std::uint64_t first = singlePair(tables, state, window, SymbolTables::kWindowBits);
+    if (first == 0)
+        return 0;
+    const auto length = static_cast<std::uint32_t>(first & SymbolTables::kLengthMask);
+    const auto nextState = static_cast<std::uint32_t>((first & SymbolTables::kStateMask) >> SymbolTables::kStateShift);
+    const std::uint64_t second =
+        singlePair(tables, nextState, window << length, SymbolTables::kWindowBits - length);
+    if (second == 0 || firstRunOf(first) + firstRunOf(second) > SymbolTables::kMaxAdvance)
+        return first;
+    constexpr std::uint64_t kFirstFields = std::uint64_t{SymbolTables::kRunMask} << SymbolTables::kFirstRunShift |
+                                           std::uint64_t{0xFFFF} << SymbolTables::kFirstLevelShift;
+    return (length + (second & SymbolTables::kLengthMask)) | (first & kFirstFields) |
+           (second & SymbolTables::kStateMask) |
+           std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
+           (second >> SymbolTables::kSecondLevelShift << SymbolTables::kSecondLevelShift);
 }
 
 // In static storage from the start, since a small thread stack has no room for a copy.
@@ -91,11 +116,10 @@ struct BuiltTables : SymbolTables {
             fillPrefixes(Codebooks::runCodebook[runOfClass[i]], run[i]);
         for (unsigned int i = 0; i < kNumLevelClasses; ++i)
             fillPrefixes(Codebooks::levelSymbolCodebook[levelOfClass[i]], level[i]);
-        std::uint32_t* entry = pairs;
-        for (std::uint32_t runIndex = 0; runIndex < kNumRunClasses; ++runIndex)
-            for (std::uint32_t levelIndex = 0; levelIndex < kNumLevelClasses; ++levelIndex)
-                for (std::uint32_t bits = 0; bits < 1u << kWindowBits; ++bits)
-                    *entry++ = pairEntry(*this, runIndex, levelIndex, bits);
+        std::uint64_t* entry = pairs;
+        for (std::uint32_t state = 0; state < kNumStates; ++state)
+            for (std::uint32_t bits = 0; bits < 1u << kWindowBits; ++bits)
+                *entry++ = pairEntry(*this, state, bits);
     }
 };
 

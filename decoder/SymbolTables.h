@@ -6,24 +6,35 @@
 // change afterwards.
 //
 // The book of a run follows from the run before it and the book of a level from the level before it. Several values
-// lead to the same parameters, so the books form a few classes only, and a pair of classes (the "state") is known
-// before the pair of run and level begins. That is what makes one look-up for run, level and sign possible.
+// lead to the same parameters, so the books form a few classes only, and a pair of classes (the "state") is known before
+// the pair of run and level begins. That is what makes one look-up for run, level and sign possible, and for a second
+// such pair behind a short first one.
 struct SymbolTables {
     static constexpr unsigned int kNumRunClasses = 6;
     static constexpr unsigned int kNumLevelClasses = 6;
     static constexpr unsigned int kNumStates = kNumRunClasses * kNumLevelClasses;
     static constexpr unsigned int kWindowBits = 11;
 
-    // An entry of `pairs`: what the next kWindowBits bits hold in a state, or 0 when a run, level and sign do not fit.
-    //   bits 0 to 5    bits of the three together, 1 to kWindowBits
-    //   bits 13 to 18  the next state, in place: (entry & kStateMask) is its offset in bytes
-    //   bits 19 to 24  run + 1
-    //   bits 25 to 31  the signed level
-    static constexpr unsigned int kStateShift = kWindowBits + 2;
+    // An entry of `pairs`: the one or two pairs of run and level with sign that the next kWindowBits bits hold in a
+    // state, or 0 when they hold none.
+    //   bits 0 to 5    bits of the pairs together, 1 to kWindowBits
+    //   bits 14 to 19  the next state, in place: (entry & kStateMask) is its offset in bytes
+    //   bits 20 to 25  the first run + 1
+    //   bits 26 to 31  the second run + 1, or 0 when there is one pair only
+    //   bits 32 to 47  the first signed level
+    //   bits 48 to 63  the second signed level, or the first again
+    // So a reader that advances by both runs and stores both levels needs no branch.
+    static constexpr std::uint32_t kLengthMask = 63;
+    static constexpr unsigned int kStateShift = kWindowBits + 3;
     static constexpr std::uint32_t kStateMask = 63u << kStateShift;
-    static constexpr unsigned int kRunShift = 19;
+    static constexpr unsigned int kFirstRunShift = kStateShift + 6;
+    static constexpr unsigned int kSecondRunShift = kFirstRunShift + 6;
     static constexpr std::uint32_t kRunMask = 63;
-    static constexpr unsigned int kLevelShift = 25;
+    static constexpr unsigned int kFirstLevelShift = 32;
+    static constexpr unsigned int kSecondLevelShift = 48;
+
+    // The sum of both fields of an entry's runs never exceeds this.
+    static constexpr std::uint32_t kMaxAdvance = 63;
 
     // A code by its number of leading zeros: the value is the code's bits as a number plus `offset`.
     struct PrefixEntry {
@@ -33,7 +44,7 @@ struct SymbolTables {
     static constexpr unsigned int kMaxCodeBits = 32;
     static constexpr unsigned int kNumPrefixes = 65;
 
-    alignas(64) std::uint32_t pairs[kNumStates << kWindowBits];
+    alignas(64) std::uint64_t pairs[kNumStates << kWindowBits];
     PrefixEntry firstDc[kNumPrefixes];
     PrefixEntry dc[4][kNumPrefixes];
     PrefixEntry run[kNumRunClasses][kNumPrefixes];
