@@ -1,0 +1,209 @@
+// Decodes the same pictures with libjpeg-turbo and with this library, in turns and in one process, and prints the
+// ratios of their costs.
+//
+//   compare_peer [OPTIONS] FOLDER      FOLDER as prepare_pictures leaves it
+
+#include <tbb/global_control.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Contest.h"
+#include "Files.h"
+#include "FrameDecode.h"
+#include "FrameScan.h"
+#include "MarkdownTable.h"
+#include "PeerDecode.h"
+#include "Statistics.h"
+
+namespace {
+
+struct Options {
+    std::filesystem::path folder;
+    unsigned int numRounds = 15;
+    std::vector<std::string> parts{"planar", "rgb", "entropy", "reduced", "baseline", "threads"};
+};
+
+constexpr const char* kPhotographs[] = {"low", "middle", "high"};
+constexpr const char* kSizes[] = {"1080p", "2160p"};
+constexpr const char* kRates[] = {"3.5", "7.0"};
+
+// The name without ending of every picture in this chroma format that the folder has; at low detail the highest JPEG
+// quality may leave one rate only.
+std::vector<std::string> pictureNames(Options const& options, std::string const& chromaFormat) {
+    std::vector<std::string> names;
+    for (const std::string rate : kRates) {
+        for (const std::string size : kSizes) {
+            for (const std::string photograph : kPhotographs) {
+                const std::string name = photograph + "-" + size + "-" + chromaFormat + "-" + rate;
+                if (std::filesystem::exists(options.folder / (name + ".rvl")))
+                    names.push_back(name);
+            }
+        }
+    }
+    return names;
+}
+
+std::vector<std::uint8_t> frameNamed(Options const& options, std::string const& name) {
+    return readFile(options.folder / (name + ".rvl"));
+}
+
+PeerDecode peerNamed(Options const& options, std::string const& name) {
+    return PeerDecode(readFile(options.folder / (name + ".jpg")));
+}
+
+void print(const char* title, MarkdownTable const& table) {
+    std::printf("\n### %s\n\n%s", title, table.text().c_str());
+    std::fflush(stdout);
+}
+
+MarkdownTable ratioTable(const char* unit) {
+    const std::string perUnit = std::string(", clocks per ") + unit;
+    return MarkdownTable({"picture", "bits per pixel", "JPEG", "libjpeg-turbo" + perUnit, "ours" + perUnit, "ratio"});
+}
+
+void addContest(MarkdownTable& table, std::string const& name, double bitsPerPixel, double peerBitsPerPixel,
+                ContestResult const& result, double peerUnits, double units) {
+    table.addRow({name, fixed(bitsPerPixel, 2), fixed(peerBitsPerPixel, 2), fixed(result.firstClocks / peerUnits, 1),
+                  fixed(result.secondClocks / units, 1), fixed(result.ratio, 2)});
+}
+
+// Whole frames against one form of the peer's decode.
+void compareFrames(Options const& options, const char* title, std::string const& chromaFormat, DecodeForm const& form,
+                   void (PeerDecode::*peerDecode)()) {
+    MarkdownTable table = ratioTable("pixel");
+    for (std::string const& name : pictureNames(options, chromaFormat)) {
+        PeerDecode peer = peerNamed(options, name);
+        FrameDecode ours(frameNamed(options, name), form);
+        const ContestResult result = contest([&] { (peer.*peerDecode)(); }, [&] { ours.run(); }, options.numRounds);
+        addContest(table, name, ours.bitsPerPixel(), peer.bitsPerPixel(), result, ours.numPixels(), ours.numPixels());
+    }
+    print(title, table);
+}
+
+void compareEntropy(Options const& options) {
+    MarkdownTable table = ratioTable("pixel");
+    MarkdownTable detail({"picture", "coefficients per pixel", "bits per coefficient", "clocks per coefficient"});
+    for (std::string const& name : pictureNames(options, "422")) {
+        PeerDecode peer = peerNamed(options, name);
+        FrameScan ours(frameNamed(options, name));
+        const ContestResult result = contest([&] { peer.toCoefficients(); },
+                                             [&] { ours.scanAll<OptimizationTarget::AVX2>(); }, options.numRounds);
+        const auto numPixels = static_cast<double>(ours.numPixels());
+        const auto numCoefficients = static_cast<double>(ours.numCoefficients());
+        const auto numBits = static_cast<double>(ours.numBits());
+        addContest(table, name, numBits / numPixels, peer.bitsPerPixel(), result, numPixels, numPixels);
+        detail.addRow({name, fixed(numCoefficients / numPixels, 3), fixed(numBits / numCoefficients, 2),
+                       fixed(result.secondClocks / numCoefficients, 2)});
+    }
+    print("Entropy decoding alone, against jpeg_read_coefficients (4:2:2, one thread)", table);
+    print("Entropy decoding by coefficient", detail);
+}
+
+void compareReduced(Options const& options) {
+    MarkdownTable table({"picture", "full, clocks per pixel", "half", "quarter", "eighth"});
+    for (std::string const& name : pictureNames(options, "422")) {
+        if (!name.ends_with("3.5"))
+            continue;
+        DecodeForm form;
+        form.bitDepth = 8;
+        FrameDecode full(frameNamed(options, name), form);
+        std::vector<std::string> row{name, ""};
+        for (std::uint32_t reduction = 1; reduction <= 3; ++reduction) {
+            form.downSampleFactor = reduction;
+            FrameDecode reduced(frameNamed(options, name), form);
+            const ContestResult result = contest([&] { full.run(); }, [&] { reduced.run(); }, options.numRounds);
+            row[1] = fixed(result.firstClocks / full.numPixels(), 1);
+            row.push_back(fixed(1 / result.ratio, 2));
+        }
+        table.addRow(row);
+    }
+    print("Reduced sizes, as a part of the full size's cost (4:2:2, 8 bits, one thread)", table);
+}
+
+// Frames a second over a batch, by the time that passes.
+double framesPerSecond(FrameDecode& decode, std::size_t numThreads, unsigned int numFrames) {
+    const tbb::global_control threads(tbb::global_control::max_allowed_parallelism, numThreads);
+    // The second worker has to be awake, on a core of its own, before the measurement begins.
+    for (unsigned int i = 0; i < 5; ++i)
+        decode.run();
+    const auto start = std::chrono::steady_clock::now();
+    for (unsigned int i = 0; i < numFrames; ++i)
+        decode.run();
+    return numFrames / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void compareThreads(Options const& options) {
+    constexpr unsigned int kFramesInBatch = 20;
+    MarkdownTable table({"picture", "one thread, frames per second", "two threads", "ratio", "best ratio"});
+    for (std::string const& name : pictureNames(options, "422")) {
+        if (name.find("2160p") == std::string::npos)
+            continue;
+        FrameDecode decode(frameNamed(options, name), DecodeForm());
+        std::vector<double> one;
+        std::vector<double> two;
+        std::vector<double> ratios;
+        for (unsigned int round = 0; round < options.numRounds; ++round) {
+            one.push_back(framesPerSecond(decode, 1, kFramesInBatch));
+            two.push_back(framesPerSecond(decode, 2, kFramesInBatch));
+            ratios.push_back(two.back() / one.back());
+        }
+        table.addRow({name, fixed(median(one), 1), fixed(median(two), 1), fixed(median(ratios), 2),
+                      fixed(*std::max_element(two.begin(), two.end()) / *std::max_element(one.begin(), one.end()), 2)});
+    }
+    print("Two threads: batches of 20 frames back to back, by the time that passes (4:2:2, 10 bits)", table);
+}
+
+void runPart(Options const& options, std::string const& part) {
+    DecodeForm form;
+    selectKernelVariant("native");
+    if (part == "threads") {
+        compareThreads(options);
+        return;
+    }
+    const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
+    if (part == "planar") {
+        compareFrames(options, "4:2:2, 10 bits, AVX2, against planar 8-bit YCbCr (one thread)", "422", form,
+                      &PeerDecode::toPlanes);
+    } else if (part == "rgb") {
+        form.bitDepth = 16;
+        form.colorCoding = ColorCoding_RGBFull;
+        compareFrames(options, "4:4:4, RGB, 16 bits, AVX2, against BGRX (one thread)", "444", form,
+                      &PeerDecode::toPixels);
+    } else if (part == "entropy") {
+        compareEntropy(options);
+    } else if (part == "reduced") {
+        compareReduced(options);
+    } else if (part == "baseline") {
+        selectKernelVariant("y8");
+        form.target = OptimizationTarget::Baseline;
+        compareFrames(options,
+                      "4:2:2, 10 bits, Baseline with kernel variant y8, against planar 8-bit YCbCr (one thread)", "422",
+                      form, &PeerDecode::toPlanes);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Compares the cost of decoding with libjpeg-turbo's", "compare_peer");
+    Options options;
+    app.add_option("folder", options.folder, "Folder of the pictures")->required()->check(CLI::ExistingDirectory);
+    app.add_option("--rounds", options.numRounds, "Rounds of each comparison")->check(CLI::Range(1, 100000));
+    app.add_option("--only", options.parts, "Parts to run: planar, rgb, entropy, reduced, baseline, threads")
+        ->check(CLI::IsMember(options.parts));
+    CLI11_PARSE(app, argc, argv);
+    try {
+        for (std::string const& part : options.parts)
+            runPart(options, part);
+    } catch (std::exception const& error) {
+        std::fprintf(stderr, "compare_peer: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

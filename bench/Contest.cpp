@@ -1,0 +1,37 @@
+#include "Contest.h"
+
+#include <vector>
+
+#include "CostMeter.h"
+#include "Statistics.h"
+
+namespace {
+
+Cost costOf(CostMeter& meter, std::function<void()> const& work) {
+    meter.start();
+    work();
+    return meter.stop();
+}
+
+} // namespace
+
+ContestResult contest(std::function<void()> const& first, std::function<void()> const& second, unsigned int numRounds) {
+    CostMeter meter;
+    first();
+    second();
+    std::vector<double> ratios;
+    std::vector<double> nanoseconds[2];
+    std::vector<double> clocks[2];
+    for (unsigned int round = 0; round < numRounds; ++round) {
+        Cost costs[2];
+        const bool firstBegins = round % 2 == 0;
+        costs[firstBegins ? 0 : 1] = costOf(meter, firstBegins ? first : second);
+        costs[firstBegins ? 1 : 0] = costOf(meter, firstBegins ? second : first);
+        ratios.push_back(costs[0].nanoseconds / costs[1].nanoseconds);
+        for (int i = 0; i < 2; ++i) {
+            nanoseconds[i].push_back(costs[i].nanoseconds);
+            clocks[i].push_back(costs[i].clocks);
+        }
+    }
+    return {median(ratios), median(nanoseconds[0]), median(nanoseconds[1]), median(clocks[0]), median(clocks[1])};
+}
