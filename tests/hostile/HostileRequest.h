@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "OptimizationTarget.h"
+
+// How one hostile frame is put to the decode call.
+struct HostileRequest {
+    enum class Stride {
+        Least, // the least that the call accepts; reduced pictures then write over the start of the next line
+        Safe,  // no write leaves its own line
+        Wide,  // some bytes more, which must stay untouched
+    };
+
+    std::uint32_t downSampleFactor = 0;
+    std::uint32_t colorCoding = 0;
+    std::uint32_t bitDepth = 8;
+    Stride stride = Stride::Safe;
+    bool strideIsNegative = false;
+    OptimizationTarget target = OptimizationTarget::Baseline;
+    bool inputAtEnd = true;  // the input's last byte lies in front of an unmapped page, else its first behind one
+    bool outputAtEnd = true; // the same of the output
+    bool inParallel = false; // through the task library's threads, else in the calling thread alone
+
+    // RGB output of 4:2:2 frames is refused before a picture is looked at, so only some of the cases ask for it.
+    bool asksForRgbOf422 = false;
+
+    std::string describe() const;
+};
+
+// Requests are drawn from all combinations by a number, so that a case is the same in every run.
+HostileRequest requestOf(std::uint64_t number);
+
+// The number of a case among all: well mixed, so that neighbouring cases get unlike requests.
+std::uint64_t mixed(std::uint64_t a, std::uint64_t b, std::uint64_t c);
+
+// A variant of the kernels that this processor can run, and the feature mask that selects it.
+struct KernelVariant {
+    const char* name;
+    std::uint64_t features;
+    std::int32_t index;
+};
+std::vector<KernelVariant> runnableVariants();
+
+// Selects a variant for the process; the processor's own choice comes back at the end.
+class SelectedVariant {
+public:
+    explicit SelectedVariant(KernelVariant const& variant);
+    ~SelectedVariant();
+    SelectedVariant(SelectedVariant const&) = delete;
+    SelectedVariant& operator=(SelectedVariant const&) = delete;
+};
