@@ -1,0 +1,139 @@
+#include "KernelTestSupport.h"
+
+#include <cstdlib>
+#include <iostream>
+
+#include "KernelVariants.h"
+#include "ProcessorDispatch.h"
+#include "VariantSelection.h"
+
+namespace {
+
+#define RAVELO_KERNELS_OF(prefix)                                                                                      \
+    prefix##_ippiDCT8x8Inv_32f_C1, prefix##_ippiDCT8x8Inv_A10_16s_C1, prefix##_ippiDCT8x8To4x4Inv_16s_C1,              \
+        prefix##_ippiDCT8x8To2x2Inv_16s_C1, prefix##_inverse8x8Blocks, prefix##_inverse4x4Corners,                     \
+        prefix##_inverse2x2Corners
+
+// Asks the compiler's runtime, which knows nothing of the detection under test.
+bool hasAvx512Group() {
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512cd") &&
+           __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+           __builtin_cpu_supports("avx512vl");
+}
+
+std::vector<KernelVariant> madeVariants() {
+    const bool hasAvx = __builtin_cpu_supports("avx") != 0;
+    const bool hasAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    return {
+        {"y8", kVariantY8, 0xDF, true, true, RAVELO_KERNELS_OF(y8)},
+        {"e9", kVariantE9, 0x1DF, hasAvx, true, RAVELO_KERNELS_OF(e9)},
+        {"l9", kVariantL9, 0x81DF, hasAvx2, false, RAVELO_KERNELS_OF(l9)},
+        {"k0", kVariantK0, 0x73081DF, hasAvx512Group(), false, RAVELO_KERNELS_OF(k0)},
+    };
+}
+
+std::int16_t randomCoefficient(std::mt19937& generator, int kind) {
+    const auto drawn = static_cast<std::int16_t>(generator() & 0xFFFF);
+    switch (kind) {
+    case 0:
+        return drawn;
+    case 1:
+        return drawn < 0 ? INT16_MIN : INT16_MAX;
+    case 2:
+        return static_cast<std::int16_t>(drawn % 400);
+    default:
+        return generator() % 8 == 0 ? drawn : std::int16_t{0};
+    }
+}
+
+constexpr int kNumRandomKinds = 4;
+
+} // namespace
+
+void PrintTo(const KernelVariant& variant, std::ostream* out) {
+    *out << variant.name;
+}
+
+const std::vector<KernelVariant>& kernelVariants() {
+    static const std::vector<KernelVariant> s_variants = madeVariants();
+    return s_variants;
+}
+
+std::string variantTestName(const testing::TestParamInfo<KernelVariant>& info) {
+    return info.param.name;
+}
+
+DispatchStateKeeper::DispatchStateKeeper()
+    : m_index(ippJumpIndexForMergedLibs),
+      m_mask(ownFeaturesMask),
+      m_features(ownFeatures),
+      m_featuresAreValid(ownFeaturesAreValid) {}
+
+DispatchStateKeeper::~DispatchStateKeeper() {
+    ippJumpIndexForMergedLibs = m_index;
+    ownFeaturesMask = m_mask;
+    ownFeatures = m_features;
+    ownFeaturesAreValid = m_featuresAreValid;
+}
+
+std::mt19937 seededGenerator() {
+    const char* const wanted = std::getenv("RAVELO_TEST_SEED");
+    const auto seed = wanted != nullptr ? static_cast<unsigned int>(std::strtoul(wanted, nullptr, 0)) : 20260u;
+    std::cout << "seed " << seed << " (RAVELO_TEST_SEED sets another)\n";
+    return std::mt19937(seed);
+}
+
+std::vector<Block16> trialBlocks(std::mt19937& generator, int numRandomOfEachKind) {
+    std::vector<Block16> blocks;
+    for (int trial = 0; trial < kNumRandomKinds * numRandomOfEachKind; ++trial) {
+        Block16 block = {};
+        for (std::int16_t& coefficient : block)
+            coefficient = randomCoefficient(generator, trial % kNumRandomKinds);
+        blocks.push_back(block);
+    }
+    for (const std::int16_t extreme : {INT16_MIN, INT16_MAX}) {
+        Block16 constant = {};
+        constant.fill(extreme);
+        blocks.push_back(constant);
+        for (int position = 0; position < 64; ++position) {
+            Block16 single = {};
+            single[position] = extreme;
+            blocks.push_back(single);
+        }
+    }
+    return blocks;
+}
+
+std::vector<BlockFloat> trialFloatBlocks(std::mt19937& generator, int limit, int numOfEachKind) {
+    std::uniform_int_distribution<int> coefficient(-limit, limit);
+    std::vector<BlockFloat> blocks;
+    for (int trial = 0; trial < 3 * numOfEachKind; ++trial) {
+        BlockFloat block = {};
+        for (int i = 0; i < 64; ++i) {
+            const int drawn = coefficient(generator);
+            if (trial % 3 == 0)
+                block[i] = static_cast<float>(drawn);
+            else if (trial % 3 == 1)
+                block[i] = static_cast<float>(drawn / (1 + i / 8 + i % 8));
+            else
+                block[i] = generator() % 8 == 0 ? static_cast<float>(drawn) : 0.0f;
+        }
+        blocks.push_back(block);
+    }
+    return blocks;
+}
+
+Block16 blockWithDc(std::int16_t dc) {
+    Block16 block = {};
+    block[0] = dc;
+    return block;
+}
+
+Block16 extendedCorner(const std::int16_t* corner, int side) {
+    Block16 block = {};
+    for (int row = 0; row < side; ++row) {
+        for (int column = 0; column < side; ++column)
+            block[8 * row + column] = corner[side * row + column];
+    }
+    return block;
+}

@@ -1,0 +1,20 @@
+# Fails when the object of a kernel variant defines or wants a weak symbol.
+#
+# OBJECTS: list of object files, of which those named InverseDct_* are looked at. NM: the program that lists symbols.
+
+set(numLookedAt 0)
+foreach(object IN LISTS OBJECTS)
+    if(NOT object MATCHES "InverseDct_[^/]*$")
+        continue()
+    endif()
+    math(EXPR numLookedAt "${numLookedAt} + 1")
+    execute_process(COMMAND ${NM} -C ${object} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[^\n]* [uVvWw] [^\n]*" weakSymbols "${symbols}")
+    if(weakSymbols)
+        message(FATAL_ERROR "${object} has weak symbols:\n${weakSymbols}")
+    endif()
+endforeach()
+if(numLookedAt EQUAL 0)
+    message(FATAL_ERROR "no object of a kernel variant among: ${OBJECTS}")
+endif()
+message(STATUS "${numLookedAt} objects without weak symbols")
