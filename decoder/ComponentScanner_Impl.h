@@ -5,11 +5,11 @@
 
 // The fast form of the coefficient scan.
 //
-// One stream of symbols is bound by latency: where a code begins depends on the length of the code before it. So several
-// components are read side by side, each in a lane of its own. A lane keeps the next bits left-aligned in one word; one
-// refill serves kLookUpsPerBatch look-ups, each of which takes one or two pairs of run and level. Codes that no look-up
-// holds are decoded by their leading zeros. Whatever is unusual beyond that (an invalid prefix, a code that crosses the
-// end of its range) is left to the plain scan, which goes on from the state of the lane.
+// One stream of symbols is bound by latency: where a code begins depends on the length of the code before it. So
+// several components are read side by side, each in a lane of its own. A lane keeps the next bits left-aligned in one
+// word; one refill serves kLookUpsPerBatch look-ups, each of which takes one or two pairs of run and level. Codes that
+// no look-up holds are decoded by their leading zeros. Whatever is unusual beyond that (an invalid prefix, a code that
+// crosses the end of its range) is left to the plain scan, which goes on from the state of the lane.
 template <OptimizationTarget target>
 class ComponentScanner {
 public:
@@ -42,10 +42,10 @@ private:
     struct Lane {
         ComponentScan* scan = nullptr;
         const std::uint8_t* bytes = nullptr;
-        std::int64_t bitPosition = 0; // of the next unread bit
-        std::int64_t lastBatch = 0;   // the last bit position where a batch may begin
-        std::int16_t* last = nullptr; // the coefficient of the last position that was coded
-        std::int16_t* end = nullptr;  // behind the last position
+        std::int64_t bitPosition = 0;  // of the next unread bit
+        std::int64_t lastBatch = 0;    // the last bit position where a batch may begin
+        std::int16_t* last = nullptr;  // the coefficient of the last position that was coded
+        std::int16_t* end = nullptr;   // behind the last position
         std::uint32_t stateOffset = 0; // into the table of pairs, in bytes
         bool needsPlainScan = false;
     };
@@ -120,7 +120,7 @@ private:
     SymbolTables const& m_tables;
     unsigned int m_numScans;
     unsigned int m_nextScan = 0;
-    ComponentScan* m_scans[kMaxScans];      // the longest range first, so that the lanes end together
+    ComponentScan* m_scans[kMaxScans];       // the longest range first, so that the lanes end together
     std::int64_t m_endOfDcs[kMaxScans] = {}; // bit positions, or -1 for components that the plain scan must read
 };
 
@@ -151,9 +151,8 @@ inline typename ComponentScanner<target>::Pair ComponentScanner<target>::longPai
     const std::uint32_t levelSymbol = static_cast<std::uint32_t>(word >> (64 - level.length)) + level.offset;
     const bool isNegative = (word << level.length >> 63) != 0;
     const auto magnitude = static_cast<std::int32_t>(levelSymbol + 1);
-    const std::uint32_t nextState =
-        m_tables.runClass[runValue < 15 ? runValue : 15] * SymbolTables::kNumLevelClasses +
-        m_tables.levelClass[levelSymbol < 8 ? levelSymbol : 8];
+    const std::uint32_t nextState = m_tables.runClass[runValue < 15 ? runValue : 15] * SymbolTables::kNumLevelClasses +
+                                    m_tables.levelClass[levelSymbol < 8 ? levelSymbol : 8];
     return {length, runValue + 1, isNegative ? -magnitude : magnitude, nextState << SymbolTables::kStateShift};
 }
 

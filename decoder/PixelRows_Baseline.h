@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <tmmintrin.h>
 
+#include "OutputLevels.h"
 #include "PixelRows.h"
 
 template <>
@@ -25,7 +26,82 @@ struct PixelRows<OptimizationTarget::Baseline> {
         store(out + 16, _mm_packus_epi16(right.first4, right.last4));
     }
 
+    // Eight pixels of 4:4:4: the alpha codes as they are, the colours with divisions.
+    template <bool rgb>
+    static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
+                         OutputLevels const& levels, std::uint16_t*, std::uint8_t* out) {
+        for (int half = 0; half < 2; ++half) {
+            const Pixels444 pixels =
+                pixels444<rgb>(alpha + 4 * half, y + 4 * half, cb + 4 * half, cr + 4 * half, levels);
+            store(out + 32 * half, pixels.first2);
+            store(out + 32 * half + 16, pixels.last2);
+        }
+    }
+
+    template <bool rgb>
+    static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
+                         OutputLevels const& levels, std::uint8_t*, std::uint8_t* out) {
+        for (int half = 0; half < 2; ++half) {
+            const Pixels444 pixels =
+                pixels444<rgb>(alpha + 4 * half, y + 4 * half, cb + 4 * half, cr + 4 * half, levels);
+            store(out + 16 * half, _mm_packus_epi16(pixels.first2, pixels.last2));
+        }
+    }
+
 private:
+    // 16-bit codes of two pixels each.
+    struct Pixels444 {
+        __m128i first2, last2;
+    };
+
+    template <bool rgb>
+    static Pixels444 pixels444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
+                               OutputLevels const& levels) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(alpha));
+        const auto maxValue = static_cast<float>(levels.maxValue);
+        __m128i first, second, third;
+        if constexpr (rgb) {
+            const __m128 normalY = normalLuma(_mm_loadu_ps(y));
+            const __m128 normalCb = _mm_div_ps(_mm_loadu_ps(cb), _mm_set1_ps(448.0f));
+            const __m128 normalCr = _mm_div_ps(_mm_loadu_ps(cr), _mm_set1_ps(448.0f));
+            first = rgbCode(plus(normalY, levels.crToRed, normalCr), levels, maxValue);
+            second =
+                rgbCode(plus(plus(normalY, levels.cbToGreen, normalCb), levels.crToGreen, normalCr), levels, maxValue);
+            third = rgbCode(plus(normalY, levels.cbToBlue, normalCb), levels, maxValue);
+        } else {
+            first = sampleCodes(y, levels.sampleScale, maxValue);
+            second = sampleCodes(cb, levels.sampleScale, maxValue);
+            third = sampleCodes(cr, levels.sampleScale, maxValue);
+        }
+        // A and first, second and third, each pair in one 32-bit value.
+        const __m128i left = _mm_or_si128(a, _mm_slli_epi32(first, 16));
+        const __m128i right = _mm_or_si128(second, _mm_slli_epi32(third, 16));
+        return {_mm_unpacklo_epi32(left, right), _mm_unpackhi_epi32(left, right)};
+    }
+
+    static __m128 plus(__m128 sum, float factor, __m128 value) {
+        return _mm_add_ps(_mm_mul_ps(_mm_set1_ps(factor), value), sum);
+    }
+
+    // (Y + 224) / 438 in double precision.
+    static __m128 normalLuma(__m128 y) {
+        const __m128d offset = _mm_set1_pd(224.0), range = _mm_set1_pd(438.0);
+        const __m128d low = _mm_div_pd(_mm_add_pd(_mm_cvtps_pd(y), offset), range);
+        const __m128d high = _mm_div_pd(_mm_add_pd(_mm_cvtps_pd(_mm_movehl_ps(y, y)), offset), range);
+        return _mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high));
+    }
+
+    static __m128i rgbCode(__m128 color, OutputLevels const& levels, float maxValue) {
+        const __m128 scaled = _mm_mul_ps(color, _mm_set1_ps(levels.rgbScale));
+        return limited(_mm_add_ps(_mm_add_ps(scaled, _mm_set1_ps(levels.rgbOffset)), _mm_set1_ps(0.5f)), maxValue);
+    }
+
+    // Codes between 0 and the greatest. The limits are taken before the conversion, which has no value for what exceeds
+    // 32 bits.
+    static __m128i limited(__m128 codes, float maxValue) {
+        return _mm_cvttps_epi32(_mm_max_ps(_mm_min_ps(codes, _mm_set1_ps(maxValue)), _mm_setzero_ps()));
+    }
+
     // 16-bit Cb Y Cr Y of eight pixels.
     struct Codes422 {
         __m128i first4, last4;
@@ -36,9 +112,7 @@ private:
     // Four codes in 32 bits, between 0 and the greatest.
     static __m128i sampleCodes(const float* samples, float sampleScale, float maxValue) {
         const __m128 shifted = _mm_add_ps(_mm_loadu_ps(samples), _mm_set1_ps(256.0f));
-        const __m128 codes = _mm_add_ps(_mm_mul_ps(shifted, _mm_set1_ps(sampleScale)), _mm_set1_ps(0.5f));
-        // The limits are taken before the conversion, which has no value for what exceeds 32 bits.
-        return _mm_cvttps_epi32(_mm_max_ps(_mm_min_ps(codes, _mm_set1_ps(maxValue)), _mm_setzero_ps()));
+        return limited(_mm_add_ps(_mm_mul_ps(shifted, _mm_set1_ps(sampleScale)), _mm_set1_ps(0.5f)), maxValue);
     }
 
     // Eight codes of at most 65535 in 16 bits. There is no packing to unsigned 16 bits here, so the codes are packed as

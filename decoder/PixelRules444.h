@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "MacroblockWalk.h"
+#include "PixelRows.h"
 #include "SliceMacroblockWriter_Impl.h"
 
 // Which pixels of a member AVX2 converts to RGB by reciprocals, as a vector lane does, and which by division. A group
@@ -46,25 +48,26 @@ struct PlaneAlpha {
     template <class Sample, class Writer>
     std::int32_t codeAt(Writer const& writer, RowForm const& form, QuadrantRow const& part, unsigned int x) const {
         const std::int32_t sample = firstSample[part.mbRow * pitch + 8 * (part.quadrant & 1) + x];
-        return form.isGroup ? rounded<Sample>(writer, sample) : roundedDown(writer, sample);
+        return form.isGroup ? rounded<Sample>(writer, sample) : roundedDown<Sample>(writer, sample);
     }
 
 private:
     template <class Sample, class Writer>
     static std::int32_t rounded(Writer const& writer, std::int32_t sample) {
         const float scale = depth == 16 ? writer.alpha16Scale() : writer.alpha8Scale();
-        const std::int32_t code = truncatedToInt(multiplyAdd<target>(static_cast<float>(sample), scale, 0.5f));
+        const auto code = static_cast<std::int32_t>(multiplyAdd<target>(static_cast<float>(sample), scale, 0.5f));
         const std::int32_t saturated = code < 65535 ? code : 65535;
         // Bytes keep the low half of the saturated code.
-        return sizeof(Sample) == 1 ? saturated : writer.clamp(saturated);
+        return sizeof(Sample) == 1 ? saturated & 0xFF : writer.clamp(saturated);
     }
 
     // The product wraps for large samples of 16 bits, and the quotient is then one too small.
-    template <class Writer>
+    template <class Sample, class Writer>
     static std::int32_t roundedDown(Writer const& writer, std::int32_t sample) {
         const std::uint32_t product =
             static_cast<std::uint32_t>(sample) * static_cast<std::uint32_t>(writer.maxValue());
-        return static_cast<std::int32_t>(product) / (depth == 16 ? 65535 : 255);
+        return (static_cast<std::int32_t>(product) / (depth == 16 ? 65535 : 255)) &
+               (sizeof(Sample) == 1 ? 0xFF : 0xFFFF);
     }
 };
 
@@ -110,12 +113,23 @@ void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, PixelBuff
     // Chroma blocks run down the columns, luma blocks along the rows.
     static constexpr unsigned int kChromaBlock[4] = {0, 2, 1, 3};
     std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * mbPitch * sizeof(Sample)));
+    const OutputLevels levels = writer.levels();
     walkMacroblock(writer, mb, firstPixel, buffer.lineStride, 4 * sizeof(Sample),
                    [&](QuadrantRow const& part, std::uint8_t* out) {
                        const RowForm rowForm = rowFormOf<target, form, size>(part);
                        const Value* yRow = y[part.quadrant][part.row];
                        const Value* cbRow = cb[kChromaBlock[part.quadrant]][part.row];
                        const Value* crRow = cr[kChromaBlock[part.quadrant]][part.row];
+                       if constexpr (size == 8 && std::is_same_v<Value, float>) {
+                           if (part.width == 8) {
+                               std::int32_t alphaCodes[8];
+                               for (unsigned int x = 0; x < 8; ++x)
+                                   alphaCodes[x] = alpha.template codeAt<Sample>(writer, rowForm, part, x);
+                               PixelRows<target>::template write444<rgb>(alphaCodes, yRow, cbRow, crRow, levels,
+                                                                         static_cast<Sample*>(nullptr), out);
+                               return;
+                           }
+                       }
                        for (unsigned int x = 0; x < part.width; ++x, out += 4 * sizeof(Sample)) {
                            const auto codes = colorCodes<rgb>(writer, rowForm, static_cast<Real>(yRow[x]),
                                                               static_cast<Real>(cbRow[x]), static_cast<Real>(crRow[x]));

@@ -77,6 +77,7 @@ public:
     std::int32_t maxValue() const { return m_maxValue; }
     Real alpha8Scale() const { return m_alpha8Scale; }
     Real alpha16Scale() const { return m_alpha16Scale; }
+    OutputLevels levels() const;
 
 protected:
     const PixelBuffer m_pixelBuffer;

@@ -62,6 +62,12 @@ void SliceMacroblockWriter<target, Real>::setBlockBounds(unsigned int mb, unsign
 }
 
 template <OptimizationTarget target, class Real>
+OutputLevels SliceMacroblockWriter<target, Real>::levels() const {
+    return {m_minValue, m_maxValue, m_alpha8Scale, m_alpha16Scale, m_sampleScale, m_cbToGreen,
+            m_cbToBlue, m_crToRed,  m_crToGreen,   m_rgbScale,     m_rgbOffset};
+}
+
+template <OptimizationTarget target, class Real>
 std::int32_t SliceMacroblockWriter<target, Real>::round(Real x) {
     return truncatedToInt(__builtin_floorf(x + 0.5f));
 }

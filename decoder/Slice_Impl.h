@@ -238,15 +238,20 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
     for (int i = 0; i < 3; ++i)
         gatherBlocks<target, 8>(scans[i], matrices.pattern, raster[i]);
 
-    alignas(64) float y[4][8][8];
-    alignas(64) float cb[4][8][8];
-    alignas(64) float cr[4][8][8];
-    const std::size_t chromaBlocks = m_chromaBlocksPerMb;
-    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
-        inverse8x8Blocks(raster[0] + mb * 256, matrices.luma, y[0][0], 4);
-        inverse8x8Blocks(raster[1] + mb * chromaBlocks * 64, matrices.chroma, cb[0][0], chromaBlocks);
-        inverse8x8Blocks(raster[2] + mb * chromaBlocks * 64, matrices.chroma, cr[0][0], chromaBlocks);
-        (*m_writer)(mb, y, cb, cr, alpha);
+    // A few macroblocks at a time: enough to make up for the start of a transform call, few enough for the samples to
+    // stay in the first-level cache until they are written.
+    constexpr std::uint32_t kMbsAtOnce = 4;
+    alignas(64) float y[kMbsAtOnce * 4][8][8];
+    alignas(64) float cb[kMbsAtOnce * 4][8][8];
+    alignas(64) float cr[kMbsAtOnce * 4][8][8];
+    const std::uint32_t chromaBlocks = m_chromaBlocksPerMb;
+    for (std::uint32_t first = 0; first < m_sliceMbs; first += kMbsAtOnce) {
+        const std::uint32_t mbs = m_sliceMbs - first < kMbsAtOnce ? m_sliceMbs - first : kMbsAtOnce;
+        inverse8x8Blocks(raster[0] + first * 256, matrices.luma, y[0][0], mbs * 4);
+        inverse8x8Blocks(raster[1] + first * chromaBlocks * 64, matrices.chroma, cb[0][0], mbs * chromaBlocks);
+        inverse8x8Blocks(raster[2] + first * chromaBlocks * 64, matrices.chroma, cr[0][0], mbs * chromaBlocks);
+        for (std::uint32_t mb = 0; mb < mbs; ++mb)
+            (*m_writer)(first + mb, y + 4 * mb, cb + chromaBlocks * mb, cr + chromaBlocks * mb, alpha);
     }
 }
 

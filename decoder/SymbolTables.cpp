@@ -68,8 +68,7 @@ std::uint64_t singlePair(SymbolTables const& tables, std::uint32_t state, std::u
     if (run.length == 0)
         return 0;
     window <<= run.length;
-    const Decoded level =
-        decodeCode(tables.level[state % SymbolTables::kNumLevelClasses], window, valid - run.length);
+    const Decoded level = decodeCode(tables.level[state % SymbolTables::kNumLevelClasses], window, valid - run.length);
     const std::uint32_t length = run.length + level.length + 1;
     if (level.length == 0 || length > valid)
         return 0;
@@ -92,15 +91,13 @@ std::uint64_t pairEntry(SymbolTables const& tables, std::uint32_t state, std::ui
         return 0;
     const auto length = static_cast<std::uint32_t>(first & SymbolTables::kLengthMask);
     const auto nextState = static_cast<std::uint32_t>((first & SymbolTables::kStateMask) >> SymbolTables::kStateShift);
-    const std::uint64_t second =
-        singlePair(tables, nextState, window << length, SymbolTables::kWindowBits - length);
+    const std::uint64_t second = singlePair(tables, nextState, window << length, SymbolTables::kWindowBits - length);
     if (second == 0 || firstRunOf(first) + firstRunOf(second) > SymbolTables::kMaxAdvance)
         return first;
     constexpr std::uint64_t kFirstFields = std::uint64_t{SymbolTables::kRunMask} << SymbolTables::kFirstRunShift |
                                            std::uint64_t{0xFFFF} << SymbolTables::kFirstLevelShift;
     return (length + (second & SymbolTables::kLengthMask)) | (first & kFirstFields) |
-           (second & SymbolTables::kStateMask) |
-           std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
+           (second & SymbolTables::kStateMask) | std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
            (second >> SymbolTables::kSecondLevelShift << SymbolTables::kSecondLevelShift);
 }
 

@@ -6,9 +6,9 @@
 // change afterwards.
 //
 // The book of a run follows from the run before it and the book of a level from the level before it. Several values
-// lead to the same parameters, so the books form a few classes only, and a pair of classes (the "state") is known before
-// the pair of run and level begins. That is what makes one look-up for run, level and sign possible, and for a second
-// such pair behind a short first one.
+// lead to the same parameters, so the books form a few classes only, and a pair of classes (the "state") is known
+// before the pair of run and level begins. That is what makes one look-up for run, level and sign possible, and for a
+// second such pair behind a short first one.
 struct SymbolTables {
     static constexpr unsigned int kNumRunClasses = 6;
     static constexpr unsigned int kNumLevelClasses = 6;
