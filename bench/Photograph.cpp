@@ -93,6 +93,20 @@ Photograph scaledDown(Photograph const& photograph, std::uint32_t width, std::ui
     return result;
 }
 
+Photograph mirrored(Photograph const& photograph) {
+    const std::size_t width = photograph.width;
+    const std::size_t height = photograph.height;
+    Photograph result{2 * photograph.width, 2 * photograph.height, std::vector<float>(12 * width * height)};
+    for (std::size_t y = 0; y < 2 * height; ++y) {
+        const float* source = photograph.samples.data() + 3 * width * (y < height ? y : 2 * height - 1 - y);
+        float* target = result.samples.data() + 6 * width * y;
+        for (std::size_t x = 0; x < 2 * width; ++x)
+            for (std::size_t channel = 0; channel < 3; ++channel)
+                target[3 * x + channel] = source[3 * (x < width ? x : 2 * width - 1 - x) + channel];
+    }
+    return result;
+}
+
 SourcePicture videoPicture(Photograph const& photograph, ChromaFormat chromaFormat) {
     SourcePicture picture;
     picture.width = photograph.width;

@@ -20,5 +20,8 @@ Photograph readPhotograph(std::filesystem::path const& file);
 // the area that it covers, so detail stays as it is in the photograph; the photograph must not be smaller.
 Photograph scaledDown(Photograph const& photograph, std::uint32_t width, std::uint32_t height);
 
+// Twice the width and height: the photograph and its mirror images to the right and below.
+Photograph mirrored(Photograph const& photograph);
+
 // The picture in 10 bits, ITU-R BT.709, video range. Chroma of C422 is the mean of two pixels.
 SourcePicture videoPicture(Photograph const& photograph, ChromaFormat chromaFormat);

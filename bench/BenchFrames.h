@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "OptimizationTarget.h"
+#include "SourcePicture.h"
+
+// Frames for the benchmarks, made in memory and always the same: an invented picture with detail at all scales, as
+// photographs have it, so that a benchmark needs no file.
+std::vector<std::uint8_t> benchFrame(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat,
+                                     double bitsPerPixel);
+
+// The targets that this processor can run, and their names in those of the benchmarks.
+std::vector<OptimizationTarget> runnableTargets();
+std::string nameOf(OptimizationTarget target);
