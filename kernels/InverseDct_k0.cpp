@@ -1,5 +1,8 @@
 // The variant for processors with AVX-512 F, CD, BW, DQ and VL. Two blocks at a time in 512-bit vectors, with the
-// arithmetic of the AVX2 variant, whose bits it gives.
+// arithmetic of the AVX2 variant, whose bits it gives: 37 to 39 core clocks for a dense block of a float batch where l9
+// takes 55, and 7 for a 4x4 corner instead of 10.
+//
+// The transforms of a single block bring nothing over l9: 62 clocks for the float one in both.
 
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"

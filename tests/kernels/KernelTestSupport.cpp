@@ -25,7 +25,7 @@ std::vector<KernelVariant> madeVariants() {
     const bool hasAvx = __builtin_cpu_supports("avx") != 0;
     const bool hasAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
     return {
-        {"y8", kVariantY8, 0xDF, true, true, RAVELO_KERNELS_OF(y8)},
+        {"y8", kVariantY8, 0x7, true, true, RAVELO_KERNELS_OF(y8)},
         {"e9", kVariantE9, 0x1DF, hasAvx, true, RAVELO_KERNELS_OF(e9)},
         {"l9", kVariantL9, 0x81DF, hasAvx2, false, RAVELO_KERNELS_OF(l9)},
         {"k0", kVariantK0, 0x73081DF, hasAvx512Group(), false, RAVELO_KERNELS_OF(k0)},
