@@ -21,7 +21,8 @@ std::string kindOf(std::string const& frame) {
 void expectVector(VectorRequest const& vector) {
     const std::vector<std::uint8_t> frame = readTestData("vectors/" + vector.frame);
     const std::uint64_t stride = static_cast<std::uint64_t>(vector.request.lineStride);
-    // A 4:2:2 picture of eighth size may write one line more than it has, and a field's line is every second of the frame.
+    // A 4:2:2 picture of eighth size may write one line more than it has, and a field's line is every second of the
+    // frame.
     std::vector<std::uint8_t> output(stride * (vector.rows + 3), kVectorFill);
     DecodeRequest const& request = vector.request;
     ASSERT_EQ(RaveloDecoderInterface::DecompressFrameFromBits(
