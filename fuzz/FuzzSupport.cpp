@@ -1,0 +1,150 @@
+#include "FuzzSupport.h"
+
+#include <tbb/task_arena.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "BufferRequirements.h"
+#include "Frame.h"
+#include "ProcessorDispatch.h"
+#include "ProcessorFeatures.h"
+#include "RaveloDecoderInterface.h"
+#include "VariantSelection.h"
+
+void require(bool holds, const char* property) {
+    if (holds)
+        return;
+    std::fprintf(stderr, "property violated: %s\n", property);
+    std::abort();
+}
+
+std::uint8_t FuzzInput::byte() {
+    if (m_rest.empty())
+        return 0;
+    const std::uint8_t value = m_rest.front();
+    m_rest = m_rest.subspan(1);
+    return value;
+}
+
+std::uint16_t FuzzInput::word() {
+    const std::uint32_t high = byte();
+    return static_cast<std::uint16_t>(high << 8 | byte());
+}
+
+std::uint32_t FuzzInput::below(std::uint32_t bound) {
+    return (bound <= 256 ? byte() : word()) % bound;
+}
+
+std::span<const std::uint8_t> FuzzInput::bytes(std::size_t count) {
+    const std::size_t taken = count < m_rest.size() ? count : m_rest.size();
+    const auto front = m_rest.first(taken);
+    m_rest = m_rest.subspan(taken);
+    return front;
+}
+
+ExactCopy::ExactCopy(std::span<const std::uint8_t> bytes)
+    : m_bytes(new std::uint8_t[bytes.size()]), m_size(bytes.size()) {
+    if (!bytes.empty())
+        std::memcpy(m_bytes.get(), bytes.data(), bytes.size());
+}
+
+FuzzOptions FuzzOptions::from(FuzzInput& input) {
+    constexpr std::uint32_t kBitDepths[4] = {8, 10, 15, 16};
+    FuzzOptions options;
+    const std::uint8_t first = input.byte();
+    options.downSampleFactor = first & 3;
+    options.bitDepth = kBitDepths[first >> 2 & 3];
+    options.variant = first >> 4 & 3;
+    options.target = (first & 64) != 0 ? OptimizationTarget::AVX2 : OptimizationTarget::Baseline;
+    options.strideIsNegative = (first & 128) != 0;
+    const std::uint8_t second = input.byte();
+    options.colorCoding = second & 3;
+    options.inParallel = second >> 2 == 63;
+    options.spareBytes = input.byte() % 64;
+    input.byte();
+    return options;
+}
+
+FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzOptions const& options) {
+    const BufferRequirements needs =
+        bufferRequirements(Bitstream{frame.data(), frame.size()}, options.bitDepth, options.downSampleFactor);
+    const std::uint64_t stride = needs.safeStride + options.spareBytes;
+    const std::uint64_t rowBytes = options.downSampleFactor == 0 ? needs.leastStride : needs.safeStride;
+    FuzzOutput output;
+    output.lines = needs.lines;
+    output.numBytes = needs.lines == 0 ? 0 : (needs.lines - 1) * stride + rowBytes;
+    output.bytes.reset(new std::uint8_t[output.numBytes]);
+    output.stride = static_cast<std::int64_t>(stride);
+    output.pixels = output.bytes.get();
+    if (options.strideIsNegative) {
+        output.stride = -output.stride;
+        output.pixels += needs.lines == 0 ? 0 : (needs.lines - 1) * stride;
+    }
+    return output;
+}
+
+bool decodeInto(std::span<const std::uint8_t> frame, FuzzOptions const& options, FuzzOutput const& output) {
+    selectVariant(options.variant);
+    const auto call = [&] {
+        require(RaveloDecoderInterface::DecompressFrameFromBits(
+                    frame.data(), frame.size(), options.downSampleFactor, static_cast<ColorCoding>(options.colorCoding),
+                    options.bitDepth, output.pixels, output.stride, options.target) == 1,
+                "the decode call returns 1");
+    };
+    try {
+        if (options.inParallel)
+            call();
+        else
+            serially(call);
+    } catch (std::runtime_error const& error) {
+        require(std::string(error.what()) == "RGB output for 4:2:2 frames is not supported by Ravelo decoder.",
+                "only RGB output of 4:2:2 frames is refused");
+        return false;
+    }
+    return true;
+}
+
+bool isSmallFrame(std::span<const std::uint8_t> frame) {
+    constexpr std::uint64_t kMaxMacroblocks = 256;
+    const PixelBuffer info = Frame::GetFrameInfo(Bitstream{frame.data(), frame.size()}, 8, 0);
+    return (info.width + 15) / 16 * ((info.height + 15) / 16) <= kMaxMacroblocks;
+}
+
+namespace {
+
+constexpr std::uint64_t kFeatures[4] = {
+    0xDF,
+    0xDF | kFeatureAvx | kFeatureAvxState,
+    0xDF | kFeatureAvx | kFeatureAvxState | kFeatureAvx2,
+    0xDF | kFeatureAvx | kFeatureAvxState | kFeatureAvx2 | kFeatureAvx512F | kFeatureAvx512Cd | kFeatureAvx512Bw |
+        kFeatureAvx512Dq | kFeatureAvx512Vl | kFeatureAvx512State,
+};
+
+} // namespace
+
+bool canRunVariant(std::uint32_t variant) {
+    static const std::uint64_t actual = [] {
+        std::uint64_t features = 0;
+        ippGetCpuFeatures(&features, nullptr);
+        return features;
+    }();
+    return (kFeatures[variant] & ~actual) == 0;
+}
+
+void selectVariant(std::uint32_t variant) {
+    if (canRunVariant(variant) && ippJumpIndexForMergedLibs != static_cast<std::int32_t>(variant))
+        ippSetCpuFeatures(kTrustFeaturesBit | kFeatures[variant]);
+}
+
+bool canRunAvx2() {
+    return RaveloDecoderInterface::GetMaxOptType() == 1;
+}
+
+void serially(std::function<void()> const& work) {
+    static tbb::task_arena arena(1);
+    arena.execute(work);
+}

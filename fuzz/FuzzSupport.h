@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "OptimizationTarget.h"
+
+// What the harnesses share. A harness is one file with LLVMFuzzerTestOneInput; it links either libFuzzer or ReplayMain.
+
+// Ends the process with a message when a property does not hold.
+void require(bool holds, const char* property);
+
+// Takes values from the front of an input. An empty input gives zeros.
+class FuzzInput {
+public:
+    FuzzInput(const std::uint8_t* data, std::size_t size) : m_rest(data, size) {}
+
+    std::uint8_t byte();
+    std::uint32_t below(std::uint32_t bound); // bound in [1, 65536]
+    std::uint16_t word();
+    std::span<const std::uint8_t> bytes(std::size_t count);
+    std::span<const std::uint8_t> rest() const { return m_rest; }
+    bool empty() const { return m_rest.empty(); }
+
+private:
+    std::span<const std::uint8_t> m_rest;
+};
+
+// A copy in a heap block of exactly its size, so that a sanitizer sees a read one byte outside it.
+class ExactCopy {
+public:
+    explicit ExactCopy(std::span<const std::uint8_t> bytes);
+    const std::uint8_t* data() const { return m_bytes.get(); }
+    std::size_t size() const { return m_size; }
+
+private:
+    std::unique_ptr<std::uint8_t[]> m_bytes;
+    std::size_t m_size;
+};
+
+// How a frame is decoded.
+struct FuzzOptions {
+    static constexpr std::size_t kNumBytes = 4;
+
+    std::uint32_t downSampleFactor = 0;
+    std::uint32_t colorCoding = 0;
+    std::uint32_t bitDepth = 8;
+    std::uint32_t variant = 1; // of the kernels; taken where the processor can run it
+    bool strideIsNegative = false;
+    std::uint32_t spareBytes = 0; // of the stride, above the one at which no write leaves its line
+    OptimizationTarget target = OptimizationTarget::Baseline;
+    bool inParallel = false;
+
+    static FuzzOptions from(FuzzInput& input);
+};
+
+// An output buffer of exactly the bytes that a call may write.
+struct FuzzOutput {
+    std::unique_ptr<std::uint8_t[]> bytes;
+    std::size_t numBytes = 0;
+    std::int64_t stride = 0;
+    std::uint8_t* pixels = nullptr;
+    std::uint64_t lines = 0;
+};
+FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzOptions const& options);
+
+// Decodes and returns whether the call accepted the request; requires that it returns 1 or throws a documented text.
+bool decodeInto(std::span<const std::uint8_t> frame, FuzzOptions const& options, FuzzOutput const& output);
+
+// Whether the picture that a frame declares is small enough to be decoded thousands of times a second.
+bool isSmallFrame(std::span<const std::uint8_t> frame);
+
+// The variants of the kernels, which are chosen for the whole process: 0 y8, 1 e9, 2 l9, 3 k0.
+bool canRunVariant(std::uint32_t variant);
+void selectVariant(std::uint32_t variant);
+
+bool canRunAvx2();
+
+// Runs a decode in the calling thread alone; starting work on others would take longer than a small frame.
+void serially(std::function<void()> const& work);

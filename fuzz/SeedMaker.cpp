@@ -1,0 +1,137 @@
+// Writes the seed corpus: a folder for each harness, with inputs that reach deep from the first execution on.
+//
+//   make_fuzz_seeds FOLDER
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "FrameMaker.h"
+#include "FuzzSupport.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t kSeed = 20;
+constexpr int kFramesOfAKind = 48;
+
+void write(fs::path const& folder, std::string const& name, Bytes const& bytes) {
+    fs::create_directories(folder);
+    std::ofstream file(folder / name, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!file)
+        throw std::runtime_error("cannot write " + (folder / name).string());
+}
+
+Bytes joined(std::initializer_list<std::uint32_t> front, Bytes const& back) {
+    Bytes bytes;
+    bytes.reserve(front.size() + back.size());
+    for (const std::uint32_t byte : front)
+        bytes.push_back(static_cast<std::uint8_t>(byte));
+    for (const std::uint8_t byte : back)
+        bytes.push_back(byte);
+    return bytes;
+}
+
+Bytes withOptions(Bytes const& frame, Random& random) {
+    Bytes bytes;
+    for (std::size_t i = 0; i < FuzzOptions::kNumBytes; ++i)
+        bytes.push_back(static_cast<std::uint8_t>(random()));
+    bytes.insert(bytes.end(), frame.begin(), frame.end());
+    return bytes;
+}
+
+// Small frames of every kind: a fuzzer is fast on small inputs and finds the same in them.
+FrameSpec smallSpec(Random& random) {
+    FrameSpec spec = randomSpec(random);
+    spec.horizontal_size = 1 + spec.horizontal_size % 40;
+    spec.vertical_size = 1 + spec.vertical_size % 34;
+    spec.extraHeaderBytes %= 4;
+    return spec;
+}
+
+void writeFrames(fs::path const& root, Random& random) {
+    for (int i = 0; i < kFramesOfAKind; ++i) {
+        const Bytes frame = randomFrame(smallSpec(random), random).bytes;
+        const std::string name = "frame-" + std::to_string(i);
+        write(root / "WholeFrame", name, frame);
+        for (const char* harness : {"FrameWithOptions", "UnboundedFrame", "HeaderInformation"})
+            write(root / harness, name, withOptions(frame, random));
+    }
+}
+
+std::vector<std::int16_t> sparseCoefficients(std::size_t numBlocks, Random& random) {
+    std::vector<std::int16_t> coefficients(64 * numBlocks);
+    for (std::int16_t& coefficient : coefficients)
+        if (randomBelow(random, 9) == 0)
+            coefficient = static_cast<std::int16_t>(static_cast<int>(randomBelow(random, 61)) - 30);
+    return coefficients;
+}
+
+// Ranges of one component, valid and cut short, alone and as the three of a slice.
+void writeComponents(fs::path const& root, Random& random) {
+    for (int i = 0; i < kFramesOfAKind; ++i) {
+        const std::uint32_t exponent = static_cast<std::uint32_t>(i) % 5;
+        const std::size_t numBlocks = std::size_t{2} << exponent;
+        Bytes range = encodedComponent(sparseCoefficients(numBlocks, random));
+        if (i % 3 == 0)
+            range.resize(range.size() / 2);
+        const auto kind = static_cast<std::uint32_t>(i);
+        write(root / "CoefficientScan", "component-" + std::to_string(i), joined({0, kind % 4, exponent}, range));
+
+        const auto third = static_cast<std::uint32_t>(range.size() / 3);
+        write(root / "ThreeStreamScan", "components-" + std::to_string(i),
+              joined({exponent, kind & 1, third >> 8, third, third >> 8, third, 0xFF, 0xFF}, range));
+    }
+}
+
+void writeAlpha(fs::path const& root, Random& random) {
+    for (int i = 0; i < kFramesOfAKind; ++i) {
+        const std::uint32_t alphaBits = i % 2 == 0 ? 8 : 16;
+        std::vector<std::uint16_t> samples(static_cast<std::size_t>(256 * (1 + i % 8)));
+        std::uint16_t value = 0;
+        for (std::uint16_t& sample : samples) {
+            if (randomBelow(random, 6) == 0)
+                value = static_cast<std::uint16_t>(random() & (alphaBits == 8 ? 0xFF : 0xFFFF));
+            sample = value;
+        }
+        const auto kind = static_cast<std::uint32_t>(i);
+        write(root / "AlphaScan", "alpha-" + std::to_string(i),
+              joined({kind % 2, 16 * (1 + kind % 8) - 1}, encodedAlpha(samples, alphaBits, i % 3 == 0, i % 5 == 0)));
+    }
+}
+
+// Harnesses that make what they need out of any bytes.
+void writeNoise(fs::path const& root, Random& random) {
+    for (const char* harness : {"BitReader", "EncodeDecode", "TargetsAgree", "KernelVariants"}) {
+        for (int i = 0; i < kFramesOfAKind; ++i) {
+            Bytes input(16 + randomBelow(random, 400));
+            const std::uint32_t mask = i % 3 == 0 ? 0xFF : i % 3 == 1 ? 0x0F : 0x83;
+            for (std::uint8_t& byte : input)
+                byte = static_cast<std::uint8_t>(random() & mask);
+            write(root / harness, "noise-" + std::to_string(i), input);
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: make_fuzz_seeds FOLDER\n");
+        return 2;
+    }
+    Random random(kSeed);
+    writeFrames(argv[1], random);
+    writeComponents(argv[1], random);
+    writeAlpha(argv[1], random);
+    writeNoise(argv[1], random);
+    return 0;
+}

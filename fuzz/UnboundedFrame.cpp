@@ -1,0 +1,47 @@
+// Frames of any declared size. The other harnesses pass over large pictures, and would hide what overflows beyond their
+// bound. The output is address space that nothing is reserved for, with strides up to half a megabyte, so that offsets
+// of 34 gigabytes arise in narrow pictures too.
+//
+// Only the number of slices is bounded, for speed: the largest picture of all belongs to the hostile tests.
+
+#include "Frame.h"
+#include "FrameMutator.h"
+#include "FuzzSupport.h"
+#include "GuardedMemory.h"
+#include "RaveloDecoderInterface.h"
+
+const std::size_t kFrameOffset = FuzzOptions::kNumBytes;
+
+namespace {
+
+constexpr std::uint64_t kLongestStride = std::uint64_t{65536} * 8;
+constexpr std::uint64_t kMaxMacroblocks = 20000;
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static GuardedMemory memory(kLongestStride * 65536);
+    FuzzInput input(data, size);
+    const FuzzOptions options = FuzzOptions::from(input);
+    const ExactCopy copy(input.rest());
+    const Bitstream frame{copy.data(), copy.size()};
+    const PixelBuffer info = Frame::GetFrameInfo(frame, options.bitDepth, options.downSampleFactor);
+    const PixelBuffer full = Frame::GetFrameInfo(frame, options.bitDepth, 0);
+    if ((full.width + 15) / 16 * ((full.height + 15) / 16) > kMaxMacroblocks)
+        return 0;
+
+    // One line more than the picture has may be written, and the last line may be longer than the stride's picture.
+    FuzzOutput output;
+    output.stride = static_cast<std::int64_t>(kLongestStride - options.spareBytes);
+    const std::uint64_t lineBytes = static_cast<std::uint64_t>(output.stride);
+    output.pixels = memory.atEnd((info.height + 1) * lineBytes);
+    if (options.strideIsNegative) {
+        output.pixels = memory.atStart() + info.height * lineBytes;
+        output.stride = -output.stride;
+    }
+    decodeInto({copy.data(), copy.size()}, options, output);
+    static unsigned int executions = 0;
+    if (++executions % 64 == 0)
+        memory.clear();
+    return 0;
+}

@@ -1,0 +1,19 @@
+// Any bytes as a frame, at full size in 8 bits, on both targets.
+
+#include "FrameMutator.h"
+#include "FuzzSupport.h"
+
+const std::size_t kFrameOffset = 0;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::span<const std::uint8_t> frame(data, size);
+    if (!isSmallFrame(frame))
+        return 0;
+    const ExactCopy copy(frame);
+    FuzzOptions options;
+    for (const OptimizationTarget target : {OptimizationTarget::Baseline, OptimizationTarget::AVX2}) {
+        options.target = target;
+        decodeInto({copy.data(), copy.size()}, options, outputFor(frame, options));
+    }
+    return 0;
+}
