@@ -11,7 +11,9 @@ std::uint32_t Bitstream::byteAt(std::uint64_t offset) const {
 }
 
 std::uint32_t Bitstream::word16At(std::uint64_t offset) const {
-    return byteAt(offset) << 8 | byteAt(offset + 1);
+    if (size >= 2 && offset <= size - 2)
+        return std::uint32_t{data[offset]} << 8 | data[offset + 1];
+    return byteAt(offset) << 8;
 }
 
 std::uint32_t Bitstream::word32At(std::uint64_t offset) const {

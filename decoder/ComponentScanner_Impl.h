@@ -13,7 +13,7 @@
 template <OptimizationTarget target>
 class ComponentScanner {
 public:
-    static constexpr unsigned int kMaxScans = 12;
+    static constexpr unsigned int kMaxScans = 18;
 
     // `count` is at most kMaxScans.
     ComponentScanner(ComponentScan* scans, unsigned int count);
@@ -101,6 +101,8 @@ private:
         last += fields >> SymbolTables::kSecondRunShift;
         *last = static_cast<std::int16_t>(entry >> SymbolTables::kSecondLevelShift);
     }
+
+    struct Tail;
 
     Pair longPair(std::uint64_t word, std::uint32_t stateOffset) const;
 
@@ -279,44 +281,76 @@ void ComponentScanner<target>::closeLane(Lane& lane) const {
         scanPlainlyFrom(lane);
 }
 
+// The last bytes of a range, with zeros behind them.
+//
+// `word` holds `valid` bits from `position` on. From the point on where 64 bits are left it holds all of them, and the
+// zeros behind the end count as valid, which is just what they are to a reader.
+template <OptimizationTarget target>
+struct ComponentScanner<target>::Tail {
+    static constexpr std::size_t kBytes = 32;
+    static_assert(kBatchBits / 8 + 2 + 9 <= kBytes);
+
+    Tail(ComponentScan const& scan, std::int64_t bitPosition)
+        : firstByte(bitPosition >> 3),
+          position(bitPosition & 7),
+          left(8 * (static_cast<std::int64_t>(scan.range.size) - firstByte) - position) {
+        const auto numBytes = static_cast<std::size_t>((left + position) >> 3);
+        __builtin_memcpy(bytes, scan.range.data + firstByte, numBytes);
+        refill();
+    }
+
+    void refill() {
+        word = wordAt(bytes, position);
+        valid = kWordBits;
+        if (left <= 64) {
+            word |= std::uint64_t{bytes[(position >> 3) + 8]} >> (8 - (position & 7));
+            valid = 64 + kWordBits;
+        }
+    }
+
+    void take(std::uint32_t length) {
+        word <<= length;
+        position += length;
+        left -= length;
+        valid -= length;
+        if (valid < SymbolTables::kWindowBits || (left <= 64 && valid <= 64))
+            refill();
+    }
+
+    bool isEnd() const { return left <= 64 && word == 0; }
+
+    std::uint8_t bytes[kBytes] = {};
+    std::int64_t firstByte; // of the range
+    std::int64_t position;  // bits from the first byte
+    std::int64_t left;      // bits to the end of the range
+    std::uint64_t word;
+    std::uint32_t valid;
+};
+
 // Reads the last symbols of a component. Returns false when the plain scan must go on from the lane.
 //
 // An entry with two pairs never spans the end of the data: behind the first of them only zero bits would be left, which
 // hold no pair.
 template <OptimizationTarget target>
 bool ComponentScanner<target>::scanTail(Lane& lane) const {
-    constexpr std::size_t kTailBytes = 32;
-    static_assert(kBatchBits / 8 + 2 + 9 <= kTailBytes);
-    const std::int64_t firstByte = lane.bitPosition >> 3;
-    const auto numBytes = static_cast<std::int64_t>(lane.scan->range.size) - firstByte;
-    std::uint8_t tail[kTailBytes] = {};
-    __builtin_memcpy(tail, lane.bytes + firstByte, static_cast<std::size_t>(numBytes));
-
-    std::int64_t position = lane.bitPosition & 7;
-    for (;;) {
-        const std::int64_t left = 8 * numBytes - position;
-        const std::uint64_t word = wordAt(tail, position);
-        const std::uint64_t ninthByte = tail[(position >> 3) + 8];
-        if (left <= 64 && (word | ninthByte >> (8 - (position & 7))) == 0) {
-            lane.scan->succeeded = true;
-            return true;
-        }
-        const std::uint64_t entry = entryOf(lane.stateOffset, word);
+    Tail tail(*lane.scan, lane.bitPosition);
+    while (!tail.isEnd()) {
+        const std::uint64_t entry = entryOf(lane.stateOffset, tail.word);
         const auto fields = static_cast<std::uint32_t>(entry);
         std::uint32_t length = fields & SymbolTables::kLengthMask;
         std::uint32_t advance = (fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask) +
                                 (fields >> SymbolTables::kSecondRunShift);
         Pair found{};
         if (entry == 0) {
-            found = longPair(word, lane.stateOffset);
+            tail.refill();
+            found = longPair(tail.word, lane.stateOffset);
             length = found.length;
             advance = found.runPlusOne;
         }
-        if (length == 0 || length > left || advance >= lane.end - lane.last) {
-            lane.bitPosition = 8 * firstByte + position;
+        if (length == 0 || length > tail.left || advance >= lane.end - lane.last) {
+            lane.bitPosition = 8 * tail.firstByte + tail.position;
             return false;
         }
-        position += length;
         if (entry == 0) {
             lane.last += found.runPlusOne;
             *lane.last = static_cast<std::int16_t>(found.level);
@@ -325,7 +359,10 @@ bool ComponentScanner<target>::scanTail(Lane& lane) const {
             storePairs(entry, lane.last);
             lane.stateOffset = fields & SymbolTables::kStateMask;
         }
+        tail.take(length);
     }
+    lane.scan->succeeded = true;
+    return true;
 }
 
 // Reads batches until a lane must be closed.

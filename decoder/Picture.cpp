@@ -1,7 +1,5 @@
 #include "Picture_Impl.h"
 
-#include "Frame.h"
-
 namespace {
 
 std::uint32_t pictureLines(Frame const& frame, TemporalOrder temporalOrder) {
@@ -109,8 +107,8 @@ std::uint32_t PictureLayout::firstMb(std::uint32_t column) const {
     return m_sliceTable.firstMb(column);
 }
 
-Bitstream PictureLayout::rowBits(std::uint32_t row) const {
-    return behind(m_slices, m_sliceTable.rowOffset(row));
+Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) const {
+    return behind(m_slices, m_sliceTable.sliceOffset(row, column));
 }
 
 template class Picture<OptimizationTarget::Baseline>;

@@ -35,8 +35,8 @@ public:
     // Macroblocks to the left of a slice.
     std::uint32_t firstMb(std::uint32_t column) const;
 
-    // The cursor at the first byte of a row's first slice.
-    Bitstream rowBits(std::uint32_t row) const;
+    // The cursor at the first byte of a slice.
+    Bitstream sliceBits(std::uint32_t row, std::uint32_t column) const;
 
 private:
     // What the header says; the cursor stays at the picture's first byte.
@@ -69,9 +69,10 @@ public:
     Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits);
 
 private:
-    // Decodes a few neighbouring slices of a row.
-    void decodeSlices(std::uint32_t row, std::uint32_t firstColumn) const;
-    static void decodeSlicesOf(void const* picture, std::uint32_t row, std::uint32_t group);
+    // A row's slices are decoded in groups of neighbours.
+    std::uint32_t numberOfGroups() const;
+    void decodeGroup(std::uint32_t row, std::uint32_t group) const;
+    static void decodeGroupOf(void const* picture, std::uint32_t row, std::uint32_t group);
 };
 
 extern template class Picture<OptimizationTarget::Baseline>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Frame.h"
 #include "Picture.h"
 #include "Slice.h"
 #include "SliceLoop.h"
@@ -7,26 +8,32 @@
 template <OptimizationTarget target>
 Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits)
     : PictureLayout(temporalOrder, owner, pictureBits) {
-    const std::uint32_t groups =
-        (number_of_slices_per_mb_row() + SliceGroup<target>::kMaxSlices - 1) / SliceGroup<target>::kMaxSlices;
-    forEachSliceGroup(height_in_mb(), groups, decodeSlicesOf, this);
+    forEachSliceGroup(height_in_mb(), numberOfGroups(), decodeGroupOf, this);
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeSlicesOf(void const* picture, std::uint32_t row, std::uint32_t group) {
-    static_cast<Picture const*>(picture)->decodeSlices(row, group * SliceGroup<target>::kMaxSlices);
+std::uint32_t Picture<target>::numberOfGroups() const {
+    const std::uint32_t slicesAtMost =
+        frame().chroma_format == 3 ? SliceGroup<target>::kMaxSlices444 : SliceGroup<target>::kMaxSlices422;
+    return (number_of_slices_per_mb_row() + slicesAtMost - 1) / slicesAtMost;
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeSlices(std::uint32_t row, std::uint32_t firstColumn) const {
-    Bitstream bits = rowBits(row);
-    for (std::uint32_t column = 0; column < firstColumn; ++column)
-        bits.advance(coded_size_of_slice(row, column));
+void Picture<target>::decodeGroupOf(void const* picture, std::uint32_t row, std::uint32_t group) {
+    static_cast<Picture const*>(picture)->decodeGroup(row, group);
+}
 
-    SliceGroup<target> group;
-    for (std::uint32_t column = firstColumn; column < number_of_slices_per_mb_row() && !group.full(); ++column) {
-        group.add(row, column, *this, bits);
+template <OptimizationTarget target>
+void Picture<target>::decodeGroup(std::uint32_t row, std::uint32_t group) const {
+    // Groups of a row differ by one slice at most.
+    const std::uint64_t slices = number_of_slices_per_mb_row();
+    const auto first = static_cast<std::uint32_t>(slices * group / numberOfGroups());
+    const auto end = static_cast<std::uint32_t>(slices * (group + 1) / numberOfGroups());
+    Bitstream bits = sliceBits(row, first);
+    SliceGroup<target> sliceGroup;
+    for (std::uint32_t column = first; column < end; ++column) {
+        sliceGroup.add(row, column, *this, bits);
         bits.advance(coded_size_of_slice(row, column));
     }
-    group.decode();
+    sliceGroup.decode();
 }

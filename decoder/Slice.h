@@ -21,12 +21,9 @@ class Slice {
 public:
     using CoefFloat = float;
 
-    static constexpr unsigned int kMaxBlocks = 3 * 32; // 8 macroblocks of 4:4:4
-    static constexpr unsigned int kMaxComponentBlocks = 32;
+    static constexpr unsigned int kMaxBlocks = 3 * 32;      // 8 macroblocks of 4:4:4
+    static constexpr unsigned int kMaxComponentBlocks = 32; // 8 macroblocks
     static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16;
-
-    // Elements that the coefficients of a slice take, with what a scan may overwrite.
-    static constexpr unsigned int kCoefficientElements = kMaxBlocks * 64 + 3 * kScanPadding;
 
     Slice() = default;
 
@@ -39,8 +36,9 @@ public:
     // slice header. `bits` stands at the slice's first byte and ends with the caller's data. Called once.
     void open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
 
-    // The scans of Y, Cb and Cr, with their coefficients laid out in `coefficients` (kCoefficientElements values).
-    void prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const;
+    // The scans of Y, Cb and Cr, with their coefficients laid out from `coefficients` on, 64 a block and kScanPadding
+    // behind each component. Returns the end of that memory.
+    std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const;
 
     // Decodes the alpha plane, transforms the blocks and writes the pixels.
     void reconstruct(ComponentScan const scans[3]) const;
@@ -98,16 +96,28 @@ private:
 template <OptimizationTarget target>
 class SliceGroup {
 public:
-    static constexpr unsigned int kMaxSlices = 4;
+    // The most slices of a group: as many as the coefficient memory holds whatever their size. It is bounded by the
+    // cache, and by hosts that run the decoder on small stacks.
+    static constexpr unsigned int kMaxSlices422 = 6;
+    static constexpr unsigned int kMaxSlices444 = 4;
 
-    bool full() const { return m_count == kMaxSlices; }
+    SliceGroup() = default;
+    SliceGroup(SliceGroup const&) = delete;
+    SliceGroup& operator=(SliceGroup const&) = delete;
+
+    // At most kMaxSlices422 or kMaxSlices444 slices of one picture.
     void add(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
     void decode();
 
 private:
+    static constexpr unsigned int kMaxElements422 = 2 * 32 * 64 + 3 * kScanPadding;
+    static constexpr unsigned int kMaxElements444 = 3 * 32 * 64 + 3 * kScanPadding;
+    static constexpr unsigned int kElements = kMaxSlices422 * kMaxElements422;
+    static_assert(kMaxSlices444 * kMaxElements444 <= kElements);
+
     unsigned int m_count = 0;
-    Slice<target> m_slices[kMaxSlices];
-    alignas(64) std::int16_t m_coefficients[kMaxSlices][Slice<target>::kCoefficientElements];
+    Slice<target> m_slices[kMaxSlices422];
+    alignas(64) std::int16_t m_coefficients[kElements];
 };
 
 extern template class Slice<OptimizationTarget::Baseline>;

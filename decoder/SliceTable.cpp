@@ -1,5 +1,6 @@
 #include "SliceTable.h"
 
+#include <algorithm>
 #include <bit>
 
 SliceTable::SliceTable(std::uint32_t widthInMb, std::uint32_t heightInMb, std::uint32_t log2SliceSizeInMb,
@@ -9,17 +10,16 @@ SliceTable::SliceTable(std::uint32_t widthInMb, std::uint32_t heightInMb, std::u
       m_log2SliceSizeInMb(log2SliceSizeInMb),
       m_fullSlices(widthInMb >> log2SliceSizeInMb),
       m_mbsBehindFull(widthInMb - (m_fullSlices << log2SliceSizeInMb)),
-      m_slicesPerRow(m_fullSlices + static_cast<std::uint32_t>(std::popcount(m_mbsBehindFull))) {
-    m_rowOffsets.resize(std::size_t{heightInMb} + 1);
+      m_slicesPerRow(m_fullSlices + static_cast<std::uint32_t>(std::popcount(m_mbsBehindFull))),
+      m_checkpointsPerRow((m_slicesPerRow + kSlicesPerCheckpoint - 1) / kSlicesPerCheckpoint) {
+    m_checkpoints.reserve(std::size_t{heightInMb} * m_checkpointsPerRow);
     std::uint64_t offset = 0;
     for (std::uint32_t row = 0; row < heightInMb; ++row) {
-        m_rowOffsets[row] = offset;
-        // Rows whose entries lie behind the data add nothing.
-        const bool hasEntries = 2 * std::uint64_t{m_slicesPerRow} * row < m_table.size;
-        for (std::uint32_t column = 0; hasEntries && column < m_slicesPerRow; ++column)
-            offset += codedSize(row, column);
+        for (std::uint32_t column = 0; column < m_slicesPerRow; column += kSlicesPerCheckpoint) {
+            m_checkpoints.push_back(offset);
+            offset += bytesOf(row, column, std::min(column + kSlicesPerCheckpoint, m_slicesPerRow));
+        }
     }
-    m_rowOffsets[heightInMb] = offset;
 }
 
 SliceTable::~SliceTable() = default;
@@ -28,8 +28,22 @@ std::uint32_t SliceTable::slicesPerRow() const {
     return m_slicesPerRow;
 }
 
-std::uint64_t SliceTable::rowOffset(std::uint32_t row) const {
-    return m_rowOffsets[row];
+std::uint64_t SliceTable::sliceOffset(std::uint32_t row, std::uint32_t column) const {
+    const std::uint32_t checkpoint = column / kSlicesPerCheckpoint;
+    return m_checkpoints[std::size_t{row} * m_checkpointsPerRow + checkpoint] +
+           bytesOf(row, checkpoint * kSlicesPerCheckpoint, column);
+}
+
+std::uint64_t SliceTable::bytesOf(std::uint32_t row, std::uint32_t column, std::uint32_t end) const {
+    Bitstream entries = m_table;
+    entries.advance(2 * (std::uint64_t{m_slicesPerRow} * row + column));
+    std::uint64_t bytes = 0;
+    // Entries that lie behind the data add nothing.
+    for (; column < end && entries.size > 0; ++column) {
+        bytes += entries.word16At(0);
+        entries.advance(2);
+    }
+    return bytes;
 }
 
 std::uint64_t SliceTable::tableBytes() const {

@@ -7,8 +7,9 @@
 
 // How a macroblock row is cut into slices, and where the bytes of every slice start.
 //
-// Only one offset a row is kept. The sizes stay in the compressed bytes: a table of a slice each would cost a host
-// more than a hundred megabytes for a hundred bytes that declare the largest picture.
+// Only the offset of every kSlicesPerCheckpoint-th slice of a row is kept; the others are summed up from there. The
+// sizes stay in the compressed bytes: a table of a slice each would cost a host more than a hundred megabytes for a
+// hundred bytes that declare the largest picture.
 class SliceTable {
 public:
     // Cuts a row of `widthInMb` macroblocks into as many slices of 1 << log2SliceSizeInMb macroblocks as fit, then at
@@ -32,18 +33,23 @@ public:
     // Bytes of a slice, its header included.
     std::uint32_t codedSize(std::uint32_t row, std::uint32_t column) const;
 
-    // Bytes from the end of the table to the first slice of a row, or to the end of the last slice for the row behind
-    // the last.
-    std::uint64_t rowOffset(std::uint32_t row) const;
+    // Bytes from the end of the table to a slice.
+    std::uint64_t sliceOffset(std::uint32_t row, std::uint32_t column) const;
 
     std::uint64_t tableBytes() const;
 
 private:
+    static constexpr std::uint32_t kSlicesPerCheckpoint = 64;
+
+    // The sum of the sizes of a row's slices from `column` to before `end`.
+    std::uint64_t bytesOf(std::uint32_t row, std::uint32_t column, std::uint32_t end) const;
+
     Bitstream m_table;
     std::uint32_t m_heightInMb;
     std::uint32_t m_log2SliceSizeInMb;
     std::uint32_t m_fullSlices;    // slices of the largest size in a row
     std::uint32_t m_mbsBehindFull; // macroblocks of a row behind them; its set bits are the smaller slices
     std::uint32_t m_slicesPerRow;
-    std::vector<std::uint64_t> m_rowOffsets; // m_heightInMb + 1
+    std::uint32_t m_checkpointsPerRow;
+    std::vector<std::uint64_t> m_checkpoints; // bytes to every kSlicesPerCheckpoint-th slice of each row
 };

@@ -115,7 +115,7 @@ std::uint32_t Slice<target>::keptCoefficients() const {
 }
 
 template <OptimizationTarget target>
-void Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const {
+std::int16_t* Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const {
     const std::uint32_t numBlocks[3] = {lumaBlocks(), chromaBlocks(), chromaBlocks()};
     const std::uint64_t numBytes[3] = {coded_size_y, coded_size_cb, coded_size_cr};
     Bitstream cursor = m_bitstream;
@@ -127,9 +127,10 @@ void Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficie
         scan.log2NumBlocks = countBits<target>(numBlocks[i] - 1);
         scan.dcOnly = keptCoefficients() == 1;
         scan.keptCoefficients = scan.dcOnly ? 1 : 64;
-        coefficients += scan.numBlocks * scan.keptCoefficients + kScanPadding;
+        coefficients += 64 * scan.numBlocks + kScanPadding;
         cursor.advance(numBytes[i]);
     }
+    return coefficients;
 }
 
 template <OptimizationTarget target>
@@ -323,9 +324,10 @@ void SliceGroup<target>::add(std::uint32_t mbRow, std::uint32_t slice_column, Pi
 
 template <OptimizationTarget target>
 void SliceGroup<target>::decode() {
-    ComponentScan scans[3 * kMaxSlices];
+    ComponentScan scans[3 * kMaxSlices422];
+    std::int16_t* coefficients = m_coefficients;
     for (unsigned int i = 0; i < m_count; ++i)
-        m_slices[i].prepareScans(scans + 3 * i, m_coefficients[i]);
+        coefficients = m_slices[i].prepareScans(scans + 3 * i, coefficients);
     scanComponents<target>(scans, 3 * m_count);
     for (unsigned int i = 0; i < m_count; ++i)
         m_slices[i].reconstruct(scans + 3 * i);
