@@ -52,7 +52,8 @@ const std::uint8_t Frame::s_defaultQuantizationMatrix[64] = {
 };
 
 Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
-             std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor)
+             std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
+             DecodeMonitor* decodeMonitor)
     : outer_word_0(frameBits.word32At(0)),
       outer_word_1(frameBits.word32At(4)),
       downSampleFactor(requestedDownSampleFactor),

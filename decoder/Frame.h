@@ -6,14 +6,17 @@
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
 
+class DecodeMonitor;
+
 // One compressed frame. The constructor does the whole decode: it parses the header, checks the request and has the
 // picture, or the two field pictures, decoded into the caller's buffer. A host uses GetFrameInfo only.
 class Frame {
 public:
     // The arguments are those of RaveloDecoderInterface::DecompressFrameFromBits, with its errors; `resolvedTarget` is
-    // one that the processor can run.
+    // one that the processor can run. `decodeMonitor`, if any, hears of slices that fail and may stop the decode.
     Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
-          std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor);
+          std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
+          DecodeMonitor* decodeMonitor = nullptr);
 
     // The geometry of a frame from its header alone: nothing is decoded and nothing is checked.
     //
@@ -57,6 +60,8 @@ public:
     float luma_quant_scaled[64] = {};   // luma_quant / 8, exact
     float chroma_quant_scaled[64] = {}; // chroma_quant / 8, exact
     OptimizationTarget target = OptimizationTarget::Baseline;
+    DecodeMonitor* monitor = nullptr;
+    const std::uint8_t* data = nullptr; // the frame's first byte
 
 private:
     void frame_header();

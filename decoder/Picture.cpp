@@ -22,11 +22,11 @@ std::uint32_t pictureLines(Frame const& frame, TemporalOrder temporalOrder) {
 
 } // namespace
 
-PictureLayout::PictureLayout(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits)
-    : m_temporalOrder(temporalOrder),
+PictureLayout::PictureLayout(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
+    : m_temporalOrder(order),
       m_frame(owner),
       m_header(picture_header(pictureBits)),
-      m_verticalSize(pictureLines(owner, temporalOrder)),
+      m_verticalSize(pictureLines(owner, order)),
       m_widthInMb((owner.horizontal_size + 15) >> 4),
       m_heightInMb((m_verticalSize + 15) >> 4),
       m_sliceTable(m_widthInMb, m_heightInMb, m_header.log2_slice_size_in_mb,
@@ -65,6 +65,10 @@ void PictureLayout::initializePictureBuffer() {
 
 Frame const& PictureLayout::frame() const {
     return m_frame;
+}
+
+TemporalOrder PictureLayout::temporalOrder() const {
+    return m_temporalOrder;
 }
 
 PixelBuffer const& PictureLayout::pictureBuffer() const {

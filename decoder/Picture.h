@@ -15,13 +15,14 @@ enum class TemporalOrder : std::uint32_t { First = 0, Second = 1 };
 // The part of a picture that no target differs in: its header, its geometry and its slice table.
 class PictureLayout {
 public:
-    PictureLayout(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits);
+    PictureLayout(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits);
     ~PictureLayout();
 
     PictureLayout(PictureLayout const&) = delete;
     PictureLayout& operator=(PictureLayout const&) = delete;
 
     Frame const& frame() const;
+    TemporalOrder temporalOrder() const;
     PixelBuffer const& pictureBuffer() const;
     std::uint32_t picture_size() const;  // bytes from the picture's first byte to the next picture
     std::uint32_t vertical_size() const; // lines of this picture at full size
@@ -66,7 +67,7 @@ private:
 template <OptimizationTarget target>
 class Picture : public PictureLayout {
 public:
-    Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits);
+    Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits);
 
 private:
     // A row's slices are decoded in groups of neighbours.

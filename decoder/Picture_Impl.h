@@ -1,13 +1,14 @@
 #pragma once
 
+#include "DecodeMonitor.h"
 #include "Frame.h"
 #include "Picture.h"
 #include "Slice.h"
 #include "SliceLoop.h"
 
 template <OptimizationTarget target>
-Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits)
-    : PictureLayout(temporalOrder, owner, pictureBits) {
+Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
+    : PictureLayout(order, owner, pictureBits) {
     forEachSliceGroup(height_in_mb(), numberOfGroups(), decodeGroupOf, this);
 }
 
@@ -25,6 +26,8 @@ void Picture<target>::decodeGroupOf(void const* picture, std::uint32_t row, std:
 
 template <OptimizationTarget target>
 void Picture<target>::decodeGroup(std::uint32_t row, std::uint32_t group) const {
+    if (frame().monitor != nullptr && frame().monitor->wantsStop())
+        return;
     // Groups of a row differ by one slice at most.
     const std::uint64_t slices = number_of_slices_per_mb_row();
     const auto first = static_cast<std::uint32_t>(slices * group / numberOfGroups());

@@ -71,6 +71,7 @@ private:
     std::uint32_t chromaBlocks() const { return m_chromaBlocksPerMb * m_sliceMbs; }
     std::uint32_t keptCoefficients() const;
 
+    void reportFailure(ComponentScan const scans[3]) const;
     void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const;
@@ -88,6 +89,7 @@ private:
     std::uint32_t m_chromaBlocksPerMb = 2; // of each chroma component; 4 in 4:4:4
     Picture<target> const* m_picture = nullptr;
     Bitstream m_bitstream; // at the Y range
+    const std::uint8_t* m_firstByte = nullptr;
     Writer* m_writer = nullptr;
 };
 

@@ -5,6 +5,7 @@
 #include "BlockGather.h"
 #include "BlockTransforms.h"
 #include "CoefficientScan_Impl.h"
+#include "DecodeMonitor.h"
 #include "Frame.h"
 #include "Slice.h"
 #include "Slice422MacroblockWriter.h"
@@ -34,6 +35,7 @@ void Slice<target>::open(std::uint32_t mbRow, std::uint32_t slice_column, Pictur
     m_sliceColumn = slice_column;
     m_picture = &picture;
     m_bitstream = bits;
+    m_firstByte = bits.data;
     m_sliceMbs = picture.slice_size_in_mb(slice_column);
     m_chromaBlocksPerMb = picture.frame().chroma_format == 3 ? 4 : 2;
     m_writer = createSliceMacroblockWriter();
@@ -179,8 +181,11 @@ void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSampl
 
 template <OptimizationTarget target>
 void Slice<target>::reconstruct(ComponentScan const scans[3]) const {
-    if (!scans[0].succeeded || !scans[1].succeeded || !scans[2].succeeded)
+    if (!scans[0].succeeded || !scans[1].succeeded || !scans[2].succeeded) {
+        if (m_picture->frame().monitor != nullptr)
+            reportFailure(scans);
         return;
+    }
     if (m_picture->frame().alpha_channel_type == 0 || !m_writer->readsAlpha()) {
         pixelReconstruction(scans, nullptr);
         return;
@@ -188,6 +193,18 @@ void Slice<target>::reconstruct(ComponentScan const scans[3]) const {
     std::uint16_t alpha[kMaxAlphaSamples];
     scanned_alpha(alpha, alphaSamples());
     pixelReconstruction(scans, alpha);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reportFailure(ComponentScan const scans[3]) const {
+    SliceFailure failure;
+    failure.picture = static_cast<std::uint32_t>(m_picture->temporalOrder());
+    failure.mbRow = m_mbRow;
+    failure.slice_column = m_sliceColumn;
+    failure.byteOffset = static_cast<std::uint64_t>(m_firstByte - m_picture->frame().data);
+    while (scans[failure.component].succeeded)
+        ++failure.component;
+    m_picture->frame().monitor->sliceFailed(failure, sliceBuffer());
 }
 
 template <OptimizationTarget target>

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+#include "PixelBuffer.h"
+
+// A slice that could not be decoded.
+struct SliceFailure {
+    std::uint32_t picture = 0;      // 0 first, 1 second picture of the frame
+    std::uint32_t mbRow = 0;        // macroblock row of the picture
+    std::uint32_t slice_column = 0; // slice of the row, from the left
+    std::uint64_t byteOffset = 0; // of the slice's first byte in the frame; the frame's size for a slice behind its end
+    std::uint32_t component = 0;  // the first that failed: 0 Y, 1 Cb, 2 Cr
+};
+
+// What a host may want to hear and say while a frame is decoded. The calls come from any thread that decodes, several
+// at once, and must not throw.
+class DecodeMonitor {
+public:
+    virtual ~DecodeMonitor();
+
+    // Asked before slices are begun. Slices that are not begun after a true answer leave their rectangles as they are.
+    virtual bool wantsStop() noexcept;
+
+    // A slice has failed; its rectangle of the output, described by `rectangle` (width and height in pixels, `pixels`
+    // at its first sample), is left as it was, and may be written by this call. `width` may exceed the reduced
+    // picture's by the excess columns that the decode call is allowed to write.
+    virtual void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept;
+};
