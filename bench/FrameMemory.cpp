@@ -52,8 +52,8 @@ void report(std::vector<std::uint8_t> frame, std::size_t numThreads) {
     for (int i = 0; i < 20; ++i)
         decode.run();
     const std::uint64_t afterMore = statusValue("VmHWM");
-    std::printf("%zu threads: first decode %llu KiB, 20 more %llu KiB; %llu allocations a frame\n", numThreads,
-                static_cast<unsigned long long>(afterFirst - before),
+    std::printf("%zu thread%s: first decode %llu KiB, 20 more %llu KiB; %llu allocations a frame\n", numThreads,
+                numThreads == 1 ? "" : "s", static_cast<unsigned long long>(afterFirst - before),
                 static_cast<unsigned long long>(afterMore > settled ? afterMore - settled : 0),
                 static_cast<unsigned long long>(allocations));
 }

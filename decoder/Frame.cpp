@@ -60,7 +60,9 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
       bitstream(frameBits),
       colorCoding(requestedCoding),
       bitDepth(requestedBitDepth),
-      target(resolvedTarget) {
+      target(resolvedTarget),
+      monitor(decodeMonitor),
+      data(frameBits.data) {
     bitstream.advance(kOuterWordBytes);
     frame_header();
     initializeFrameBuffer(pixels, lineStride);
