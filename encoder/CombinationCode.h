@@ -24,7 +24,7 @@ extern const CombinationCode kDCDifferenceCodes[4]; // by the magnitude of the l
 extern const CombinationCode kRunCodes[16];         // by the last run, to 15
 extern const CombinationCode kLevelCodes[9];        // by the last level less one, to 8
 
-// The longest prefix that every decoder reads. Coefficients of 16 bits need far less: their longest code has 14 zeros.
+// The longest prefix that every decoder reads. Coefficients of 16 bits need far less: their longest code has 16 zeros.
 constexpr std::uint32_t kLongestPortablePrefix = 29;
 
 template <class Sink>
