@@ -16,9 +16,6 @@
 
 namespace {
 
-// Selects the variant for processors without AVX, which computes the float transform in its plain form.
-constexpr std::uint64_t kFeaturesToSse42 = 0xDF;
-
 constexpr std::int64_t kGuardBytes = 512;
 
 // Says what is different, from the first byte that is.
@@ -47,10 +44,19 @@ testing::AssertionResult compareBuffers(OutputBuffer const& output, SlowCanvas c
 
 } // namespace
 
-PlainTransform::PlainTransform() {
-    ippSetCpuFeatures(kFeaturesToSse42);
+const TransformVariant kPlainVariant = {"y8", 0xDF, true};
+
+std::vector<TransformVariant> runnableVariants() {
+    const TransformVariant all[4] = {
+        kPlainVariant, {"e9", 0x1DF, true}, {"l9", 0x81DF, false}, {"k0", 0x73081DF, false}};
+    ippInit();
+    return {all, all + ippJumpIndexForMergedLibs + 1};
 }
-PlainTransform::~PlainTransform() {
+
+SelectedVariant::SelectedVariant(TransformVariant const& variant) {
+    ippSetCpuFeatures(variant.features);
+}
+SelectedVariant::~SelectedVariant() {
     ippInit();
 }
 
@@ -100,8 +106,9 @@ OutputBuffer bufferFor(std::span<const std::uint8_t> frame, DecodeRequest const&
     return OutputBuffer(lowest, static_cast<std::uint64_t>(numBytes + 2 * kGuardBytes));
 }
 
-int decode(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output) {
-    const PlainTransform plain;
+int decode(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output,
+           TransformVariant const& variant) {
+    const SelectedVariant selected(variant);
     const GuardedBytes input(frame);
     return RaveloDecoderInterface::DecompressFrameFromBits(
         input.data(), frame.size(), request.downSampleFactor, static_cast<ColorCoding>(request.colorCoding),
@@ -123,13 +130,14 @@ std::string failureOf(std::span<const std::uint8_t> frame, DecodeRequest const& 
     return "";
 }
 
-testing::AssertionResult decodesLikeModel(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+testing::AssertionResult decodesLikeModel(std::span<const std::uint8_t> frame, DecodeRequest const& request,
+                                          TransformVariant const& variant) {
     OutputBuffer output = bufferFor(frame, request);
     SlowCanvas canvas(output.lowestOffset(), output.bytes());
     slowDecode(frame, request, canvas);
     if (canvas.numStoresOutside() != 0)
         return testing::AssertionFailure() << "the test's own buffer is too small; " << describe(request);
-    if (decode(frame, request, output) != 1)
+    if (decode(frame, request, output, variant) != 1)
         return testing::AssertionFailure() << "the call does not return 1; " << describe(request);
     return compareBuffers(output, canvas, request);
 }

@@ -60,7 +60,7 @@ std::vector<DecodeRequest> goldenForms(std::vector<std::uint8_t> const& frame) {
 }
 
 std::vector<std::string> goldenManifest(std::string const& folder) {
-    const PlainTransform plain;
+    const SelectedVariant plain(kPlainVariant);
     std::vector<std::filesystem::path> paths;
     for (auto const& entry : std::filesystem::directory_iterator(folder)) {
         if (entry.path().extension() == ".rvl")
