@@ -110,25 +110,3 @@ template <OptimizationTarget target, int size>
 void gatherBlocks(ComponentScan const& scan, const std::uint32_t* pattern, std::int16_t* blocks) {
     BlockGather<target, size>::run(scan, pattern, blocks);
 }
-
-// The conversion of a dequantised value on its way into a 16-bit transform. Each target has its own rule.
-template <OptimizationTarget target>
-std::int16_t dequantizedTo16Bits(float value) {
-    if (target == OptimizationTarget::Baseline) // towards zero, the low 16 bits
-        return static_cast<std::int16_t>(static_cast<std::int32_t>(value));
-    // To nearest, ties to even, saturated.
-    const float rounded = __builtin_rintf(value);
-    const float lower = rounded < 32767.0f ? rounded : 32767.0f;
-    return static_cast<std::int16_t>(static_cast<std::int32_t>(lower > -32768.0f ? lower : -32768.0f));
-}
-
-// Multiplies gathered corners by their matrix entries, in place. `matrix` has 8 entries a row.
-template <OptimizationTarget target, int size>
-void dequantizeCorners(std::int16_t* corners, const float* matrix, std::uint32_t numBlocks) {
-    float cornerMatrix[size * size];
-    for (int i = 0; i < size * size; ++i)
-        cornerMatrix[i] = matrix[8 * (i / size) + i % size];
-    for (std::uint32_t block = 0; block < numBlocks; ++block, corners += size * size)
-        for (int i = 0; i < size * size; ++i)
-            corners[i] = dequantizedTo16Bits<target>(static_cast<float>(corners[i]) * cornerMatrix[i]);
-}

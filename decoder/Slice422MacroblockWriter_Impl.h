@@ -2,6 +2,7 @@
 
 #include "MacroblockWalk.h"
 #include "PixelRows.h"
+#include "ReducedRows.h"
 #include "Slice422MacroblockWriter.h"
 #include "SliceMacroblockWriter_Impl.h"
 
@@ -125,7 +126,20 @@ template <class Sample>
 void Slice422MacroblockWriter<target, Real>::writeMb16s_Half(unsigned int mb, std::int16_t const (*y)[4][4],
                                                              std::int16_t const (*cb)[4][4],
                                                              std::int16_t const (*cr)[4][4]) const {
-    writeBlocks<Sample, std::int16_t, 4>(mb, 16, y, cb, cr);
+    unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
+    this->setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
+    if (leftWidth != 4 || rightWidth != 4) {
+        writeBlocks<Sample, std::int16_t, 4>(mb, 16, y, cb, cr);
+        return;
+    }
+    PixelBuffer const& buffer = this->m_pixelBuffer;
+    std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * 16));
+    for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
+        const unsigned int half = mbRow < topHeight ? 0 : 1;
+        const unsigned int row = mbRow - half * topHeight;
+        ReducedRows<target>::writeHalf422(y[2 * half][row], y[2 * half + 1][row], cb[half][row], cr[half][row],
+                                          lineBelow(firstPixel, mbRow, buffer.lineStride));
+    }
 }
 
 template <OptimizationTarget target, class Real>
@@ -133,7 +147,19 @@ template <class Sample>
 void Slice422MacroblockWriter<target, Real>::writeMb16s_Quarter(unsigned int mb, std::int16_t const (*y)[2][2],
                                                                 std::int16_t const (*cb)[2][2],
                                                                 std::int16_t const (*cr)[2][2]) const {
-    writeBlocks<Sample, std::int16_t, 2>(mb, 8, y, cb, cr);
+    unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
+    this->setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
+    if (leftWidth != 2 || rightWidth != 2) {
+        writeBlocks<Sample, std::int16_t, 2>(mb, 8, y, cb, cr);
+        return;
+    }
+    PixelBuffer const& buffer = this->m_pixelBuffer;
+    std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * 8));
+    std::uint8_t rows[4][8];
+    ReducedRows<target>::quarter422(y[0][0], cb[0][0], cr[0][0], rows);
+    // A clipped macroblock loses rows at its end: its upper rows are whole when it has lower ones.
+    for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow)
+        std::memcpy(lineBelow(firstPixel, mbRow, buffer.lineStride), rows[mbRow], sizeof rows[mbRow]);
 }
 
 // Takes no account of the width, and both rows show the Cr of the first block.

@@ -5,6 +5,7 @@
 #include "BlockGather.h"
 #include "BlockTransforms.h"
 #include "CoefficientScan_Impl.h"
+#include "CornerDequantization.h"
 #include "DecodeMonitor.h"
 #include "Frame.h"
 #include "Slice.h"

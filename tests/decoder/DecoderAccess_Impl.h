@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BlockGather.h"
+#include "CornerDequantization.h"
 #include "DecoderAccess.h"
 #include "ThreeStreamScan.h"
 #include "VLCStream_Impl.h"
