@@ -1,3 +1,4 @@
+#include "OutputLevels.h"
 #include "Picture_Impl.h"
 
 namespace {
@@ -109,6 +110,16 @@ std::uint32_t PictureLayout::getDownSampleFactor() const {
 
 std::uint32_t PictureLayout::firstMb(std::uint32_t column) const {
     return m_sliceTable.firstMb(column);
+}
+
+std::uint32_t PictureLayout::rowsToVisit() const {
+    if (m_heightInMb == 0 || number_of_slices_per_mb_row() == 0)
+        return 0;
+    maximumCode(m_pictureBuffer.bitDepth);
+    std::uint32_t rows = m_heightInMb;
+    while (m_frame.monitor == nullptr && rows > 0 && sliceBits(rows - 1, 0).size == 0)
+        --rows;
+    return rows;
 }
 
 Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) const {

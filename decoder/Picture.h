@@ -36,6 +36,11 @@ public:
     // Macroblocks to the left of a slice.
     std::uint32_t firstMb(std::uint32_t column) const;
 
+    // The macroblock rows whose slices have to be visited. Slices that start behind the data cannot be decoded, so
+    // their rows count only when somebody wants to hear of them. Throws for a bit depth that no writer knows, as the
+    // first slice would.
+    std::uint32_t rowsToVisit() const;
+
     // The cursor at the first byte of a slice.
     Bitstream sliceBits(std::uint32_t row, std::uint32_t column) const;
 
