@@ -1,0 +1,201 @@
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <tbb/task_arena.h>
+
+#include "BufferRequirements.h"
+#include "HostileFrames.h"
+#include "HostileRequest.h"
+#include "RaveloDecoderInterface.h"
+
+// Every allocation of a decode fails once: the standard failure reaches the caller, nothing stays allocated, and the
+// next call works. This executable replaces operator new, so it holds nothing else.
+
+namespace {
+
+std::atomic<long> s_numLive{0};
+std::atomic<long> s_numUntilFailure{-1}; // below 0: no failure is planned
+std::atomic<bool> s_hasFailed{false};
+
+void* allocate(std::size_t numBytes) {
+    if (s_numUntilFailure.load() >= 0 && s_numUntilFailure.fetch_sub(1) == 0) {
+        s_hasFailed = true;
+        throw std::bad_alloc();
+    }
+    void* const memory = std::malloc(numBytes == 0 ? 1 : numBytes);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    ++s_numLive;
+    return memory;
+}
+
+void* allocateAligned(std::size_t numBytes, std::size_t alignment) {
+    if (s_numUntilFailure.load() >= 0 && s_numUntilFailure.fetch_sub(1) == 0) {
+        s_hasFailed = true;
+        throw std::bad_alloc();
+    }
+    void* const memory = std::aligned_alloc(alignment, (numBytes + alignment - 1) / alignment * alignment);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    ++s_numLive;
+    return memory;
+}
+
+void release(void* memory) {
+    if (memory != nullptr)
+        --s_numLive;
+    std::free(memory);
+}
+
+} // namespace
+
+void* operator new(std::size_t numBytes) {
+    return allocate(numBytes);
+}
+void* operator new[](std::size_t numBytes) {
+    return allocate(numBytes);
+}
+void* operator new(std::size_t numBytes, std::align_val_t alignment) {
+    return allocateAligned(numBytes, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t numBytes, std::align_val_t alignment) {
+    return allocateAligned(numBytes, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
+    release(memory);
+}
+
+namespace {
+
+struct DecodeCase {
+    HostileFrame const* frame;
+    std::uint32_t downSampleFactor;
+    std::uint32_t bitDepth;
+    OptimizationTarget target;
+};
+
+std::vector<DecodeCase> decodeCases() {
+    std::vector<DecodeCase> cases;
+    std::uint32_t number = 0;
+    for (HostileFrame const& frame : hostileFrames()) {
+        for (const OptimizationTarget target : {OptimizationTarget::Baseline, OptimizationTarget::AVX2}) {
+            const std::uint32_t reduction = number % 4;
+            cases.push_back({&frame, reduction, reduction == 0 && number % 3 == 0 ? 16u : 8u, target});
+            ++number;
+        }
+    }
+    return cases;
+}
+
+std::uint64_t bytesOf(DecodeCase const& decode) {
+    const Bitstream bits{decode.frame->bytes().data(), decode.frame->bytes().size()};
+    return bufferRequirements(bits, decode.bitDepth, decode.downSampleFactor).bytes;
+}
+
+int decodeInto(DecodeCase const& decode, std::vector<std::uint8_t>& output) {
+    const Bitstream bits{decode.frame->bytes().data(), decode.frame->bytes().size()};
+    const BufferRequirements needs = bufferRequirements(bits, decode.bitDepth, decode.downSampleFactor);
+    return RaveloDecoderInterface::DecompressFrameFromBits(bits.data, bits.size, decode.downSampleFactor,
+                                                           ColorCoding_YCbCr, decode.bitDepth, output.data(),
+                                                           static_cast<std::int64_t>(needs.safeStride), decode.target);
+}
+
+enum class Outcome { Decoded, Refused, OtherFailure };
+
+// Runs a decode whose allocation number `failing` fails; with -1 none does.
+Outcome decodeWithFailure(DecodeCase const& decode, std::vector<std::uint8_t>& output, long failing, long& numLeaked) {
+    Outcome outcome = Outcome::Decoded;
+    s_hasFailed = false;
+    const long numLiveBefore = s_numLive;
+    s_numUntilFailure = failing;
+    try {
+        decodeInto(decode, output);
+    } catch (std::bad_alloc const&) {
+        outcome = Outcome::Refused;
+    } catch (...) {
+        outcome = Outcome::OtherFailure;
+    }
+    s_numUntilFailure = -1;
+    numLeaked = s_numLive - numLiveBefore;
+    return outcome;
+}
+
+// Tries every failure of one case and returns how many there are.
+long failEveryAllocation(DecodeCase const& decode) {
+    std::vector<std::uint8_t> expected(bytesOf(decode), 0xA5);
+    long numLeaked = 0;
+    EXPECT_EQ(decodeWithFailure(decode, expected, -1, numLeaked), Outcome::Decoded);
+    for (long failing = 0;; ++failing) {
+        std::vector<std::uint8_t> output(expected.size(), 0xA5);
+        const Outcome outcome = decodeWithFailure(decode, output, failing, numLeaked);
+        EXPECT_EQ(numLeaked, 0) << decode.frame->name << ", allocation " << failing;
+        if (!s_hasFailed)
+            return failing;
+        EXPECT_EQ(outcome, Outcome::Refused) << decode.frame->name << ", allocation " << failing;
+        std::vector<std::uint8_t> next(expected.size(), 0xA5);
+        EXPECT_EQ(decodeWithFailure(decode, next, -1, numLeaked), Outcome::Decoded);
+        EXPECT_EQ(next, expected) << decode.frame->name << ", the call after allocation " << failing;
+    }
+}
+
+} // namespace
+
+TEST(FailingMemoryTest, EveryAllocationThatFailsReachesTheCallerAndLeaksNothing) {
+    const std::vector<DecodeCase> cases = decodeCases();
+    EXPECT_GE(cases.size(), 30u);
+    long numFailures = 0;
+    tbb::task_arena alone(1);
+    for (DecodeCase const& decode : cases) {
+        alone.execute([&] {
+            const long count = failEveryAllocation(decode);
+            EXPECT_GT(count, 0) << "a decode without an allocation cannot show what its failure does";
+            numFailures += count;
+        });
+    }
+    std::cout << cases.size() << " frames and requests, " << numFailures << " failing allocations\n";
+}
+
+// With workers the order of allocations changes from run to run, so only what holds in every order is looked at.
+TEST(FailingMemoryTest, FailuresInParallelLoopsReachTheCallerToo) {
+    long numRefused = 0;
+    for (DecodeCase const& decode : decodeCases()) {
+        std::vector<std::uint8_t> output(bytesOf(decode), 0xA5);
+        for (long failing = 0; failing < 12; ++failing) {
+            long numLeaked = 0;
+            const Outcome outcome = decodeWithFailure(decode, output, failing, numLeaked);
+            EXPECT_NE(outcome, Outcome::OtherFailure);
+            EXPECT_EQ(outcome == Outcome::Refused, s_hasFailed.load());
+            EXPECT_EQ(numLeaked, 0) << decode.frame->name << ", allocation " << failing;
+            numRefused += outcome == Outcome::Refused ? 1 : 0;
+        }
+    }
+    EXPECT_GT(numRefused, 0);
+}
