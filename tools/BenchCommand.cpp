@@ -55,7 +55,7 @@ struct Timing {
 // One timed decode.
 class BenchTask : public OrderedTask {
 public:
-    BenchTask(LoadedFrame const& frame, DecodeRequest const& request, ObjectPool<DecodedFrame>& pool,
+    BenchTask(LoadedFrame const& frame, DecodeForm const& request, ObjectPool<DecodedFrame>& pool,
               std::vector<double>& milliseconds)
         : m_frame(frame), m_request(request), m_pool(pool), m_milliseconds(milliseconds) {}
 
@@ -75,7 +75,7 @@ public:
 
 private:
     LoadedFrame const& m_frame;
-    DecodeRequest const& m_request;
+    DecodeForm const& m_request;
     ObjectPool<DecodedFrame>& m_pool;
     std::vector<double>& m_milliseconds;
     std::unique_ptr<DecodedFrame> m_decoded;
@@ -83,7 +83,7 @@ private:
 };
 
 // Decodes the frames in turn, `count` decodes in all.
-std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeRequest const& request,
+std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeForm const& request,
                                  ObjectPool<DecodedFrame>& pool, std::size_t inFlight, std::size_t count) {
     std::vector<double> milliseconds;
     std::size_t next = 0;
@@ -95,7 +95,7 @@ std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeR
     return milliseconds;
 }
 
-Timing measure(std::vector<LoadedFrame> const& frames, DecodeRequest const& request, BenchOptions const& options,
+Timing measure(std::vector<LoadedFrame> const& frames, DecodeForm const& request, BenchOptions const& options,
                std::size_t threads) {
     const ThreadLimit limit(threads);
     ObjectPool<DecodedFrame> pool;
@@ -125,7 +125,7 @@ Averages averagesOf(std::vector<LoadedFrame> const& frames) {
     return averages;
 }
 
-const char* targetName(DecodeRequest const& request) {
+const char* targetName(DecodeForm const& request) {
     const bool runsAvx2 = request.target == OptimizationTarget::AVX2 && RaveloDecoderInterface::GetMaxOptType() == 1;
     return runsAvx2 ? "avx2" : "baseline";
 }
@@ -164,7 +164,7 @@ std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
 }
 
 ExitCode runBench(BenchOptions const& options) {
-    const DecodeRequest request = requestOf(options.decode, 8, ColorCoding_YCbCr);
+    const DecodeForm request = requestOf(options.decode, 8, ColorCoding_YCbCr);
     const std::vector<LoadedFrame> frames = loadFrames(options);
     const Averages averages = averagesOf(frames);
     const std::vector<std::size_t> threadCounts =
@@ -172,8 +172,9 @@ ExitCode runBench(BenchOptions const& options) {
 
     Json results = Json::array();
     if (!options.json) {
-        printReport(fmt::format("{} frames, {} size, {} bits, target {}, {} in flight\n", frames.size(),
-                                options.decode.size, request.bitDepth, targetName(request), options.inFlight));
+        printReport(fmt::format("{} {}, {} size, {} bits, target {}, {} in flight\n", frames.size(),
+                                frames.size() == 1 ? "frame" : "frames", options.decode.size, request.bitDepth,
+                                targetName(request), options.inFlight));
         printReport("threads  median ms   least ms      p5 ms     p95 ms   frames/s       MP/s       MB/s\n");
     }
     for (const std::size_t threads : threadCounts) {

@@ -72,8 +72,8 @@ OptimizationTarget targetOf(std::string const& name) {
 
 } // namespace
 
-DecodeRequest requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding) {
-    DecodeRequest request;
+DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding) {
+    DecodeForm request;
     request.downSampleFactor = downSampleFactorOf(options.size);
     const std::uint32_t fallback = request.downSampleFactor == 0 ? defaultBitDepth : 8;
     request.bitDepth = options.bitDepth == 0 ? fallback : options.bitDepth;

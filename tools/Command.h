@@ -52,7 +52,7 @@ struct DecodeOptions {
 void addDecodeOptions(CLI::App& command, DecodeOptions& options);
 
 // Throws CommandError for a target that the processor cannot run, and for reduced sizes with more than eight bits.
-DecodeRequest requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);
+DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);
 
 // The most pixels of a frame that commands accept unless told otherwise, and the most bytes.
 inline constexpr std::uint64_t kDefaultMaxPixels = std::uint64_t{1} << 28;

@@ -89,13 +89,13 @@ private:
     static OutputFormat formatOf(DecodeCommandOptions const& options, OutputName const& output);
     void checkOutputs() const;
     void openSharedOutput();
-    DecodeRequest requestFor(FrameHeader const& header) const;
+    DecodeForm requestFor(FrameHeader const& header) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
 
     DecodeCommandOptions const& m_options;
     OutputName m_output;
     OutputOptions m_outputOptions;
-    DecodeRequest m_request;
+    DecodeForm m_request;
     std::vector<DecodeStep> m_steps;
     ObjectPool<DecodedFrame> m_frames;
     std::unique_ptr<OutputFile> m_sharedOutput; // where all frames go to one file
@@ -141,7 +141,7 @@ public:
 private:
     void decodeAndConvert(std::span<const std::uint8_t> bytes) {
         const FrameHeader header = parseFrameHeader(bytes);
-        const DecodeRequest request = m_job.requestFor(header);
+        const DecodeForm request = m_job.requestFor(header);
         OutputFormatInfo const& info = infoOf(m_job.m_outputOptions.format);
         if (((header.horizontal_size >> request.downSampleFactor) == 0 ||
              (header.vertical_size >> request.downSampleFactor) == 0) &&
@@ -206,8 +206,8 @@ void DecodeJob::openSharedOutput() {
 
 // The library gives RGB for 4:4:4 frames only. Where the form of output holds RGB anyway, the command makes it from the
 // Y'CbCr of 4:2:2 frames; elsewhere the library's own refusal reaches the user.
-DecodeRequest DecodeJob::requestFor(FrameHeader const& header) const {
-    DecodeRequest request = m_request;
+DecodeForm DecodeJob::requestFor(FrameHeader const& header) const {
+    DecodeForm request = m_request;
     if (!header.is444() && infoOf(m_outputOptions.format).holdsRgb)
         request.colorCoding = ColorCoding_YCbCr;
     return request;

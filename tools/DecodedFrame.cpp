@@ -13,9 +13,10 @@ namespace {
 
 // Two pixels of 4:2:2 or one of 4:4:4: four samples either way.
 std::array<std::uint32_t, 4> blackSamples(bool is444, ColorCoding colorCoding, std::uint32_t maxValue) {
-    const std::uint32_t steps = maxValue == 32768 ? 32768 : maxValue + 1;
-    const std::uint32_t black = steps / 16;
-    const std::uint32_t neutral = steps / 2;
+    // Rounded as the library rounds a sample: at 15 bits the middle of the 32769 codes lies between two of them.
+    const std::uint32_t steps = maxValue + 1;
+    const std::uint32_t black = (steps + 8) / 16;
+    const std::uint32_t neutral = (steps + 1) / 2;
     if (!is444)
         return {neutral, black, neutral, black};
     if (colorCoding == ColorCoding_YCbCr)
@@ -41,7 +42,7 @@ std::uint32_t DecodedFrame::maxValue() const {
     return m_request.bitDepth == 15 ? 32768 : (1u << m_request.bitDepth) - 1;
 }
 
-void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const& request) {
     m_header = parseFrameHeader(frame);
     m_request = request;
     const PixelBuffer info =
@@ -55,7 +56,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     m_pixels.resize(requirements.bytes);
 }
 
-void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request) {
     prepare(frame, request);
     if (m_pixels.empty())
         return;
@@ -69,7 +70,7 @@ void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeRequest 
         std::memcpy(m_pixels.data() + start, m_pixels.data(), m_stride);
 }
 
-void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
+void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeForm const& request) {
     fillBlack(frame, request);
     decodeAgain(frame);
 }

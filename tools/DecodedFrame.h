@@ -8,7 +8,7 @@
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
 
-struct DecodeRequest {
+struct DecodeForm {
     std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 8; // 8, 10, 15 or 16
@@ -20,19 +20,19 @@ struct DecodeRequest {
 class DecodedFrame {
 public:
     // Decodes a frame that checkFrame has let through. Pixels that no slice writes are black.
-    void decode(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+    void decode(std::span<const std::uint8_t> frame, DecodeForm const& request);
 
     // Decodes into the memory as it is, a frame of the same form as that of the last decode() or fillBlack().
     void decodeAgain(std::span<const std::uint8_t> frame);
 
     // Makes room for the frame without touching the pixels.
-    void reserve(std::span<const std::uint8_t> frame, DecodeRequest const& request) { prepare(frame, request); }
+    void reserve(std::span<const std::uint8_t> frame, DecodeForm const& request) { prepare(frame, request); }
 
     // A black picture of the form that the frame would have.
-    void fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+    void fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request);
 
     FrameHeader const& header() const { return m_header; }
-    DecodeRequest const& request() const { return m_request; }
+    DecodeForm const& request() const { return m_request; }
     std::uint32_t width() const { return m_width; }
     std::uint32_t height() const { return m_height; }
     std::uint32_t samplesPerPixel() const { return m_samplesPerPixel; }
@@ -49,10 +49,10 @@ public:
     void widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const;
 
 private:
-    void prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+    void prepare(std::span<const std::uint8_t> frame, DecodeForm const& request);
 
     FrameHeader m_header;
-    DecodeRequest m_request;
+    DecodeForm m_request;
     std::uint32_t m_width = 0;
     std::uint32_t m_height = 0;
     std::uint32_t m_samplesPerPixel = 0;

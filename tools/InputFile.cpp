@@ -5,11 +5,18 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "CommandError.h"
 #include "Interrupt.h"
+
+namespace {
+
+constexpr int kPauseMilliseconds = 200;
+
+} // namespace
 
 std::string displayName(std::string const& path) {
     return path == "-" ? "standard input" : path;
@@ -37,7 +44,12 @@ InputFile::~InputFile() {
 
 std::size_t InputFile::readSome(std::uint8_t* target, std::size_t numBytes) {
     while (m_descriptor >= 0) {
+        // A signal may arrive in another thread and then does not wake a read, so waiting for a pipe has pauses.
+        struct pollfd wait = {m_descriptor, POLLIN, 0};
+        const int ready = ::poll(&wait, 1, kPauseMilliseconds);
         throwIfInterrupted();
+        if (ready == 0 || (ready < 0 && errno == EINTR))
+            continue;
         const ssize_t got = ::read(m_descriptor, target, numBytes);
         if (got >= 0)
             return static_cast<std::size_t>(got);

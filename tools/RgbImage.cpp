@@ -74,7 +74,7 @@ private:
 
 void convertComponents(DecodedFrame const& frame, bool videoRange, RgbImage& image) {
     const RgbConverter converter(frame, videoRange);
-    const auto neutral = static_cast<std::uint16_t>((frame.maxValue() + 1) / 2);
+    const auto neutral = static_cast<std::uint16_t>((frame.maxValue() + 2) / 2);
     ComponentRow row(image.width);
     std::vector<std::uint16_t> samples;
     for (std::uint32_t y = 0; y < image.height; ++y) {

@@ -31,7 +31,7 @@ public:
     void append(std::size_t first, std::size_t step, std::size_t samplesPerRow) {
         for (std::uint32_t y = 0; y < m_frame.height(); ++y) {
             m_frame.widenRow(y, m_row);
-            std::uint16_t sample = static_cast<std::uint16_t>((m_frame.maxValue() + 1) / 2);
+            std::uint16_t sample = static_cast<std::uint16_t>((m_frame.maxValue() + 2) / 2);
             for (std::size_t i = 0; i < samplesPerRow; ++i) {
                 if (first + i * step < m_row.size())
                     sample = m_row[first + i * step];

@@ -1,0 +1,116 @@
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "ToolsTestSupport.h"
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+namespace {
+
+json compared(std::string const& first, std::string const& second) {
+    const CommandResult result = runRavelo({"compare", "--json", first, second});
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    return json::parse(result.output);
+}
+
+} // namespace
+
+TEST(CompareCommandTest, AFrameEqualsItself) {
+    for (const char* name : {"valid422-1.rvl", "valid444-1.rvl", "valid4444_16-1.rvl", "odd-1.rvl", "tiny-1.rvl"}) {
+        const std::string frame = vectorPath(name);
+        const json report = compared(frame, frame);
+        EXPECT_EQ(report.at("all").at("equal"), true) << name;
+        EXPECT_TRUE(report.at("all").at("psnr").is_null());
+        EXPECT_EQ(runRavelo({"compare", "--equal", frame, frame}).exitCode, 0);
+    }
+}
+
+TEST(CompareCommandTest, AlphaIsComparedWhereBothHaveIt) {
+    const std::string frame = vectorPath("valid4444_8-1.rvl");
+    EXPECT_TRUE(compared(frame, frame).at("planes").contains("alpha"));
+    EXPECT_FALSE(compared(vectorPath("valid444-1.rvl"), vectorPath("valid444-1.rvl")).at("planes").contains("alpha"));
+}
+
+TEST(CompareCommandTest, APlaneThatIsOneCodeOffHasThePsnrOfOneCode) {
+    const TestFolder folder;
+    const std::string header = "YUV4MPEG2 W16 H16 C422\nFRAME\n";
+    writeTestFile(folder.path("a.y4m"), header + std::string(256, 100) + std::string(256, 90));
+    writeTestFile(folder.path("b.y4m"), header + std::string(256, 101) + std::string(256, 90));
+    const json report = compared(folder.path("a.y4m"), folder.path("b.y4m"));
+    // 20 * log10(65535 / 256), with the codes brought to 16 bits.
+    EXPECT_NEAR(report.at("planes").at("y").at("psnr").get<double>(), 48.1647, 0.0001);
+    EXPECT_EQ(report.at("planes").at("y").at("largest_difference"), 1.0);
+    EXPECT_EQ(report.at("planes").at("cb").at("equal"), true);
+    // Half of all samples differ, which is 3 dB better.
+    EXPECT_NEAR(report.at("all").at("psnr").get<double>(), 48.1647 + 3.0103, 0.0001);
+}
+
+TEST(CompareCommandTest, LimitsDecideTheExitCode) {
+    const TestFolder folder;
+    writeTestFile(folder.path("p.ppm"), smoothPpm(64, 64));
+    encodeSmooth(folder, "p.rvl", 64, 64);
+    const auto exitCodeWith = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"compare", folder.path("p.ppm"), folder.path("p.rvl")});
+        return runRavelo(arguments).exitCode;
+    };
+    EXPECT_EQ(exitCodeWith({}), 0);
+    EXPECT_EQ(exitCodeWith({"--equal"}), 5);
+    EXPECT_EQ(exitCodeWith({"--min-psnr", "20"}), 0);
+    EXPECT_EQ(exitCodeWith({"--min-psnr", "200"}), 5);
+    EXPECT_EQ(exitCodeWith({"--max-difference", "255"}), 0);
+    EXPECT_EQ(exitCodeWith({"--max-difference", "0"}), 5);
+}
+
+TEST(CompareCommandTest, TextTellsGeometryRateAndPsnr) {
+    const TestFolder folder;
+    writeTestFile(folder.path("p.ppm"), smoothPpm(64, 48));
+    encodeSmooth(folder, "p.rvl", 64, 48);
+    const CommandResult result = runRavelo({"compare", folder.path("p.ppm"), folder.path("p.rvl")});
+    EXPECT_THAT(result.output, HasSubstr("picture, 64 x 48"));
+    EXPECT_THAT(result.output, HasSubstr("frame, 64 x 48, 4:2:2"));
+    EXPECT_THAT(result.output, HasSubstr("bits a pixel"));
+    EXPECT_THAT(result.output, HasSubstr("dB"));
+}
+
+TEST(CompareCommandTest, OtherSizesAndFormsAreRefused) {
+    for (const char* other : {"valid422-2.rvl", "valid444-1.rvl"}) {
+        const CommandResult result = runRavelo({"compare", vectorPath("valid422-1.rvl"), vectorPath(other)});
+        EXPECT_EQ(result.exitCode, 1);
+        expectOneLine(result.error);
+    }
+    const TestFolder folder;
+    encodeSmooth(folder, "a.rvl", 32, 32, {"--chroma", "422"});
+    encodeSmooth(folder, "b.rvl", 32, 32, {"--chroma", "444"});
+    EXPECT_THAT(runRavelo({"compare", folder.path("a.rvl"), folder.path("b.rvl")}).error, HasSubstr("chroma"));
+}
+
+TEST(CompareCommandTest, StandardInputIsOneSideOnly) {
+    EXPECT_EQ(runRavelo({"compare", "-", "-"}).exitCode, 2);
+    const std::string frame = vectorPath("valid422-1.rvl");
+    EXPECT_EQ(runRavelo({"compare", "--equal", "-", frame}, readTestFile(frame)).exitCode, 0);
+}
+
+TEST(BenchCommandTest, JsonTellsTimesAndRates) {
+    const CommandResult result = runRavelo(
+        {"bench", vectorPath("valid422-1.rvl"), "--json", "--iterations", "5", "--warm-up", "1", "--threads", "1,2"});
+    ASSERT_EQ(result.exitCode, 0) << result.error;
+    const json report = json::parse(result.output);
+    ASSERT_EQ(report.at("results").size(), 2u);
+    for (json const& timing : report.at("results")) {
+        EXPECT_EQ(timing.at("decodes"), 5);
+        EXPECT_GT(timing.at("milliseconds").at("median"), 0.0);
+        EXPECT_LE(timing.at("milliseconds").at("least"), timing.at("milliseconds").at("median"));
+        EXPECT_LE(timing.at("milliseconds").at("median"), timing.at("milliseconds").at("p95"));
+        EXPECT_LE(timing.at("milliseconds").at("p95"), timing.at("milliseconds").at("most"));
+        EXPECT_GT(timing.at("frames_per_second"), 0.0);
+    }
+    EXPECT_EQ(report.at("results").at(0).at("threads"), 1);
+}
+
+TEST(BenchCommandTest, TextHasALineForEachCountOfThreads) {
+    const CommandResult result =
+        runRavelo({"bench", vectorPath("valid444-1.rvl"), "--iterations", "2", "--threads", "1,2", "--in-flight", "2"});
+    ASSERT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 4);
+}

@@ -1,0 +1,254 @@
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include "DecodedFrame.h"
+#include "InputFile.h"
+#include "OutputFormat.h"
+#include "PictureReader.h"
+#include "RaveloDecoderInterface.h"
+#include "RgbImage.h"
+#include "ToolsTestSupport.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+std::string rawOf(std::string const& name, DecodeForm const& form) {
+    DecodedFrame decoded;
+    decoded.decode(readFile(vectorPath(name), 1 << 20), form);
+    const std::vector<std::uint8_t> raw = rawBytes(decoded);
+    return {raw.begin(), raw.end()};
+}
+
+void expectFailure(std::vector<std::string> const& arguments, int exitCode, std::string const& text) {
+    const CommandResult result = runRavelo(arguments);
+    EXPECT_EQ(result.exitCode, exitCode) << result.error;
+    expectOneLine(result.error);
+    EXPECT_THAT(result.error, HasSubstr(text));
+}
+
+const std::string k422 = vectorPath("valid422-1.rvl");
+const std::string k444 = vectorPath("valid444-1.rvl");
+const std::string kAlpha = vectorPath("valid4444_8-1.rvl");
+
+} // namespace
+
+TEST(DecodeCommandTest, RawOutputIsWhatTheLibraryDelivers) {
+    struct Case {
+        const char* name;
+        std::vector<std::string> options;
+        DecodeForm form;
+    };
+    const OptimizationTarget best = OptimizationTarget::AVX2;
+    const OptimizationTarget baseline = OptimizationTarget::Baseline;
+    const std::vector<Case> cases = {
+        {"valid422-1.rvl", {}, {0, ColorCoding_YCbCr, 8, best}},
+        {"valid422-1.rvl", {"--depth", "10"}, {0, ColorCoding_YCbCr, 10, best}},
+        {"valid422-1.rvl", {"--depth", "15"}, {0, ColorCoding_YCbCr, 15, best}},
+        {"valid422-1.rvl", {"--depth", "16", "--target", "baseline"}, {0, ColorCoding_YCbCr, 16, baseline}},
+        {"odd-1.rvl", {"--size", "half"}, {1, ColorCoding_YCbCr, 8, best}},
+        {"odd-1.rvl", {"--size", "quarter"}, {2, ColorCoding_YCbCr, 8, best}},
+        {"odd-1.rvl", {"--size", "eighth"}, {3, ColorCoding_YCbCr, 8, best}},
+        {"valid444-1.rvl", {"--coding", "rgb"}, {0, ColorCoding_RGBFull, 8, best}},
+        {"valid444-1.rvl", {"--coding", "rgb-video", "--depth", "10"}, {0, ColorCoding_RGBVideo, 10, best}},
+        {"valid4444_16-1.rvl", {"--coding", "rgb", "--size", "half"}, {1, ColorCoding_RGBFull, 8, best}},
+    };
+    for (Case const& testCase : cases) {
+        std::vector<std::string> arguments = {"decode", vectorPath(testCase.name), "-o", "-"};
+        arguments.insert(arguments.end(), testCase.options.begin(), testCase.options.end());
+        const CommandResult result = runRavelo(arguments);
+        EXPECT_EQ(result.exitCode, 0) << result.error;
+        EXPECT_TRUE(result.output == rawOf(testCase.name, testCase.form)) << testing::PrintToString(arguments);
+    }
+}
+
+TEST(DecodeCommandTest, WritesAPictureOfEveryForm) {
+    const TestFolder folder;
+    for (const std::string extension : {"png", "ppm", "pam", "y4m", "raw", "npy", "exr", "xxh3", "md5"}) {
+        const std::string output = folder.path("a." + extension);
+        const CommandResult result = runRavelo({"decode", kAlpha, "-o", output, "-q"});
+        EXPECT_EQ(result.exitCode, 0) << extension << result.error;
+        EXPECT_EQ(result.error, "");
+        EXPECT_GT(readTestFile(output).size(), 16u) << extension;
+    }
+}
+
+TEST(DecodeCommandTest, PngOf444HasTheColoursOfTheLibrary) {
+    const TestFolder folder;
+    ASSERT_EQ(runRavelo({"decode", k444, "-o", folder.path("a.png"), "--depth", "16"}).exitCode, 0);
+    const InputPicture picture = readPicture(folder.path("a.png"));
+    DecodedFrame decoded;
+    decoded.decode(readFile(k444, 1 << 20), {0, ColorCoding_RGBFull, 16, OptimizationTarget::AVX2});
+    const RgbImage image = rgbImageOf(decoded);
+    ASSERT_EQ(picture.numPixels() * 3, image.samples.size());
+    EXPECT_FALSE(picture.hasAlpha());
+    for (std::size_t i = 0; i < image.samples.size(); ++i)
+        ASSERT_EQ(picture.planes[i % 3][i / 3], image.samples[i]);
+}
+
+TEST(DecodeCommandTest, PngOfAFrameWithAlphaHasAlpha) {
+    const TestFolder folder;
+    ASSERT_EQ(runRavelo({"decode", kAlpha, "-o", folder.path("a.png")}).exitCode, 0);
+    EXPECT_TRUE(readPicture(folder.path("a.png")).hasAlpha());
+}
+
+TEST(DecodeCommandTest, LostAlphaIsWarnedOf) {
+    const TestFolder folder;
+    EXPECT_THAT(runRavelo({"decode", kAlpha, "-o", folder.path("a.ppm")}).error, HasSubstr("alpha plane"));
+    EXPECT_THAT(runRavelo({"decode", kAlpha, "-o", folder.path("b.y4m"), "--depth", "10"}).error,
+                HasSubstr("alpha plane"));
+    EXPECT_EQ(runRavelo({"decode", kAlpha, "-o", folder.path("c.ppm"), "-q"}).error, "");
+}
+
+TEST(DecodeCommandTest, ReadsStandardInput) {
+    const CommandResult result = runRavelo({"decode", "-", "-o", "-"}, readTestFile(k422));
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_TRUE(result.output == rawOf("valid422-1.rvl", {}));
+}
+
+TEST(DecodeCommandTest, FormatOutranksTheName) {
+    const TestFolder folder;
+    ASSERT_EQ(runRavelo({"decode", k422, "-o", folder.path("a.data"), "--format", "png"}).exitCode, 0);
+    EXPECT_EQ(readPicture(folder.path("a.data")).width, 272u);
+}
+
+TEST(DecodeCommandTest, SeveralFramesFillAFolder) {
+    const TestFolder folder;
+    const CommandResult result = runRavelo({"decode", k422, k444, kAlpha, "-o", folder.path("")});
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_EQ(result.error, "") << "no progress where there is no terminal";
+    EXPECT_THAT(folder.files(), ElementsAre("valid422-1.png", "valid444-1.png", "valid4444_8-1.png"));
+}
+
+TEST(DecodeCommandTest, SeveralFramesOfOneSizeMakeAStream) {
+    const TestFolder folder;
+    const std::string output = folder.path("a.y4m");
+    ASSERT_EQ(runRavelo({"decode", k422, k422, k422, "-o", output}).exitCode, 0);
+    InputFile file(output);
+    const std::unique_ptr<PictureReader> reader = makePictureReader(file);
+    int pictures = 0;
+    while (reader->next())
+        ++pictures;
+    EXPECT_EQ(pictures, 3);
+}
+
+TEST(DecodeCommandTest, AStreamRefusesFramesOfAnotherSize) {
+    const TestFolder folder;
+    expectFailure({"decode", k422, k444, "-o", folder.path("a.y4m")}, 1, "another size or form");
+    EXPECT_THAT(folder.files(), IsEmpty());
+}
+
+TEST(DecodeCommandTest, TwoFramesOfOneNameAreRefused) {
+    const TestFolder folder;
+    expectFailure({"decode", k422, k422, "-o", folder.path("")}, 2, "both be written");
+    EXPECT_THAT(folder.files(), IsEmpty());
+}
+
+TEST(DecodeCommandTest, SeveralFramesDoNotFitIntoOnePng) {
+    const TestFolder folder;
+    expectFailure({"decode", k422, k444, "-o", folder.path("a.png")}, 2, "do not fit into one png");
+}
+
+TEST(DecodeCommandTest, ExistingFilesAreKeptWithoutForce) {
+    const TestFolder folder;
+    const std::string output = folder.path("a.png");
+    writeTestFile(output, "precious");
+    expectFailure({"decode", k422, "-o", output}, 1, "exists; -f overwrites it");
+    EXPECT_EQ(readTestFile(output), "precious");
+    EXPECT_EQ(runRavelo({"decode", k422, "-o", output, "-f"}).exitCode, 0);
+    EXPECT_EQ(readPicture(output).width, 272u);
+}
+
+TEST(DecodeCommandTest, AFailureLeavesNothingBehind) {
+    const TestFolder folder;
+    writeTestFile(folder.path("bad.rvl"), "no frame");
+    expectFailure({"decode", folder.path("bad.rvl"), "-o", folder.path("a.png")}, 1, "is no frame");
+    expectFailure({"decode", k422, folder.path("bad.rvl"), "-o", folder.path("a.raw")}, 1, "is no frame");
+    EXPECT_THAT(folder.files(), ElementsAre("bad.rvl"));
+}
+
+TEST(DecodeCommandTest, RgbOf422FailsWithTheWordsOfTheLibrary) {
+    expectFailure({"decode", k422, "-o", "-", "--coding", "rgb"}, 1,
+                  "RGB output for 4:2:2 frames is not supported by Ravelo decoder.");
+}
+
+TEST(DecodeCommandTest, WrongCommandLinesAreUsageErrors) {
+    const TestFolder folder;
+    const std::string png = folder.path("a.png");
+    expectFailure({}, 2, "subcommand");
+    expectFailure({"decode"}, 2, "required");
+    expectFailure({"decode", k422}, 2, "--output is required");
+    expectFailure({"decode", "-o", png}, 2, "required");
+    expectFailure({"decode", k422, "-o", png, "--depth", "12"}, 2, "--depth");
+    expectFailure({"decode", k422, "-o", png, "--size", "third"}, 2, "--size");
+    expectFailure({"decode", k422, "-o", png, "--coding", "xyz"}, 2, "--coding");
+    expectFailure({"decode", k422, "-o", png, "--target", "sse"}, 2, "--target");
+    expectFailure({"decode", k422, "-o", png, "--unknown"}, 2, "--unknown");
+    expectFailure({"decode", k422, "-o", folder.path("a.xyz")}, 2, "tells no form");
+    expectFailure({"decode", k422, "-o", png, "--depth", "10"}, 2, "png cannot hold 10 bits");
+    expectFailure({"decode", k422, "-o", folder.path("a.y4m"), "--depth", "15"}, 2, "y4m cannot hold 15 bits");
+    expectFailure({"decode", k422, "-o", folder.path("a.raw"), "--depth", "10", "--size", "half"}, 2, "8 bits only");
+    expectFailure({"decode", k444, "-o", folder.path("a.y4m"), "--coding", "rgb"}, 2, "Y'CbCr only");
+    expectFailure({"frobnicate"}, 2, "");
+    EXPECT_THAT(folder.files(), IsEmpty());
+}
+
+TEST(DecodeCommandTest, UnwritableFoldersAndFullDisksAreFailures) {
+    expectFailure({"decode", k422, "-o", "/nowhere/a.png"}, 1, "cannot write /nowhere/a.png");
+    expectFailure({"decode", k422, "-o", "/dev/full", "--format", "raw"}, 1, "No space left");
+}
+
+TEST(DecodeCommandTest, FramesBeyondTheLimitAreRefused) {
+    expectFailure({"decode", k422, "-o", "-", "--max-pixels", "39167"}, 4, "the limit is 39167 pixels");
+    EXPECT_EQ(runRavelo({"decode", k422, "-o", "-", "--max-pixels", "39168"}).exitCode, 0);
+}
+
+TEST(DecodeCommandTest, PicturesWithoutPixelsAreRefused) {
+    const TestFolder folder;
+    encodeSmooth(folder, "one.rvl", 1, 1);
+    expectFailure({"decode", folder.path("one.rvl"), "-o", folder.path("a.png"), "--size", "half"}, 1, "no pixels");
+    EXPECT_EQ(runRavelo({"decode", folder.path("one.rvl"), "-o", folder.path("b.png")}).exitCode, 0);
+    EXPECT_EQ(readPicture(folder.path("b.png")).numPixels(), 1u);
+}
+
+TEST(DecodeCommandTest, Avx2IsRefusedOnlyWhereTheProcessorLacksIt) {
+    const CommandResult result = runRavelo({"decode", k422, "-o", "-", "--target", "avx2"});
+    EXPECT_EQ(result.exitCode, RaveloDecoderInterface::GetMaxOptType() == 1 ? 0 : 1);
+}
+
+TEST(DecodeCommandTest, ResultsDoNotDependOnThreads) {
+    const std::string expected = runRavelo({"decode", k422, kAlpha, "-o", "-", "--threads", "1"}).output;
+    ASSERT_FALSE(expected.empty());
+    for (const char* threads : {"2", "4", "16"})
+        EXPECT_TRUE(runRavelo({"decode", k422, kAlpha, "-o", "-", "--threads", threads}).output == expected) << threads;
+}
+
+TEST(DecodeCommandTest, VerboseNamesEachFile) {
+    const TestFolder folder;
+    const CommandResult result = runRavelo({"decode", k422, "-o", folder.path("a.png"), "-v"});
+    EXPECT_EQ(result.error, k422 + " -> " + folder.path("a.png") + "\n");
+}
+
+TEST(DecodeCommandTest, Md5IsThatOfTheMd5sumTool) {
+    const CommandResult ours = runRavelo({"decode", k422, "-o", "-", "--format", "md5"});
+    const CommandResult theirs = runShell("$RAVELO decode '" + k422 + "' -o - | md5sum");
+    EXPECT_EQ(ours.output.substr(0, 32), theirs.output.substr(0, 32));
+}
+
+TEST(DecodeCommandTest, FormatNullWritesNothing) {
+    const TestFolder folder;
+    const CommandResult result = runRavelo({"decode", k422, "-o", folder.path("a"), "--format", "null"});
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_THAT(folder.files(), IsEmpty());
+}
+
+TEST(DecodeCommandTest, DamagedFramesOfTheVectorsNeverCrash) {
+    for (int i = 1; i <= 16; ++i) {
+        const std::string frame = vectorPath("failing-" + std::to_string(i) + ".rvl");
+        const CommandResult result = runRavelo({"decode", frame, "-o", "-", "--format", "xxh3"});
+        EXPECT_LE(result.exitCode, 3) << result.error;
+    }
+}

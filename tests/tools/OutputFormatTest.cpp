@@ -1,0 +1,205 @@
+#include "OutputFormat.h"
+
+#include <cstring>
+
+#include <ImfArray.h>
+#include <ImfChannelList.h>
+#include <ImfInputFile.h>
+#include <ImfRgbaFile.h>
+#include <gmock/gmock.h>
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include "CommandError.h"
+#include "InputFile.h"
+#include "PictureReader.h"
+#include "RgbImage.h"
+#include "ToolsTestSupport.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+DecodedFrame decodedVector(std::string const& name, std::uint32_t bitDepth, ColorCoding coding,
+                           std::uint32_t downSampleFactor = 0) {
+    DecodedFrame decoded;
+    decoded.decode(readFile(vectorPath(name), 1 << 20),
+                   {downSampleFactor, coding, bitDepth, OptimizationTarget::Baseline});
+    return decoded;
+}
+
+InputPicture readBack(std::vector<std::uint8_t> bytes) {
+    InputFile file("test", std::move(bytes));
+    return makePictureReader(file)->next().value();
+}
+
+void expectSamples(InputPicture const& picture, RgbImage const& image, bool withAlpha) {
+    ASSERT_EQ(picture.width, image.width);
+    ASSERT_EQ(picture.height, image.height);
+    ASSERT_EQ(picture.maxValue, image.maxValue);
+    ASSERT_EQ(picture.hasAlpha(), withAlpha);
+    for (std::size_t i = 0; i < picture.numPixels(); ++i) {
+        for (std::size_t c = 0; c < 3; ++c)
+            ASSERT_EQ(picture.planes[c][i], image.samples[i * image.channels + c]) << i;
+        if (withAlpha) {
+            ASSERT_EQ(picture.alpha[i], image.samples[i * image.channels + 3]) << i;
+        }
+    }
+}
+
+std::string textOf(std::vector<std::uint8_t> const& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+constexpr const char* kKinds[] = {"valid422-1.rvl", "valid444-1.rvl", "valid4444_8-1.rvl", "valid4444_16-1.rvl",
+                                  "odd-1.rvl"};
+
+ColorCoding rgbWherePossible(std::string const& name) {
+    return name.starts_with("valid444") ? ColorCoding_RGBFull : ColorCoding_YCbCr;
+}
+
+} // namespace
+
+TEST(OutputFormatTest, ExtensionsTellTheForm) {
+    EXPECT_EQ(outputFormatOfPath("a/b.png"), OutputFormat::Png);
+    EXPECT_EQ(outputFormatOfPath("A.PNG"), OutputFormat::Png);
+    EXPECT_EQ(outputFormatOfPath("b.y4m"), OutputFormat::Y4m);
+    EXPECT_EQ(outputFormatOfPath("b.pnm"), OutputFormat::Ppm);
+    EXPECT_EQ(outputFormatOfPath("b.tiff"), std::nullopt);
+    EXPECT_EQ(outputFormatOfPath("png"), std::nullopt);
+}
+
+TEST(OutputFormatTest, PngHoldsEverySample) {
+    for (const std::string name : kKinds) {
+        for (const std::uint32_t bitDepth : {8u, 16u}) {
+            const DecodedFrame frame = decodedVector(name, bitDepth, rgbWherePossible(name));
+            const RgbImage image = rgbImageOf(frame);
+            expectSamples(readBack(pngBytes(frame, false)), image, image.channels == 4);
+        }
+    }
+}
+
+TEST(OutputFormatTest, PamHoldsEverySampleAtEveryDepth) {
+    for (const std::string name : kKinds) {
+        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+            const DecodedFrame frame = decodedVector(name, bitDepth, rgbWherePossible(name));
+            const RgbImage image = rgbImageOf(frame);
+            expectSamples(readBack(pamBytes(frame, false)), image, image.channels == 4);
+        }
+    }
+}
+
+TEST(OutputFormatTest, PpmLeavesAlphaOut) {
+    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", bitDepth, ColorCoding_RGBFull);
+        expectSamples(readBack(ppmBytes(frame, false)), rgbImageOf(frame), false);
+    }
+}
+
+TEST(OutputFormatTest, Y4mHoldsEverySampleOf422) {
+    for (const std::uint32_t bitDepth : {8u, 10u, 16u}) {
+        const DecodedFrame frame = decodedVector("valid422-1.rvl", bitDepth, ColorCoding_YCbCr);
+        std::vector<std::uint8_t> bytes = y4mHeader(frame, 25);
+        const std::vector<std::uint8_t> picture = y4mPicture(frame);
+        bytes.insert(bytes.end(), picture.begin(), picture.end());
+        const InputPicture back = readBack(bytes);
+        ASSERT_EQ(back.chroma, ChromaLayout::C422);
+        ASSERT_EQ(back.maxValue, frame.maxValue());
+        std::vector<std::uint16_t> row;
+        for (std::uint32_t y = 0; y < frame.height(); ++y) {
+            frame.widenRow(y, row);
+            for (std::size_t x = 0; x < frame.width(); ++x) {
+                ASSERT_EQ(back.planes[0][std::size_t{y} * frame.width() + x], row[2 * x + 1]);
+                std::vector<std::uint16_t> const& chroma = back.planes[x % 2 + 1];
+                ASSERT_EQ(chroma[std::size_t{y} * back.chromaWidth() + x / 2], row[2 * x]);
+            }
+        }
+    }
+}
+
+TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
+    const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 8, ColorCoding_YCbCr);
+    EXPECT_THAT(textOf(y4mHeader(frame, 25)), HasSubstr(" C444alpha "));
+    std::vector<std::uint8_t> bytes = y4mHeader(frame, 25);
+    const std::vector<std::uint8_t> picture = y4mPicture(frame);
+    bytes.insert(bytes.end(), picture.begin(), picture.end());
+    const InputPicture back = readBack(bytes);
+    for (std::uint32_t y = 0; y < frame.height(); ++y) {
+        for (std::size_t x = 0; x < frame.width(); ++x) {
+            const std::size_t i = std::size_t{y} * frame.width() + x;
+            ASSERT_EQ(back.alpha[i], frame.row(y)[4 * x]);
+            for (std::size_t c = 0; c < 3; ++c)
+                ASSERT_EQ(back.planes[c][i], frame.row(y)[4 * x + 1 + c]);
+        }
+    }
+}
+
+TEST(OutputFormatTest, Y4mNamesChromaDepthAndFields) {
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr), 30)),
+                StartsWith("YUV4MPEG2 W272 H144 F30:1 Ip A1:1 C422 "));
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid444-1.rvl", 10, ColorCoding_YCbCr), 25)), HasSubstr(" C444p10 "));
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid4444_8-1.rvl", 16, ColorCoding_YCbCr), 25)),
+                HasSubstr(" C444p16 "));
+}
+
+TEST(OutputFormatTest, Y4mRefusesRgb) {
+    EXPECT_THROW(y4mHeader(decodedVector("valid444-1.rvl", 8, ColorCoding_RGBFull), 25), CommandError);
+}
+
+TEST(OutputFormatTest, RawHasTheRowsOfTheLibraryWithoutGaps) {
+    // At half size the library's rows lie further apart than their pixels reach.
+    const DecodedFrame frame = decodedVector("odd-1.rvl", 8, ColorCoding_YCbCr, 1);
+    const std::vector<std::uint8_t> raw = rawBytes(frame);
+    ASSERT_EQ(raw.size(), std::size_t{frame.width()} * frame.height() * frame.samplesPerPixel());
+    for (std::uint32_t y = 0; y < frame.height(); ++y)
+        ASSERT_EQ(std::memcmp(raw.data() + y * frame.rowBytes(), frame.row(y).data(), frame.rowBytes()), 0);
+}
+
+TEST(OutputFormatTest, HashesAreThoseOfTheRawForm) {
+    const DecodedFrame frame = decodedVector("odd-2.rvl", 10, ColorCoding_YCbCr);
+    const std::vector<std::uint8_t> raw = rawBytes(frame);
+    EXPECT_EQ(xxh3OfPixels(frame), fmt::format("{:016x}", XXH3_64bits(raw.data(), raw.size())));
+    EXPECT_EQ(textOf(frameBytes(frame, {OutputFormat::Xxh3, false, 25}, "a.rvl")), xxh3OfPixels(frame) + "  a.rvl\n");
+}
+
+TEST(OutputFormatTest, NpyTellsTypeAndShape) {
+    const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 10, ColorCoding_RGBFull);
+    const RgbImage image = rgbImageOf(frame);
+    const std::vector<std::uint8_t> bytes = npyBytes(frame, false);
+    const std::string text = textOf(bytes);
+    ASSERT_TRUE(text.starts_with(std::string("\x93NUMPY\x01\x00", 8)));
+    const std::size_t headerBytes = 10 + bytes[8] + 256u * bytes[9];
+    EXPECT_EQ(headerBytes % 64, 0u);
+    EXPECT_EQ(text[headerBytes - 1], '\n');
+    EXPECT_THAT(text.substr(10, headerBytes - 10),
+                HasSubstr(fmt::format("'descr': '<u2', 'fortran_order': False, 'shape': ({}, {}, 4)", image.height,
+                                      image.width)));
+    ASSERT_EQ(bytes.size() - headerBytes, image.samples.size() * 2);
+    EXPECT_EQ(std::memcmp(bytes.data() + headerBytes, image.samples.data(), image.samples.size() * 2), 0);
+}
+
+TEST(OutputFormatTest, ExrHoldsCodesOverTheirMaximum) {
+    const TestFolder folder;
+    const DecodedFrame frame = decodedVector("valid4444_16-1.rvl", 16, ColorCoding_RGBFull);
+    const RgbImage image = rgbImageOf(frame);
+    writeTestFile(folder.path("a.exr"), textOf(exrBytes(frame, false)));
+    Imf::RgbaInputFile file(folder.path("a.exr").c_str());
+    ASSERT_EQ(file.channels(), Imf::WRITE_RGBA);
+    Imf::Array2D<Imf::Rgba> pixels(image.height, image.width);
+    file.setFrameBuffer(&pixels[0][0], 1, image.width);
+    file.readPixels(0, static_cast<int>(image.height) - 1);
+    for (std::size_t i = 0; i < std::size_t{image.width} * image.height; ++i) {
+        const Imf::Rgba& pixel = pixels[static_cast<long>(i / image.width)][static_cast<long>(i % image.width)];
+        const half expected[] = {half(static_cast<float>(image.samples[4 * i]) * (1.0f / 65535)),
+                                 half(static_cast<float>(image.samples[4 * i + 3]) * (1.0f / 65535))};
+        ASSERT_EQ(pixel.r.bits(), expected[0].bits()) << i;
+        ASSERT_EQ(pixel.a.bits(), expected[1].bits()) << i;
+    }
+}
+
+TEST(OutputFormatTest, NullHoldsNothing) {
+    const DecodedFrame frame = decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr);
+    EXPECT_THAT(frameBytes(frame, {OutputFormat::Null, false, 25}, "a"), IsEmpty());
+}

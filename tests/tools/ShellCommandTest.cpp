@@ -1,0 +1,131 @@
+#include <filesystem>
+#include <sstream>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include "ToolsTestSupport.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+const std::vector<std::string> kCommands = {"info", "decode", "encode", "compare", "bench", "completion", "man"};
+
+// The long options that --help of a command shows.
+std::vector<std::string> longOptionsOf(std::string const& command) {
+    std::istringstream help(runRavelo({command, "--help"}).output);
+    std::vector<std::string> options;
+    for (std::string word; help >> word;) {
+        const std::size_t start = word.find("--");
+        if (start != std::string::npos && (start == 0 || word[start - 1] == ','))
+            options.push_back(word.substr(start));
+    }
+    return options;
+}
+
+std::string withTypedHyphens(std::string const& text) {
+    std::string result;
+    for (const char c : text) {
+        if (c == '-')
+            result.push_back('\\');
+        result.push_back(c);
+    }
+    return result;
+}
+
+} // namespace
+
+TEST(ShellCommandTest, HelpIsNoError) {
+    const CommandResult result = runRavelo({"--help"});
+    EXPECT_EQ(result.exitCode, 0);
+    for (std::string const& command : kCommands) {
+        EXPECT_THAT(result.output, HasSubstr(fmt::format("  {} ", command)));
+        EXPECT_EQ(runRavelo({command, "--help"}).exitCode, 0);
+    }
+}
+
+TEST(ShellCommandTest, VersionIsTheProjects) {
+    const CommandResult result = runRavelo({"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "ravelo " RAVELO_COMMAND_VERSION "\n");
+}
+
+TEST(ShellCommandTest, ManualPagesHaveEveryOption) {
+    for (std::string const& command : kCommands) {
+        const CommandResult page = runRavelo({"man", command});
+        ASSERT_EQ(page.exitCode, 0);
+        EXPECT_THAT(page.output, testing::StartsWith(".TH RAVELO-"));
+        for (std::string const& option : longOptionsOf(command))
+            EXPECT_THAT(page.output, HasSubstr(fmt::format("\\fB{}\\fR", withTypedHyphens(option)))) << command;
+    }
+    EXPECT_EQ(runRavelo({"man"}).exitCode, 0);
+    EXPECT_EQ(runRavelo({"man", "nothing"}).exitCode, 2);
+}
+
+TEST(ShellCommandTest, CompletionsHaveEveryOption) {
+    for (const char* shell : {"bash", "zsh", "fish"}) {
+        const CommandResult script = runRavelo({"completion", shell});
+        ASSERT_EQ(script.exitCode, 0);
+        for (std::string const& command : kCommands)
+            for (std::string const& option : longOptionsOf(command))
+                EXPECT_THAT(script.output,
+                            HasSubstr(std::string(shell) == "fish" ? fmt::format("-l {}", option.substr(2)) : option))
+                    << shell << ' ' << command;
+    }
+    EXPECT_EQ(runRavelo({"completion", "tcsh"}).exitCode, 2);
+}
+
+TEST(ShellCommandTest, BashCompletesCommandsOptionsAndValues) {
+    const std::string load = "source <($RAVELO completion bash); complete_() { COMP_WORDS=(\"$@\"); "
+                             "COMP_CWORD=$(($# - 1)); _ravelo; echo \"${COMPREPLY[@]}\"; }; ";
+    EXPECT_EQ(runShell(load + "complete_ ravelo dec").output, "decode\n");
+    EXPECT_EQ(runShell(load + "complete_ ravelo decode --miss").output, "--missing\n");
+    EXPECT_EQ(runShell(load + "complete_ ravelo decode --size ''").output, "full half quarter eighth\n");
+    EXPECT_EQ(runShell(load + "complete_ ravelo completion f").output, "fish\n");
+}
+
+TEST(ShellCommandTest, AClosedPipeIsAFailureAndNoCrash) {
+    const std::string frame = vectorPath("valid422-1.rvl");
+    // The reader is gone before the decoder has written its 78,336 bytes, more than a pipe holds.
+    const CommandResult result = runShell("$RAVELO decode '" + frame +
+                                          "' -o - | head -c 1 >/dev/null; "
+                                          "echo ${PIPESTATUS[0]}");
+    EXPECT_EQ(result.output, "1\n");
+    expectOneLine(result.error);
+    EXPECT_THAT(result.error, HasSubstr("Broken pipe"));
+}
+
+TEST(ShellCommandTest, AFullDiskIsAFailureOfEveryReport) {
+    const std::string frame = vectorPath("valid422-1.rvl");
+    for (std::string const& line : {fmt::format("info '{}'", frame), fmt::format("compare '{0}' '{0}'", frame),
+                                    std::string("man"), std::string("completion bash")}) {
+        const CommandResult result = runShell("$RAVELO " + line + " >/dev/full");
+        EXPECT_EQ(result.exitCode, 1) << line;
+        EXPECT_THAT(result.error, HasSubstr("No space left"));
+    }
+}
+
+TEST(ShellCommandTest, ASignalEndsTheJobAndLeavesNoHalfFile) {
+    const TestFolder folder;
+    // The input never ends, so the command is busy when the signal comes.
+    const CommandResult result = runShell(
+        "{ cat '" + vectorPath("valid422-1.rvl") + "'; sleep 3; } | $RAVELO decode '" + vectorPath("valid422-2.rvl") +
+        "' - -o '" + folder.path("a.raw") + "' & pid=$!; sleep 1; kill -TERM $pid; wait $pid");
+    EXPECT_EQ(result.exitCode, 130);
+    EXPECT_THAT(result.error, HasSubstr("ravelo: interrupted"));
+    EXPECT_THAT(folder.files(), IsEmpty());
+}
+
+TEST(ShellCommandTest, AFolderWithoutPermissionIsAFailure) {
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root may write everywhere";
+    const TestFolder folder;
+    std::filesystem::permissions(folder.path(""), std::filesystem::perms::owner_read);
+    const CommandResult result = runRavelo({"decode", vectorPath("valid422-1.rvl"), "-o", folder.path("a.png")});
+    EXPECT_EQ(result.exitCode, 1);
+    std::filesystem::permissions(folder.path(""), std::filesystem::perms::owner_all);
+}

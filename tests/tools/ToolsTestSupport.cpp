@@ -1,0 +1,199 @@
+#include "ToolsTestSupport.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "Checksum.h"
+#include "PictureReader.h"
+
+TestFolder::TestFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "ravelo-test-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr)
+        throw std::runtime_error("cannot make a folder for the test");
+    m_path = name;
+}
+
+TestFolder::~TestFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::vector<std::string> TestFolder::files() const {
+    std::vector<std::string> names;
+    for (auto const& entry : std::filesystem::directory_iterator(m_path))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void writeTestFile(std::string const& path, std::string const& content) {
+    std::ofstream(path, std::ios::binary).write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+std::string readTestFile(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+namespace {
+
+// Becomes the command in the child, with its three streams on files, so that no pipe can run full.
+[[noreturn]] void becomeCommand(std::vector<std::string> const& command, TestFolder const& streams) {
+    const auto redirect = [](std::string const& path, int flags, int descriptor) {
+        const int file = ::open(path.c_str(), flags, 0600);
+        if (file < 0 || ::dup2(file, descriptor) < 0)
+            ::_exit(127);
+    };
+    redirect(streams.path("input"), O_RDONLY, STDIN_FILENO);
+    redirect(streams.path("output"), O_WRONLY | O_CREAT, STDOUT_FILENO);
+    redirect(streams.path("error"), O_WRONLY | O_CREAT, STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (std::string const& argument : command)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    ::execvp(arguments[0], arguments.data());
+    ::_exit(127);
+}
+
+CommandResult run(std::vector<std::string> const& command, std::string const& input) {
+    const TestFolder streams;
+    writeTestFile(streams.path("input"), input);
+    const pid_t child = ::fork();
+    if (child == 0)
+        becomeCommand(command, streams);
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child)
+        throw std::runtime_error("cannot run the command");
+    CommandResult result;
+    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.output = readTestFile(streams.path("output"));
+    result.error = readTestFile(streams.path("error"));
+    return result;
+}
+
+} // namespace
+
+CommandResult runRavelo(std::vector<std::string> const& arguments, std::string const& input) {
+    std::vector<std::string> command = {RAVELO_COMMAND};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return run(command, input);
+}
+
+CommandResult runShell(std::string const& line) {
+    return run({"bash", "-c", fmt::format("RAVELO='{}'; {}", RAVELO_COMMAND, line)}, "");
+}
+
+void expectOneLine(std::string const& error) {
+    EXPECT_TRUE(error.starts_with("ravelo: ")) << error;
+    EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
+    EXPECT_TRUE(error.ends_with('\n')) << error;
+}
+
+std::string vectorPath(std::string const& name) {
+    return std::string(RAVELO_TEST_DATA_DIR) + "/vectors/" + name;
+}
+
+namespace {
+
+// Smooth enough that hardly anything is lost in a frame.
+std::uint32_t smoothSample(std::uint32_t x, std::uint32_t y, std::uint32_t channel) {
+    switch (channel) {
+    case 0:
+        return 40 + (x * 2) % 160;
+    case 1:
+        return 60 + (y * 3) % 120;
+    default:
+        return 80 + (x + y) % 100;
+    }
+}
+
+std::string smoothSamples(std::uint32_t width, std::uint32_t height, bool withAlpha) {
+    std::string samples;
+    for (std::uint32_t y = 0; y < height; ++y) {
+        for (std::uint32_t x = 0; x < width; ++x) {
+            for (std::uint32_t channel = 0; channel < 3; ++channel)
+                samples.push_back(static_cast<char>(smoothSample(x, y, channel)));
+            if (withAlpha)
+                samples.push_back(static_cast<char>(width == 1 ? 255 : 255 * x / (width - 1)));
+        }
+    }
+    return samples;
+}
+
+std::string bigEndian(std::uint32_t value) {
+    return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
+            static_cast<char>(value)};
+}
+
+std::string pngChunk(std::string const& type, std::string const& data) {
+    const std::string checked = type + data;
+    const std::uint32_t crc = crc32Of(reinterpret_cast<const std::uint8_t*>(checked.data()), checked.size());
+    return bigEndian(static_cast<std::uint32_t>(data.size())) + checked + bigEndian(crc);
+}
+
+// A zlib stream of one stored block, which holds up to 65,535 bytes.
+std::string storedZlib(std::string const& data) {
+    std::uint32_t a = 1;
+    std::uint32_t b = 0;
+    for (const char c : data) {
+        a = (a + static_cast<std::uint8_t>(c)) % 65521;
+        b = (b + a) % 65521;
+    }
+    const auto size = static_cast<std::uint32_t>(data.size());
+    std::string stream = {0x78, 0x01, 0x01};
+    for (const std::uint32_t value : {size, ~size}) {
+        stream.push_back(static_cast<char>(value));
+        stream.push_back(static_cast<char>(value >> 8));
+    }
+    return stream + data + bigEndian((b << 16) | a);
+}
+
+} // namespace
+
+std::string smoothPpm(std::uint32_t width, std::uint32_t height) {
+    return fmt::format("P6\n{} {}\n255\n", width, height) + smoothSamples(width, height, false);
+}
+
+std::string smoothPam(std::uint32_t width, std::uint32_t height) {
+    return fmt::format("P7\nWIDTH {}\nHEIGHT {}\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n", width, height) +
+           smoothSamples(width, height, true);
+}
+
+std::string plainPng(std::uint32_t width, std::uint32_t height, std::uint8_t bitDepth, std::uint8_t colorType,
+                     std::string const& rows) {
+    std::string filtered;
+    const std::size_t rowBytes = height == 0 ? 0 : rows.size() / height;
+    for (std::size_t y = 0; y < height; ++y)
+        filtered += '\0' + rows.substr(y * rowBytes, rowBytes);
+    const std::string header = bigEndian(width) + bigEndian(height) + static_cast<char>(bitDepth) +
+                               static_cast<char>(colorType) + std::string(3, '\0');
+    return "\x89PNG\r\n\x1A\n" + pngChunk("IHDR", header) + pngChunk("IDAT", storedZlib(filtered)) +
+           pngChunk("IEND", "");
+}
+
+void encodeSmooth(TestFolder const& folder, std::string const& frameName, std::uint32_t width, std::uint32_t height,
+                  std::vector<std::string> const& options) {
+    std::vector<std::string> arguments = {"encode", "-", "-o", folder.path(frameName)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const CommandResult result = runRavelo(arguments, smoothPpm(width, height));
+    ASSERT_EQ(result.exitCode, 0) << result.error;
+}
+
+InputPicture pictureOf(std::string const& content) {
+    InputFile file("test", bytesOf(content));
+    const std::unique_ptr<PictureReader> reader = makePictureReader(file);
+    return reader->next().value();
+}
+
+std::vector<std::uint8_t> bytesOf(std::string const& content) {
+    return {content.begin(), content.end()};
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "InputPicture.h"
+
+// A folder of its own for each test, which goes away with the object.
+class TestFolder {
+public:
+    TestFolder();
+    ~TestFolder();
+    TestFolder(TestFolder const&) = delete;
+    TestFolder& operator=(TestFolder const&) = delete;
+
+    std::string path(std::string const& name) const { return (m_path / name).string(); }
+
+    // The names of all files, hidden ones too, in order.
+    std::vector<std::string> files() const;
+
+private:
+    std::filesystem::path m_path;
+};
+
+void writeTestFile(std::string const& path, std::string const& content);
+std::string readTestFile(std::string const& path);
+
+struct CommandResult {
+    int exitCode = -1; // 128 + number of the signal if one ended the command
+    std::string output;
+    std::string error;
+};
+
+// Runs the command ravelo and waits for its end.
+CommandResult runRavelo(std::vector<std::string> const& arguments, std::string const& input = "");
+
+// Runs a line of the shell in which $RAVELO is the command.
+CommandResult runShell(std::string const& line);
+
+// Error messages are one line for people.
+void expectOneLine(std::string const& error);
+
+// A frame with known output.
+std::string vectorPath(std::string const& name);
+
+// A PPM with a smooth pattern in which no two corners are alike.
+std::string smoothPpm(std::uint32_t width, std::uint32_t height);
+
+// The same as PAM with an alpha ramp from left to right.
+std::string smoothPam(std::uint32_t width, std::uint32_t height);
+
+// A PNG whose pixels are stored without compression. `rows` are the bytes of all lines, without filter bytes.
+std::string plainPng(std::uint32_t width, std::uint32_t height, std::uint8_t bitDepth, std::uint8_t colorType,
+                     std::string const& rows);
+
+// Turns an `encode` of smoothPpm() into the frame at `path`; `options` are options of the command.
+void encodeSmooth(TestFolder const& folder, std::string const& frameName, std::uint32_t width, std::uint32_t height,
+                  std::vector<std::string> const& options = {});
+
+// The only picture of a file's content, read by the command's own readers.
+InputPicture pictureOf(std::string const& content);
+
+std::vector<std::uint8_t> bytesOf(std::string const& content);
