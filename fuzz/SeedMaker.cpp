@@ -110,13 +110,34 @@ void writeAlpha(fs::path const& root, Random& random) {
 
 // Harnesses that make what they need out of any bytes.
 void writeNoise(fs::path const& root, Random& random) {
-    for (const char* harness : {"BitReader", "EncodeDecode", "TargetsAgree", "KernelVariants"}) {
+    for (const char* harness : {"BitReader", "EncodeDecode", "EncodePicture", "TargetsAgree", "KernelVariants"}) {
         for (int i = 0; i < kFramesOfAKind; ++i) {
             Bytes input(16 + randomBelow(random, 400));
             const std::uint32_t mask = i % 3 == 0 ? 0xFF : i % 3 == 1 ? 0x0F : 0x83;
             for (std::uint8_t& byte : input)
                 byte = static_cast<std::uint8_t>(random() & mask);
             write(root / harness, "noise-" + std::to_string(i), input);
+        }
+    }
+}
+
+// Small pictures as files, whole and cut short.
+void writePictures(fs::path const& root, Random& random) {
+    const std::string headers[] = {"P5\n3 2\n255\n",
+                                   "P6\n2 2\n255\n",
+                                   "P6\n1 2\n65535\n",
+                                   "P7\nWIDTH 2\nHEIGHT 2\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n",
+                                   "YUV4MPEG2 W4 H2 F25:1 Ip A1:1 C422\nFRAME\n",
+                                   "YUV4MPEG2 W2 H2 F25:1 It C420jpeg\nFRAME\n",
+                                   "YUV4MPEG2 W2 H2 C444p10\nFRAME\n",
+                                   "YUV4MPEG2 W3 H1 C444alpha\nFRAME\n"};
+    int number = 0;
+    for (std::string const& header : headers) {
+        for (const std::size_t numSamples : {std::size_t{4}, std::size_t{24}}) {
+            Bytes input(header.begin(), header.end());
+            for (std::size_t i = 0; i < numSamples; ++i)
+                input.push_back(static_cast<std::uint8_t>(randomBelow(random, 4)));
+            write(root / "PictureReaders", "picture-" + std::to_string(number++), input);
         }
     }
 }
@@ -133,5 +154,6 @@ int main(int argc, char** argv) {
     writeComponents(argv[1], random);
     writeAlpha(argv[1], random);
     writeNoise(argv[1], random);
+    writePictures(argv[1], random);
     return 0;
 }
