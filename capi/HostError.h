@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "ravelo.h"
+
+// A refusal on its way to the host. It owns its text, so that nothing is allocated beside the exception itself.
+struct HostError {
+    ravelo_status status;
+    char text[sizeof(ravelo_error::text)];
+};
+
+[[noreturn]] [[gnu::format(printf, 2, 3)]] inline void refuse(ravelo_status status, const char* format, ...) {
+    HostError error{status, {}};
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(error.text, sizeof error.text, format, arguments);
+    va_end(arguments);
+    throw error;
+}

@@ -1,0 +1,113 @@
+#include "HostMonitor.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace {
+
+bool standsBefore(ravelo_damage const& a, ravelo_damage const& b) {
+    return std::tie(a.picture, a.row, a.column) < std::tie(b.picture, b.row, b.column);
+}
+
+// A lock that cannot fail, for stretches of a few instructions.
+class Hold {
+public:
+    explicit Hold(std::atomic_flag& busy) : m_busy(busy) {
+        while (m_busy.test_and_set(std::memory_order_acquire))
+            m_busy.wait(true, std::memory_order_relaxed);
+    }
+    ~Hold() {
+        m_busy.clear(std::memory_order_release);
+        m_busy.notify_one();
+    }
+    Hold(Hold const&) = delete;
+    Hold& operator=(Hold const&) = delete;
+
+private:
+    std::atomic_flag& m_busy;
+};
+
+std::optional<HostFill> fillOf(ravelo_decode_options const& options, PixelBuffer const& form) {
+    if (options.failed_slices == RAVELO_FAILED_UNTOUCHED)
+        return std::nullopt;
+    return HostFill(options.failed_slices == RAVELO_FAILED_BLACK ? 0 : options.mark_color, form);
+}
+
+} // namespace
+
+bool HostMonitor::isNeeded(ravelo_decode_options const& options) {
+    return options.stop != nullptr || options.damage != nullptr || options.failed_slices != RAVELO_FAILED_UNTOUCHED;
+}
+
+HostMonitor::HostMonitor(ravelo_decode_options const& options, HostPixels const& pixels, PixelBuffer const& form)
+    : m_stop(options.stop), m_report(options.damage), m_pixels(pixels), m_form(form), m_fill(fillOf(options, form)) {}
+
+bool HostMonitor::wantsStop() noexcept {
+    if (m_stop == nullptr || __atomic_load_n(m_stop, __ATOMIC_RELAXED) == 0)
+        return false;
+    m_hasStopped.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+void HostMonitor::sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept {
+    const ravelo_damage damage = damageOf(failure, rectangle);
+    if (m_fill.has_value())
+        m_fill->fill(rectangle.pixels, rectangle.lineStride, damage.width, damage.height);
+    if (m_report == nullptr)
+        return;
+    m_failed.fetch_add(1, std::memory_order_relaxed);
+    if (m_report->capacity != 0)
+        store(damage);
+}
+
+// The rectangle's place follows from its address: a line takes fewer bytes than the stride has, so its column is what
+// remains when whole lines are taken off, also where the lines run towards lower addresses. Its width may reach into
+// the columns behind the picture, which belong to nobody.
+ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer const& rectangle) const {
+    const std::int64_t stride = m_pixels.stride;
+    const std::int64_t magnitude = stride < 0 ? -stride : stride;
+    const std::int64_t offset = rectangle.pixels - m_pixels.firstLine;
+    const std::int64_t columnBytes = (offset % magnitude + magnitude) % magnitude;
+    const std::uint32_t bytesPerPixel = m_form.samplesPerPixel * (m_form.bitDepth > 8 ? 2 : 1);
+
+    ravelo_damage damage{};
+    damage.picture = failure.picture;
+    damage.row = failure.mbRow;
+    damage.column = failure.slice_column;
+    damage.component = failure.component;
+    damage.byte_offset = failure.byteOffset;
+    damage.x = static_cast<std::uint32_t>(columnBytes / bytesPerPixel);
+    damage.y = static_cast<std::uint32_t>((offset - columnBytes) / stride);
+    damage.line_step = static_cast<std::uint32_t>(rectangle.lineStride / stride);
+    if (damage.x < m_form.width)
+        damage.width = static_cast<std::uint32_t>(std::min(rectangle.width, m_form.width - damage.x));
+    if (damage.y < m_form.height) {
+        const std::uint64_t lines = (m_form.height - damage.y + damage.line_step - 1) / damage.line_step;
+        damage.height = static_cast<std::uint32_t>(std::min(rectangle.height, lines));
+    }
+    return damage;
+}
+
+// While slices are decoded the array is a heap with the last slice of the frame on top, which is the one that goes when
+// an earlier one needs its place. So the report does not depend on the order in which threads find damage.
+void HostMonitor::store(ravelo_damage const& damage) noexcept {
+    const Hold hold(m_busy);
+    ravelo_damage* const slices = m_report->slices;
+    if (m_stored < m_report->capacity) {
+        slices[m_stored] = damage;
+        ++m_stored;
+        std::push_heap(slices, slices + m_stored, standsBefore);
+    } else if (standsBefore(damage, slices[0])) {
+        std::pop_heap(slices, slices + m_stored, standsBefore);
+        slices[m_stored - 1] = damage;
+        std::push_heap(slices, slices + m_stored, standsBefore);
+    }
+}
+
+void HostMonitor::finishReport() {
+    if (m_report == nullptr)
+        return;
+    std::sort_heap(m_report->slices, m_report->slices + m_stored, standsBefore);
+    m_report->stored = m_stored;
+    m_report->failed = m_failed.load(std::memory_order_relaxed);
+}

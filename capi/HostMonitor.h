@@ -1,0 +1,42 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+
+#include "DecodeMonitor.h"
+#include "HostFill.h"
+#include "HostRequest.h"
+#include "PixelBuffer.h"
+#include "ravelo.h"
+
+// Carries out the wishes of a host that concern single slices: stops, fills slices that failed and reports them.
+class HostMonitor : public DecodeMonitor {
+public:
+    // True when the options hold a wish that needs a monitor.
+    static bool isNeeded(ravelo_decode_options const& options);
+
+    // `form` describes the whole output. The options and what they point at must outlive the monitor.
+    HostMonitor(ravelo_decode_options const& options, HostPixels const& pixels, PixelBuffer const& form);
+
+    bool wantsStop() noexcept override;
+    void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept override;
+
+    bool hasStopped() const { return m_hasStopped.load(std::memory_order_relaxed); }
+    // Puts the reported slices in order and completes the report, if there is one. Called after the decode.
+    void finishReport();
+
+private:
+    ravelo_damage damageOf(SliceFailure const& failure, PixelBuffer const& rectangle) const;
+    void store(ravelo_damage const& damage) noexcept;
+
+    const std::int32_t* m_stop;
+    ravelo_damage_report* m_report;
+    HostPixels m_pixels;
+    PixelBuffer m_form;
+    std::optional<HostFill> m_fill;
+    std::atomic<bool> m_hasStopped{false};
+    std::atomic<std::uint64_t> m_failed{0};
+    std::atomic_flag m_busy; // held while the report's array changes
+    std::size_t m_stored = 0;
+};

@@ -1,0 +1,188 @@
+#include "ravelo.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include <tbb/task_arena.h>
+
+#include "Frame.h"
+#include "HostError.h"
+#include "HostFrameHeader.h"
+#include "HostMonitor.h"
+#include "HostRequest.h"
+#include "HostStructure.h"
+#include "RaveloDecoderInterface.h"
+
+namespace {
+
+ravelo_status answer(ravelo_error* error, ravelo_status status, const char* text) noexcept {
+    if (error != nullptr) {
+        error->status = status;
+        std::memset(error->text, 0, sizeof error->text);
+        std::strncpy(error->text, text, sizeof error->text - 1);
+    }
+    return status;
+}
+
+// Runs `work`, which returns a status, and turns whatever it throws into one. Nothing passes this function.
+template <typename Work>
+ravelo_status guarded(ravelo_error* error, Work const& work) noexcept {
+    try {
+        const ravelo_status status = work();
+        return answer(error, status, status == RAVELO_OK ? "" : ravelo_status_text(status));
+    } catch (HostError const& refusal) {
+        return answer(error, refusal.status, refusal.text);
+    } catch (std::bad_alloc const&) {
+        return answer(error, RAVELO_ERROR_MEMORY, ravelo_status_text(RAVELO_ERROR_MEMORY));
+    } catch (std::exception const& exception) {
+        return answer(error, RAVELO_ERROR_INTERNAL, exception.what());
+    } catch (...) {
+        return answer(error, RAVELO_ERROR_INTERNAL, ravelo_status_text(RAVELO_ERROR_INTERNAL));
+    }
+}
+
+OptimizationTarget resolved(std::uint32_t target) {
+    if (target == RAVELO_TARGET_BASELINE || RaveloDecoderInterface::GetMaxOptType() == 0)
+        return OptimizationTarget::Baseline;
+    return OptimizationTarget::AVX2;
+}
+
+PixelBuffer formOf(HostFrameHeader const& header, ravelo_decode_options const& options) {
+    PixelBuffer form;
+    form.width = header.horizontal_size >> options.reduction;
+    form.height = header.vertical_size >> options.reduction;
+    form.frameHeight = header.vertical_size;
+    form.samplesPerPixel = header.is444() ? 4 : 2;
+    form.matrix_coefficients = header.matrix_coefficients;
+    form.bitDepth = options.bit_depth;
+    form.colorCoding = static_cast<ColorCoding>(options.coding);
+    return form;
+}
+
+// Runs `work` in the caller's arena, or in a smaller one where the host wants fewer threads than that has.
+template <typename Work>
+void withThreads(std::uint32_t maxThreads, Work const& work) {
+    const int available = tbb::this_task_arena::max_concurrency();
+    if (maxThreads == 0 || maxThreads >= static_cast<std::uint32_t>(available)) {
+        work();
+        return;
+    }
+    tbb::task_arena arena(static_cast<int>(maxThreads));
+    arena.execute(work);
+}
+
+void decodeFrame(Bitstream const& bits, HostPixels const& pixels, ravelo_decode_options const& options,
+                 DecodeMonitor* monitor) {
+    withThreads(options.max_threads, [&] {
+        const Frame frame(bits, static_cast<ColorCoding>(options.coding), options.bit_depth, pixels.firstLine,
+                          pixels.stride, resolved(options.target), options.reduction, monitor);
+    });
+}
+
+ravelo_status decodeMonitored(Bitstream const& bits, HostPixels const& pixels, ravelo_decode_options const& options,
+                              PixelBuffer const& form) {
+    HostMonitor monitor(options, pixels, form);
+    try {
+        decodeFrame(bits, pixels, options, &monitor);
+    } catch (...) {
+        monitor.finishReport();
+        throw;
+    }
+    monitor.finishReport();
+    return monitor.hasStopped() ? RAVELO_STOPPED : RAVELO_OK;
+}
+
+ravelo_status decode(const void* data, std::size_t size, const ravelo_output* output,
+                     const ravelo_decode_options* givenOptions) {
+    const ravelo_decode_options options = checkedOptions(givenOptions);
+    const HostFrameHeader header = readFrameHeader(data, size);
+    checkFrame(header, options);
+    const HostPixels pixels = checkedOutput(output, requirementsOf(data, size, options));
+    if (options.damage != nullptr) {
+        options.damage->stored = 0;
+        options.damage->failed = 0;
+    }
+    const Bitstream bits{static_cast<const std::uint8_t*>(data), size};
+    if (HostMonitor::isNeeded(options))
+        return decodeMonitored(bits, pixels, options, formOf(header, options));
+    decodeFrame(bits, pixels, options, nullptr);
+    return RAVELO_OK;
+}
+
+} // namespace
+
+extern "C" {
+
+uint32_t ravelo_version(void) {
+    return RAVELO_VERSION;
+}
+
+const char* ravelo_version_text(void) {
+    return RAVELO_VERSION_TEXT;
+}
+
+uint32_t ravelo_best_target(void) {
+    return RaveloDecoderInterface::GetMaxOptType() != 0 ? RAVELO_TARGET_AVX2 : RAVELO_TARGET_BASELINE;
+}
+
+const char* ravelo_status_text(int32_t status) {
+    switch (status) {
+    case RAVELO_OK:
+        return "done";
+    case RAVELO_STOPPED:
+        return "stopped by the caller";
+    case RAVELO_ERROR_ARGUMENT:
+        return "an argument is missing";
+    case RAVELO_ERROR_STRUCTURE:
+        return "a structure has a size that this version cannot use";
+    case RAVELO_ERROR_FRAME:
+        return "the frame is shorter than its header";
+    case RAVELO_ERROR_OPTION:
+        return "an option has an unknown value";
+    case RAVELO_ERROR_COMBINATION:
+        return "the options do not go together";
+    case RAVELO_ERROR_LIMIT:
+        return "the frame has more pixels than allowed";
+    case RAVELO_ERROR_BUFFER:
+        return "the output is too small";
+    case RAVELO_ERROR_MEMORY:
+        return "memory is exhausted";
+    case RAVELO_ERROR_INTERNAL:
+        return "an unexpected failure";
+    default:
+        return "an unknown status";
+    }
+}
+
+ravelo_status ravelo_get_frame_info(const void* data, size_t size, ravelo_frame_info* info, ravelo_error* error) {
+    return guarded(error, [&] {
+        checkStructure(info, "the frame information");
+        copyOut(frameInfo(readFrameHeader(data, size)), info);
+        return RAVELO_OK;
+    });
+}
+
+ravelo_status ravelo_get_buffer_requirements(const void* data, size_t size, const ravelo_decode_options* options,
+                                             ravelo_buffer_requirements* requirements, ravelo_error* error) {
+    return guarded(error, [&] {
+        checkStructure(requirements, "the buffer requirements");
+        const ravelo_decode_options checked = checkedOptions(options);
+        checkFrame(readFrameHeader(data, size), checked);
+        copyOut(requirementsOf(data, size, checked), requirements);
+        return RAVELO_OK;
+    });
+}
+
+ravelo_status ravelo_decode(const void* data, size_t size, const ravelo_output* output,
+                            const ravelo_decode_options* options, ravelo_error* error) {
+    return guarded(error, [&] { return decode(data, size, output, options); });
+}
+
+void ravelo_request_stop(int32_t* stop) {
+    if (stop != nullptr)
+        __atomic_store_n(stop, 1, __ATOMIC_RELAXED);
+}
+
+} // extern "C"

@@ -1,0 +1,224 @@
+/**
+ * @file
+ * The C interface of ravelo.h for C++17: errors as exceptions, and an image that owns its memory.
+ *
+ * A header alone; a program that uses it links what a C program links.
+ */
+#ifndef RAVELO_HPP
+#define RAVELO_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ravelo.h"
+
+/** The C++ interface of RaveloOpt. */
+namespace ravelo {
+
+/** A status other than RAVELO_OK and RAVELO_STOPPED. what() says what was wrong and with which value. */
+class Error : public std::runtime_error {
+public:
+    /** @param error  what the C interface said */
+    explicit Error(const ravelo_error& error) : std::runtime_error(error.text), m_status(error.status) {}
+
+    /** The ravelo_status. */
+    ravelo_status status() const noexcept { return static_cast<ravelo_status>(m_status); }
+
+private:
+    std::int32_t m_status;
+};
+
+/** The bytes of a frame, which belong to somebody else. */
+struct Bytes {
+    /** @param first  the frame's first byte
+     *  @param count  bytes */
+    Bytes(const void* first, std::size_t count) noexcept : data(first), size(count) {}
+    /** Any container with its bytes in one piece. */
+    template <typename Container, typename = decltype(std::declval<const Container&>().data())>
+    Bytes(const Container& container) noexcept : data(container.data()), size(container.size()) {
+        static_assert(sizeof(*container.data()) == 1, "a frame consists of bytes");
+    }
+
+    const void* data; /**< The first byte. */
+    std::size_t size; /**< Bytes. */
+};
+
+/** A flag that ends decodes. It must outlive them. */
+class StopFlag {
+public:
+    /** From any thread, and from signal handlers. */
+    void request() noexcept { ravelo_request_stop(&m_flag); }
+    /** Before the next decode, while none uses the flag. */
+    void reset() noexcept { m_flag = 0; }
+    /** The form that ravelo_decode_options takes. */
+    const std::int32_t* flag() const noexcept { return &m_flag; }
+
+private:
+    std::int32_t m_flag = 0;
+};
+
+/** What a decode shall do. */
+struct Options {
+    std::uint32_t reduction = RAVELO_FULL_SIZE;           /**< A ravelo_reduction. */
+    std::uint32_t coding = RAVELO_YCBCR;                  /**< A ravelo_coding. */
+    std::uint32_t bitDepth = 8;                           /**< 8, 10, 15 or 16. */
+    std::uint32_t target = RAVELO_TARGET_BEST;            /**< A ravelo_target. */
+    std::uint32_t maxThreads = 0;                         /**< 0: as many as the caller's task arena has. */
+    std::uint32_t failedSlices = RAVELO_FAILED_UNTOUCHED; /**< A ravelo_failed_slices. */
+    std::uint32_t markColor = 0xFF00FF;                   /**< 0xRRGGBB for RAVELO_FAILED_MARKED. */
+    std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;  /**< Or RAVELO_NO_PIXEL_LIMIT. */
+    const StopFlag* stop = nullptr;                       /**< A flag that may end the decode. */
+    std::size_t damageCapacity = 0;                       /**< Most slices of the damage list; 0 asks for none. */
+
+    /** The same for the C interface. */
+    ravelo_decode_options toC() const noexcept {
+        ravelo_decode_options options{};
+        options.struct_size = sizeof options;
+        options.reduction = reduction;
+        options.coding = coding;
+        options.bit_depth = bitDepth;
+        options.target = target;
+        options.max_threads = maxThreads;
+        options.failed_slices = failedSlices;
+        options.mark_color = markColor;
+        options.max_pixels = maxPixels;
+        options.stop = stop != nullptr ? stop->flag() : nullptr;
+        return options;
+    }
+};
+
+/** What a frame's header says. Throws Error. */
+inline ravelo_frame_info frameInfo(Bytes frame) {
+    ravelo_frame_info info{};
+    info.struct_size = sizeof info;
+    ravelo_error error;
+    if (ravelo_get_frame_info(frame.data, frame.size, &info, &error) != RAVELO_OK)
+        throw Error(error);
+    return info;
+}
+
+/** What the output of a decode needs. Throws Error. */
+inline ravelo_buffer_requirements bufferRequirements(Bytes frame, const Options& options = {}) {
+    ravelo_buffer_requirements requirements{};
+    requirements.struct_size = sizeof requirements;
+    const ravelo_decode_options cOptions = options.toC();
+    ravelo_error error;
+    if (ravelo_get_buffer_requirements(frame.data, frame.size, &cOptions, &requirements, &error) != RAVELO_OK)
+        throw Error(error);
+    return requirements;
+}
+
+/** A decoded frame with its memory. Moving it is cheap; decoding into it again uses its memory again. */
+class Image {
+public:
+    /** No pixels. */
+    Image() = default;
+
+    /** Decodes a frame. Throws Error, or std::bad_alloc when there is no memory for the pixels. */
+    explicit Image(Bytes frame, const Options& options = {}) { decode(frame, options); }
+
+    /**
+     * Decodes a frame into this image. Where the options leave slices that fail untouched, these hold zeros in a new
+     * image, and in one that was used before what stood there.
+     *
+     * @return false when the stop flag ended the decode
+     * @throws Error           the image is then as large as before, with pixels that mean nothing
+     * @throws std::bad_alloc  the same
+     */
+    bool decode(Bytes frame, const Options& options = {}) {
+        const ravelo_buffer_requirements requirements = bufferRequirements(frame, options);
+        reserve(requirements.bytes);
+        std::vector<ravelo_damage> slices(options.damageCapacity);
+        ravelo_damage_report report{};
+        report.struct_size = sizeof report;
+        report.slices = slices.data();
+        report.capacity = slices.size();
+        ravelo_decode_options cOptions = options.toC();
+        cOptions.damage = options.damageCapacity != 0 ? &report : nullptr;
+        const bool isWhole = decodeInto(frame, requirements, cOptions);
+        slices.resize(report.stored);
+        m_requirements = requirements;
+        m_options = options;
+        m_options.stop = nullptr;
+        m_damage = std::move(slices);
+        m_failedSlices = report.failed;
+        return isWhole;
+    }
+
+    /** Pixels of a line. */
+    std::uint32_t width() const noexcept { return m_requirements.width; }
+    /** Lines. */
+    std::uint32_t height() const noexcept { return m_requirements.height; }
+    /** 2 (Cb Y Cr Y) or 4 (A Y Cb Cr, or A R G B). */
+    std::uint32_t samplesPerPixel() const noexcept { return m_requirements.samples_per_pixel; }
+    /** 1 or 2. */
+    std::uint32_t bytesPerSample() const noexcept { return m_requirements.bytes_per_sample; }
+    /** Bytes of the pixels of a line. */
+    std::size_t lineBytes() const noexcept { return static_cast<std::size_t>(m_requirements.least_stride); }
+    /** Bytes from a line to the next. */
+    std::size_t stride() const noexcept { return static_cast<std::size_t>(m_requirements.safe_stride); }
+    /** The first line. */
+    const std::uint8_t* data() const noexcept { return m_memory.get(); }
+    /** The first line. */
+    std::uint8_t* data() noexcept { return m_memory.get(); }
+    /** Line `y`, below height(). */
+    const std::uint8_t* line(std::uint32_t y) const noexcept { return data() + std::size_t{y} * stride(); }
+    /** Line `y`, below height(). */
+    std::uint8_t* line(std::uint32_t y) noexcept { return data() + std::size_t{y} * stride(); }
+    /** Sample `index` of line `y`, whatever its depth. */
+    std::uint32_t sample(std::uint32_t y, std::size_t index) const noexcept {
+        if (bytesPerSample() == 1)
+            return line(y)[index];
+        std::uint16_t value;
+        std::memcpy(&value, line(y) + 2 * index, sizeof value);
+        return value;
+    }
+    /** The options of the last decode, its stop flag left out. */
+    const Options& options() const noexcept { return m_options; }
+    /** Slices that failed, as many as Options::damageCapacity has room for, in the order of the frame. */
+    const std::vector<ravelo_damage>& damage() const noexcept { return m_damage; }
+    /** The number of slices that failed; 0 where Options::damageCapacity is 0. */
+    std::uint64_t failedSlices() const noexcept { return m_failedSlices; }
+
+private:
+    void reserve(std::uint64_t bytes) {
+        if (bytes <= m_capacity && m_memory != nullptr)
+            return;
+        if (bytes >= std::numeric_limits<std::size_t>::max())
+            throw std::bad_alloc();
+        // One byte at least, so that an image without pixels has an address too.
+        m_memory.reset(new std::uint8_t[static_cast<std::size_t>(bytes) + 1]());
+        m_capacity = bytes;
+    }
+
+    bool decodeInto(Bytes frame, const ravelo_buffer_requirements& requirements, const ravelo_decode_options& options) {
+        ravelo_output output{};
+        output.struct_size = sizeof output;
+        output.memory = m_memory.get();
+        output.memory_bytes = static_cast<std::size_t>(requirements.bytes);
+        ravelo_error error;
+        const ravelo_status status = ravelo_decode(frame.data, frame.size, &output, &options, &error);
+        if (status != RAVELO_OK && status != RAVELO_STOPPED)
+            throw Error(error);
+        return status == RAVELO_OK;
+    }
+
+    std::unique_ptr<std::uint8_t[]> m_memory;
+    std::uint64_t m_capacity = 0;
+    ravelo_buffer_requirements m_requirements{};
+    Options m_options;
+    std::vector<ravelo_damage> m_damage;
+    std::uint64_t m_failedSlices = 0;
+};
+
+} // namespace ravelo
+
+#endif
