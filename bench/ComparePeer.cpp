@@ -6,7 +6,6 @@
 #include <tbb/global_control.h>
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "Contest.h"
+#include "CostMeter.h"
 #include "Files.h"
 #include "FrameDecode.h"
 #include "FrameScan.h"
@@ -25,7 +25,7 @@ namespace {
 
 struct Options {
     std::filesystem::path folder;
-    unsigned int numRounds = 15;
+    ContestRules rules;
     std::vector<std::string> parts{"planar", "rgb", "entropy", "reduced", "baseline", "threads"};
 };
 
@@ -80,7 +80,7 @@ void compareFrames(Options const& options, const char* title, std::string const&
     for (std::string const& name : pictureNames(options, chromaFormat)) {
         PeerDecode peer = peerNamed(options, name);
         FrameDecode ours(frameNamed(options, name), form);
-        const ContestResult result = contest([&] { (peer.*peerDecode)(); }, [&] { ours.run(); }, options.numRounds);
+        const ContestResult result = contest([&] { (peer.*peerDecode)(); }, [&] { ours.run(); }, options.rules);
         addContest(table, name, ours.bitsPerPixel(), peer.bitsPerPixel(), result, ours.numPixels(), ours.numPixels());
     }
     print(title, table);
@@ -92,8 +92,8 @@ void compareEntropy(Options const& options) {
     for (std::string const& name : pictureNames(options, "422")) {
         PeerDecode peer = peerNamed(options, name);
         FrameScan ours(frameNamed(options, name));
-        const ContestResult result = contest([&] { peer.toCoefficients(); },
-                                             [&] { ours.scanAll<OptimizationTarget::AVX2>(); }, options.numRounds);
+        const ContestResult result =
+            contest([&] { peer.toCoefficients(); }, [&] { ours.scanAll<OptimizationTarget::AVX2>(); }, options.rules);
         const auto numPixels = static_cast<double>(ours.numPixels());
         const auto numCoefficients = static_cast<double>(ours.numCoefficients());
         const auto numBits = static_cast<double>(ours.numBits());
@@ -117,7 +117,7 @@ void compareReduced(Options const& options) {
         for (std::uint32_t reduction = 1; reduction <= 3; ++reduction) {
             form.downSampleFactor = reduction;
             FrameDecode reduced(frameNamed(options, name), form);
-            const ContestResult result = contest([&] { full.run(); }, [&] { reduced.run(); }, options.numRounds);
+            const ContestResult result = contest([&] { full.run(); }, [&] { reduced.run(); }, options.rules);
             row[1] = fixed(result.firstClocks / full.numPixels(), 1);
             row.push_back(fixed(1 / result.ratio, 2));
         }
@@ -126,35 +126,41 @@ void compareReduced(Options const& options) {
     print("Reduced sizes, as a part of the full size's cost (4:2:2, 8 bits, one thread)", table);
 }
 
-// Frames a second over a batch, by the time that passes.
-double framesPerSecond(FrameDecode& decode, std::size_t numThreads, unsigned int numFrames) {
+// What a frame costs in a batch of frames back to back.
+Cost costOfFrame(FrameDecode& decode, std::size_t numThreads) {
+    constexpr unsigned int kWarmingFrames = 5;
+    constexpr unsigned int kFrames = 20;
     const tbb::global_control threads(tbb::global_control::max_allowed_parallelism, numThreads);
     // The second worker has to be awake, on a core of its own, before the measurement begins.
-    for (unsigned int i = 0; i < 5; ++i)
+    for (unsigned int i = 0; i < kWarmingFrames; ++i)
         decode.run();
-    const auto start = std::chrono::steady_clock::now();
-    for (unsigned int i = 0; i < numFrames; ++i)
+    CostMeter meter;
+    meter.start();
+    for (unsigned int i = 0; i < kFrames; ++i)
         decode.run();
-    return numFrames / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const Cost cost = meter.stop();
+    return {cost.nanoseconds / kFrames, cost.wallNanoseconds / kFrames, cost.clocks / kFrames, 0};
 }
 
 void compareThreads(Options const& options) {
-    constexpr unsigned int kFramesInBatch = 20;
-    MarkdownTable table({"picture", "one thread, frames per second", "two threads", "ratio", "best ratio"});
+    MarkdownTable table({"picture", "one thread, ms a frame", "two threads", "ratio", "processor time, two to one"});
     for (std::string const& name : pictureNames(options, "422")) {
         if (name.find("2160p") == std::string::npos)
             continue;
         FrameDecode decode(frameNamed(options, name), DecodeForm());
-        std::vector<double> one;
-        std::vector<double> two;
+        std::vector<double> milliseconds[2];
         std::vector<double> ratios;
-        for (unsigned int round = 0; round < options.numRounds; ++round) {
-            one.push_back(framesPerSecond(decode, 1, kFramesInBatch));
-            two.push_back(framesPerSecond(decode, 2, kFramesInBatch));
-            ratios.push_back(two.back() / one.back());
+        std::vector<double> processorRatios;
+        for (unsigned int round = 0; round < options.rules.numRounds; ++round) {
+            const Cost one = costOfFrame(decode, 1);
+            const Cost two = costOfFrame(decode, 2);
+            milliseconds[0].push_back(one.wallNanoseconds * 1e-6);
+            milliseconds[1].push_back(two.wallNanoseconds * 1e-6);
+            ratios.push_back(one.wallNanoseconds / two.wallNanoseconds);
+            processorRatios.push_back(two.nanoseconds / one.nanoseconds);
         }
-        table.addRow({name, fixed(median(one), 1), fixed(median(two), 1), fixed(median(ratios), 2),
-                      fixed(*std::max_element(two.begin(), two.end()) / *std::max_element(one.begin(), one.end()), 2)});
+        table.addRow({name, fixed(median(milliseconds[0]), 1), fixed(median(milliseconds[1]), 1),
+                      fixed(median(ratios), 2), fixed(median(processorRatios), 2)});
     }
     print("Two threads: batches of 20 frames back to back, by the time that passes (4:2:2, 10 bits)", table);
 }
@@ -194,7 +200,9 @@ int main(int argc, char** argv) {
     CLI::App app("Compares the cost of decoding with libjpeg-turbo's", "compare_peer");
     Options options;
     app.add_option("folder", options.folder, "Folder of the pictures")->required()->check(CLI::ExistingDirectory);
-    app.add_option("--rounds", options.numRounds, "Rounds of each comparison")->check(CLI::Range(1, 100000));
+    app.add_option("--rounds", options.rules.numRounds, "Rounds of each comparison")->check(CLI::Range(1, 100000));
+    app.add_option("--frames", options.rules.numRepetitions, "Frames back to back in each run")
+        ->check(CLI::Range(1, 100000));
     app.add_option("--only", options.parts, "Parts to run: planar, rgb, entropy, reduced, baseline, threads")
         ->check(CLI::IsMember(options.parts));
     CLI11_PARSE(app, argc, argv);

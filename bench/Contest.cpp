@@ -7,26 +7,31 @@
 
 namespace {
 
-Cost costOf(CostMeter& meter, std::function<void()> const& work) {
+Cost costOf(CostMeter& meter, std::function<void()> const& work, unsigned int numRepetitions) {
     meter.start();
-    work();
-    return meter.stop();
+    for (unsigned int i = 0; i < numRepetitions; ++i)
+        work();
+    Cost cost = meter.stop();
+    cost.nanoseconds /= numRepetitions;
+    cost.clocks /= numRepetitions;
+    return cost;
 }
 
 } // namespace
 
-ContestResult contest(std::function<void()> const& first, std::function<void()> const& second, unsigned int numRounds) {
+ContestResult contest(std::function<void()> const& first, std::function<void()> const& second,
+                      ContestRules const& rules) {
     CostMeter meter;
     first();
     second();
     std::vector<double> ratios;
     std::vector<double> nanoseconds[2];
     std::vector<double> clocks[2];
-    for (unsigned int round = 0; round < numRounds; ++round) {
+    for (unsigned int round = 0; round < rules.numRounds; ++round) {
         Cost costs[2];
         const bool firstBegins = round % 2 == 0;
-        costs[firstBegins ? 0 : 1] = costOf(meter, firstBegins ? first : second);
-        costs[firstBegins ? 1 : 0] = costOf(meter, firstBegins ? second : first);
+        costs[firstBegins ? 0 : 1] = costOf(meter, firstBegins ? first : second, rules.numRepetitions);
+        costs[firstBegins ? 1 : 0] = costOf(meter, firstBegins ? second : first, rules.numRepetitions);
         ratios.push_back(costs[0].nanoseconds / costs[1].nanoseconds);
         for (int i = 0; i < 2; ++i) {
             nanoseconds[i].push_back(costs[i].nanoseconds);

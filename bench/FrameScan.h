@@ -4,12 +4,13 @@
 #include <vector>
 
 #include "CoefficientScan.h"
+#include "Slice.h"
 
 // The component ranges of a progressive frame without alpha, for measurements of the coefficient scan alone.
 class FrameScan {
 public:
-    // Slices that are scanned together, as the decoder does it.
-    static constexpr std::size_t kSlicesPerGroup = 4;
+    // Slices that are scanned together, as many as the decoder takes for most frames.
+    static constexpr std::size_t kSlicesPerGroup = SliceGroup<OptimizationTarget::AVX2>::kMaxSlices422;
 
     // Throws std::runtime_error for a frame that has fields or alpha, or whose symbols are not all valid.
     explicit FrameScan(std::vector<std::uint8_t> frame);
