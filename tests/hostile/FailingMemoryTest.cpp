@@ -166,12 +166,25 @@ long failEveryAllocation(DecodeCase const& decode) {
     }
 }
 
+// The task library sets itself up in the first call of a process. It does not survive a failure there: later calls wait
+// for a set-up that never ends. What it allocates then is not the decoder's, and stays out of these tests.
+void startTaskLibrary() {
+    std::vector<std::uint8_t> output;
+    for (int i = 0; i < 8; ++i) {
+        for (DecodeCase const& decode : decodeCases()) {
+            output.assign(bytesOf(decode), 0);
+            decodeInto(decode, output);
+        }
+    }
+}
+
 } // namespace
 
 TEST(FailingMemoryTest, EveryAllocationThatFailsReachesTheCallerAndLeaksNothing) {
     const std::vector<DecodeCase> cases = decodeCases();
     EXPECT_GE(cases.size(), 30u);
     long numFailures = 0;
+    startTaskLibrary();
     tbb::task_arena alone(1);
     for (DecodeCase const& decode : cases) {
         alone.execute([&] {
@@ -185,6 +198,7 @@ TEST(FailingMemoryTest, EveryAllocationThatFailsReachesTheCallerAndLeaksNothing)
 
 // With workers the order of allocations changes from run to run, so only what holds in every order is looked at.
 TEST(FailingMemoryTest, FailuresInParallelLoopsReachTheCallerToo) {
+    startTaskLibrary();
     long numRefused = 0;
     for (DecodeCase const& decode : decodeCases()) {
         std::vector<std::uint8_t> output(bytesOf(decode), 0xA5);
