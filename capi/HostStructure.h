@@ -16,7 +16,7 @@ constexpr std::size_t kLargestStructure = 4096;
 template <typename Structure>
 void checkStructure(const Structure* structure, const char* name) {
     if (structure == nullptr)
-        refuse(RAVELO_ERROR_ARGUMENT, "no %s: the pointer is null", name);
+        refuse(RAVELO_ERROR_ARGUMENT, "no pointer to %s", name);
     if (structure->struct_size < sizeof(Structure) || structure->struct_size > kLargestStructure)
         refuse(RAVELO_ERROR_STRUCTURE, "struct_size of %s is %zu; set it to the sizeof of the structure, here %zu",
                name, structure->struct_size, sizeof(Structure));

@@ -1,0 +1,276 @@
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "HostFrames.h"
+#include "VectorManifest.h"
+
+// Every wrong call is answered by its status, and by a text that holds the value that was wrong. Nothing is written.
+
+namespace {
+
+using testing::HasSubstr;
+
+struct Outcome {
+    ravelo_status status;
+    std::string text;
+};
+
+// A call of ravelo_decode that is right until a test changes a part of it.
+struct Call {
+    std::vector<std::uint8_t> frame;
+    ravelo_decode_options options = usualOptions();
+    ravelo_output output{};
+    std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(1 << 16, kHostFill);
+
+    explicit Call(FrameSpec const& spec) : frame(smallFrame(spec, 1).bytes) {
+        output.struct_size = sizeof output;
+        output.memory = memory.data();
+        output.memory_bytes = memory.size();
+    }
+    Call() : Call(smallSpec(2, 0, 0)) {}
+    Call(Call const&) = delete;
+    Call& operator=(Call const&) = delete;
+
+    Outcome decode() {
+        ravelo_error error;
+        std::memset(&error, 0x55, sizeof error);
+        const ravelo_status status = ravelo_decode(frame.data(), frame.size(), &output, &options, &error);
+        EXPECT_EQ(error.status, status);
+        EXPECT_EQ(ravelo_decode(frame.data(), frame.size(), &output, &options, nullptr), status);
+        return {status, error.text};
+    }
+};
+
+void expectRefused(Call& call, ravelo_status status, std::string const& text) {
+    const Outcome outcome = call.decode();
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_THAT(outcome.text, HasSubstr(text));
+    EXPECT_EQ(call.memory, std::vector<std::uint8_t>(call.memory.size(), kHostFill)) << "a refused call writes nothing";
+}
+
+// The stride and the bytes that the usual call needs.
+ravelo_buffer_requirements needsOf(Call const& call) {
+    ravelo_buffer_requirements needs{};
+    needs.struct_size = sizeof needs;
+    EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), &call.options, &needs, nullptr),
+              RAVELO_OK);
+    return needs;
+}
+
+} // namespace
+
+TEST(ErrorsTest, TheUnchangedCallSucceeds) {
+    Call call;
+    const Outcome outcome = call.decode();
+    EXPECT_EQ(outcome.status, RAVELO_OK);
+    EXPECT_EQ(outcome.text, "");
+}
+
+TEST(ErrorsTest, MissingArgumentsAreNamed) {
+    Call call;
+    ravelo_error error;
+    EXPECT_EQ(ravelo_decode(nullptr, 77, &call.output, &call.options, &error), RAVELO_ERROR_ARGUMENT);
+    EXPECT_THAT(error.text, HasSubstr("77"));
+    EXPECT_EQ(ravelo_decode(call.frame.data(), call.frame.size(), nullptr, &call.options, &error),
+              RAVELO_ERROR_ARGUMENT);
+    EXPECT_THAT(error.text, HasSubstr("no pointer to the output"));
+    EXPECT_EQ(ravelo_get_frame_info(call.frame.data(), call.frame.size(), nullptr, &error), RAVELO_ERROR_ARGUMENT);
+    EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), nullptr, nullptr, &error),
+              RAVELO_ERROR_ARGUMENT);
+    call.output.memory = nullptr;
+    expectRefused(call, RAVELO_ERROR_ARGUMENT, "65536");
+}
+
+TEST(ErrorsTest, NullOptionsAreTheUsualOnes) {
+    Call call;
+    EXPECT_EQ(ravelo_decode(call.frame.data(), call.frame.size(), &call.output, nullptr, nullptr), RAVELO_OK);
+}
+
+TEST(ErrorsTest, StructuresWithoutTheirSizeAreRefused) {
+    Call call;
+    call.options.struct_size = 0;
+    expectRefused(call, RAVELO_ERROR_STRUCTURE, "struct_size of the decode options is 0");
+    call.options.struct_size = sizeof call.options - 1;
+    expectRefused(call, RAVELO_ERROR_STRUCTURE, std::to_string(sizeof call.options - 1));
+    call.options.struct_size = std::numeric_limits<std::size_t>::max();
+    expectRefused(call, RAVELO_ERROR_STRUCTURE, "decode options");
+    call.options = usualOptions();
+    call.output.struct_size = 3;
+    expectRefused(call, RAVELO_ERROR_STRUCTURE, "output is 3");
+    ravelo_frame_info info{};
+    EXPECT_EQ(ravelo_get_frame_info(call.frame.data(), call.frame.size(), &info, nullptr), RAVELO_ERROR_STRUCTURE);
+    ravelo_buffer_requirements needs{};
+    EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), nullptr, &needs, nullptr),
+              RAVELO_ERROR_STRUCTURE);
+}
+
+TEST(ErrorsTest, FramesShorterThanTheirHeaderAreRefused) {
+    FrameSpec spec = smallSpec(2, 0, 0);
+    spec.lumaMatrix.emplace().fill(4);
+    spec.chromaMatrix.emplace().fill(5);
+    spec.extraHeaderBytes = 9;
+    const std::vector<std::uint8_t> whole = smallFrame(spec, 1).bytes;
+    constexpr std::size_t kHeaderBytes = 8 + 20 + 128 + 9;
+    for (std::size_t size = 0; size < kHeaderBytes; ++size) {
+        Call call(spec);
+        call.frame.assign(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        call.frame.reserve(1); // so that there is an address
+        expectRefused(call, RAVELO_ERROR_FRAME, "the frame has " + std::to_string(size) + " bytes");
+    }
+    Call call(spec);
+    call.frame.resize(kHeaderBytes);
+    EXPECT_EQ(call.decode().status, RAVELO_OK) << "a frame without pictures is damaged, not malformed";
+}
+
+TEST(ErrorsTest, UnknownOptionsAreRefusedWithTheirValue) {
+    struct Case {
+        std::uint32_t ravelo_decode_options::*option;
+        std::uint32_t value;
+        const char* text;
+    };
+    const Case cases[] = {
+        {&ravelo_decode_options::reduction, 4, "reduction is 4"},
+        {&ravelo_decode_options::reduction, 0xFFFFFFFF, "reduction is 4294967295"},
+        {&ravelo_decode_options::coding, 3, "coding is 3"},
+        {&ravelo_decode_options::bit_depth, 1, "bit_depth is 1"},
+        {&ravelo_decode_options::bit_depth, 9, "bit_depth is 9"},
+        {&ravelo_decode_options::bit_depth, 12, "bit_depth is 12"},
+        {&ravelo_decode_options::bit_depth, 17, "bit_depth is 17"},
+        {&ravelo_decode_options::target, 3, "target is 3"},
+        {&ravelo_decode_options::failed_slices, 3, "failed_slices is 3"},
+        {&ravelo_decode_options::mark_color, 0x1000000, "mark_color is 0x1000000"},
+        {&ravelo_decode_options::reserved, 5, "reserved is 5"},
+    };
+    for (Case const& wrong : cases) {
+        Call call(smallSpec(3, 0, 0));
+        call.options.*wrong.option = wrong.value;
+        expectRefused(call, RAVELO_ERROR_OPTION, wrong.text);
+    }
+}
+
+TEST(ErrorsTest, ReducedPicturesOfMoreThanEightBitsAreRefused) {
+    for (std::uint32_t reduction = 1; reduction <= 3; ++reduction) {
+        for (std::uint32_t depth : {10u, 15u, 16u}) {
+            Call call;
+            call.options.reduction = reduction;
+            call.options.bit_depth = depth;
+            expectRefused(call, RAVELO_ERROR_COMBINATION,
+                          "reduction " + std::to_string(reduction) + " with bit_depth " + std::to_string(depth));
+        }
+    }
+}
+
+TEST(ErrorsTest, RgbOf422IsRefusedForEveryFormatThatIsDecodedAs422) {
+    for (std::uint32_t chroma_format : {0u, 1u, 2u}) {
+        for (std::uint32_t coding : {1u, 2u}) {
+            Call call(smallSpec(chroma_format, 0, 0));
+            call.options.coding = coding;
+            expectRefused(call, RAVELO_ERROR_COMBINATION, "coding " + std::to_string(coding) + ": the frame is 4:2:2");
+        }
+    }
+}
+
+TEST(ErrorsTest, TheLimitOnPixelsIsExactAndCanBeLifted) {
+    Call call;
+    call.options.max_pixels = 75 * 52 - 1;
+    expectRefused(call, RAVELO_ERROR_LIMIT, "75 x 52 = 3900 pixels; max_pixels allows 3899");
+    call.options.max_pixels = 75 * 52;
+    EXPECT_EQ(call.decode().status, RAVELO_OK);
+}
+
+TEST(ErrorsTest, TheLimitOnPixelsIsOnByDefault) {
+    // 16384 x 16384 pixels are within, one line more is not; only the requirements are asked for, which cost nothing.
+    Call call;
+    call.frame[8 + 8] = 0x40;
+    call.frame[8 + 9] = 0x00;
+    call.frame[8 + 10] = 0x40;
+    call.frame[8 + 11] = 0x00;
+    needsOf(call);
+    call.frame[8 + 11] = 0x01;
+    expectRefused(call, RAVELO_ERROR_LIMIT, "268435456");
+    call.options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
+    EXPECT_EQ(needsOf(call).height, 16385u);
+}
+
+TEST(ErrorsTest, StridesBelowTheSafeOneAreRefusedOnBothSidesOfZero) {
+    Call call;
+    call.options.reduction = RAVELO_HALF_SIZE;
+    const ravelo_buffer_requirements needs = needsOf(call);
+    ASSERT_GT(needs.safe_stride, needs.least_stride) << "the frame must have columns behind its width";
+    const auto safe = static_cast<std::int64_t>(needs.safe_stride);
+    call.output.first_line = 32768;
+    for (std::int64_t stride : {safe - 1, 1 - safe, std::int64_t{1}, std::int64_t{-1}}) {
+        call.output.stride = stride;
+        expectRefused(call, RAVELO_ERROR_BUFFER, "stride is " + std::to_string(stride));
+    }
+    for (std::int64_t stride : {safe, -safe}) {
+        call.output.stride = stride;
+        EXPECT_EQ(call.decode().status, RAVELO_OK);
+    }
+}
+
+TEST(ErrorsTest, StridesThatOverflowAreRefused) {
+    for (std::int64_t stride : {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max(),
+                                std::numeric_limits<std::int64_t>::max() / 51 + 1, std::int64_t{1} << 62}) {
+        Call call;
+        call.output.stride = stride;
+        expectRefused(call, RAVELO_ERROR_BUFFER, std::to_string(stride));
+        call.output.first_line = std::numeric_limits<std::size_t>::max();
+        expectRefused(call, RAVELO_ERROR_BUFFER, "first_line");
+    }
+}
+
+TEST(ErrorsTest, MemoryThatIsOneByteTooSmallIsRefused) {
+    for (std::uint32_t reduction = 0; reduction <= 3; ++reduction) {
+        Call call;
+        call.options.reduction = reduction;
+        const ravelo_buffer_requirements needs = needsOf(call);
+        call.output.memory_bytes = needs.bytes - 1;
+        expectRefused(call, RAVELO_ERROR_BUFFER, "memory_bytes is " + std::to_string(needs.bytes - 1));
+        call.output.first_line = 1;
+        call.output.memory_bytes = needs.bytes;
+        expectRefused(call, RAVELO_ERROR_BUFFER, "first_line 1");
+        call.output.memory_bytes = needs.bytes + 1;
+        EXPECT_EQ(call.decode().status, RAVELO_OK);
+    }
+}
+
+TEST(ErrorsTest, PicturesThatRunDownwardsNeedTheirFirstLineHighEnough) {
+    Call call;
+    const ravelo_buffer_requirements needs = needsOf(call);
+    const std::uint64_t between = (needs.lines - 1) * needs.safe_stride;
+    call.output.stride = -static_cast<std::int64_t>(needs.safe_stride);
+    call.output.memory_bytes = needs.bytes;
+    call.output.first_line = between - 1;
+    expectRefused(call, RAVELO_ERROR_BUFFER, "first_line is " + std::to_string(between - 1));
+    call.output.first_line = between + 1;
+    expectRefused(call, RAVELO_ERROR_BUFFER, "memory_bytes");
+    call.output.first_line = between;
+    EXPECT_EQ(call.decode().status, RAVELO_OK);
+}
+
+TEST(ErrorsTest, DamageReportsAreChecked) {
+    Call call;
+    ravelo_damage_report report{};
+    call.options.damage = &report;
+    expectRefused(call, RAVELO_ERROR_STRUCTURE, "the damage report is 0");
+    report.struct_size = sizeof report;
+    report.capacity = 12;
+    expectRefused(call, RAVELO_ERROR_ARGUMENT, "room for 12 slices");
+}
+
+TEST(ErrorsTest, EveryStatusHasWords) {
+    std::vector<std::string> texts;
+    for (std::int32_t status = RAVELO_OK; status <= RAVELO_ERROR_INTERNAL; ++status)
+        texts.emplace_back(ravelo_status_text(status));
+    for (std::string const& text : texts)
+        EXPECT_EQ(std::count(texts.begin(), texts.end(), text), 1) << text;
+    EXPECT_STREQ(ravelo_status_text(-1), "an unknown status");
+    EXPECT_STREQ(ravelo_status_text(RAVELO_ERROR_INTERNAL + 1), "an unknown status");
+}

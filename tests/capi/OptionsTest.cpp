@@ -1,0 +1,161 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "HostFrames.h"
+#include "RaveloDecoderInterface.h"
+#include "VectorManifest.h"
+
+// The options reach the decoder: what the C interface writes is what the C++ call writes for the same request.
+
+namespace {
+
+std::vector<std::uint8_t> decodedByCxx(std::vector<std::uint8_t> const& frame, DecodeRequest const& request,
+                                       std::size_t numBytes) {
+    std::vector<std::uint8_t> pixels(numBytes, kHostFill);
+    RaveloDecoderInterface::DecompressFrameFromBits(frame.data(), frame.size(), request.downSampleFactor,
+                                                    static_cast<ColorCoding>(request.colorCoding), request.bitDepth,
+                                                    pixels.data(), request.lineStride, request.target);
+    return pixels;
+}
+
+ravelo_decode_options optionsOf(DecodeRequest const& request) {
+    ravelo_decode_options options = usualOptions();
+    options.reduction = request.downSampleFactor;
+    options.coding = request.colorCoding;
+    options.bit_depth = request.bitDepth;
+    options.target = request.target == OptimizationTarget::AVX2 ? RAVELO_TARGET_AVX2 : RAVELO_TARGET_BASELINE;
+    return options;
+}
+
+ravelo_frame_info infoOf(std::vector<std::uint8_t> const& frame) {
+    ravelo_frame_info info{};
+    info.struct_size = sizeof info;
+    EXPECT_EQ(ravelo_get_frame_info(frame.data(), frame.size(), &info, nullptr), RAVELO_OK);
+    return info;
+}
+
+} // namespace
+
+TEST(OptionsTest, EveryVectorIsDecodedAsByTheCxxCall) {
+    std::size_t numCompared = 0;
+    for (VectorRequest const& vector : readVectorManifest()) {
+        // The C++ call alone takes a reduction with more than 8 bits.
+        if (vector.request.downSampleFactor != 0 && vector.request.bitDepth > 8)
+            continue;
+        const std::vector<std::uint8_t> frame = readTestData("vectors/" + vector.frame);
+        const HostDecode decode = hostDecode(frame, optionsOf(vector.request));
+        ASSERT_EQ(decode.status, RAVELO_OK) << vector.describe() << ": " << decode.text;
+        DecodeRequest request = vector.request;
+        request.lineStride = static_cast<std::int64_t>(decode.needs.safe_stride);
+        ASSERT_EQ(decode.pixels, decodedByCxx(frame, request, decode.needs.bytes)) << vector.describe();
+        ++numCompared;
+    }
+    EXPECT_GT(numCompared, 1000u);
+}
+
+TEST(OptionsTest, ZerosAreTheUsualChoices) {
+    const MadeFrame frame = smallFrame(smallSpec(3, 0, 1), 3);
+    ravelo_decode_options spelled = usualOptions();
+    spelled.bit_depth = 8;
+    spelled.target = ravelo_best_target();
+    spelled.max_pixels = RAVELO_DEFAULT_MAX_PIXELS;
+    EXPECT_EQ(hostDecode(frame.bytes, usualOptions()).pixels, hostDecode(frame.bytes, spelled).pixels);
+}
+
+TEST(OptionsTest, LinesMayRunDownwardsAndLieFarApart) {
+    const MadeFrame frame = smallFrame(smallSpec(2, 1, 0), 4);
+    const HostDecode usual = hostDecode(frame.bytes, usualOptions());
+    ASSERT_EQ(usual.status, RAVELO_OK);
+    const std::size_t lineBytes = usual.needs.least_stride;
+    for (const std::int64_t stride : {std::int64_t{1001}, std::int64_t{-1001}}) {
+        std::vector<std::uint8_t> memory(1001 * usual.needs.lines, kHostFill);
+        ravelo_output output{};
+        output.struct_size = sizeof output;
+        output.memory = memory.data();
+        output.memory_bytes = memory.size();
+        output.first_line = stride < 0 ? 1001u * (usual.needs.lines - 1) : 0;
+        output.stride = stride;
+        ASSERT_EQ(ravelo_decode(frame.bytes.data(), frame.bytes.size(), &output, nullptr, nullptr), RAVELO_OK);
+        for (std::uint32_t y = 0; y < usual.needs.height; ++y) {
+            const std::uint8_t* line = memory.data() + output.first_line + std::int64_t{y} * stride;
+            ASSERT_EQ(std::memcmp(line, &usual.pixels[y * usual.needs.safe_stride], lineBytes), 0) << y;
+            ASSERT_TRUE(std::all_of(line + lineBytes, line + 1001, [](std::uint8_t b) { return b == kHostFill; }));
+        }
+    }
+}
+
+TEST(OptionsTest, FrameInformationIsThatOfTheHeader) {
+    FrameSpec spec = smallSpec(3, 2, 2);
+    spec.matrix_coefficients = 9;
+    spec.extraHeaderBytes = 5;
+    spec.chromaMatrix.emplace().fill(7);
+    const ravelo_frame_info info = infoOf(smallFrame(spec, 5).bytes);
+    EXPECT_EQ(info.width, 75u);
+    EXPECT_EQ(info.height, 52u);
+    EXPECT_EQ(info.samples_per_pixel, 4u);
+    EXPECT_EQ(info.chroma_format, 3u);
+    EXPECT_EQ(info.interlace_mode, 2u);
+    EXPECT_EQ(info.pictures, 2u);
+    EXPECT_EQ(info.alpha_channel_type, 2u);
+    EXPECT_EQ(info.matrix_coefficients, 9u);
+    EXPECT_EQ(info.header_bytes, 8u + 20 + 64 + 5);
+    EXPECT_EQ(info.has_luma_matrix, 0u);
+    EXPECT_EQ(info.has_chroma_matrix, 1u);
+    EXPECT_EQ(infoOf(smallFrame(smallSpec(2, 3, 0), 5).bytes).pictures, 1u);
+    EXPECT_EQ(infoOf(smallFrame(smallSpec(1, 0, 0), 5).bytes).samples_per_pixel, 2u);
+}
+
+TEST(OptionsTest, BufferRequirementsAreThoseOfTheReducedPicture) {
+    const MadeFrame frame = smallFrame(smallSpec(2, 0, 0), 6);
+    ravelo_decode_options options = usualOptions();
+    options.reduction = RAVELO_HALF_SIZE;
+    ravelo_buffer_requirements needs = hostDecode(frame.bytes, options).needs;
+    EXPECT_EQ(needs.width, 37u);
+    EXPECT_EQ(needs.height, 26u);
+    EXPECT_EQ(needs.lines, 26u);
+    EXPECT_EQ(needs.bytes_per_sample, 1u);
+    EXPECT_EQ(needs.least_stride, 74u);
+    EXPECT_EQ(needs.safe_stride, 80u);
+    EXPECT_EQ(needs.bytes, 80u * 26);
+    options.reduction = RAVELO_FULL_SIZE;
+    options.bit_depth = 10;
+    needs = hostDecode(frame.bytes, options).needs;
+    EXPECT_EQ(needs.bytes_per_sample, 2u);
+    EXPECT_EQ(needs.least_stride, 75u * 4);
+    EXPECT_EQ(needs.safe_stride, 75u * 4);
+}
+
+TEST(OptionsTest, StructuresOfNewerHostsWorkWhileTheirNewMembersAreZero) {
+    struct NewerOptions {
+        ravelo_decode_options known = usualOptions();
+        std::uint64_t newMember = 0;
+    } options;
+    struct NewerInfo {
+        ravelo_frame_info known{};
+        std::uint64_t newMember = 55;
+    } info;
+    options.known.struct_size = sizeof options;
+    info.known.struct_size = sizeof info;
+    const std::vector<std::uint8_t> frame = smallFrame(smallSpec(2, 0, 0), 7).bytes;
+    EXPECT_EQ(hostDecode(frame, options.known).status, RAVELO_OK);
+    EXPECT_EQ(ravelo_get_frame_info(frame.data(), frame.size(), &info.known, nullptr), RAVELO_OK);
+    EXPECT_EQ(info.known.width, 75u);
+    EXPECT_EQ(info.known.struct_size, sizeof info);
+    EXPECT_EQ(info.newMember, 0u) << "what the library does not know reads as zero";
+    options.newMember = 1;
+    const HostDecode refused = hostDecode(frame, options.known);
+    EXPECT_EQ(refused.status, RAVELO_ERROR_STRUCTURE);
+    EXPECT_THAT(refused.text, testing::HasSubstr("decode options"));
+}
+
+TEST(OptionsTest, VersionAndProcessorAreTold) {
+    EXPECT_EQ(ravelo_version(), RAVELO_VERSION);
+    EXPECT_STREQ(ravelo_version_text(), RAVELO_VERSION_TEXT);
+    EXPECT_EQ(ravelo_best_target(),
+              RaveloDecoderInterface::GetMaxOptType() == 1 ? RAVELO_TARGET_AVX2 : RAVELO_TARGET_BASELINE);
+}
