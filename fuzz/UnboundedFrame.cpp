@@ -15,7 +15,7 @@ const std::size_t kFrameOffset = FuzzOptions::kNumBytes;
 namespace {
 
 constexpr std::uint64_t kLongestStride = std::uint64_t{65536} * 8;
-constexpr std::uint64_t kMaxMacroblocks = 20000;
+constexpr std::uint64_t kMaxMacroblocks = 8192;
 
 } // namespace
 
