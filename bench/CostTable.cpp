@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -80,6 +81,15 @@ LinearFit fitOf(std::vector<Measurement> const& measurements, double Measurement
     return fit;
 }
 
+void printFit(const char* name, std::vector<Measurement> const& measurements) {
+    const LinearFit fit = fitOf(measurements, &Measurement::clocks);
+    std::printf("- %s: %.2f clocks for each pixel + %.2f for each bit; the largest error is %.0f %%\n", name,
+                fit.perPixel, fit.perBit, 100 * fit.largestError);
+}
+
+// Behind this rate codes are so long that few fit the table of pairs.
+constexpr double kOrdinaryBitsPerPixel = 7.5;
+
 // Frames are named table-WIDTHxHEIGHT-RATE.rvl.
 std::map<double, std::map<double, std::filesystem::path>> framesBySizeAndRate(std::filesystem::path const& folder) {
     std::map<double, std::map<double, std::filesystem::path>> frames;
@@ -115,12 +125,15 @@ void printTable(std::filesystem::path const& folder, unsigned int numRounds) {
     MarkdownTable table(headings);
     for (auto const& row : rows)
         table.addRow(row);
-    const LinearFit clocks = fitOf(all, &Measurement::clocks);
+    std::vector<Measurement> ordinary;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(ordinary), [](Measurement const& measurement) {
+        return measurement.numBits < kOrdinaryBitsPerPixel * measurement.numPixels;
+    });
     std::printf("\n### Cost by size and bits per pixel: clocks per pixel (milliseconds), 4:2:2, 10 bits, AVX2, one "
-                "thread\n\n%s",
+                "thread\n\n%s\nLinear fits:\n\n",
                 table.text().c_str());
-    std::printf("\nFit: clocks = %.2f for each pixel + %.2f for each bit; the largest error is %.0f %%.\n",
-                clocks.perPixel, clocks.perBit, 100 * clocks.largestError);
+    printFit("all", all);
+    printFit("up to 7 bits per pixel", ordinary);
 }
 
 } // namespace
