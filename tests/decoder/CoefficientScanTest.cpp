@@ -586,10 +586,11 @@ void checkMix(std::mt19937& random, std::vector<RangeMemory>& memory, Tally& tal
     std::vector<Component> fast;
     std::vector<Component> plain;
     std::vector<ComponentScan> scans;
-    // A call of the decoder has one reduction for all; here every component has its own.
+    // Most calls keep whole blocks of all components, in others every component has a reduction of its own.
+    const bool keepsAll = below(random, 3) != 0;
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t numBlocks = 2u << below(random, 5);
-        const std::uint32_t kept = 64u >> 2 * below(random, 4);
+        const std::uint32_t kept = keepsAll ? 64u : 64u >> 2 * below(random, 4);
         const auto content = static_cast<Content>(below(random, contents));
         ranges.push_back(randomRange(random, content, numBlocks));
         const Bitstream range = memory[i].place(ranges.back(), random);
