@@ -1,0 +1,35 @@
+# Libraries and command resist the usual ways to turn a fault into code that somebody else chose. Included by the root
+# after all targets are there; a test reads the files that come out of it.
+#
+#   relocations read-only and bound at load     no table of addresses can be overwritten later
+#   no executable stack
+#   stack protector                             in functions with arrays
+#   -fcf-protection                             indirect jumps end at marked places, on processors that can
+#   _FORTIFY_SOURCE                             copies of a known size are checked; needs an optimised build
+option(RAVELO_HARDENING "Build with the linker's and the compiler's protections" ON)
+if(NOT RAVELO_HARDENING)
+    return()
+endif()
+
+# The sanitizers replace the checked copies by their own, which find more.
+set(ravelo_isSanitized OFF)
+if("${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize=")
+    set(ravelo_isSanitized ON)
+endif()
+set(ravelo_isOptimised "$<AND:$<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${ravelo_isSanitized}>>>")
+
+foreach(target RaveloKernels RaveloDecoder RaveloC RaveloCStatic RaveloEncoder RaveloCommand ravelo)
+    if(NOT TARGET ${target})
+        continue()
+    endif()
+    target_compile_options(${target} PRIVATE -fstack-protector-strong -fcf-protection=full
+        "$<${ravelo_isOptimised}:-U_FORTIFY_SOURCE>" "$<${ravelo_isOptimised}:-D_FORTIFY_SOURCE=2>")
+endforeach()
+foreach(target RaveloOpt RaveloC ravelo)
+    if(TARGET ${target})
+        target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+    endif()
+endforeach()
+if(TARGET ravelo)
+    target_link_options(ravelo PRIVATE -pie)
+endif()
