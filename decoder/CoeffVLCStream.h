@@ -56,8 +56,8 @@ public:
     unsigned int golombCombinationCode(GolombCombinationCodeParams const* params); // or kInvalidCode
     int signedGolombCombinationCode(GolombCombinationCodeParams const* params);
 
-    // The zero bits of a prefix without a limit; the one bit behind them is taken too. Past the end of the range
-    // Baseline returns what it counted, and AVX2 never counts more than 32.
+    // The zero bits of a prefix without a limit; the one bit behind them is taken too. Where only zeros are left or the
+    // bit count has wrapped, Baseline returns what it counted; AVX2 never counts more than 32.
     unsigned int golombGetQ();
 
     // One symbol from each of three streams, this one first. The streams must be three distinct objects.

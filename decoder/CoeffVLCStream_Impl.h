@@ -151,7 +151,8 @@ unsigned int CoeffVLCStream<target>::golombGetQ() {
     unsigned int q = 0;
     while (this->getBits(1) == 0) {
         ++q;
-        if (this->onlyZerosRemain())
+        // Behind a wrapped bit count the same zeros would come for ever.
+        if (this->onlyZerosRemain() || bitCountWrapped())
             return q;
     }
     return q;
