@@ -1,8 +1,9 @@
 # Debian packages, made by `cpack` in the build folder: libraveloopt1, libraveloopt-dev and raveloopt-tools.
+set(RAVELO_PACKAGE_CONTACT "RaveloOpt developers <raveloopt@example.org>" CACHE STRING "Who answers for the packages")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME raveloopt)
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
-set(CPACK_PACKAGE_CONTACT "RaveloOpt developers <raveloopt@localhost.localdomain>")
+set(CPACK_PACKAGE_CONTACT "${RAVELO_PACKAGE_CONTACT}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -17,32 +18,36 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# The packages' libraries are found through each other's symbols files, which are here and not installed.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# The command's own libraries are in a package that is not installed yet; it is named below.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/decoder" "${PROJECT_BINARY_DIR}/capi")
+set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/CompressManuals.cmake")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "libraveloopt${PROJECT_VERSION_MAJOR}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# The system's table of libraries is renewed after packages come and go.
+file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-"decoder for the Ravelo intra-frame video format
- Decodes frames at full, half, quarter or eighth size as YCbCr or RGB in 8 to
- 16 bits, on all processors. Shared libraries with a C++ and a C interface.")
+"Shared libraries with a C++ and a C interface. They decode frames at full,
+ half, quarter or eighth size, as YCbCr or RGB in 8 to 16 bits.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libraveloopt-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libtbb-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-"decoder for the Ravelo intra-frame video format - development files
- Headers, static libraries and package files for programs that decode or
+"Headers, static libraries and package files for programs that decode or
  encode Ravelo frames.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME raveloopt-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
+    "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (>= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-"command for frames of the Ravelo intra-frame video format
- Turns pictures into frames and frames into pictures, and tells about them.")
+"The command ravelo, its manual pages and completions. It turns pictures
+ into frames and frames into pictures, and tells about them.")
 
 # Every package carries the licence and a change log where Debian looks for them.
 set(debianFolder "${PROJECT_BINARY_DIR}/debian")
