@@ -41,13 +41,18 @@ private:
 
     struct Lane {
         ComponentScan* scan = nullptr;
-        const std::uint8_t* bytes = nullptr;
-        std::int64_t bitPosition = 0;  // of the next unread bit
-        std::int64_t lastBatch = 0;    // the last bit position where a batch may begin
-        std::int16_t* last = nullptr;  // the coefficient of the last position that was coded
-        std::int16_t* end = nullptr;   // behind the last position
+        std::int64_t bitPosition = 0; // of the next unread bit
+        std::int64_t lastBatch = 0;   // the last bit position where a batch may begin
+        std::uint64_t position = 0;   // of the last coefficient that was coded
+        std::uint64_t numKept = 0;    // positions from here on are not kept
+        std::uint64_t numPositions = 0;
         std::uint32_t stateOffset = 0; // into the table of pairs, in bytes
         bool needsPlainScan = false;
+
+        std::int16_t* coefficients() const { return scan->coefficients; }
+        bool canBatch(std::uint64_t limit) const {
+            return !needsPlainScan && bitPosition <= lastBatch && position < limit;
+        }
     };
 
     struct DcLane {
@@ -93,13 +98,24 @@ private:
         return entry;
     }
 
-    // Moves `last` by the runs of an entry and stores its levels.
-    static void storePairs(std::uint64_t entry, std::int16_t*& last) {
+    // Where a coefficient is stored, as a number: a position may lie far behind the memory of the kept ones.
+    using Address = std::uintptr_t;
+
+    static void store(Address address, std::uint64_t level) {
+        *reinterpret_cast<std::int16_t*>(address) = static_cast<std::int16_t>(level);
+    }
+
+    // Moves an address by the runs of an entry and stores its levels.
+    static void storePairs(std::uint64_t entry, Address& last) {
         const auto fields = static_cast<std::uint32_t>(entry);
-        last += fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask;
-        *last = static_cast<std::int16_t>(entry >> SymbolTables::kFirstLevelShift);
-        last += fields >> SymbolTables::kSecondRunShift;
-        *last = static_cast<std::int16_t>(entry >> SymbolTables::kSecondLevelShift);
+        last += 2 * (fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask);
+        store(last, entry >> SymbolTables::kFirstLevelShift);
+        last += 2 * (fields >> SymbolTables::kSecondRunShift);
+        store(last, entry >> SymbolTables::kSecondLevelShift);
+    }
+
+    static std::uint32_t advanceOf(std::uint64_t entry) {
+        return static_cast<std::uint32_t>(entry) >> SymbolTables::kAdvanceShift & SymbolTables::kAdvanceMask;
     }
 
     struct Tail;
@@ -112,18 +128,25 @@ private:
     void readDc(DcLane& lane, std::int16_t* coefficient, bool isFirst) const;
 
     bool openLane(Lane& lane);
-    void closeLane(Lane& lane) const;
+    bool openSkimLane(Lane& lane);
+    void closeLane(Lane& lane);
     bool scanTail(Lane& lane) const;
     void scanPlainlyFrom(Lane& lane) const;
-    template <int numLanes>
+    template <int numLanes, bool skims>
     void runBatches(Lane* lanes) const;
+    template <bool skims>
     void runBatches(Lane* lanes, int numLanes) const;
+    template <bool skims>
+    void runLanes();
 
     SymbolTables const& m_tables;
     unsigned int m_numScans;
     unsigned int m_nextScan = 0;
     ComponentScan* m_scans[kMaxScans];       // the longest range first, so that the lanes end together
     std::int64_t m_endOfDcs[kMaxScans] = {}; // bit positions, or -1 for components that the plain scan must read
+    unsigned int m_numSkims = 0;
+    unsigned int m_nextSkim = 0;
+    Lane m_skims[kMaxScans]; // components whose kept coefficients have been read
 };
 
 template <OptimizationTarget target>
@@ -236,8 +259,8 @@ void ComponentScanner<target>::scanPlainlyFrom(Lane& lane) const {
     symbols.previousRun = m_tables.runOfClass[state / SymbolTables::kNumLevelClasses];
     symbols.previousLevelSymbol = m_tables.levelOfClass[state % SymbolTables::kNumLevelClasses];
     CoeffVLCStream<target> stream(scan.range, scan.range.size, symbols);
-    const auto position = static_cast<std::uint32_t>(lane.last + 1 - scan.coefficients);
-    scan.succeeded = scanAcCoefficients<target, FrequencyOrder>(stream, scan, position);
+    scan.succeeded =
+        scanAcCoefficients<target, FrequencyOrder>(stream, scan, static_cast<std::uint32_t>(lane.position + 1));
 }
 
 // Takes components up until one has AC symbols to read in batches. Returns false when no component is left.
@@ -246,8 +269,7 @@ bool ComponentScanner<target>::openLane(Lane& lane) {
     while (m_nextScan < m_numScans) {
         const unsigned int index = m_nextScan++;
         ComponentScan& scan = *m_scans[index];
-        const bool hasBatchLayout = scan.dcOnly || scan.keptCoefficients == 64;
-        if (!hasBatchLayout || m_endOfDcs[index] < 0) {
+        if (m_endOfDcs[index] < 0) {
             scan.succeeded = scanComponentPlainly<target>(scan);
             continue;
         }
@@ -255,28 +277,39 @@ bool ComponentScanner<target>::openLane(Lane& lane) {
             scan.succeeded = true;
             continue;
         }
-        __builtin_memset(scan.coefficients + scan.numBlocks, 0, 63 * scan.numBlocks * sizeof(std::int16_t));
+        __builtin_memset(scan.coefficients + scan.numBlocks, 0,
+                         (scan.keptCoefficients - 1) * scan.numBlocks * sizeof(std::int16_t));
         lane.scan = &scan;
-        lane.bytes = scan.range.data;
         lane.bitPosition = m_endOfDcs[index];
         lane.lastBatch = endBit(scan) - kBatchBits;
-        lane.last = scan.coefficients + scan.numBlocks - 1;
-        lane.end = scan.coefficients + 64 * scan.numBlocks;
+        lane.position = scan.numBlocks - 1;
+        lane.numKept = scan.keptCoefficients * scan.numBlocks;
+        lane.numPositions = 64 * scan.numBlocks;
         lane.stateOffset = m_tables.stateOffset(CoeffVLCStream<target>::kInitialPreviousRun,
                                                 CoeffVLCStream<target>::kInitialPreviousLevelSymbol);
         lane.needsPlainScan = false;
-        if (lane.bitPosition <= lane.lastBatch)
+        if (lane.canBatch(lane.numKept))
             return true;
         closeLane(lane);
     }
     return false;
 }
 
-// Ends a component whose lane cannot go on in batches.
 template <OptimizationTarget target>
-void ComponentScanner<target>::closeLane(Lane& lane) const {
-    if (lane.last >= lane.end)
+bool ComponentScanner<target>::openSkimLane(Lane& lane) {
+    if (m_nextSkim == m_numSkims)
+        return false;
+    lane = m_skims[m_nextSkim++];
+    return true;
+}
+
+// Ends a component whose lane cannot go on in batches, or leaves it to be skimmed.
+template <OptimizationTarget target>
+void ComponentScanner<target>::closeLane(Lane& lane) {
+    if (lane.position >= lane.numPositions)
         lane.scan->succeeded = false;
+    else if (lane.canBatch(lane.numPositions))
+        m_skims[m_numSkims++] = lane;
     else if (lane.needsPlainScan || !scanTail(lane))
         scanPlainlyFrom(lane);
 }
@@ -336,10 +369,8 @@ bool ComponentScanner<target>::scanTail(Lane& lane) const {
     Tail tail(*lane.scan, lane.bitPosition);
     while (!tail.isEnd()) {
         const std::uint64_t entry = entryOf(lane.stateOffset, tail.word);
-        const auto fields = static_cast<std::uint32_t>(entry);
-        std::uint32_t length = fields & SymbolTables::kLengthMask;
-        std::uint32_t advance = (fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask) +
-                                (fields >> SymbolTables::kSecondRunShift);
+        std::uint32_t length = static_cast<std::uint32_t>(entry) & SymbolTables::kLengthMask;
+        std::uint32_t advance = advanceOf(entry);
         Pair found{};
         if (entry == 0) {
             tail.refill();
@@ -347,37 +378,43 @@ bool ComponentScanner<target>::scanTail(Lane& lane) const {
             length = found.length;
             advance = found.runPlusOne;
         }
-        if (length == 0 || length > tail.left || advance >= lane.end - lane.last) {
+        if (length == 0 || length > tail.left || lane.position + advance >= lane.numPositions) {
             lane.bitPosition = 8 * tail.firstByte + tail.position;
             return false;
         }
-        if (entry == 0) {
-            lane.last += found.runPlusOne;
-            *lane.last = static_cast<std::int16_t>(found.level);
-            lane.stateOffset = found.stateOffset;
+        if (entry != 0) {
+            Address last = reinterpret_cast<Address>(lane.coefficients() + lane.position);
+            if (lane.position < lane.numKept)
+                storePairs(entry, last);
+            lane.stateOffset = static_cast<std::uint32_t>(entry) & SymbolTables::kStateMask;
         } else {
-            storePairs(entry, lane.last);
-            lane.stateOffset = fields & SymbolTables::kStateMask;
+            if (lane.position + advance < lane.numKept)
+                lane.coefficients()[lane.position + advance] = static_cast<std::int16_t>(found.level);
+            lane.stateOffset = found.stateOffset;
         }
+        lane.position += advance;
         tail.take(length);
     }
     lane.scan->succeeded = true;
     return true;
 }
 
-// Reads batches until a lane must be closed.
+// Reads batches until a lane must be closed: at the end of its kept coefficients, or of all when it skims.
 template <OptimizationTarget target>
-template <int numLanes>
+template <int numLanes, bool skims>
 void ComponentScanner<target>::runBatches(Lane* lanes) const {
     const std::uint8_t* bytes[numLanes];
     std::int64_t bitPosition[numLanes];
-    std::int16_t* last[numLanes];
+    Address last[numLanes]; // of the last coefficient
+    Address limit[numLanes];
     std::uint64_t state[numLanes];
     std::uint64_t word[numLanes];
     for (int i = 0; i < numLanes; ++i) {
-        bytes[i] = lanes[i].bytes;
+        bytes[i] = lanes[i].scan->range.data;
         bitPosition[i] = lanes[i].bitPosition;
-        last[i] = lanes[i].last;
+        const auto first = reinterpret_cast<Address>(lanes[i].coefficients());
+        last[i] = first + 2 * lanes[i].position;
+        limit[i] = first + 2 * (skims ? lanes[i].numPositions : lanes[i].numKept);
         state[i] = lanes[i].stateOffset;
         word[i] = kMarker;
     }
@@ -395,74 +432,88 @@ void ComponentScanner<target>::runBatches(Lane* lanes) const {
                     bitPosition[i] += bitsTaken(word[i]);
                     word[i] = kMarker;
                     const Pair found = longPair(wordAt(bytes[i], bitPosition[i]), static_cast<std::uint32_t>(state[i]));
-                    if (found.length == 0 || found.runPlusOne >= lanes[i].end - last[i]) {
+                    if (found.length == 0) {
                         lanes[i].needsPlainScan = true;
-                        goto store;
+                        goto leave;
                     }
                     bitPosition[i] += found.length;
-                    last[i] += found.runPlusOne;
-                    *last[i] = static_cast<std::int16_t>(found.level);
+                    last[i] += 2 * std::uint64_t{found.runPlusOne};
                     state[i] = found.stateOffset;
+                    if (last[i] >= limit[i])
+                        goto leave;
+                    if (!skims)
+                        store(last[i], static_cast<std::uint64_t>(found.level));
                     if (bitPosition[i] > lanes[i].lastBatch)
-                        goto store;
+                        goto leave;
                     word[i] = markedWordAt(bytes[i], bitPosition[i]);
                     continue;
                 }
                 word[i] <<= entry & SymbolTables::kLengthMask;
                 state[i] = static_cast<std::uint32_t>(entry) & SymbolTables::kStateMask;
-                storePairs(entry, last[i]);
+                if (skims)
+                    last[i] += 2 * advanceOf(entry);
+                else
+                    storePairs(entry, last[i]);
             }
         }
 #pragma GCC unroll 8
         for (int i = 0; i < numLanes; ++i) {
             bitPosition[i] += bitsTaken(word[i]);
             word[i] = kMarker;
-            goesOn &= (bitPosition[i] <= lanes[i].lastBatch) & (last[i] < lanes[i].end);
+            goesOn &= (bitPosition[i] <= lanes[i].lastBatch) & (last[i] < limit[i]);
         }
     } while (goesOn);
-store:
+leave:
     for (int i = 0; i < numLanes; ++i) {
         lanes[i].bitPosition = bitPosition[i] + bitsTaken(word[i]);
-        lanes[i].last = last[i];
+        lanes[i].position = (last[i] - reinterpret_cast<Address>(lanes[i].coefficients())) / 2;
         lanes[i].stateOffset = static_cast<std::uint32_t>(state[i]);
     }
 }
 
 template <OptimizationTarget target>
+template <bool skims>
 void ComponentScanner<target>::runBatches(Lane* lanes, int numLanes) const {
     static_assert(kNumLanes == 6);
     switch (numLanes) {
     case 6:
-        return runBatches<6>(lanes);
+        return runBatches<6, skims>(lanes);
     case 5:
-        return runBatches<5>(lanes);
+        return runBatches<5, skims>(lanes);
     case 4:
-        return runBatches<4>(lanes);
+        return runBatches<4, skims>(lanes);
     case 3:
-        return runBatches<3>(lanes);
+        return runBatches<3, skims>(lanes);
     case 2:
-        return runBatches<2>(lanes);
+        return runBatches<2, skims>(lanes);
     default:
-        return runBatches<1>(lanes);
+        return runBatches<1, skims>(lanes);
+    }
+}
+
+template <OptimizationTarget target>
+template <bool skims>
+void ComponentScanner<target>::runLanes() {
+    Lane lanes[kNumLanes];
+    int numLanes = 0;
+    while (numLanes < kNumLanes && (skims ? openSkimLane(lanes[numLanes]) : openLane(lanes[numLanes])))
+        ++numLanes;
+    while (numLanes > 0) {
+        runBatches<skims>(lanes, numLanes);
+        for (int i = numLanes - 1; i >= 0; --i) {
+            Lane& lane = lanes[i];
+            if (lane.canBatch(skims ? lane.numPositions : lane.numKept))
+                continue;
+            closeLane(lane);
+            if (!(skims ? openSkimLane(lane) : openLane(lane)))
+                lane = lanes[--numLanes];
+        }
     }
 }
 
 template <OptimizationTarget target>
 void ComponentScanner<target>::run() {
     scanAllDcs();
-    Lane lanes[kNumLanes];
-    int numLanes = 0;
-    while (numLanes < kNumLanes && openLane(lanes[numLanes]))
-        ++numLanes;
-    while (numLanes > 0) {
-        runBatches(lanes, numLanes);
-        for (int i = numLanes - 1; i >= 0; --i) {
-            Lane& lane = lanes[i];
-            if (!lane.needsPlainScan && lane.bitPosition <= lane.lastBatch && lane.last < lane.end)
-                continue;
-            closeLane(lane);
-            if (!openLane(lane))
-                lane = lanes[--numLanes];
-        }
-    }
+    runLanes<false>();
+    runLanes<true>();
 }

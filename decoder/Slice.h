@@ -36,8 +36,8 @@ public:
     // slice header. `bits` stands at the slice's first byte and ends with the caller's data. Called once.
     void open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
 
-    // The scans of Y, Cb and Cr, with their coefficients laid out from `coefficients` on, 64 a block and kScanPadding
-    // behind each component. Returns the end of that memory.
+    // The scans of Y, Cb and Cr, with their coefficients laid out from `coefficients` on and kScanPadding behind each
+    // component. Returns the end of that memory.
     std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const;
 
     // Decodes the alpha plane, transforms the blocks and writes the pixels.

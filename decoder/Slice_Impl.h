@@ -128,9 +128,9 @@ std::int16_t* Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* 
         scan.coefficients = coefficients;
         scan.numBlocks = numBlocks[i];
         scan.log2NumBlocks = countBits<target>(numBlocks[i] - 1);
-        scan.dcOnly = keptCoefficients() == 1;
-        scan.keptCoefficients = scan.dcOnly ? 1 : 64;
-        coefficients += 64 * scan.numBlocks + kScanPadding;
+        scan.keptCoefficients = keptCoefficients();
+        scan.dcOnly = scan.keptCoefficients == 1;
+        coefficients += scan.keptCoefficients * scan.numBlocks + kScanPadding;
         cursor.advance(numBytes[i]);
     }
     return coefficients;

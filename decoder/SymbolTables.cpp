@@ -76,6 +76,7 @@ std::uint64_t singlePair(SymbolTables const& tables, std::uint32_t state, std::u
     const std::uint32_t magnitude = level.value + 1;
     const std::uint64_t signedLevel = (isNegative ? 0u - magnitude : magnitude) & 0xFFFFu;
     return length | tables.stateOffset(run.value, level.value) |
+           std::uint64_t{run.value + 1} << SymbolTables::kAdvanceShift |
            std::uint64_t{run.value + 1} << SymbolTables::kFirstRunShift |
            signedLevel << SymbolTables::kFirstLevelShift | signedLevel << SymbolTables::kSecondLevelShift;
 }
@@ -96,8 +97,10 @@ std::uint64_t pairEntry(SymbolTables const& tables, std::uint32_t state, std::ui
         return first;
     constexpr std::uint64_t kFirstFields = std::uint64_t{SymbolTables::kRunMask} << SymbolTables::kFirstRunShift |
                                            std::uint64_t{0xFFFF} << SymbolTables::kFirstLevelShift;
-    return (length + (second & SymbolTables::kLengthMask)) | (first & kFirstFields) |
-           (second & SymbolTables::kStateMask) | std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
+    const std::uint64_t advance = firstRunOf(first) + firstRunOf(second);
+    return (length + (second & SymbolTables::kLengthMask)) | advance << SymbolTables::kAdvanceShift |
+           (first & kFirstFields) | (second & SymbolTables::kStateMask) |
+           std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
            (second >> SymbolTables::kSecondLevelShift << SymbolTables::kSecondLevelShift);
 }
 

@@ -18,6 +18,7 @@ struct SymbolTables {
     // An entry of `pairs`: the one or two pairs of run and level with sign that the next kWindowBits bits hold in a
     // state, or 0 when they hold none.
     //   bits 0 to 5    bits of the pairs together, 1 to kWindowBits
+    //   bits 8 to 13   the sum of both fields of the runs
     //   bits 14 to 19  the next state, in place: (entry & kStateMask) is its offset in bytes
     //   bits 20 to 25  the first run + 1
     //   bits 26 to 31  the second run + 1, or 0 when there is one pair only
@@ -25,6 +26,8 @@ struct SymbolTables {
     //   bits 48 to 63  the second signed level, or the first again
     // So a reader that advances by both runs and stores both levels needs no branch.
     static constexpr std::uint32_t kLengthMask = 63;
+    static constexpr unsigned int kAdvanceShift = 8;
+    static constexpr std::uint32_t kAdvanceMask = 63;
     static constexpr unsigned int kStateShift = kWindowBits + 3;
     static constexpr std::uint32_t kStateMask = 63u << kStateShift;
     static constexpr unsigned int kFirstRunShift = kStateShift + 6;
@@ -34,7 +37,7 @@ struct SymbolTables {
     static constexpr unsigned int kSecondLevelShift = 48;
 
     // The sum of both fields of an entry's runs never exceeds this.
-    static constexpr std::uint32_t kMaxAdvance = 63;
+    static constexpr std::uint32_t kMaxAdvance = kAdvanceMask;
 
     // A code by its number of leading zeros: the value is the code's bits as a number plus `offset`.
     struct PrefixEntry {
