@@ -28,6 +28,11 @@ void* allocate(std::size_t numBytes, std::size_t alignment) {
     return memory;
 }
 
+// Out of line, since the compiler takes a free() that it sees beside an operator new for a mistake.
+[[gnu::noinline]] void release(void* memory) {
+    std::free(memory);
+}
+
 } // namespace
 
 void* operator new(std::size_t numBytes) {
@@ -40,22 +45,22 @@ void* operator new(std::size_t numBytes, std::align_val_t alignment) {
     return allocate(numBytes, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 
 TEST(FailingMemoryTest, EveryFailureBecomesAStatus) {
