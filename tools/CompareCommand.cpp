@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -70,16 +71,16 @@ SourcePicture planesOf(Side const& side, OptimizationTarget target) {
     planes.bitDepth = kBits;
     planes.chromaFormat = side.header.is444() ? ChromaFormat::C444 : ChromaFormat::C422;
     planes.alphaBits = side.hasAlpha() ? kBits : 0;
+    // The plane of each sample in a group of four.
+    const bool is444 = side.header.is444();
+    std::array<std::vector<std::uint16_t>*, 4> places = {&planes.cb, &planes.y, &planes.cr, &planes.y};
+    if (is444)
+        places = {&planes.alpha, &planes.y, &planes.cb, &planes.cr};
     std::vector<std::uint16_t> samples;
     for (std::uint32_t y = 0; y < planes.height; ++y) {
         decoded.widenRow(y, samples);
-        const bool is444 = side.header.is444();
-        for (std::size_t i = 0; i < samples.size(); ++i) {
-            // By the place of the sample in its group of four.
-            std::vector<std::uint16_t>* const planes444[] = {&planes.alpha, &planes.y, &planes.cb, &planes.cr};
-            std::vector<std::uint16_t>* const planes422[] = {&planes.cb, &planes.y, &planes.cr, &planes.y};
-            (is444 ? planes444 : planes422)[i % 4]->push_back(samples[i]);
-        }
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            places[i % 4]->push_back(samples[i]);
         // A line of odd width brings no Cr for its last pixel.
         if (!is444 && planes.width % 2 == 1)
             planes.cr.push_back(planes.width > 1 ? planes.cr.back() : std::uint16_t{1 << (kBits - 1)});
@@ -123,6 +124,9 @@ struct Difference {
 };
 
 Difference differenceOf(std::vector<std::uint16_t> const& first, std::vector<std::uint16_t> const& second) {
+    // Empty planes would count as equal.
+    if (first.empty() || first.size() != second.size())
+        throw std::logic_error("the planes to compare have different sizes");
     Difference difference;
     difference.numSamples = first.size();
     for (std::size_t i = 0; i < first.size(); ++i) {

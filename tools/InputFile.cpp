@@ -107,7 +107,8 @@ std::vector<std::uint8_t> InputFile::readAll(std::uint64_t limitBytes) {
         bytes.resize(before + got);
         if (got == 0)
             return bytes;
-        step = std::max<std::size_t>(step - std::min(step, got), 1 << 16);
+        // What is left of the step is one byte at the end of a regular file, enough to see that nothing follows.
+        step = got < step ? step - got : std::size_t{1} << 16;
     }
 }
 

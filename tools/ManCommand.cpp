@@ -57,7 +57,7 @@ std::string spelling(OptionDescription const& option) {
 std::string optionText(OptionDescription const& option) {
     std::string text = ".TP\n";
     text += option.isPositional() ? fmt::format("\\fI{}\\fR", roff(option.positionalName)) : spelling(option);
-    text += fmt::format("\n{}\n", roff(option.description));
+    text += fmt::format("\n{}.\n", roff(option.description));
     if (!option.choices.empty())
         text += roff(fmt::format("One of {}.", fmt::join(option.choices, ", "))) + "\n";
     if (!option.defaultValue.empty())

@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <regex>
+#include <string_view>
 
 #include "CommandError.h"
 
 namespace {
 
 constexpr std::size_t kMaxNumbers = 10'000'000;
+constexpr std::string_view kDigits = "0123456789";
 
 std::optional<std::uint64_t> numberOf(std::string const& text) {
     std::uint64_t number = 0;
@@ -19,36 +20,118 @@ std::optional<std::uint64_t> numberOf(std::string const& text) {
     return number;
 }
 
-// One part of a list: "7", "1-100" or "1-100x2".
-void appendRange(std::string const& part, std::vector<std::uint64_t>& numbers) {
-    static const std::regex s_range(R"((\d{1,18})(?:-(\d{1,18})(?:x(\d{1,18}))?)?)");
-    std::smatch match;
-    if (!std::regex_match(part, match, s_range))
-        throw usageError("'{}' is no list of numbers such as 1-100x2,200", part);
-    const std::uint64_t first = *numberOf(match[1]);
-    const std::uint64_t last = match[2].matched ? *numberOf(match[2]) : first;
-    const std::uint64_t step = match[3].matched ? *numberOf(match[3]) : 1;
-    if (last < first)
-        throw usageError("the range '{}' runs backwards", part);
-    if (step == 0)
-        throw usageError("the range '{}' has a step of 0", part);
-    if ((last - first) / step + 1 > kMaxNumbers - std::min(kMaxNumbers, numbers.size()))
-        throw usageError("the range '{}' has too many numbers; the most is {}", part, kMaxNumbers);
-    for (std::uint64_t i = 0; i <= (last - first) / step; ++i)
-        numbers.push_back(first + i * step);
-}
+// Reads a text from front to back.
+class TextCursor {
+public:
+    explicit TextCursor(std::string_view text) : m_rest(text) {}
 
-struct Spelling {
-    std::regex expression; // prefix, list, place of the number, suffix
-    bool isPercent;
+    bool atEnd() const { return m_rest.empty(); }
+
+    bool take(char wanted) {
+        if (!m_rest.starts_with(wanted))
+            return false;
+        m_rest.remove_prefix(1);
+        return true;
+    }
+
+    // A number of up to 18 digits, which stays far from the end of its type.
+    std::optional<std::uint64_t> takeNumber() {
+        const std::size_t digits = std::min(m_rest.find_first_not_of(kDigits), m_rest.size());
+        if (digits == 0 || digits > 18)
+            return std::nullopt;
+        const std::optional<std::uint64_t> number = numberOf(std::string(m_rest.substr(0, digits)));
+        m_rest.remove_prefix(digits);
+        return number;
+    }
+
+private:
+    std::string_view m_rest;
 };
 
-std::vector<Spelling> const& spellings() {
-    static const std::vector<Spelling> s_spellings = {
-        {std::regex(R"((.*)()%(?:0(\d{1,2}))?d(.*))"), true},
-        {std::regex(R"((.*?)(\d+-\d[\dx,-]*)?([#]+|[@]+)([^#@]*))"), false},
-    };
-    return s_spellings;
+struct Range {
+    std::uint64_t first;
+    std::uint64_t last;
+    std::uint64_t step;
+};
+
+// One part of a list: "7", "1-100" or "1-100x2".
+std::optional<Range> parseRange(std::string_view part) {
+    TextCursor cursor(part);
+    const std::optional<std::uint64_t> first = cursor.takeNumber();
+    std::optional<std::uint64_t> last = first;
+    std::optional<std::uint64_t> step = 1;
+    if (cursor.take('-')) {
+        last = cursor.takeNumber();
+        if (cursor.take('x'))
+            step = cursor.takeNumber();
+    }
+    if (!first || !last || !step || !cursor.atEnd())
+        return std::nullopt;
+    return Range{*first, *last, *step};
+}
+
+void appendRange(std::string const& part, std::vector<std::uint64_t>& numbers) {
+    const std::optional<Range> range = parseRange(part);
+    if (!range)
+        throw usageError("'{}' is no list of numbers such as 1-100x2,200", part);
+    if (range->last < range->first)
+        throw usageError("the range '{}' runs backwards", part);
+    if (range->step == 0)
+        throw usageError("the range '{}' has a step of 0", part);
+    const std::uint64_t count = (range->last - range->first) / range->step + 1;
+    if (count > kMaxNumbers - std::min(kMaxNumbers, numbers.size()))
+        throw usageError("the range '{}' has too many numbers; the most is {}", part, kMaxNumbers);
+    for (std::uint64_t i = 0; i < count; ++i)
+        numbers.push_back(range->first + i * range->step);
+}
+
+// The place of a number in a file name.
+struct NumberPlace {
+    std::size_t start;
+    std::size_t end;
+    std::uint32_t minDigits;
+};
+
+// The last %d or %04d.
+std::optional<NumberPlace> findPercent(std::string const& name) {
+    for (std::size_t start = name.rfind('%'); start != std::string::npos;
+         start = start == 0 ? std::string::npos : name.rfind('%', start - 1)) {
+        TextCursor cursor(std::string_view(name).substr(start + 1));
+        if (cursor.take('d'))
+            return NumberPlace{start, start + 2, 1};
+        const std::size_t end = name.find('d', start);
+        if (!cursor.take('0') || end == std::string::npos || end - start > 4)
+            continue;
+        const std::optional<std::uint64_t> digits = cursor.takeNumber();
+        if (digits && cursor.take('d'))
+            return NumberPlace{start, end + 1, static_cast<std::uint32_t>(*digits)};
+    }
+    return std::nullopt;
+}
+
+// The last run of # or @.
+std::optional<NumberPlace> findRun(std::string const& name) {
+    const std::size_t last = name.find_last_of("#@");
+    if (last == std::string::npos)
+        return std::nullopt;
+    const std::size_t before = name.find_last_not_of(name[last], last);
+    const std::size_t start = before == std::string::npos ? 0 : before + 1;
+    return NumberPlace{start, last + 1, static_cast<std::uint32_t>(last + 1 - start)};
+}
+
+// Where a list such as "1-100x2" starts that ends at `end`; `end` itself when there is none. A number alone belongs to
+// the name, so a list has a range at its start.
+std::size_t listStart(std::string const& name, std::size_t end) {
+    const std::size_t before = end == 0 ? std::string::npos : name.find_last_not_of("0123456789x,-", end - 1);
+    for (std::size_t start = before == std::string::npos ? 0 : before + 1; start < end; ++start) {
+        const std::size_t dash = name.find_first_not_of(kDigits, start);
+        if (dash > start && dash + 1 < end && name[dash] == '-' &&
+            kDigits.find(name[dash + 1]) != std::string_view::npos)
+            return start;
+        if (dash >= end)
+            break;
+    }
+    return end;
 }
 
 } // namespace
@@ -67,22 +150,20 @@ std::optional<SequencePattern> SequencePattern::parse(std::string const& path) {
     const std::filesystem::path whole(path);
     const std::string fileName = whole.filename().string();
     const std::string folder = path.substr(0, path.size() - fileName.size());
-    for (Spelling const& spelling : spellings()) {
-        std::smatch match;
-        if (!std::regex_match(fileName, match, spelling.expression))
-            continue;
-        SequencePattern pattern;
-        pattern.m_prefix = folder + match[1].str();
-        pattern.m_suffix = match[4].str();
-        if (spelling.isPercent)
-            pattern.m_minDigits = static_cast<std::uint32_t>(numberOf(match[3].str()).value_or(1));
-        else
-            pattern.m_minDigits = static_cast<std::uint32_t>(std::min<std::ptrdiff_t>(match[3].length(), 99));
-        if (match[2].length() > 0)
-            pattern.m_listedNumbers = parseNumberList(match[2].str());
-        return pattern;
-    }
-    return std::nullopt;
+    std::optional<NumberPlace> place = findPercent(fileName);
+    const bool isPercent = place.has_value();
+    if (!place)
+        place = findRun(fileName);
+    if (!place)
+        return std::nullopt;
+    const std::size_t prefixEnd = isPercent ? place->start : listStart(fileName, place->start);
+    SequencePattern pattern;
+    pattern.m_prefix = folder + fileName.substr(0, prefixEnd);
+    pattern.m_suffix = fileName.substr(place->end);
+    pattern.m_minDigits = place->minDigits;
+    if (prefixEnd < place->start)
+        pattern.m_listedNumbers = parseNumberList(fileName.substr(prefixEnd, place->start - prefixEnd));
+    return pattern;
 }
 
 std::string SequencePattern::nameOf(std::uint64_t number) const {

@@ -73,6 +73,21 @@ TEST(CompareCommandTest, TextTellsGeometryRateAndPsnr) {
     EXPECT_THAT(result.output, HasSubstr("dB"));
 }
 
+TEST(CompareCommandTest, EveryPlaneOfAFrameIsCompared) {
+    const TestFolder folder;
+    // Each plane has its own level, so planes that change places or stay empty show.
+    const std::string levels = std::string(256, 60) + std::string(128, 90) + std::string(128, '\xA0');
+    writeTestFile(folder.path("p.y4m"), "YUV4MPEG2 W16 H16 C422\nFRAME\n" + levels);
+    ASSERT_EQ(runRavelo({"encode", folder.path("p.y4m"), "-o", folder.path("p.rvl"), "--q", "1"}).exitCode, 0);
+    for (const bool frameFirst : {true, false}) {
+        const std::string frame = folder.path("p.rvl");
+        const std::string picture = folder.path("p.y4m");
+        const json report = frameFirst ? compared(frame, picture) : compared(picture, frame);
+        for (const char* plane : {"y", "cb", "cr"})
+            EXPECT_LT(report.at("planes").at(plane).at("largest_difference"), 1.0) << plane;
+    }
+}
+
 TEST(CompareCommandTest, OtherSizesAndFormsAreRefused) {
     for (const char* other : {"valid422-2.rvl", "valid444-1.rvl"}) {
         const CommandResult result = runRavelo({"compare", vectorPath("valid422-1.rvl"), vectorPath(other)});

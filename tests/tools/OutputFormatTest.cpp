@@ -16,6 +16,7 @@
 #include "RgbImage.h"
 #include "ToolsTestSupport.h"
 
+using namespace std::string_literals;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -169,7 +170,7 @@ TEST(OutputFormatTest, NpyTellsTypeAndShape) {
     const RgbImage image = rgbImageOf(frame);
     const std::vector<std::uint8_t> bytes = npyBytes(frame, false);
     const std::string text = textOf(bytes);
-    ASSERT_TRUE(text.starts_with(std::string("\x93NUMPY\x01\x00", 8)));
+    ASSERT_TRUE(text.starts_with("\x93NUMPY\x01\x00"s));
     const std::size_t headerBytes = 10 + bytes[8] + 256u * bytes[9];
     EXPECT_EQ(headerBytes % 64, 0u);
     EXPECT_EQ(text[headerBytes - 1], '\n');

@@ -63,6 +63,10 @@ TEST(SequenceTest, NumbersMayBeLongerThanTheirPlace) {
 TEST(SequenceTest, NamesWithoutAPlaceAreNoPattern) {
     EXPECT_FALSE(SequencePattern::parse("shot.0001.rvl"));
     EXPECT_FALSE(SequencePattern::parse("100%.rvl"));
+    EXPECT_FALSE(SequencePattern::parse("%4d.rvl"));
+    EXPECT_FALSE(SequencePattern::parse("%0d.rvl"));
+    EXPECT_FALSE(SequencePattern::parse("%"));
+    EXPECT_FALSE(SequencePattern::parse(""));
     EXPECT_FALSE(SequencePattern::parse("50%done.rvl/x.rvl"));
 }
 
@@ -73,8 +77,18 @@ TEST(SequenceTest, AListStandsInFrontOfItsPlace) {
     EXPECT_EQ(pattern->nameOf(3), "shot.0003.rvl");
 }
 
+TEST(SequenceTest, OfSeveralPlacesTheLastIsTaken) {
+    EXPECT_EQ(nameOf("a##b###.rvl", 7), "a##b007.rvl");
+    EXPECT_EQ(nameOf("a#@@.rvl", 7), "a#07.rvl");
+    EXPECT_EQ(nameOf("a%d%03d.rvl", 7), "a%d007.rvl");
+    EXPECT_EQ(nameOf("a%d%x.rvl", 7), "a7%x.rvl");
+}
+
 TEST(SequenceTest, ANumberWithoutARangeBelongsToTheName) {
     EXPECT_EQ(nameOf("take2####.rvl", 1), "take20001.rvl");
+    EXPECT_EQ(nameOf("take-2####.rvl", 1), "take-20001.rvl");
+    EXPECT_EQ(nameOf("x####", 1), "x0001");
+    EXPECT_EQ(nameOf("1-####", 1), "1-0001");
 }
 
 TEST(SequenceTest, HolesBetweenFirstAndLastFileAreItems) {

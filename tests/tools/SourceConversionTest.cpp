@@ -4,12 +4,13 @@
 
 #include "ToolsTestSupport.h"
 
+using namespace std::string_literals;
 using testing::Each;
 using testing::ElementsAre;
 using testing::SizeIs;
 
 TEST(SourceConversionTest, WhiteAndBlackTakeTheirStudioCodes) {
-    const SourcePicture source = sourcePictureOf(pictureOf(std::string("P6 2 1 255\n\xFF\xFF\xFF\0\0\0", 17)), {});
+    const SourcePicture source = sourcePictureOf(pictureOf("P6 2 1 255\n\xFF\xFF\xFF\0\0\0"s), {});
     EXPECT_EQ(source.bitDepth, 16u);
     EXPECT_THAT(source.y, ElementsAre(235 * 256, 16 * 256));
     EXPECT_THAT(source.cb, ElementsAre(128 * 256));
@@ -17,15 +18,14 @@ TEST(SourceConversionTest, WhiteAndBlackTakeTheirStudioCodes) {
 }
 
 TEST(SourceConversionTest, PureRedReachesTheEndOfCr) {
-    const SourcePicture source =
-        sourcePictureOf(pictureOf(std::string("P6 1 1 255\n\xFF\0\0", 14)), {ChromaFormat::C444, 0, 1});
+    const SourcePicture source = sourcePictureOf(pictureOf("P6 1 1 255\n\xFF\0\0"s), {ChromaFormat::C444, 0, 1});
     EXPECT_THAT(source.cr, ElementsAre(240 * 256));
     // 0.2126 of the 219 steps above black.
     EXPECT_NEAR(source.y.at(0), (16 + 219 * 0.2126) * 256, 1);
 }
 
 TEST(SourceConversionTest, TheMatrixIsTheOneThatTheFrameNames) {
-    const InputPicture red = pictureOf(std::string("P6 1 1 255\n\xFF\0\0", 14));
+    const InputPicture red = pictureOf("P6 1 1 255\n\xFF\0\0"s);
     EXPECT_NEAR(sourcePictureOf(red, {ChromaFormat::C444, 0, 6}).y.at(0), (16 + 219 * 0.299) * 256, 1);
     EXPECT_NEAR(sourcePictureOf(red, {ChromaFormat::C444, 0, 9}).y.at(0), (16 + 219 * 0.2627) * 256, 1);
 }
@@ -47,7 +47,7 @@ TEST(SourceConversionTest, StudioComponentsKeepTheirCodes) {
 
 TEST(SourceConversionTest, FullRangeComponentsAreBroughtToStudioRange) {
     const SourcePicture source =
-        sourcePictureOf(pictureOf(std::string("YUV4MPEG2 W2 H1 C422 XCOLORRANGE=FULL\nFRAME\n\0\xFF\x80\x80", 48)), {});
+        sourcePictureOf(pictureOf("YUV4MPEG2 W2 H1 C422 XCOLORRANGE=FULL\nFRAME\n\0\xFF\x80\x80"s), {});
     EXPECT_THAT(source.y, ElementsAre(16 * 256, 235 * 256));
     EXPECT_THAT(source.cb, ElementsAre(128 * 256));
 }
@@ -62,8 +62,7 @@ TEST(SourceConversionTest, ChromaIsLaidOutAsAsked) {
 }
 
 TEST(SourceConversionTest, AlphaIsScaledToItsBits) {
-    const InputPicture picture =
-        pictureOf(std::string("P7\nWIDTH 3\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nENDHDR\nx\0x\x80x\xFF", 54));
+    const InputPicture picture = pictureOf("P7\nWIDTH 3\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nENDHDR\nx\0x\x80x\xFF"s);
     EXPECT_THAT(sourcePictureOf(picture, {ChromaFormat::C444, 16, 1}).alpha, ElementsAre(0, 128 * 257, 65535));
     EXPECT_THAT(sourcePictureOf(picture, {ChromaFormat::C444, 8, 1}).alpha, ElementsAre(0, 128, 255));
 }

@@ -5,6 +5,7 @@
 #include "CommandError.h"
 #include "ToolsTestSupport.h"
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -32,7 +33,7 @@ TEST(Y4mReaderTest, Reads422) {
 }
 
 TEST(Y4mReaderTest, ReadsDeepSamplesWithTheLowByteFirst) {
-    const InputPicture picture = pictureOf(std::string("YUV4MPEG2 W1 H1 C444p10\nFRAME\n\x01\x02\x03\x00\xFF\xFF", 36));
+    const InputPicture picture = pictureOf("YUV4MPEG2 W1 H1 C444p10\nFRAME\n\x01\x02\x03\x00\xFF\xFF"s);
     EXPECT_EQ(picture.maxValue, 1023u);
     EXPECT_THAT(picture.planes[0], ElementsAre(0x0201));
     EXPECT_THAT(picture.planes[1], ElementsAre(3));
