@@ -14,14 +14,13 @@ struct PixelRows<OptimizationTarget::AVX2> {
     };
 
     static void write422(const float* leftY, const float* rightY, const float* cb, const float* cr, float sampleScale,
-                         float maxValue, std::uint16_t*, std::uint8_t* out) {
+                         float maxValue, std::uint16_t*, std::uint8_t* out, bool streams) {
         const Codes422 codes = codes422(leftY, rightY, cb, cr, sampleScale, maxValue);
-        store(out, codes.first8);
-        store(out + 32, codes.last8);
+        storeLine(out, codes.first8, codes.last8, streams);
     }
 
     static void write422(const float* leftY, const float* rightY, const float* cb, const float* cr, float sampleScale,
-                         float maxValue, std::uint8_t*, std::uint8_t* out) {
+                         float maxValue, std::uint8_t*, std::uint8_t* out, bool) {
         const Codes422 codes = codes422(leftY, rightY, cb, cr, sampleScale, maxValue);
         const __m256i bytes = _mm256_packus_epi16(codes.first8, codes.last8);
         store(out, _mm256_permute4x64_epi64(bytes, _MM_SHUFFLE(3, 1, 2, 0)));
@@ -30,19 +29,18 @@ struct PixelRows<OptimizationTarget::AVX2> {
     // Eight pixels of 4:4:4: the alpha codes as they are, the colours in the form of a vector group.
     template <bool rgb>
     static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
-                         OutputLevels const& levels, std::uint16_t*, std::uint8_t* out) {
+                         OutputLevels const& levels, std::uint16_t*, std::uint8_t* out, bool streams) {
         const Codes444 codes = colorCodes<rgb>(y, cb, cr, levels);
         const __m256 greatest = _mm256_set1_ps(static_cast<float>(levels.maxValue));
         const Pixels444 pixels = pixels444(alpha, limited(codes.first, greatest), limited(codes.second, greatest),
                                            limited(codes.third, greatest));
-        store(out, pixels.first4);
-        store(out + 32, pixels.last4);
+        storeLine(out, pixels.first4, pixels.last4, streams);
     }
 
     // Codes of 32768 and more turn negative on the way through signed 16 bits and end at 0.
     template <bool rgb>
     static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
-                         OutputLevels const& levels, std::uint8_t*, std::uint8_t* out) {
+                         OutputLevels const& levels, std::uint8_t*, std::uint8_t* out, bool) {
         const Codes444 codes = colorCodes<rgb>(y, cb, cr, levels);
         const Pixels444 pixels = pixels444(alpha, _mm256_cvttps_epi32(codes.first), _mm256_cvttps_epi32(codes.second),
                                            _mm256_cvttps_epi32(codes.third));
@@ -50,7 +48,19 @@ struct PixelRows<OptimizationTarget::AVX2> {
         store(out, _mm256_permute4x64_epi64(bytes, _MM_SHUFFLE(3, 1, 2, 0)));
     }
 
+    static void finishStores() { _mm_sfence(); }
+
 private:
+    static void storeLine(std::uint8_t* out, __m256i first, __m256i last, bool streams) {
+        if (streams) {
+            _mm256_stream_si256(reinterpret_cast<__m256i*>(out), first);
+            _mm256_stream_si256(reinterpret_cast<__m256i*>(out + 32), last);
+            return;
+        }
+        store(out, first);
+        store(out + 32, last);
+    }
+
     struct Codes444 {
         __m256 first, second, third;
     };

@@ -9,17 +9,15 @@
 template <>
 struct PixelRows<OptimizationTarget::Baseline> {
     static void write422(const float* leftY, const float* rightY, const float* cb, const float* cr, float sampleScale,
-                         float maxValue, std::uint16_t*, std::uint8_t* out) {
+                         float maxValue, std::uint16_t*, std::uint8_t* out, bool streams) {
         const Codes422 left = codes422(leftY, cb, cr, sampleScale, maxValue);
         const Codes422 right = codes422(rightY, cb + 4, cr + 4, sampleScale, maxValue);
-        store(out, left.first4);
-        store(out + 16, left.last4);
-        store(out + 32, right.first4);
-        store(out + 48, right.last4);
+        storePair(out, left.first4, left.last4, streams);
+        storePair(out + 32, right.first4, right.last4, streams);
     }
 
     static void write422(const float* leftY, const float* rightY, const float* cb, const float* cr, float sampleScale,
-                         float maxValue, std::uint8_t*, std::uint8_t* out) {
+                         float maxValue, std::uint8_t*, std::uint8_t* out, bool) {
         const Codes422 left = codes422(leftY, cb, cr, sampleScale, maxValue);
         const Codes422 right = codes422(rightY, cb + 4, cr + 4, sampleScale, maxValue);
         store(out, _mm_packus_epi16(left.first4, left.last4));
@@ -29,18 +27,17 @@ struct PixelRows<OptimizationTarget::Baseline> {
     // Eight pixels of 4:4:4: the alpha codes as they are, the colours with divisions.
     template <bool rgb>
     static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
-                         OutputLevels const& levels, std::uint16_t*, std::uint8_t* out) {
+                         OutputLevels const& levels, std::uint16_t*, std::uint8_t* out, bool streams) {
         for (int half = 0; half < 2; ++half) {
             const Pixels444 pixels =
                 pixels444<rgb>(alpha + 4 * half, y + 4 * half, cb + 4 * half, cr + 4 * half, levels);
-            store(out + 32 * half, pixels.first2);
-            store(out + 32 * half + 16, pixels.last2);
+            storePair(out + 32 * half, pixels.first2, pixels.last2, streams);
         }
     }
 
     template <bool rgb>
     static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
-                         OutputLevels const& levels, std::uint8_t*, std::uint8_t* out) {
+                         OutputLevels const& levels, std::uint8_t*, std::uint8_t* out, bool) {
         for (int half = 0; half < 2; ++half) {
             const Pixels444 pixels =
                 pixels444<rgb>(alpha + 4 * half, y + 4 * half, cb + 4 * half, cr + 4 * half, levels);
@@ -48,7 +45,19 @@ struct PixelRows<OptimizationTarget::Baseline> {
         }
     }
 
+    static void finishStores() { _mm_sfence(); }
+
 private:
+    static void storePair(std::uint8_t* out, __m128i first, __m128i last, bool streams) {
+        if (streams) {
+            _mm_stream_si128(reinterpret_cast<__m128i*>(out), first);
+            _mm_stream_si128(reinterpret_cast<__m128i*>(out + 16), last);
+            return;
+        }
+        store(out, first);
+        store(out + 16, last);
+    }
+
     // 16-bit codes of two pixels each.
     struct Pixels444 {
         __m128i first2, last2;

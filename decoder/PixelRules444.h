@@ -114,29 +114,31 @@ void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, PixelBuff
     static constexpr unsigned int kChromaBlock[4] = {0, 2, 1, 3};
     std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * mbPitch * sizeof(Sample)));
     const OutputLevels levels = writer.levels();
-    walkMacroblock(writer, mb, firstPixel, buffer.lineStride, 4 * sizeof(Sample),
-                   [&](QuadrantRow const& part, std::uint8_t* out) {
-                       const RowForm rowForm = rowFormOf<target, form, size>(part);
-                       const Value* yRow = y[part.quadrant][part.row];
-                       const Value* cbRow = cb[kChromaBlock[part.quadrant]][part.row];
-                       const Value* crRow = cr[kChromaBlock[part.quadrant]][part.row];
-                       if constexpr (size == 8 && std::is_same_v<Value, float>) {
-                           if (part.width == 8) {
-                               std::int32_t alphaCodes[8];
-                               for (unsigned int x = 0; x < 8; ++x)
-                                   alphaCodes[x] = alpha.template codeAt<Sample>(writer, rowForm, part, x);
-                               PixelRows<target>::template write444<rgb>(alphaCodes, yRow, cbRow, crRow, levels,
-                                                                         static_cast<Sample*>(nullptr), out);
-                               return;
-                           }
-                       }
-                       for (unsigned int x = 0; x < part.width; ++x, out += 4 * sizeof(Sample)) {
-                           const auto codes = colorCodes<rgb>(writer, rowForm, static_cast<Real>(yRow[x]),
-                                                              static_cast<Real>(cbRow[x]), static_cast<Real>(crRow[x]));
-                           storeSample<Sample>(out, 0, alpha.template codeAt<Sample>(writer, rowForm, part, x));
-                           storeSample<Sample>(out, 1, clampedCode<Sample>(writer, rowForm, codes.first));
-                           storeSample<Sample>(out, 2, clampedCode<Sample>(writer, rowForm, codes.second));
-                           storeSample<Sample>(out, 3, clampedCode<Sample>(writer, rowForm, codes.third));
-                       }
-                   });
+    walkMacroblock(
+        writer, mb, firstPixel, buffer.lineStride, 4 * sizeof(Sample), [&](QuadrantRow const& part, std::uint8_t* out) {
+            if (isEmptyGroup<target, Sample, Value, size>(part))
+                return;
+            const RowForm rowForm = rowFormOf<target, form, size>(part);
+            const Value* yRow = y[part.quadrant][part.row];
+            const Value* cbRow = cb[kChromaBlock[part.quadrant]][part.row];
+            const Value* crRow = cr[kChromaBlock[part.quadrant]][part.row];
+            if constexpr (size == 8 && std::is_same_v<Value, float>) {
+                if (part.width == 8) {
+                    std::int32_t alphaCodes[8];
+                    for (unsigned int x = 0; x < 8; ++x)
+                        alphaCodes[x] = alpha.template codeAt<Sample>(writer, rowForm, part, x);
+                    PixelRows<target>::template write444<rgb>(alphaCodes, yRow, cbRow, crRow, levels,
+                                                              static_cast<Sample*>(nullptr), out, writer.streams());
+                    return;
+                }
+            }
+            for (unsigned int x = 0; x < part.width; ++x, out += 4 * sizeof(Sample)) {
+                const auto codes = colorCodes<rgb>(writer, rowForm, static_cast<Real>(yRow[x]),
+                                                   static_cast<Real>(cbRow[x]), static_cast<Real>(crRow[x]));
+                storeSample<Sample>(out, 0, alpha.template codeAt<Sample>(writer, rowForm, part, x));
+                storeSample<Sample>(out, 1, clampedCode<Sample>(writer, rowForm, codes.first));
+                storeSample<Sample>(out, 2, clampedCode<Sample>(writer, rowForm, codes.second));
+                storeSample<Sample>(out, 3, clampedCode<Sample>(writer, rowForm, codes.third));
+            }
+        });
 }

@@ -1,3 +1,4 @@
+#include "PixelRows_Baseline.h"
 #include "Slice_Impl.h"
 
 template unsigned int countBits<OptimizationTarget::Baseline>(std::uint32_t);

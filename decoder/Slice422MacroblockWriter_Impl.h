@@ -109,7 +109,7 @@ void Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, uns
         const unsigned int row = mbRow - half * topHeight;
         PixelRows<target>::write422(y[2 * half][row], y[2 * half + 1][row], cb[half][row], cr[half][row],
                                     this->m_sampleScale, maxValue, static_cast<Sample*>(nullptr),
-                                    lineBelow(firstPixel, mbRow, buffer.lineStride));
+                                    lineBelow(firstPixel, mbRow, buffer.lineStride), this->m_streams);
     }
 }
 
@@ -183,6 +183,8 @@ void Slice422MacroblockWriter<target, Real>::writeBlocks(unsigned int mb, unsign
     std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * mbPitch * sizeof(Sample)));
     walkMacroblock(*this, mb, firstPixel, buffer.lineStride, 2 * sizeof(Sample),
                    [&](QuadrantRow const& part, std::uint8_t* out) {
+                       if (isEmptyGroup<target, Sample, Value, size>(part))
+                           return;
                        const unsigned int chromaBlock = part.quadrant >> 1;
                        const unsigned int chromaColumn = (part.quadrant & 1) * (size / 2);
                        writePixels<Sample, Value>(&cb[chromaBlock][part.row][chromaColumn], y[part.quadrant][part.row],

@@ -78,6 +78,7 @@ public:
     Real alpha8Scale() const { return m_alpha8Scale; }
     Real alpha16Scale() const { return m_alpha16Scale; }
     OutputLevels levels() const;
+    bool streams() const { return m_streams; }
 
 protected:
     const PixelBuffer m_pixelBuffer;
@@ -92,6 +93,7 @@ protected:
     Real m_crToGreen;
     Real m_rgbScale;
     Real m_rgbOffset;
+    bool m_streams; // whole lines of the output go past the caches
 
 private:
     SliceMacroblockWriter(PixelBuffer const& pixelBuffer, OutputLevels const& levels);

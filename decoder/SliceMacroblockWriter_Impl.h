@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PixelRows.h"
 #include "SliceMacroblockWriter.h"
 
 // a * b + c as a target computes it: AVX2 rounds once, Baseline after each step.
@@ -19,6 +20,16 @@ static inline std::int32_t truncatedToInt(float x) {
     return static_cast<std::int32_t>(x);
 }
 
+// Whether the vector forms of 16-bit samples may stream: every macroblock row that they write is made of whole cache
+// lines, and the picture is large.
+static inline bool canStream(PixelBuffer const& buffer) {
+    const std::uint64_t stride = static_cast<std::uint64_t>(buffer.lineStride);
+    const std::uint64_t magnitude = buffer.lineStride < 0 ? 0 - stride : stride;
+    const bool isAligned = (reinterpret_cast<std::uintptr_t>(buffer.pixels) | magnitude) % kCacheLineBytes == 0;
+    const bool isLarge = buffer.frameHeight != 0 && magnitude >= kLeastStreamedBytes / buffer.frameHeight;
+    return isAligned && isLarge && buffer.bitDepth > 8 && buffer.downSampleFactor == 0;
+}
+
 template <OptimizationTarget target, class Real>
 SliceMacroblockWriter<target, Real>::SliceMacroblockWriter(PixelBuffer const& pixelBuffer)
     : SliceMacroblockWriter(pixelBuffer, outputLevels(pixelBuffer)) {}
@@ -36,7 +47,8 @@ SliceMacroblockWriter<target, Real>::SliceMacroblockWriter(PixelBuffer const& pi
       m_crToRed(levels.crToRed),
       m_crToGreen(levels.crToGreen),
       m_rgbScale(levels.rgbScale),
-      m_rgbOffset(levels.rgbOffset) {}
+      m_rgbOffset(levels.rgbOffset),
+      m_streams(canStream(pixelBuffer)) {}
 
 template <OptimizationTarget target, class Real>
 SliceMacroblockWriter<target, Real>::~SliceMacroblockWriter() = default;

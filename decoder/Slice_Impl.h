@@ -8,6 +8,7 @@
 #include "CornerDequantization.h"
 #include "DecodeMonitor.h"
 #include "Frame.h"
+#include "PixelRows.h"
 #include "Slice.h"
 #include "Slice422MacroblockWriter.h"
 #include "Slice4444MacroblockWriter.h"
@@ -349,4 +350,5 @@ void SliceGroup<target>::decode() {
     scanComponents<target>(scans, 3 * m_count);
     for (unsigned int i = 0; i < m_count; ++i)
         m_slices[i].reconstruct(scans + 3 * i);
+    PixelRows<target>::finishStores();
 }

@@ -1,0 +1,51 @@
+#include "Avx2Support.h"
+
+#include <gtest/gtest.h>
+
+#include "RaveloDecoderInterface.h"
+
+namespace {
+
+// A processor that has just what the AVX2 path needs, on a system that saves its registers.
+ProcessorRegisters sufficient() {
+    ProcessorRegisters registers;
+    registers.basicEcx = 1u << 12 | 1u << 23 | 1u << 27 | 1u << 28;
+    registers.structuredEbx = 1u << 3 | 1u << 5 | 1u << 8;
+    registers.extendedEcx = 1u << 5;
+    registers.enabledState = 1u << 1 | 1u << 2;
+    return registers;
+}
+
+TEST(Avx2SupportTest, TheSufficientProcessorRunsIt) {
+    EXPECT_TRUE(canRunAvx2(sufficient()));
+}
+
+TEST(Avx2SupportTest, EverySingleFeatureIsNeeded) {
+    for (const unsigned int bit : {12u, 23u, 27u, 28u}) {
+        ProcessorRegisters registers = sufficient();
+        registers.basicEcx &= ~(1u << bit);
+        EXPECT_FALSE(canRunAvx2(registers)) << "leaf 1 without bit " << bit;
+    }
+    for (const unsigned int bit : {3u, 5u, 8u}) {
+        ProcessorRegisters registers = sufficient();
+        registers.structuredEbx &= ~(1u << bit);
+        EXPECT_FALSE(canRunAvx2(registers)) << "leaf 7 without bit " << bit;
+    }
+    ProcessorRegisters registers = sufficient();
+    registers.extendedEcx = 0;
+    EXPECT_FALSE(canRunAvx2(registers)) << "without LZCNT";
+}
+
+TEST(Avx2SupportTest, ASystemWithoutYmmStateRunsBaselineOnly) {
+    for (const unsigned int bit : {1u, 2u}) {
+        ProcessorRegisters registers = sufficient();
+        registers.enabledState &= ~(1u << bit);
+        EXPECT_FALSE(canRunAvx2(registers)) << "XCR0 without bit " << bit;
+    }
+}
+
+TEST(Avx2SupportTest, GetMaxOptTypeFollowsTheRegistersOfThisProcessor) {
+    EXPECT_EQ(RaveloDecoderInterface::GetMaxOptType(), canRunAvx2(processorRegisters()) ? 1 : 0);
+}
+
+} // namespace
