@@ -97,13 +97,13 @@ ravelo_status decodeMonitored(Bitstream const& bits, HostPixels const& pixels, r
 ravelo_status decode(const void* data, std::size_t size, const ravelo_output* output,
                      const ravelo_decode_options* givenOptions) {
     const ravelo_decode_options options = checkedOptions(givenOptions);
-    const HostFrameHeader header = readFrameHeader(data, size);
-    checkFrame(header, options);
-    const HostPixels pixels = checkedOutput(output, requirementsOf(data, size, options));
     if (options.damage != nullptr) {
         options.damage->stored = 0;
         options.damage->failed = 0;
     }
+    const HostFrameHeader header = readFrameHeader(data, size);
+    checkFrame(header, options);
+    const HostPixels pixels = checkedOutput(output, requirementsOf(data, size, options));
     const Bitstream bits{static_cast<const std::uint8_t*>(data), size};
     if (HostMonitor::isNeeded(options))
         return decodeMonitored(bits, pixels, options, formOf(header, options));

@@ -268,15 +268,19 @@ TEST(DamageReportTest, TheFirstSlicesOfTheFrameAreKeptWhereRoomIsShort) {
     const MadeFrame frame = smallFrame(smallSpec(2, 1, 0), 4);
     std::vector<std::uint8_t> headerOnly = frame.bytes;
     headerOnly.resize(frame.sliceTableOffsets[0]);
-    const Reported whole = decodeWithReport(headerOnly, usualOptions());
-    ASSERT_GT(whole.slices.size(), 10u);
-    for (const std::size_t room : {std::size_t{0}, std::size_t{1}, std::size_t{7}, whole.slices.size() - 1}) {
+    // 2048 x 2048 pixels: enough slices for several threads to start in the middle of the picture.
+    headerOnly[8 + 8] = headerOnly[8 + 10] = 8;
+    headerOnly[8 + 9] = headerOnly[8 + 11] = 0;
+    const std::size_t all = 2 * 64 * 64;
+    const Reported whole = decodeWithReport(headerOnly, usualOptions(), all);
+    ASSERT_EQ(whole.slices.size(), all);
+    for (const std::size_t room : {std::size_t{0}, std::size_t{1}, std::size_t{7}, all / 8, all / 3, all - 1}) {
         const Reported some = decodeWithReport(headerOnly, usualOptions(), room);
         EXPECT_EQ(some.failed, whole.failed);
         ASSERT_EQ(some.slices.size(), room);
         for (std::size_t i = 0; i < room; ++i) {
-            EXPECT_EQ(describe(some.slices[i]), describe(whole.slices[i]));
-            EXPECT_EQ(some.slices[i].x, whole.slices[i].x);
+            ASSERT_EQ(describe(some.slices[i]), describe(whole.slices[i]));
+            ASSERT_EQ(some.slices[i].x, whole.slices[i].x);
         }
     }
 }
@@ -301,4 +305,15 @@ TEST(DamageReportTest, AReportChangesNoPixel) {
         EXPECT_EQ(decodeWithReport(frame.bytes, kind.options).decode.pixels,
                   hostDecode(frame.bytes, kind.options).pixels);
     }
+}
+
+TEST(DamageReportTest, ARefusedFrameLeavesAnEmptyReport) {
+    ravelo_damage slice{};
+    ravelo_damage_report report{sizeof report, &slice, 1, 7, 7};
+    ravelo_decode_options options = usualOptions();
+    options.damage = &report;
+    const std::vector<std::uint8_t> frame(20);
+    EXPECT_EQ(ravelo_decode(frame.data(), frame.size(), nullptr, &options, nullptr), RAVELO_ERROR_FRAME);
+    EXPECT_EQ(report.stored, 0u);
+    EXPECT_EQ(report.failed, 0u);
 }
