@@ -26,6 +26,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -387,30 +388,27 @@ double secondsOf(std::vector<std::uint8_t> const& frame, void* pixels, std::int6
 
 } // namespace
 
-// No slice has data, so nothing is written and the address of the output is never used.
-TEST(BoundsTest, TimeGrowsWithTheDeclaredMacroblocksWhateverTheirShape) {
+// No slice has data, so nothing is written and the address of the output is never used. The rows behind the data are
+// not visited; visiting the slices of one of these pictures would take seconds.
+TEST(BoundsTest, AHundredBytesThatDeclareALargePictureTakeLittleTime) {
     std::uint8_t pixel = 0;
-    const double wide = secondsOf(headerAlone(65535, 512), &pixel, 1 << 20, 3);
-    const double high = secondsOf(headerAlone(512, 65535), &pixel, 1 << 20, 3);
-    const double quarter = secondsOf(headerAlone(16384, 512), &pixel, 1 << 20, 3);
-    std::cout << "65535x512 " << wide * 1000 << " ms, 512x65535 " << high * 1000 << " ms, 16384x512 " << quarter * 1000
-              << " ms\n";
-    EXPECT_LT(wide, 3 * high);
-    EXPECT_LT(high, 3 * wide);
-    EXPECT_LT(wide, 3 * 4 * quarter);
+    for (const auto& [width, height] : {std::pair{65535u, 65535u}, std::pair{65535u, 512u}, std::pair{512u, 65535u}}) {
+        const double seconds = secondsOf(headerAlone(width, height), &pixel, 1 << 20, 3);
+        std::cout << width << 'x' << height << ": " << seconds * 1000 << " ms\n";
+        EXPECT_LT(seconds, 0.5) << width << 'x' << height;
+    }
 }
 
 TEST(BoundsTest, AHundredBytesThatDeclareALargePictureTakeLittleMemory) {
     if (kHasSanitizer)
         GTEST_SKIP() << "a sanitizer keeps freed memory for a while";
     std::uint8_t pixel = 0;
-    const std::uint32_t height = longFormWanted() ? 65535 : 8192;
     expectedOutputs();
     const std::uint64_t before = residentKilobytes();
-    const double seconds = secondsOf(headerAlone(65535, height), &pixel, 1 << 20, 1);
+    const double seconds = secondsOf(headerAlone(65535, 65535), &pixel, 1 << 20, 1);
     struct rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
-    std::cout << "65535x" << height << ": " << seconds << " s in one thread, at most "
+    std::cout << "65535x65535: " << seconds << " s in one thread, at most "
               << static_cast<std::uint64_t>(usage.ru_maxrss) - before << " KB more than before\n";
     EXPECT_LT(static_cast<std::uint64_t>(usage.ru_maxrss), before + 64 * 1024);
 }
