@@ -13,7 +13,7 @@
 template <OptimizationTarget target>
 class ComponentScanner {
 public:
-    static constexpr unsigned int kMaxScans = 18;
+    static constexpr unsigned int kMaxScans = 30;
 
     // `count` is at most kMaxScans.
     ComponentScanner(ComponentScan* scans, unsigned int count);

@@ -37,27 +37,34 @@ static inline __m128i dequantizedEight(__m128i coefficients, __m128 lowFactors, 
                                       _mm_mul_ps(_mm_cvtepi32_ps(high), highFactors));
 }
 
+// Multiplies `numValues` values (a multiple of four) by sixteen factors that repeat, in place.
+template <OptimizationTarget target>
+struct RepeatedFactors {
+    static void multiply(std::int16_t* corners, std::uint32_t numValues, const float (&factors)[16]) {
+        const __m128 f[4] = {_mm_loadu_ps(factors), _mm_loadu_ps(factors + 4), _mm_loadu_ps(factors + 8),
+                             _mm_loadu_ps(factors + 12)};
+        auto* values = reinterpret_cast<__m128i*>(corners);
+        for (std::uint32_t i = 0; i < numValues / 8; ++i) {
+            const std::uint32_t half = 2 * (i & 1);
+            _mm_storeu_si128(values + i, dequantizedEight<target>(_mm_loadu_si128(values + i), f[half], f[half + 1]));
+        }
+        // An odd number of corners of 2x2 leaves one.
+        if (numValues % 8 != 0) {
+            __m128i* last = values + numValues / 8;
+            _mm_storel_epi64(last, dequantizedEight<target>(_mm_loadl_epi64(last), f[0], f[1]));
+        }
+    }
+};
+
 // Multiplies the corners of `numBlocks` blocks, `size` x `size` values each (4 or 2), by their matrix entries, in
-// place. `matrix` has 8 entries a row. The number of values is a multiple of eight.
+// place. `matrix` has 8 entries a row.
 template <OptimizationTarget target, int size>
 void dequantizeCorners(std::int16_t* corners, const float* matrix, std::uint32_t numBlocks) {
-    // Sixteen factors: one corner of 4x4, or one of 2x2 four times over.
+    // One corner of 4x4, or one of 2x2 four times over.
     float factors[16];
     for (int i = 0; i < 16; ++i) {
         const int position = i % (size * size);
         factors[i] = matrix[8 * (position / size) + position % size];
     }
-    const __m128 f[4] = {_mm_loadu_ps(factors), _mm_loadu_ps(factors + 4), _mm_loadu_ps(factors + 8),
-                         _mm_loadu_ps(factors + 12)};
-    auto* values = reinterpret_cast<__m128i*>(corners);
-    const std::uint32_t numValues = numBlocks * size * size;
-    for (std::uint32_t i = 0; i < numValues / 8; ++i) {
-        const std::uint32_t half = 2 * (i & 1);
-        _mm_storeu_si128(values + i, dequantizedEight<target>(_mm_loadu_si128(values + i), f[half], f[half + 1]));
-    }
-    // An odd number of corners of 2x2 leaves one.
-    if (numValues % 8 != 0) {
-        __m128i* last = values + numValues / 8;
-        _mm_storel_epi64(last, dequantizedEight<target>(_mm_loadl_epi64(last), f[0], f[1]));
-    }
+    RepeatedFactors<target>::multiply(corners, numBlocks * size * size, factors);
 }

@@ -14,8 +14,8 @@ Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream cons
 
 template <OptimizationTarget target>
 std::uint32_t Picture<target>::numberOfGroups() const {
-    const std::uint32_t slicesAtMost =
-        frame().chroma_format == 3 ? SliceGroup<target>::kMaxSlices444 : SliceGroup<target>::kMaxSlices422;
+    const bool keepsWholeBlocks = getDownSampleFactor() == 0 || pictureBuffer().bitDepth > 8;
+    const std::uint32_t slicesAtMost = SliceGroup<target>::maxSlices(frame().chroma_format == 3, keepsWholeBlocks);
     return (number_of_slices_per_mb_row() + slicesAtMost - 1) / slicesAtMost;
 }
 

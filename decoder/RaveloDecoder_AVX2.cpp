@@ -5,6 +5,7 @@
 #include "BlockGather_AVX2.h"
 #include "CoeffVLCStream_Impl.h"
 #include "CoefficientScan_Impl.h"
+#include "CornerDequantization_AVX2.h"
 #include "Picture_Impl.h"
 #include "PixelRows_AVX2.h"
 #include "Slice422MacroblockWriter_Impl.h"

@@ -102,23 +102,33 @@ public:
     // cache, and by hosts that run the decoder on small stacks.
     static constexpr unsigned int kMaxSlices422 = 6;
     static constexpr unsigned int kMaxSlices444 = 4;
+    static constexpr unsigned int kMaxReducedSlices = 10;
+
+    // The most slices of a group of one frame.
+    static constexpr std::uint32_t maxSlices(bool is444, bool keepsWholeBlocks) {
+        if (!keepsWholeBlocks)
+            return kMaxReducedSlices;
+        return is444 ? kMaxSlices444 : kMaxSlices422;
+    }
 
     SliceGroup() = default;
     SliceGroup(SliceGroup const&) = delete;
     SliceGroup& operator=(SliceGroup const&) = delete;
 
-    // At most kMaxSlices422 or kMaxSlices444 slices of one picture.
+    // At most maxSlices() slices of one picture.
     void add(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
     void decode();
 
 private:
     static constexpr unsigned int kMaxElements422 = 2 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxElements444 = 3 * 32 * 64 + 3 * kScanPadding;
+    static constexpr unsigned int kMaxReducedElements = 3 * 32 * 16 + 3 * kScanPadding;
     static constexpr unsigned int kElements = kMaxSlices422 * kMaxElements422;
     static_assert(kMaxSlices444 * kMaxElements444 <= kElements);
+    static_assert(kMaxReducedSlices * kMaxReducedElements <= kElements);
 
     unsigned int m_count = 0;
-    Slice<target> m_slices[kMaxSlices422];
+    Slice<target> m_slices[kMaxReducedSlices];
     alignas(64) std::int16_t m_coefficients[kElements];
 };
 

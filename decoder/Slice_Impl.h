@@ -343,7 +343,7 @@ void SliceGroup<target>::add(std::uint32_t mbRow, std::uint32_t slice_column, Pi
 
 template <OptimizationTarget target>
 void SliceGroup<target>::decode() {
-    ComponentScan scans[3 * kMaxSlices422];
+    ComponentScan scans[3 * kMaxReducedSlices];
     std::int16_t* coefficients = m_coefficients;
     for (unsigned int i = 0; i < m_count; ++i)
         coefficients = m_slices[i].prepareScans(scans + 3 * i, coefficients);

@@ -1,3 +1,6 @@
+// The special forms of the library come first, so that these instances are those that ship.
+#include "BlockGather_AVX2.h"
+#include "CornerDequantization_AVX2.h"
 #include "DecoderAccess_Impl.h"
 
 template class BitReader<OptimizationTarget::AVX2>;
