@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
 
 #include "BufferRequirements.h"
@@ -33,12 +34,16 @@ FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeForm const& form
     m_height = static_cast<std::uint32_t>(info.height);
     const BufferRequirements needed = bufferRequirements(bits, form.bitDepth, form.downSampleFactor);
     m_lineStride = static_cast<std::int64_t>(needed.safeStride);
-    m_output.assign(needed.bytes, 1);
+    constexpr std::size_t kAlignment = 64;
+    m_output.assign(needed.bytes + kAlignment, 1);
+    void* firstLine = m_output.data();
+    std::size_t space = m_output.size();
+    m_firstLine = static_cast<std::uint8_t*>(std::align(kAlignment, needed.bytes, firstLine, space));
 }
 
 void FrameDecode::run() {
     RaveloDecoderInterface::DecompressFrameFromBits(m_frame.data(), m_frame.size(), m_form.downSampleFactor,
-                                                    m_form.colorCoding, m_form.bitDepth, m_output.data(), m_lineStride,
+                                                    m_form.colorCoding, m_form.bitDepth, m_firstLine, m_lineStride,
                                                     m_form.target);
 }
 

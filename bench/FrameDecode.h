@@ -30,7 +30,6 @@ public:
     double numPixels() const { return double{1} * m_width * m_height; } // at full size
     double bitsPerPixel() const;
     std::vector<std::uint8_t> const& frame() const { return m_frame; }
-    std::vector<std::uint8_t> const& output() const { return m_output; }
 
 private:
     std::vector<std::uint8_t> m_frame;
@@ -39,6 +38,7 @@ private:
     std::uint32_t m_height = 0;
     std::int64_t m_lineStride = 0;
     std::vector<std::uint8_t> m_output;
+    std::uint8_t* m_firstLine = nullptr; // in m_output, aligned to a cache line as hosts' frame buffers are
 };
 
 // Selects a kernel variant by its name: y8, e9, l9, k0, or native for the best one. Throws std::runtime_error for other
