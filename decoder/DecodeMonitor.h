@@ -19,7 +19,7 @@ class DecodeMonitor {
 public:
     virtual ~DecodeMonitor();
 
-    // Asked before slices are begun. Slices that are not begun after a true answer leave their rectangles as they are.
+    // Asked before each slice is begun. A slice that is not begun after a true answer leaves its rectangle as it is.
     virtual bool wantsStop() noexcept;
 
     // A slice has failed; its rectangle of the output, described by `rectangle` (width and height in pixels, `pixels`

@@ -26,8 +26,6 @@ void Picture<target>::decodeGroupOf(void const* picture, std::uint32_t row, std:
 
 template <OptimizationTarget target>
 void Picture<target>::decodeGroup(std::uint32_t row, std::uint32_t group) const {
-    if (frame().monitor != nullptr && frame().monitor->wantsStop())
-        return;
     // Groups of a row differ by one slice at most.
     const std::uint64_t slices = number_of_slices_per_mb_row();
     const auto first = static_cast<std::uint32_t>(slices * group / numberOfGroups());
@@ -35,6 +33,8 @@ void Picture<target>::decodeGroup(std::uint32_t row, std::uint32_t group) const 
     Bitstream bits = sliceBits(row, first);
     SliceGroup<target> sliceGroup;
     for (std::uint32_t column = first; column < end; ++column) {
+        if (frame().monitor != nullptr && frame().monitor->wantsStop())
+            break;
         sliceGroup.add(row, column, *this, bits);
         bits.advance(coded_size_of_slice(row, column));
     }
