@@ -1,5 +1,7 @@
 #include "Command.h"
 
+#include <charconv>
+
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
@@ -40,6 +42,34 @@ void addThreadsOption(CLI::App& command, std::size_t& threads) {
         ->capture_default_str();
 }
 
+void addInFlightOption(CLI::App& command, std::size_t& inFlight) {
+    command.add_option("--in-flight", inFlight, "most frames under way at once; 0 lets the command choose")
+        ->type_name("N")
+        ->check(CLI::Range(0, 1024))
+        ->capture_default_str();
+}
+
+void addJsonOption(CLI::App& command, bool& json) {
+    command.add_flag("--json", json, "report in JSON");
+}
+
+void addFramesArgument(CLI::App& command, std::vector<std::string>& frames, std::string& numbers) {
+    command.add_option("frames", frames, "frames, or sequences such as shot.####.rvl; - for standard input")
+        ->type_name("FRAME")
+        ->required();
+    command.add_option("--frames", numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+}
+
+void addFailedSlicesOptions(CLI::App& command, DecodeOptions& options) {
+    command.add_option("--failed", options.failed, "what becomes of slices that fail; left means samples of 0")
+        ->type_name("WHAT")
+        ->check(CLI::IsMember({"black", "marked", "left"}))
+        ->capture_default_str();
+    command.add_option("--mark-color", options.markColor, "colour for --failed marked, as six hexadecimal digits")
+        ->type_name("RRGGBB")
+        ->capture_default_str();
+}
+
 void addDecodeOptions(CLI::App& command, DecodeOptions& options) {
     command.add_option("--size", options.size, "size of the decoded picture; all but full come in 8 bits")
         ->type_name("SIZE")
@@ -70,6 +100,15 @@ OptimizationTarget targetOf(std::string const& name) {
     return name == "baseline" ? OptimizationTarget::Baseline : OptimizationTarget::AVX2;
 }
 
+std::uint32_t colorOf(std::string const& text) {
+    std::uint32_t color = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(text.data(), end, color, 16);
+    if (text.size() != 6 || result.ec != std::errc() || result.ptr != end)
+        throw usageError("--mark-color takes six hexadecimal digits such as FF00FF, not {}", text);
+    return color;
+}
+
 } // namespace
 
 DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding) {
@@ -84,6 +123,10 @@ DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth
                           : options.coding == "rgb-video" ? ColorCoding_RGBVideo
                                                           : defaultCoding;
     request.target = targetOf(options.target);
+    request.failedSlices = options.failed == "marked" ? FailedSlices::Marked
+                           : options.failed == "left" ? FailedSlices::Left
+                                                      : FailedSlices::Black;
+    request.markColor = colorOf(options.markColor);
     return request;
 }
 

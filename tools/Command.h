@@ -41,6 +41,9 @@ void addVerbosityOptions(CLI::App& command, Verbosity& verbosity);
 void addForceOption(CLI::App& command, bool& force);
 void addMaxPixelsOption(CLI::App& command, std::uint64_t& maxPixels);
 void addThreadsOption(CLI::App& command, std::size_t& threads);
+void addInFlightOption(CLI::App& command, std::size_t& inFlight);
+void addJsonOption(CLI::App& command, bool& json);
+void addFramesArgument(CLI::App& command, std::vector<std::string>& frames, std::string& numbers);
 
 // --size, --depth, --coding and --target.
 struct DecodeOptions {
@@ -48,8 +51,13 @@ struct DecodeOptions {
     std::uint32_t bitDepth = 0; // 0: the default of the command
     std::string coding;         // empty: the default of the command
     std::string target = "auto";
+    std::string failed = "black";
+    std::string markColor = "FF00FF";
 };
 void addDecodeOptions(CLI::App& command, DecodeOptions& options);
+
+// --failed and --mark-color.
+void addFailedSlicesOptions(CLI::App& command, DecodeOptions& options);
 
 // Throws CommandError for a target that the processor cannot run, and for reduced sizes with more than eight bits.
 DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);

@@ -1,11 +1,14 @@
 #include <algorithm>
+#include <chrono>
 #include <set>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
 #include "Command.h"
+#include "DamageReport.h"
 #include "InputFile.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
@@ -14,6 +17,9 @@
 #include "Sequence.h"
 
 namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::steady_clock;
 
 struct DecodeCommandOptions {
     std::vector<std::string> frames;
@@ -27,6 +33,7 @@ struct DecodeCommandOptions {
     std::size_t threads = 0;
     std::size_t inFlight = 0;
     bool force = false;
+    bool json = false;
     Verbosity verbosity;
 };
 
@@ -35,6 +42,7 @@ struct DecodeStep {
     std::string path;       // the frame to decode
     std::string name;       // the frame that was asked for; another one than `path` where a hole is held or black
     std::string outputPath; // empty when all frames go to one file
+    bool exists = true;     // false for a hole
     bool black = false;     // only the form of the frame at `path` counts
 };
 
@@ -58,7 +66,7 @@ std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeC
                 continue;
         }
         const std::string outputPath = output.isSingleFile() ? "" : output.pathFor(item.path, item.number, extension);
-        steps.push_back({item.exists ? item.path : *lastPath, displayName(item.path), outputPath,
+        steps.push_back({item.exists ? item.path : *lastPath, displayName(item.path), outputPath, item.exists,
                          !item.exists && options.missing == "black"});
     }
     return steps;
@@ -68,6 +76,8 @@ class DecodeJob {
 public:
     explicit DecodeJob(DecodeCommandOptions const& options) : m_options(options), m_output(options.output) {
         m_outputOptions.format = formatOf(options, m_output);
+        if (m_outputOptions.format == OutputFormat::Null)
+            m_output = OutputName("");
         m_outputOptions.videoRange = options.decode.coding == "rgb-video";
         m_outputOptions.framesPerSecond = options.framesPerSecond;
         OutputFormatInfo const& info = infoOf(m_outputOptions.format);
@@ -79,6 +89,8 @@ public:
                              fmt::join(info.bitDepths, ", "));
         if (m_outputOptions.format == OutputFormat::Y4m && m_request.colorCoding != ColorCoding_YCbCr)
             throw usageError("y4m holds Y'CbCr only; leave --coding out or give --coding ycbcr");
+        if (options.json && m_output.isStandardOutput())
+            throw usageError("the pictures and the report of --json cannot both go to standard output");
     }
 
     ExitCode run();
@@ -89,8 +101,10 @@ private:
     static OutputFormat formatOf(DecodeCommandOptions const& options, OutputName const& output);
     void checkOutputs() const;
     void openSharedOutput();
-    DecodeForm requestFor(FrameHeader const& header) const;
+    DecodeForm requestFor(FrameHeader const& header, std::string const& name) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
+    void reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes);
+    void printTotals(double seconds) const;
 
     DecodeCommandOptions const& m_options;
     OutputName m_output;
@@ -102,6 +116,8 @@ private:
     std::vector<std::uint8_t> m_streamHeader;   // that of the first frame
     std::unique_ptr<Progress> m_progress;
     bool m_alphaLossTold = false;
+    std::size_t m_damagedFrames = 0;
+    Json m_report = Json::array(); // of --json, a frame each
 };
 
 // Reads, decodes and converts one frame; the result is written in its turn.
@@ -110,10 +126,10 @@ public:
     DecodeTask(DecodeJob& job, DecodeStep const& step) : m_job(job), m_step(step) {}
 
     void work() override {
-        const std::vector<std::uint8_t> bytes = readFrame(m_step.path, m_job.m_options.maxPixels);
+        m_bytes = readFrame(m_step.path, m_job.m_options.maxPixels);
         m_frame = m_job.m_frames.take();
         try {
-            decodeAndConvert(bytes);
+            decodeAndConvert();
         } catch (CommandError const&) {
             throw;
         } catch (std::runtime_error const& error) {
@@ -133,15 +149,14 @@ public:
         } else if (m_job.m_sharedOutput) {
             m_job.m_sharedOutput->write(m_result);
         }
+        m_job.reportFrame(*m_frame, m_step, m_bytes);
         m_job.m_frames.giveBack(std::move(m_frame));
-        m_job.m_progress->advance(fmt::format("{} -> {}", m_step.name,
-                                              m_step.outputPath.empty() ? m_job.m_options.output : m_step.outputPath));
     }
 
 private:
-    void decodeAndConvert(std::span<const std::uint8_t> bytes) {
-        const FrameHeader header = parseFrameHeader(bytes);
-        const DecodeForm request = m_job.requestFor(header);
+    void decodeAndConvert() {
+        const FrameHeader header = parseFrameHeader(m_bytes);
+        const DecodeForm request = m_job.requestFor(header, m_step.name);
         OutputFormatInfo const& info = infoOf(m_job.m_outputOptions.format);
         if (((header.horizontal_size >> request.downSampleFactor) == 0 ||
              (header.vertical_size >> request.downSampleFactor) == 0) &&
@@ -149,27 +164,33 @@ private:
             throw failure("{} has no pixels at this size: it is {} x {} at full size", m_step.name,
                           header.horizontal_size, header.vertical_size);
         if (m_step.black)
-            m_frame->fillBlack(bytes, request);
+            m_frame->fillBlack(m_bytes, request);
         else
-            m_frame->decode(bytes, request);
+            m_frame->decode(m_bytes, request);
         m_result = frameBytes(*m_frame, m_job.m_outputOptions, m_step.name);
     }
 
     DecodeJob& m_job;
     DecodeStep const& m_step;
+    std::vector<std::uint8_t> m_bytes; // the frame
     std::unique_ptr<DecodedFrame> m_frame;
     std::vector<std::uint8_t> m_result;
     std::unique_ptr<OutputFile> m_file;
 };
 
 OutputFormat DecodeJob::formatOf(DecodeCommandOptions const& options, OutputName const& output) {
+    std::optional<OutputFormat> format;
     if (!options.format.empty())
-        return *outputFormatNamed(options.format);
+        format = *outputFormatNamed(options.format);
+    if (options.output.empty() && format != OutputFormat::Null)
+        throw usageError("--output is required but for --format null");
+    if (format)
+        return *format;
     if (output.isStandardOutput())
         return OutputFormat::Raw;
     if (output.isFolder())
         return OutputFormat::Png;
-    const std::optional<OutputFormat> format = outputFormatOfPath(options.output);
+    format = outputFormatOfPath(options.output);
     if (!format)
         throw usageError("the name {} tells no form of output; --format does", options.output);
     return *format;
@@ -205,11 +226,15 @@ void DecodeJob::openSharedOutput() {
 }
 
 // The library gives RGB for 4:4:4 frames only. Where the form of output holds RGB anyway, the command makes it from the
-// Y'CbCr of 4:2:2 frames; elsewhere the library's own refusal reaches the user.
-DecodeForm DecodeJob::requestFor(FrameHeader const& header) const {
+// Y'CbCr of 4:2:2 frames.
+DecodeForm DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
     DecodeForm request = m_request;
-    if (!header.is444() && infoOf(m_outputOptions.format).holdsRgb)
-        request.colorCoding = ColorCoding_YCbCr;
+    if (header.is444() || request.colorCoding == ColorCoding_YCbCr)
+        return request;
+    if (!infoOf(m_outputOptions.format).holdsRgb)
+        throw failure("{} is a 4:2:2 frame, which comes as Y'CbCr only in this form of output; leave --coding out",
+                      name);
+    request.colorCoding = ColorCoding_YCbCr;
     return request;
 }
 
@@ -237,7 +262,42 @@ void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
     }
 }
 
+void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes) {
+    std::string const& output = step.outputPath.empty() ? m_options.output : step.outputPath;
+    const bool isWritten = m_outputOptions.format != OutputFormat::Null;
+    m_progress->advance(isWritten ? fmt::format("{} -> {}", step.name, output) : step.name);
+    if (!frame.damage().empty()) {
+        ++m_damagedFrames;
+        warnOfDamage(m_options.verbosity, step.name, bytes, frame);
+    }
+    if (!m_options.json)
+        return;
+    m_report.push_back({{"file", step.name},
+                        {"output", isWritten ? Json(output) : Json(nullptr)},
+                        {"hole", step.exists ? Json(nullptr) : Json(m_options.missing)},
+                        {"width", frame.width()},
+                        {"height", frame.height()},
+                        {"depth", frame.request().bitDepth},
+                        {"slices", countSlices(bytes)},
+                        {"failed_slices", frame.damage().size()},
+                        {"damage", jsonOfDamage(frame.damage())}});
+}
+
+void DecodeJob::printTotals(double seconds) const {
+    if (m_options.json)
+        printJson({{"format", infoOf(m_outputOptions.format).name},
+                   {"size", m_options.decode.size},
+                   {"frames", m_report},
+                   {"damaged_frames", m_damagedFrames},
+                   {"seconds", seconds},
+                   {"frames_per_second", seconds > 0 ? static_cast<double>(m_steps.size()) / seconds : 0}});
+    else if (m_options.verbosity.verbose && m_steps.size() > 1)
+        fmt::print(stderr, "{} frames in {:.3f} s, {:.1f} a second\n", m_steps.size(), seconds,
+                   static_cast<double>(m_steps.size()) / std::max(seconds, 1e-6));
+}
+
 ExitCode DecodeJob::run() {
+    const Clock::time_point start = Clock::now();
     std::string extension(infoOf(m_outputOptions.format).name);
     m_steps = stepsFor(expandSequences(m_options.frames, m_options.numbers), m_options, m_output, extension);
     checkOutputs();
@@ -255,7 +315,8 @@ ExitCode DecodeJob::run() {
     m_progress.reset();
     if (m_sharedOutput)
         m_sharedOutput->commit();
-    return ExitCode::Done;
+    printTotals(std::chrono::duration<double>(Clock::now() - start).count());
+    return m_damagedFrames == 0 ? ExitCode::Done : ExitCode::Damaged;
 }
 
 ExitCode runDecode(DecodeCommandOptions const& options) {
@@ -267,22 +328,19 @@ ExitCode runDecode(DecodeCommandOptions const& options) {
 void addDecodeCommand(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<DecodeCommandOptions>();
     CLI::App* command = addCommand(app, invocation, "decode", "Decode frames to pictures", options, runDecode);
-    command->add_option("frames", options->frames, "frames, or sequences such as shot.####.rvl; - for standard input")
-        ->type_name("FRAME")
-        ->required();
+    addFramesArgument(*command, options->frames, options->numbers);
     command
         ->add_option("-o,--output", options->output,
                      "file, folder, numbered name such as out.%04d.png, or - for standard output")
-        ->type_name("OUT")
-        ->required();
+        ->type_name("OUT");
     std::vector<std::string> names;
     for (OutputFormatInfo const& info : outputFormats())
         names.emplace_back(info.name);
-    command->add_option("--format", options->format, "form of the output; otherwise the name's extension tells it")
+    command->add_option("-F,--format", options->format, "form of the output; otherwise the name's extension tells it")
         ->type_name("FORM")
         ->check(CLI::IsMember(names));
     addDecodeOptions(*command, options->decode);
-    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+    addFailedSlicesOptions(*command, options->decode);
     command->add_option("--missing", options->missing, "what a hole in a sequence becomes")
         ->type_name("WHAT")
         ->check(CLI::IsMember({"error", "skip", "hold", "black"}))
@@ -292,11 +350,9 @@ void addDecodeCommand(CLI::App& app, Invocation& invocation) {
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
     addThreadsOption(*command, options->threads);
-    command->add_option("--in-flight", options->inFlight, "most frames under way at once; 0 lets the command choose")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1024))
-        ->capture_default_str();
+    addInFlightOption(*command, options->inFlight);
     addMaxPixelsOption(*command, options->maxPixels);
     addForceOption(*command, options->force);
+    addJsonOption(*command, options->json);
     addVerbosityOptions(*command, options->verbosity);
 }

@@ -7,9 +7,34 @@
 #include "Bitstream.h"
 #include "BufferRequirements.h"
 #include "Frame.h"
+#include "Interrupt.h"
 #include "RaveloDecoderInterface.h"
+#include "ravelo.hpp"
 
 namespace {
+
+// Room for the report of failed slices that nearly every damaged frame is content with.
+constexpr std::size_t kUsualDamage = 256;
+
+ravelo_decode_options optionsFor(DecodeForm const& request, ravelo_damage_report& report) {
+    ravelo_decode_options options{};
+    options.struct_size = sizeof options;
+    options.reduction = request.downSampleFactor;
+    options.coding = static_cast<std::uint32_t>(request.colorCoding);
+    options.bit_depth = request.bitDepth;
+    options.target = request.target == OptimizationTarget::Baseline ? RAVELO_TARGET_BASELINE : RAVELO_TARGET_BEST;
+    // The C interface takes the colour 0 for the usual one.
+    const bool isMarked = request.failedSlices == FailedSlices::Marked && request.markColor != 0;
+    options.failed_slices = request.failedSlices == FailedSlices::Left ? RAVELO_FAILED_UNTOUCHED
+                            : isMarked                                 ? RAVELO_FAILED_MARKED
+                                                                       : RAVELO_FAILED_BLACK;
+    options.mark_color = request.markColor;
+    // checkFrame has applied the limit of the command line.
+    options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
+    options.stop = interruptFlag();
+    options.damage = &report;
+    return options;
+}
 
 // Two pixels of 4:2:2 or one of 4:4:4: four samples either way.
 std::array<std::uint32_t, 4> blackSamples(bool is444, ColorCoding colorCoding, std::uint32_t maxValue) {
@@ -36,6 +61,19 @@ void fillRow(std::span<std::uint8_t> row, std::array<std::uint32_t, 4> const& sa
     std::memcpy(row.data() + position, pattern.data(), row.size() - position);
 }
 
+// A single field leaves out every second line. Where two fields of odd height are reduced, each is rounded down by
+// itself, and the last line of the picture may belong to neither.
+bool slicesTakeEveryLine(FrameHeader const& header, std::uint32_t downSampleFactor) {
+    if (header.interlace_mode == 0)
+        return true;
+    if (header.interlace_mode == 3)
+        return false;
+    const std::uint32_t lines = header.vertical_size >> downSampleFactor;
+    const std::uint32_t evenLines = (header.vertical_size + 1) / 2 >> downSampleFactor;
+    const std::uint32_t oddLines = header.vertical_size / 2 >> downSampleFactor;
+    return evenLines >= (lines + 1) / 2 && oddLines >= lines / 2;
+}
+
 } // namespace
 
 std::uint32_t DecodedFrame::maxValue() const {
@@ -45,6 +83,7 @@ std::uint32_t DecodedFrame::maxValue() const {
 void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const& request) {
     m_header = parseFrameHeader(frame);
     m_request = request;
+    m_damage.clear();
     const PixelBuffer info =
         Frame::GetFrameInfo({frame.data(), frame.size()}, request.bitDepth, request.downSampleFactor);
     m_width = static_cast<std::uint32_t>(info.width);
@@ -52,32 +91,76 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const
     m_samplesPerPixel = info.samplesPerPixel;
     const BufferRequirements requirements =
         bufferRequirements({frame.data(), frame.size()}, request.bitDepth, request.downSampleFactor);
-    m_stride = requirements.safeStride;
-    m_pixels.resize(requirements.bytes);
+    m_stride = (requirements.safeStride + kAlignment - 1) / kAlignment * kAlignment;
+    m_bytes = m_stride * requirements.lines;
+    if (m_bytes > m_capacity || m_pixels == nullptr) {
+        m_capacity = 0;
+        m_pixels.reset();
+        m_pixels.reset(static_cast<std::uint8_t*>(::operator new[](m_bytes + 1, std::align_val_t{kAlignment})));
+        m_capacity = m_bytes;
+    }
 }
 
-void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request) {
-    prepare(frame, request);
-    if (m_pixels.empty())
+void DecodedFrame::fillWithBlack() {
+    if (m_bytes == 0)
         return;
-    const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), request.colorCoding, maxValue());
-    const std::span<std::uint8_t> firstRow = std::span(m_pixels).first(m_stride);
+    const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request.colorCoding, maxValue());
+    const std::span<std::uint8_t> firstRow(m_pixels.get(), m_stride);
     if (bytesPerSample() == 1)
         fillRow<std::uint8_t>(firstRow, samples);
     else
         fillRow<std::uint16_t>(firstRow, samples);
-    for (std::size_t start = m_stride; start + m_stride <= m_pixels.size(); start += m_stride)
-        std::memcpy(m_pixels.data() + start, m_pixels.data(), m_stride);
+    for (std::size_t start = m_stride; start < m_bytes; start += m_stride)
+        std::memcpy(m_pixels.get() + start, m_pixels.get(), m_stride);
+}
+
+void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request) {
+    prepare(frame, request);
+    fillWithBlack();
 }
 
 void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeForm const& request) {
-    fillBlack(frame, request);
-    decodeAgain(frame);
+    prepare(frame, request);
+    // Slices that do not fail write all of their pixels, and the library fills those that do.
+    if (request.failedSlices == FailedSlices::Left)
+        std::memset(m_pixels.get(), 0, m_bytes);
+    else if (!slicesTakeEveryLine(m_header, request.downSampleFactor))
+        fillWithBlack();
+    decodeWithReport(frame);
+}
+
+void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
+    ravelo_damage_report report{};
+    report.struct_size = sizeof report;
+    const ravelo_decode_options options = optionsFor(m_request, report);
+    ravelo_output output{};
+    output.struct_size = sizeof output;
+    output.memory = m_pixels.get();
+    output.memory_bytes = m_bytes;
+    output.stride = static_cast<std::int64_t>(m_stride);
+    m_damage.resize(kUsualDamage);
+    for (;;) {
+        report.slices = m_damage.data();
+        report.capacity = m_damage.size();
+        ravelo_error error;
+        const ravelo_status status = ravelo_decode(frame.data(), frame.size(), &output, &options, &error);
+        if (status == RAVELO_STOPPED)
+            throwIfInterrupted();
+        if (status == RAVELO_ERROR_MEMORY)
+            throw std::bad_alloc();
+        if (status != RAVELO_OK)
+            throw ravelo::Error(error);
+        if (report.failed <= report.capacity)
+            break;
+        // The number of slices is known now; a frame with so much damage decodes quickly.
+        m_damage.resize(report.failed);
+    }
+    m_damage.resize(report.stored);
 }
 
 void DecodedFrame::decodeAgain(std::span<const std::uint8_t> frame) {
     RaveloDecoderInterface::DecompressFrameFromBits(frame.data(), frame.size(), m_request.downSampleFactor,
-                                                    m_request.colorCoding, m_request.bitDepth, m_pixels.data(),
+                                                    m_request.colorCoding, m_request.bitDepth, m_pixels.get(),
                                                     static_cast<std::int64_t>(m_stride), m_request.target);
 }
 

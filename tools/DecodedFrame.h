@@ -1,28 +1,38 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "FrameHeader.h"
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
+#include "ravelo.h"
+
+// What becomes of the pixels of slices that fail.
+enum class FailedSlices { Black, Marked, Left };
 
 struct DecodeForm {
     std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 8; // 8, 10, 15 or 16
     OptimizationTarget target = OptimizationTarget::AVX2;
+    FailedSlices failedSlices = FailedSlices::Black;
+    std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
 };
 
 // A frame's pixels as the library delivers them. The object can be used for one frame after the other and then keeps
 // its memory.
 class DecodedFrame {
 public:
-    // Decodes a frame that checkFrame has let through. Pixels that no slice writes are black.
+    // Decodes a frame that checkFrame has let through. Pixels that no slice writes are black, or 0 for
+    // FailedSlices::Left. Throws CommandError with ExitCode::Interrupted when a signal ends the decode, and
+    // ravelo::Error where the C interface refuses it.
     void decode(std::span<const std::uint8_t> frame, DecodeForm const& request);
 
-    // Decodes into the memory as it is, a frame of the same form as that of the last decode() or fillBlack().
+    // Decodes by the C++ call into the memory as it is, a frame of the same form as that of the last reserve() or
+    // decode().
     void decodeAgain(std::span<const std::uint8_t> frame);
 
     // Makes room for the frame without touching the pixels.
@@ -30,6 +40,9 @@ public:
 
     // A black picture of the form that the frame would have.
     void fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request);
+
+    // The slices that failed in the last decode(), in the order of the frame.
+    std::vector<ravelo_damage> const& damage() const { return m_damage; }
 
     FrameHeader const& header() const { return m_header; }
     DecodeForm const& request() const { return m_request; }
@@ -42,14 +55,23 @@ public:
 
     // The samples of line `y`, rowBytes() bytes.
     std::span<const std::uint8_t> row(std::uint32_t y) const {
-        return std::span(m_pixels).subspan(std::size_t{y} * m_stride, rowBytes());
+        return {m_pixels.get() + std::size_t{y} * m_stride, static_cast<std::size_t>(rowBytes())};
     }
 
     // The same as 16-bit values, whatever the depth; `samples` is resized to width() * samplesPerPixel().
     void widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const;
 
 private:
+    // The library writes large pictures past the caches where lines start on multiples of this.
+    static constexpr std::size_t kAlignment = 64;
+
+    struct FreeAligned {
+        void operator()(std::uint8_t* memory) const { ::operator delete[](memory, std::align_val_t{kAlignment}); }
+    };
+
     void prepare(std::span<const std::uint8_t> frame, DecodeForm const& request);
+    void fillWithBlack();
+    void decodeWithReport(std::span<const std::uint8_t> frame);
 
     FrameHeader m_header;
     DecodeForm m_request;
@@ -57,5 +79,8 @@ private:
     std::uint32_t m_height = 0;
     std::uint32_t m_samplesPerPixel = 0;
     std::uint64_t m_stride = 0; // bytes
-    std::vector<std::uint8_t> m_pixels;
+    std::uint64_t m_bytes = 0;  // of the frame, with what stands between and behind its lines
+    std::uint64_t m_capacity = 0;
+    std::unique_ptr<std::uint8_t[], FreeAligned> m_pixels;
+    std::vector<ravelo_damage> m_damage;
 };

@@ -107,6 +107,46 @@ std::vector<PictureHeader> parsePictureHeaders(std::span<const std::uint8_t> fra
     return pictures;
 }
 
+namespace {
+
+std::uint32_t leftOf(std::uint32_t whole, std::uint64_t parts) {
+    return parts < whole ? static_cast<std::uint32_t>(whole - parts) : 0;
+}
+
+void parseSizes(Bitstream const& bits, bool withAlpha, SliceHeader& slice) {
+    slice.slice_header_size = bits.byteAt(0) >> 3;
+    slice.quantization_index = bits.byteAt(1);
+    slice.coded_size_y = bits.word16At(2);
+    slice.coded_size_cb = bits.word16At(4);
+    const std::uint64_t parts = std::uint64_t{slice.slice_header_size} + slice.coded_size_y + slice.coded_size_cb;
+    slice.coded_size_cr = withAlpha ? bits.word16At(6) : leftOf(slice.coded_size, parts);
+    slice.alphaBytes = withAlpha ? leftOf(slice.coded_size, parts + slice.coded_size_cr) : 0;
+}
+
+} // namespace
+
+std::vector<SliceHeader> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,
+                                           PictureHeader const& picture) {
+    std::vector<SliceHeader> slices(picture.coded_size_of_slice.size());
+    const std::size_t numColumns = picture.slice_size_in_mb.size();
+    std::uint64_t offset = picture.offset + picture.picture_header_size + 2 * slices.size();
+    std::uint32_t firstMb = 0;
+    for (std::size_t i = 0; i < slices.size(); ++i) {
+        SliceHeader& slice = slices[i];
+        slice.row = static_cast<std::uint32_t>(i / numColumns);
+        slice.column = static_cast<std::uint32_t>(i % numColumns);
+        firstMb = slice.column == 0 ? 0 : firstMb;
+        slice.firstMb = firstMb;
+        slice.numMbs = picture.slice_size_in_mb[slice.column];
+        firstMb += slice.numMbs;
+        slice.offset = std::min<std::uint64_t>(offset, frame.size());
+        slice.coded_size = picture.coded_size_of_slice[i];
+        parseSizes(cursorAt(frame, slice.offset), header.alpha_channel_type != 0, slice);
+        offset += slice.coded_size;
+    }
+    return slices;
+}
+
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels) {
     if (frame.size() < kMinFrameBytes)
         throw failure("{} is no frame: it has {} bytes, and a header alone takes {}", name, frame.size(),

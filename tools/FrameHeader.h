@@ -47,6 +47,23 @@ struct PictureHeader {
     std::vector<std::uint32_t> coded_size_of_slice; // bytes, row by row
 };
 
+// What the header of a slice and the table of slices say of it. Nothing is checked, and sizes that contradict each
+// other stay as they are.
+struct SliceHeader {
+    std::uint32_t row = 0;        // of macroblocks
+    std::uint32_t column = 0;     // slice of the row
+    std::uint32_t firstMb = 0;    // macroblock of the row
+    std::uint32_t numMbs = 0;     // 1, 2, 4 or 8
+    std::uint64_t offset = 0;     // bytes from the start of the frame
+    std::uint32_t coded_size = 0; // bytes, by the table
+    std::uint32_t slice_header_size = 0;
+    std::uint32_t quantization_index = 0;
+    std::uint32_t coded_size_y = 0;
+    std::uint32_t coded_size_cb = 0;
+    std::uint32_t coded_size_cr = 0; // without alpha, what is left of the slice; 0 if nothing is
+    std::uint32_t alphaBytes = 0;    // with alpha, what is left of the slice; 0 if nothing is
+};
+
 // Bytes that a frame must have for its header to be read: the two outer words and the fixed fields.
 inline constexpr std::size_t kMinFrameBytes = 28;
 
@@ -55,6 +72,10 @@ FrameHeader parseFrameHeader(std::span<const std::uint8_t> frame);
 
 // One picture, or two for a frame of two fields.
 std::vector<PictureHeader> parsePictureHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header);
+
+// The slices of one picture, row by row.
+std::vector<SliceHeader> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,
+                                           PictureHeader const& picture);
 
 // Throws CommandError when the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit when the frame
 // has more than `maxPixels` pixels; 0 lifts the limit. Nothing else in a frame tells it from other data.

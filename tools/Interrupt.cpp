@@ -6,13 +6,14 @@
 
 namespace {
 
-volatile std::sig_atomic_t s_signalArrived = 0;
+// Set in signal handlers and read by all threads.
+std::int32_t s_signalArrived = 0;
 
 } // namespace
 
 extern "C" {
 static void rememberSignal(int) {
-    s_signalArrived = 1;
+    __atomic_store_n(&s_signalArrived, 1, __ATOMIC_RELAXED);
 }
 }
 
@@ -31,7 +32,11 @@ void installInterruptHandler() {
 }
 
 bool interrupted() {
-    return s_signalArrived != 0;
+    return __atomic_load_n(&s_signalArrived, __ATOMIC_RELAXED) != 0;
+}
+
+const std::int32_t* interruptFlag() {
+    return &s_signalArrived;
 }
 
 void throwIfInterrupted() {

@@ -1,10 +1,15 @@
 #pragma once
 
+#include <cstdint>
+
 // Ending early in good order. The first SIGINT or SIGTERM only sets a flag, so that every unfinished output file is
 // removed on the way out; a second one ends the process at once.
 void installInterruptHandler();
 
 bool interrupted();
+
+// Not 0 once a signal has arrived: the stop flag of decodes.
+const std::int32_t* interruptFlag();
 
 // Throws a CommandError with ExitCode::Interrupted when a signal has arrived.
 void throwIfInterrupted();

@@ -170,9 +170,8 @@ TEST(DecodeCommandTest, AFailureLeavesNothingBehind) {
     EXPECT_THAT(folder.files(), ElementsAre("bad.rvl"));
 }
 
-TEST(DecodeCommandTest, RgbOf422FailsWithTheWordsOfTheLibrary) {
-    expectFailure({"decode", k422, "-o", "-", "--coding", "rgb"}, 1,
-                  "RGB output for 4:2:2 frames is not supported by Ravelo decoder.");
+TEST(DecodeCommandTest, RgbOf422IsRefusedWhereTheFormHoldsNone) {
+    expectFailure({"decode", k422, "-o", "-", "--coding", "rgb"}, 1, "is a 4:2:2 frame, which comes as Y'CbCr only");
 }
 
 TEST(DecodeCommandTest, WrongCommandLinesAreUsageErrors) {

@@ -11,8 +11,10 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "Checksum.h"
+#include "FrameHeader.h"
 #include "PictureReader.h"
 
 TestFolder::TestFolder() {
@@ -96,6 +98,31 @@ void expectOneLine(std::string const& error) {
     EXPECT_TRUE(error.starts_with("ravelo: ")) << error;
     EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
     EXPECT_TRUE(error.ends_with('\n')) << error;
+}
+
+namespace {
+
+// Null where the text has no such value.
+nlohmann::json valueAt(std::string const& text, std::string const& pointer) {
+    const nlohmann::json document = nlohmann::json::parse(text, nullptr, false);
+    if (document.is_discarded())
+        throw std::runtime_error("no JSON: " + text);
+    return document.value(nlohmann::json::json_pointer(pointer), nlohmann::json(nlohmann::json::value_t::discarded));
+}
+
+} // namespace
+
+std::string jsonAt(std::string const& text, std::string const& pointer) {
+    const nlohmann::json value = valueAt(text, pointer);
+    return value.is_discarded() ? "nothing" : value.dump();
+}
+
+double jsonNumberAt(std::string const& text, std::string const& pointer) {
+    return valueAt(text, pointer).get<double>();
+}
+
+std::size_t jsonSizeAt(std::string const& text, std::string const& pointer) {
+    return valueAt(text, pointer).size();
 }
 
 std::string vectorPath(std::string const& name) {
@@ -192,6 +219,19 @@ InputPicture pictureOf(std::string const& content) {
     InputFile file("test", bytesOf(content));
     const std::unique_ptr<PictureReader> reader = makePictureReader(file);
     return reader->next().value();
+}
+
+void damageSlices(std::string const& path, std::vector<std::size_t> const& slices) {
+    std::string content = readTestFile(path);
+    const std::vector<std::uint8_t> frame = bytesOf(content);
+    const FrameHeader header = parseFrameHeader(frame);
+    std::vector<SliceHeader> headers;
+    for (PictureHeader const& picture : parsePictureHeaders(frame, header))
+        for (SliceHeader const& slice : parseSliceHeaders(frame, header, picture))
+            headers.push_back(slice);
+    for (const std::size_t slice : slices)
+        content.replace(headers.at(slice).offset + 2, 2, 2, '\0');
+    writeTestFile(path, content);
 }
 
 std::vector<std::uint8_t> bytesOf(std::string const& content) {

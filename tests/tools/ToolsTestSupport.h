@@ -42,6 +42,12 @@ CommandResult runShell(std::string const& line);
 // Error messages are one line for people.
 void expectOneLine(std::string const& error);
 
+// The value at a pointer such as "/frames/0/width" of a JSON text, as JSON; "nothing" where there is none. The tests
+// leave the JSON library to one unit, since it takes long to compile.
+std::string jsonAt(std::string const& text, std::string const& pointer);
+double jsonNumberAt(std::string const& text, std::string const& pointer);
+std::size_t jsonSizeAt(std::string const& text, std::string const& pointer); // elements of an array or object
+
 // A frame with known output.
 std::string vectorPath(std::string const& name);
 
@@ -61,5 +67,8 @@ void encodeSmooth(TestFolder const& folder, std::string const& frameName, std::u
 
 // The only picture of a file's content, read by the command's own readers.
 InputPicture pictureOf(std::string const& content);
+
+// Takes the Y data from slices of the frame at `path`, so that they fail. They count from 0 at the first picture.
+void damageSlices(std::string const& path, std::vector<std::size_t> const& slices);
 
 std::vector<std::uint8_t> bytesOf(std::string const& content);

@@ -1,0 +1,60 @@
+#include "DamageReport.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+
+namespace {
+
+constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
+
+} // namespace
+
+std::uint64_t countSlices(std::span<const std::uint8_t> frame) {
+    std::uint64_t slices = 0;
+    for (PictureHeader const& picture : parsePictureHeaders(frame, parseFrameHeader(frame)))
+        slices += picture.coded_size_of_slice.size();
+    return slices;
+}
+
+std::string damageSummary(std::uint64_t failed, std::uint64_t slices) {
+    return fmt::format("{} of {} slice{} failed", failed, slices, slices == 1 ? "" : "s");
+}
+
+std::string damageText(ravelo_damage const& damage) {
+    return fmt::format("picture {}, row {}, slice {}, from byte {}: {} failed; {} x {} pixels at {}, {}{}",
+                       damage.picture + 1, damage.row, damage.column, damage.byte_offset,
+                       kComponentNames[damage.component], damage.width, damage.height, damage.x, damage.y,
+                       damage.line_step == 2 ? ", on every second line" : "");
+}
+
+void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span<const std::uint8_t> frame,
+                  DecodedFrame const& decoded) {
+    if (decoded.damage().empty())
+        return;
+    warn(verbosity, fmt::format("{}: {}", name, damageSummary(decoded.damage().size(), countSlices(frame))));
+    for (ravelo_damage const& damage : decoded.damage())
+        if (verbosity.verbose)
+            warn(verbosity, fmt::format("{}: {}", name, damageText(damage)));
+}
+
+nlohmann::ordered_json jsonOfDamage(std::vector<ravelo_damage> const& damage) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (ravelo_damage const& slice : damage)
+        list.push_back({{"picture", slice.picture},
+                        {"row", slice.row},
+                        {"slice", slice.column},
+                        {"component", kComponentNames[slice.component]},
+                        {"offset", slice.byte_offset},
+                        {"x", slice.x},
+                        {"y", slice.y},
+                        {"width", slice.width},
+                        {"height", slice.height},
+                        {"line_step", slice.line_step}});
+    return list;
+}
+
+void printJson(nlohmann::ordered_json const& report) {
+    printReport(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "Console.h"
+#include "DecodedFrame.h"
+
+// The slices of all pictures of a frame.
+std::uint64_t countSlices(std::span<const std::uint8_t> frame);
+
+// "3 of 1020 slices failed".
+std::string damageSummary(std::uint64_t failed, std::uint64_t slices);
+
+// One slice that failed: where it stands in the frame and in the picture, and what failed.
+std::string damageText(ravelo_damage const& damage);
+
+// A warning for a frame with slices that failed, and with `verbose` a line for each of them.
+void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span<const std::uint8_t> frame,
+                  DecodedFrame const& decoded);
+
+nlohmann::ordered_json jsonOfDamage(std::vector<ravelo_damage> const& damage);
+
+// Writes a report to standard output. Names of files may hold bytes that are no UTF-8; JSON gets a replacement for
+// those.
+void printJson(nlohmann::ordered_json const& report);
