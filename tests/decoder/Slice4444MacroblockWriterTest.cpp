@@ -250,3 +250,8 @@ TYPED_TEST(Slice4444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelA
     for (std::uint32_t factor = 1; factor <= 3; ++factor)
         checkEveryForm(TypeParam::target, WriterKind::C4444, factor, random);
 }
+
+TYPED_TEST(Slice4444MacroblockWriterTest, FullSizeIntegerBlocksGiveTheCodesOfFloatsButForDeepGroupsOnAvx2) {
+    std::mt19937 random = printedSeed(4405);
+    checkIntegerBlocks(TypeParam::target, WriterKind::C4444, random);
+}

@@ -197,3 +197,8 @@ TYPED_TEST(Slice444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAt
     for (std::uint32_t factor = 1; factor <= 3; ++factor)
         checkEveryForm(TypeParam::target, WriterKind::C444, factor, random);
 }
+
+TYPED_TEST(Slice444MacroblockWriterTest, FullSizeIntegerBlocksGiveTheCodesOfFloatsButForDeepGroupsOnAvx2) {
+    std::mt19937 random = printedSeed(4304);
+    checkIntegerBlocks(TypeParam::target, WriterKind::C444, random);
+}

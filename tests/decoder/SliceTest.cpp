@@ -367,6 +367,23 @@ TYPED_TEST(SliceTest, AFailingComponentIsTheFirstThatFails) {
     }
 }
 
+TYPED_TEST(SliceTest, AMonitorThatOverridesNothingChangesNothing) {
+    MadeFrame made = photo(specOf(64, 16, 2, 0, 0));
+    const std::size_t second = made.sliceOffsets[1];
+    std::fill_n(made.bytes.begin() + static_cast<std::ptrdiff_t>(second), 8, std::uint8_t{0});
+    const GuardedBytes held(made.bytes);
+    std::vector<std::uint8_t> pixels[2];
+    DecodeMonitor plain;
+    for (int i = 0; i < 2; ++i) {
+        pixels[i].assign(128 * 16, 0x77);
+        const Frame frame(held.bits(), ColorCoding_YCbCr, 8, pixels[i].data(), 128, TypeParam::target, 0,
+                          i == 0 ? nullptr : &plain);
+    }
+    EXPECT_EQ(pixels[0], pixels[1]);
+    EXPECT_EQ(pixels[1][32], 0x77) << "The second slice failed.";
+    EXPECT_NE(pixels[1], std::vector<std::uint8_t>(128 * 16, 0x77));
+}
+
 // --- dequantisation --------------------------------------------------------------------------------------------------
 
 TYPED_TEST(SliceTest, ADcReconstructsToItsProductWithIndexAndMatrixByteOver64) {

@@ -284,3 +284,51 @@ void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t do
         }
     }
 }
+
+namespace {
+
+void checkDeepIntegerBlocks(WriterCase c, std::vector<MacroblockBlocks> const& blocks,
+                            std::vector<std::uint16_t> const& alpha) {
+    const WriterOutput ofIntegers = written(c, blocks, alpha);
+    c.integerBlocks = false;
+    const WriterOutput ofFloats = written(c, blocks, alpha);
+    const std::uint32_t samples = c.samplesPerPixel();
+    for (std::uint32_t line = 0; line < c.height; ++line) {
+        for (std::uint32_t i = 0; i < c.width * samples; ++i) {
+            const bool isInGroup = i / samples / 8 * 8 + 8 <= c.width;
+            if (c.target == OptimizationTarget::AVX2 && isInGroup)
+                ASSERT_TRUE(ofIntegers.isUntouched(line, i))
+                    << c.bitDepth << " bits, line " << line << ", sample " << i;
+            else
+                ASSERT_EQ(ofIntegers.at(line, i), ofFloats.at(line, i))
+                    << c.bitDepth << " bits, coding " << c.colorCoding << ", line " << line << ", sample " << i;
+        }
+        ASSERT_TRUE(ofIntegers.isUntouched(line, c.width * samples));
+    }
+}
+
+} // namespace
+
+void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, std::mt19937& random) {
+    WriterCase c;
+    c.target = target;
+    c.kind = kind;
+    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        c.bitDepth = bitDepth;
+        for (c.width = 1; c.width <= 32; ++c.width) {
+            c.sliceMbs = (c.width + 15) / 16;
+            c.height = 1 + below(random, 16);
+            c.colorCoding = kind == WriterKind::C422 ? 0 : below(random, 4);
+            c.alphaDepth = kind == WriterKind::C4444 && below(random, 2) == 0 ? 16 : 8;
+            c.integerBlocks = true;
+            for (const SampleRange range : {SampleRange::Legal, SampleRange::Far}) {
+                const auto blocks = randomMacroblocks(random, range, c);
+                const auto alpha = randomAlpha(random, c);
+                if (bitDepth == 8)
+                    ASSERT_TRUE(writesLikeModel(c, blocks, alpha));
+                else
+                    ASSERT_NO_FATAL_FAILURE(checkDeepIntegerBlocks(c, blocks, alpha));
+            }
+        }
+    }
+}

@@ -102,3 +102,7 @@ std::vector<std::uint16_t> randomAlpha(std::mt19937& random, WriterCase const& c
 
 // Compares random macroblocks of every range, width and height with the model, in all forms of one kind of writer.
 void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t downSampleFactor, std::mt19937& random);
+
+// Hands over full-size blocks of integers in all forms of one kind of writer, of every width. At 8 bits they give the
+// codes of floats. Above, AVX2 leaves its groups of eight pixels as they are, and the rest has the codes of floats.
+void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, std::mt19937& random);

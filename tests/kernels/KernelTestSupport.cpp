@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "EmulatedK0.h"
 #include "KernelVariants.h"
 #include "ProcessorDispatch.h"
 #include "VariantSelection.h"
@@ -57,6 +58,11 @@ void PrintTo(const KernelVariant& variant, std::ostream* out) {
 const std::vector<KernelVariant>& kernelVariants() {
     static const std::vector<KernelVariant> s_variants = madeVariants();
     return s_variants;
+}
+
+KernelVariant emulatedK0() {
+    const bool runnable = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    return {"emulated_k0", kVariantK0, 0x73081DF, runnable, false, RAVELO_KERNELS_OF(emulated_k0)};
 }
 
 std::string variantTestName(const testing::TestParamInfo<KernelVariant>& info) {

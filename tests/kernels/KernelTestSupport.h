@@ -31,6 +31,9 @@ void PrintTo(const KernelVariant& variant, std::ostream* out);
 // All four, runnable or not.
 const std::vector<KernelVariant>& kernelVariants();
 
+// The source of the AVX-512 variant on emulated vectors, for processors without AVX-512.
+KernelVariant emulatedK0();
+
 // A test for each variant; those that the processor cannot run are skipped, and say so.
 class EveryVariant : public testing::TestWithParam<KernelVariant> {
 protected:

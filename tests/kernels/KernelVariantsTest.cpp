@@ -15,6 +15,7 @@ namespace {
 using KernelVariantsTest = EveryVariant;
 
 INSTANTIATE_TEST_SUITE_P(Every, KernelVariantsTest, testing::ValuesIn(kernelVariants()), variantTestName);
+INSTANTIATE_TEST_SUITE_P(Emulated, KernelVariantsTest, testing::Values(emulatedK0()), variantTestName);
 
 std::vector<KernelVariant> plainVariants() {
     std::vector<KernelVariant> plain;
@@ -209,12 +210,22 @@ TEST_P(KernelVariantsTest, CornerBatchesEqualSingleBlocksBitForBit) {
     }
 }
 
-TEST(FusedVariantsTest, TheTwoFusedVariantsGiveTheSameBits) {
-    const KernelVariant& l9 = kernelVariants()[2];
-    const KernelVariant& k0 = kernelVariants()[3];
+namespace {
+
+void checkSameBits(const KernelVariant& l9, const KernelVariant& k0) {
     if (!l9.runnable || !k0.runnable)
-        GTEST_SKIP() << "this processor cannot run both l9 and k0";
+        GTEST_SKIP() << "this processor cannot run both " << l9.name << " and " << k0.name;
     std::mt19937 generator = seededGenerator();
     for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 1000))
         ASSERT_TRUE(sameBits(inverse(l9, block), inverse(k0, block)));
+}
+
+} // namespace
+
+TEST(FusedVariantsTest, TheTwoFusedVariantsGiveTheSameBits) {
+    checkSameBits(kernelVariants()[2], kernelVariants()[3]);
+}
+
+TEST(FusedVariantsTest, TheAvx512VariantGivesTheSameBitsOnEmulatedVectors) {
+    checkSameBits(kernelVariants()[2], emulatedK0());
 }
