@@ -14,6 +14,7 @@ void addAllCommands(CLI::App& app, Invocation& invocation) {
     addInfoCommand(app, invocation);
     addDecodeCommand(app, invocation);
     addEncodeCommand(app, invocation);
+    addVerifyCommand(app, invocation);
     addCompareCommand(app, invocation);
     addBenchCommand(app, invocation);
     addCompletionCommand(app, invocation);

@@ -19,6 +19,8 @@ struct Invocation {
 void addInfoCommand(CLI::App& app, Invocation& invocation);
 void addDecodeCommand(CLI::App& app, Invocation& invocation);
 void addEncodeCommand(CLI::App& app, Invocation& invocation);
+void addVerifyCommand(CLI::App& app, Invocation& invocation);
+void addInspectCommand(CLI::App& app, Invocation& invocation);
 void addCompareCommand(CLI::App& app, Invocation& invocation);
 void addBenchCommand(CLI::App& app, Invocation& invocation);
 void addCompletionCommand(CLI::App& app, Invocation& invocation);

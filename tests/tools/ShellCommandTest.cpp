@@ -13,7 +13,8 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::vector<std::string> kCommands = {"info", "decode", "encode", "compare", "bench", "completion", "man"};
+const std::vector<std::string> kCommands = {"info",    "decode", "encode",     "verify",
+                                            "compare", "bench",  "completion", "man"};
 
 // The long options that --help of a command shows.
 std::vector<std::string> longOptionsOf(std::string const& command) {

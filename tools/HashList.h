@@ -1,0 +1,46 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "DecodedFrame.h"
+
+enum class HashAlgorithm { Xxh3, Md5 };
+
+// A hash of the pixels of a frame, as decode --format xxh3 and md5 print it.
+struct PixelHash {
+    HashAlgorithm algorithm = HashAlgorithm::Xxh3;
+    std::string digits; // hexadecimal, in small letters
+
+    std::string text() const; // "xxh3:0123456789abcdef"
+    bool operator==(PixelHash const&) const = default;
+};
+
+const char* nameOf(HashAlgorithm algorithm);
+
+PixelHash hashOfPixels(DecodedFrame const& frame, HashAlgorithm algorithm);
+
+// The count of digits tells the algorithm. Nothing for a text that is no hash.
+std::optional<PixelHash> hashOfDigits(std::string const& digits);
+
+// Of "xxh3:DIGITS", "md5:DIGITS" or the digits alone. Throws CommandError with ExitCode::Usage.
+PixelHash parsePixelHash(std::string const& text);
+
+// A file of lines "DIGITS  NAME". Empty lines and those that begin with # do not count.
+class HashList {
+public:
+    // Throws CommandError for a file that cannot be read or has other lines.
+    explicit HashList(std::string const& path);
+
+    // The hash for a frame: that of its whole name, or else that of a name with the same last part, as the list may
+    // have been made in another folder. Throws CommandError when there is none, or no single one.
+    PixelHash const& hashFor(std::string const& name) const;
+
+private:
+    void add(std::string const& line, std::size_t lineNumber);
+
+    std::string m_path;
+    std::map<std::string, PixelHash> m_byName;
+    std::multimap<std::string, PixelHash> m_byLastPart;
+};

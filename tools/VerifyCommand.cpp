@@ -1,0 +1,286 @@
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "DamageReport.h"
+#include "HashList.h"
+#include "InputFile.h"
+#include "OrderedPipeline.h"
+#include "Sequence.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct VerifyOptions {
+    std::vector<std::string> frames;
+    std::string numbers;
+    std::string hash;
+    std::string list;
+    std::string missing = "error";
+    DecodeOptions decode;
+    std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::size_t threads = 0;
+    std::size_t inFlight = 0;
+    bool json = false;
+    Verbosity verbosity;
+};
+
+// What became of one frame.
+struct Finding {
+    std::string name;
+    std::string error;                   // empty unless the frame could not be decoded
+    ExitCode errorCode = ExitCode::Done; // that of the error
+    std::uint32_t width = 0;             // of the output
+    std::uint32_t height = 0;            // of the output
+    std::uint64_t slices = 0;            // of all pictures
+    std::vector<ravelo_damage> damage;   // slices that failed
+    std::optional<PixelHash> hash;       // of the pixels
+    std::optional<PixelHash> wantedHash; // to which it should be equal
+
+    bool isEqual() const { return !wantedHash || wantedHash == hash; }
+
+    // That of the gravest fault.
+    ExitCode exitCode() const {
+        if (!error.empty())
+            return errorCode;
+        if (!damage.empty())
+            return ExitCode::Damaged;
+        return isEqual() ? ExitCode::Done : ExitCode::NotEqual;
+    }
+
+    const char* status() const {
+        switch (exitCode()) {
+        case ExitCode::Done:
+            return "ok";
+        case ExitCode::Damaged:
+            return "damaged";
+        case ExitCode::NotEqual:
+            return "not equal";
+        case ExitCode::Limit:
+            return "refused";
+        default:
+            return "failed";
+        }
+    }
+};
+
+// From the gravest: what could not be looked at, then what is wrong with it.
+constexpr ExitCode kGravity[] = {ExitCode::Failed, ExitCode::Limit, ExitCode::Damaged, ExitCode::NotEqual};
+
+class VerifyJob {
+public:
+    explicit VerifyJob(VerifyOptions const& options)
+        : m_options(options), m_request(requestOf(options.decode, 8, ColorCoding_YCbCr)) {
+        if (!options.hash.empty())
+            m_hash = parsePixelHash(options.hash);
+        if (!options.list.empty())
+            m_list.emplace(options.list);
+    }
+
+    ExitCode run();
+
+private:
+    friend class VerifyTask;
+
+    Finding examine(SequenceItem const& item);
+    void decodeInto(Finding& finding, SequenceItem const& item);
+    void report(Finding const& finding);
+    void printText(Finding const& finding) const;
+    void printTotals() const;
+    std::size_t count(ExitCode exitCode) const;
+    ExitCode exitCode() const;
+
+    VerifyOptions const& m_options;
+    DecodeForm m_request;
+    std::optional<PixelHash> m_hash;
+    std::optional<HashList> m_list;
+    ObjectPool<DecodedFrame> m_frames;
+    std::unique_ptr<Progress> m_progress;
+    std::vector<ExitCode> m_exitCodes; // of the frames
+    Json m_report = Json::array();     // of --json, a frame each
+};
+
+class VerifyTask : public OrderedTask {
+public:
+    VerifyTask(VerifyJob& job, SequenceItem const& item) : m_job(job), m_item(item) {}
+
+    void work() override { m_finding = m_job.examine(m_item); }
+    void deliver() override { m_job.report(m_finding); }
+
+private:
+    VerifyJob& m_job;
+    SequenceItem const& m_item;
+    Finding m_finding;
+};
+
+// A frame that cannot be decoded ends nothing: the others are examined all the same.
+Finding VerifyJob::examine(SequenceItem const& item) {
+    Finding finding;
+    finding.name = displayName(item.path);
+    try {
+        decodeInto(finding, item);
+    } catch (CommandError const& error) {
+        if (error.exitCode() == ExitCode::Interrupted)
+            throw;
+        finding.error = error.what();
+        finding.errorCode = error.exitCode();
+    } catch (std::runtime_error const& error) {
+        finding.error = fmt::format("{}: {}", finding.name, error.what());
+        finding.errorCode = ExitCode::Failed;
+    }
+    return finding;
+}
+
+void VerifyJob::decodeInto(Finding& finding, SequenceItem const& item) {
+    if (!item.exists)
+        throw failure("{} does not exist; --missing skip goes on without it", item.path);
+    finding.wantedHash = m_list ? m_list->hashFor(finding.name) : m_hash;
+    const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.maxPixels);
+    std::unique_ptr<DecodedFrame> decoded = m_frames.take();
+    decoded->decode(frame, m_request);
+    finding.width = decoded->width();
+    finding.height = decoded->height();
+    finding.slices = countSlices(frame);
+    finding.damage = decoded->damage();
+    finding.hash = hashOfPixels(*decoded, finding.wantedHash ? finding.wantedHash->algorithm : HashAlgorithm::Xxh3);
+    m_frames.giveBack(std::move(decoded));
+}
+
+Json jsonOf(Finding const& finding) {
+    Json json = {{"file", finding.name}, {"status", finding.status()}};
+    if (!finding.error.empty()) {
+        json["error"] = finding.error;
+        return json;
+    }
+    json["width"] = finding.width;
+    json["height"] = finding.height;
+    json["slices"] = finding.slices;
+    json["failed_slices"] = finding.damage.size();
+    json["damage"] = jsonOfDamage(finding.damage);
+    json["hash"] = {{"algorithm", nameOf(finding.hash->algorithm)}, {"value", finding.hash->digits}};
+    if (finding.wantedHash) {
+        json["hash"]["expected"] = finding.wantedHash->digits;
+        json["hash"]["equal"] = finding.isEqual();
+    }
+    return json;
+}
+
+void VerifyJob::printText(Finding const& finding) const {
+    if (!finding.error.empty()) {
+        fmt::print(stderr, "ravelo: {}\n", finding.error);
+        return;
+    }
+    if (m_options.verbosity.quiet)
+        return;
+    std::string text = fmt::format("{}: {}", finding.name, finding.status());
+    if (!finding.damage.empty())
+        text += ", " + damageSummary(finding.damage.size(), finding.slices);
+    if (!finding.isEqual())
+        text += fmt::format(", {} and not {}", finding.hash->text(), finding.wantedHash->text());
+    else if (m_options.verbosity.verbose)
+        text += ", " + finding.hash->text();
+    text += "\n";
+    for (ravelo_damage const& damage : finding.damage)
+        if (m_options.verbosity.verbose)
+            text += fmt::format("  {}\n", damageText(damage));
+    printReport(text);
+}
+
+void VerifyJob::report(Finding const& finding) {
+    m_progress->advance("");
+    m_exitCodes.push_back(finding.exitCode());
+    if (m_options.json)
+        m_report.push_back(jsonOf(finding));
+    else
+        printText(finding);
+}
+
+std::size_t VerifyJob::count(ExitCode exitCode) const {
+    return static_cast<std::size_t>(std::count(m_exitCodes.begin(), m_exitCodes.end(), exitCode));
+}
+
+ExitCode VerifyJob::exitCode() const {
+    for (const ExitCode exitCode : kGravity)
+        if (count(exitCode) != 0)
+            return exitCode;
+    return ExitCode::Done;
+}
+
+void VerifyJob::printTotals() const {
+    if (m_options.json)
+        printJson({{"size", m_options.decode.size},
+                   {"depth", m_request.bitDepth},
+                   {"frames", m_report},
+                   {"totals",
+                    {{"frames", m_exitCodes.size()},
+                     {"ok", count(ExitCode::Done)},
+                     {"damaged", count(ExitCode::Damaged)},
+                     {"not_equal", count(ExitCode::NotEqual)},
+                     {"refused", count(ExitCode::Limit)},
+                     {"failed", count(ExitCode::Failed)}}},
+                   {"exit_code", static_cast<int>(exitCode())}});
+    else if (m_exitCodes.size() > 1 && !m_options.verbosity.quiet)
+        printReport(fmt::format("{} frames: {} ok, {} damaged, {} not equal, {} refused, {} failed\n",
+                                m_exitCodes.size(), count(ExitCode::Done), count(ExitCode::Damaged),
+                                count(ExitCode::NotEqual), count(ExitCode::Limit), count(ExitCode::Failed)));
+}
+
+ExitCode VerifyJob::run() {
+    std::vector<SequenceItem> items = expandSequences(m_options.frames, m_options.numbers);
+    if (m_options.missing == "skip")
+        std::erase_if(items, [](SequenceItem const& item) { return !item.exists; });
+    if (m_hash && items.size() > 1)
+        throw usageError("--hash is for one frame, and there are {}; --list takes a file of hashes", items.size());
+
+    const ThreadLimit limit(m_options.threads);
+    const std::size_t inFlight = m_options.inFlight != 0 ? m_options.inFlight : ThreadLimit::current() + 1;
+    // Lines of the report and of the progress would mix on one terminal.
+    const bool printsLines = !m_options.json && !m_options.verbosity.quiet && ::isatty(STDOUT_FILENO) == 1;
+    m_progress = std::make_unique<Progress>("verified", items.size(),
+                                            Verbosity{m_options.verbosity.quiet || printsLines, false});
+    std::size_t next = 0;
+    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
+        return next == items.size() ? nullptr : std::make_unique<VerifyTask>(*this, items[next++]);
+    });
+    m_progress.reset();
+    printTotals();
+    return exitCode();
+}
+
+ExitCode runVerify(VerifyOptions const& options) {
+    if (options.list == "-" && std::find(options.frames.begin(), options.frames.end(), "-") != options.frames.end())
+        throw usageError("standard input can be a frame or the list of hashes, not both");
+    return VerifyJob(options).run();
+}
+
+} // namespace
+
+void addVerifyCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<VerifyOptions>();
+    CLI::App* command =
+        addCommand(app, invocation, "verify", "Decode frames, report slices that fail, and compare with hashes",
+                   options, runVerify);
+    addFramesArgument(*command, options->frames, options->numbers);
+    CLI::Option* list =
+        command->add_option("--list", options->list, "file of hashes, as decode -F xxh3 or md5 prints them")
+            ->type_name("FILE");
+    command
+        ->add_option("--hash", options->hash, "hash that the frame's pixels must have, such as xxh3:0123456789abcdef")
+        ->type_name("HASH")
+        ->excludes(list);
+    addDecodeOptions(*command, options->decode);
+    addFailedSlicesOptions(*command, options->decode);
+    command->add_option("--missing", options->missing, "what a hole in a sequence is")
+        ->type_name("WHAT")
+        ->check(CLI::IsMember({"error", "skip"}))
+        ->capture_default_str();
+    addThreadsOption(*command, options->threads);
+    addInFlightOption(*command, options->inFlight);
+    addMaxPixelsOption(*command, options->maxPixels);
+    addJsonOption(*command, options->json);
+    command->add_flag("-q,--quiet", options->verbosity.quiet, "no report; the exit code tells");
+    command->add_flag("-v,--verbose", options->verbosity.verbose, "tell each slice that failed, and the hashes");
+}
