@@ -15,6 +15,7 @@ void addAllCommands(CLI::App& app, Invocation& invocation) {
     addDecodeCommand(app, invocation);
     addEncodeCommand(app, invocation);
     addVerifyCommand(app, invocation);
+    addInspectCommand(app, invocation);
     addCompareCommand(app, invocation);
     addBenchCommand(app, invocation);
     addCompletionCommand(app, invocation);

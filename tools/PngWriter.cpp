@@ -1,3 +1,5 @@
+#include "PngWriter.h"
+
 #include <bit>
 #include <csetjmp>
 #include <cstring>
@@ -7,7 +9,6 @@
 
 #include "CommandError.h"
 #include "OutputFormat.h"
-#include "RgbImage.h"
 
 namespace {
 
@@ -80,7 +81,10 @@ bool writePng(RgbImage const& image, PngOutput& output) {
 } // namespace
 
 std::vector<std::uint8_t> pngBytes(DecodedFrame const& frame, bool videoRange) {
-    const RgbImage image = rgbImageOf(frame, videoRange);
+    return pngOf(rgbImageOf(frame, videoRange));
+}
+
+std::vector<std::uint8_t> pngOf(RgbImage const& image) {
     PngOutput output;
     output.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &output, reportError, ignoreWarning);
     if (output.png != nullptr)

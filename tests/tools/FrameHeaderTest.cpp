@@ -121,3 +121,45 @@ TEST(FrameHeaderTest, CheckKeepsTheLimitOfPixels) {
         EXPECT_THAT(error.what(), HasSubstr("100 x 101"));
     }
 }
+
+namespace {
+
+// A picture of two slices in a row, of 1 macroblock each. The bytes of the first slice are given and have the size of
+// the table; the second has no bytes.
+std::vector<SliceHeader> slicesOf(std::vector<std::uint8_t> const& firstSlice, std::uint8_t alpha_channel_type = 0) {
+    std::vector<std::uint8_t> behind = {8 << 3, 0, 0, 0, 0, 0, 0, 0, 0, static_cast<std::uint8_t>(firstSlice.size()),
+                                        0,      0};
+    behind.insert(behind.end(), firstSlice.begin(), firstSlice.end());
+    std::vector<std::uint8_t> frame = headerOnly(32, 16, 0xC0, behind);
+    frame[8 + 17] = alpha_channel_type;
+    const FrameHeader header = parseFrameHeader(frame);
+    return parseSliceHeaders(frame, header, parsePictureHeaders(frame, header).at(0));
+}
+
+} // namespace
+
+TEST(FrameHeaderTest, SlicesFollowEachOtherBehindTheTable) {
+    const std::vector<SliceHeader> slices = slicesOf({6 << 3, 17, 0, 2, 0, 1, 9, 9, 9, 9, 9});
+    ASSERT_EQ(slices.size(), 2u);
+    EXPECT_EQ(slices[0].offset, 28u + 8 + 4);
+    EXPECT_EQ(slices[1].offset, 28u + 8 + 4 + 11);
+    EXPECT_EQ(slices[0].quantization_index, 17u);
+    EXPECT_EQ(slices[0].slice_header_size, 6u);
+    EXPECT_EQ(slices[1].row, 0u);
+    EXPECT_EQ(slices[1].column, 1u);
+    EXPECT_EQ(slices[1].firstMb, 1u);
+    EXPECT_EQ(slices[1].numMbs, 1u);
+    EXPECT_EQ(slices[1].coded_size, 0u);
+}
+
+TEST(FrameHeaderTest, CrTakesWhatIsLeftOfASliceWithoutAlpha) {
+    EXPECT_EQ(slicesOf({6 << 3, 17, 0, 2, 0, 1, 9, 9, 9, 9, 9})[0].coded_size_cr, 2u);
+    EXPECT_EQ(slicesOf({6 << 3, 17, 0, 2, 0, 9, 9, 9, 9, 9, 9})[0].coded_size_cr, 0u) << "Y and Cb take more than all";
+}
+
+TEST(FrameHeaderTest, AlphaTakesWhatIsLeftOfASliceWithAlpha) {
+    const SliceHeader slice = slicesOf({8 << 3, 17, 0, 2, 0, 1, 0, 3, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}, 1)[0];
+    EXPECT_EQ(slice.coded_size_cr, 3u);
+    EXPECT_EQ(slice.alphaBytes, 4u);
+    EXPECT_EQ(slicesOf({8 << 3, 17, 0, 2, 0, 1, 1, 0, 9, 9, 9}, 1)[0].alphaBytes, 0u);
+}

@@ -1,0 +1,242 @@
+#include <set>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "DamageReport.h"
+#include "InputFile.h"
+#include "OutputFile.h"
+#include "OutputName.h"
+#include "PngWriter.h"
+#include "Sequence.h"
+#include "SliceReport.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct InspectOptions {
+    std::vector<std::string> frames;
+    std::string numbers;
+    std::string picture;
+    std::string show = "bytes";
+    std::string target = "auto";
+    std::uint64_t maxPixels = kDefaultMaxPixels;
+    bool json = false;
+    bool totalsOnly = false;
+    bool force = false;
+    bool quiet = false;
+};
+
+// One frame, decoded and taken apart.
+struct InspectedFrame {
+    std::string name;
+    std::uint64_t bytes = 0;
+    FrameHeader header;
+    std::vector<InspectedSlice> slices;
+    std::size_t failedSlices = 0;
+};
+
+bool isShown(SliceProperty const& property, InspectedFrame const& frame) {
+    return property.value != &SliceHeader::alphaBytes || frame.header.alpha_channel_type != 0;
+}
+
+std::string slicesText(InspectedFrame const& frame) {
+    std::string text = "  picture   row  slice  mbs      offset";
+    for (SliceProperty const& property : sliceProperties())
+        if (isShown(property, frame))
+            text += fmt::format("  {:>6}", property.name);
+    text += "  state\n";
+    for (InspectedSlice const& slice : frame.slices) {
+        text += fmt::format("  {:>7}  {:>4}  {:>5}  {:>3}  {:>10}", slice.picture + 1, slice.header.row,
+                            slice.header.column, slice.header.numMbs, slice.header.offset);
+        for (SliceProperty const& property : sliceProperties())
+            if (isShown(property, frame))
+                text += fmt::format("  {:>6}", slice.header.*property.value);
+        text += slice.failed == nullptr ? "  ok\n" : fmt::format("  {} failed\n", slice.failed);
+    }
+    return text;
+}
+
+std::string totalsText(InspectedFrame const& frame) {
+    std::string text = "  a slice        least      median     largest       total\n";
+    for (SliceProperty const& property : sliceProperties()) {
+        if (!isShown(property, frame))
+            continue;
+        const SliceStatistics statistics = statisticsOf(frame.slices, property.value);
+        text += fmt::format("  {:8}  {:>10}  {:>10.1f}  {:>10}", property.name, statistics.least, statistics.median,
+                            statistics.largest);
+        // A sum of indices means nothing.
+        const bool hasTotal = property.value != &SliceHeader::quantization_index;
+        text += hasTotal ? fmt::format("  {:>10}\n", statistics.total) : "\n";
+    }
+    return text;
+}
+
+std::string textOf(InspectedFrame const& frame, bool totalsOnly) {
+    std::string text = fmt::format("{}\n  {} x {} pixels, {}, {} bytes; {}\n", frame.name, frame.header.horizontal_size,
+                                   frame.header.vertical_size, frame.header.is444() ? "4:4:4" : "4:2:2", frame.bytes,
+                                   damageSummary(frame.failedSlices, frame.slices.size()));
+    if (!totalsOnly)
+        text += slicesText(frame);
+    return text + totalsText(frame);
+}
+
+Json jsonOf(InspectedSlice const& slice) {
+    Json json = {{"picture", slice.picture},         {"row", slice.header.row},    {"slice", slice.header.column},
+                 {"first_mb", slice.header.firstMb}, {"mbs", slice.header.numMbs}, {"offset", slice.header.offset}};
+    for (SliceProperty const& property : sliceProperties())
+        json[property.name] = slice.header.*property.value;
+    json["failed"] = slice.failed == nullptr ? Json(nullptr) : Json(slice.failed);
+    return json;
+}
+
+Json jsonOf(InspectedFrame const& frame, bool totalsOnly) {
+    Json totals = {{"slices", frame.slices.size()}, {"failed_slices", frame.failedSlices}};
+    for (SliceProperty const& property : sliceProperties()) {
+        const SliceStatistics statistics = statisticsOf(frame.slices, property.value);
+        totals[property.name] = {
+            {"least", statistics.least}, {"median", statistics.median}, {"largest", statistics.largest}};
+        if (property.value != &SliceHeader::quantization_index)
+            totals[property.name]["total"] = statistics.total;
+    }
+    Json json = {{"file", frame.name},
+                 {"bytes", frame.bytes},
+                 {"width", frame.header.horizontal_size},
+                 {"height", frame.header.vertical_size},
+                 {"totals", totals}};
+    if (!totalsOnly) {
+        json["slices"] = Json::array();
+        for (InspectedSlice const& slice : frame.slices)
+            json["slices"].push_back(jsonOf(slice));
+    }
+    return json;
+}
+
+class InspectJob {
+public:
+    explicit InspectJob(InspectOptions const& options);
+
+    ExitCode run();
+
+private:
+    void checkPictures() const;
+    void inspect(SequenceItem const& item);
+    void writePicture(SequenceItem const& item, InspectedFrame const& frame) const;
+
+    InspectOptions const& m_options;
+    OutputName m_pictureName;
+    OptimizationTarget m_target;
+    std::vector<SequenceItem> m_items;
+    DecodedFrame m_decoded;
+    bool m_isDamaged = false;
+    Json m_report = Json::array(); // of --json, a frame each
+};
+
+InspectJob::InspectJob(InspectOptions const& options) : m_options(options), m_pictureName(options.picture) {
+    DecodeOptions decode;
+    decode.target = options.target;
+    m_target = requestOf(decode, 8, ColorCoding_YCbCr).target;
+    if (!m_pictureName.isStandardOutput())
+        return;
+    if (!options.quiet || options.json)
+        throw usageError("the picture and the report cannot both go to standard output; -q leaves out the report");
+    if (::isatty(STDOUT_FILENO) == 1)
+        throw usageError("standard output is a terminal, and a picture is no text; redirect it or name a file");
+}
+
+// Everything that can go wrong with the names of the pictures goes wrong before the first frame is decoded.
+void InspectJob::checkPictures() const {
+    if (m_options.picture.empty())
+        return;
+    if (m_pictureName.isSingleFile() && m_items.size() > 1)
+        throw usageError("{} frames do not fit into one picture; --picture takes a folder or a name such as "
+                         "slices.%04d.png",
+                         m_items.size());
+    std::set<std::string> paths;
+    for (SequenceItem const& item : m_items) {
+        const std::string path = m_pictureName.pathFor(item.path, item.number, "png");
+        if (!paths.insert(path).second)
+            throw usageError("two pictures would both be written to {}", path);
+        refuseExisting(path, m_options.force);
+    }
+}
+
+void InspectJob::writePicture(SequenceItem const& item, InspectedFrame const& frame) const {
+    const bool showsIndex = m_options.show == "index";
+    const SlicePicture picture =
+        pictureOfSlices(frame.slices, m_decoded, showsIndex ? SliceColors::Index : SliceColors::Bytes);
+    writeFile(m_pictureName.pathFor(item.path, item.number, "png"), m_options.force, pngOf(picture.image));
+    if (!m_options.quiet && !m_options.json)
+        printReport(fmt::format("  picture: {}, from {:.1f} in blue to {:.1f} in red; slices that failed in magenta\n",
+                                showsIndex ? "quantization_index" : "bytes a macroblock", picture.least,
+                                picture.largest));
+}
+
+void InspectJob::inspect(SequenceItem const& item) {
+    InspectedFrame inspected;
+    inspected.name = displayName(item.path);
+    const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.maxPixels);
+    inspected.bytes = frame.size();
+    inspected.header = parseFrameHeader(frame);
+    try {
+        m_decoded.decode(frame, {0, inspected.header.is444() ? ColorCoding_RGBFull : ColorCoding_YCbCr, 8, m_target});
+    } catch (CommandError const&) {
+        throw;
+    } catch (std::runtime_error const& error) {
+        throw failure("{}: {}", inspected.name, error.what());
+    }
+    inspected.slices = inspectSlices(frame, m_decoded);
+    inspected.failedSlices = m_decoded.damage().size();
+    m_isDamaged = m_isDamaged || inspected.failedSlices != 0;
+    if (m_options.json)
+        m_report.push_back(jsonOf(inspected, m_options.totalsOnly));
+    else if (!m_options.quiet)
+        printReport(textOf(inspected, m_options.totalsOnly));
+    if (!m_options.picture.empty())
+        writePicture(item, inspected);
+}
+
+ExitCode InspectJob::run() {
+    m_items = expandSequences(m_options.frames, m_options.numbers);
+    checkPictures();
+    for (SequenceItem const& item : m_items)
+        inspect(item);
+    if (m_options.json)
+        printJson({{"frames", m_report}});
+    return m_isDamaged ? ExitCode::Damaged : ExitCode::Done;
+}
+
+ExitCode runInspect(InspectOptions const& options) {
+    return InspectJob(options).run();
+}
+
+} // namespace
+
+void addInspectCommand(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<InspectOptions>();
+    CLI::App* command =
+        addCommand(app, invocation, "inspect", "Tell the bytes, the quantisation and the failure of every slice",
+                   options, runInspect);
+    addFramesArgument(*command, options->frames, options->numbers);
+    command->add_flag("--totals", options->totalsOnly, "least, median, largest and sum only, without a line each");
+    command
+        ->add_option("--picture", options->picture,
+                     "PNG, folder or numbered name: the frame, in colours that show the slices; - for standard output")
+        ->type_name("FILE");
+    command->add_option("--show", options->show, "what the colours show: bytes a macroblock, or quantization_index")
+        ->type_name("WHAT")
+        ->check(CLI::IsMember({"bytes", "index"}))
+        ->capture_default_str();
+    command->add_option("--target", options->target, "code path of the library; auto takes the best")
+        ->type_name("TARGET")
+        ->check(CLI::IsMember({"auto", "baseline", "avx2"}))
+        ->capture_default_str();
+    addMaxPixelsOption(*command, options->maxPixels);
+    addForceOption(*command, options->force);
+    addJsonOption(*command, options->json);
+    command->add_flag("-q,--quiet", options->quiet, "no report; the picture and the exit code tell");
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "DecodedFrame.h"
+#include "RgbImage.h"
+
+// A slice as the frame's tables tell it, and what came of its decode.
+struct InspectedSlice {
+    std::uint32_t picture = 0; // 0 for the first coded picture, 1 for the second
+    SliceHeader header;
+    const char* failed = nullptr; // the component that failed first
+};
+
+// All slices of a frame that `decoded` was made from, in the order of the frame.
+std::vector<InspectedSlice> inspectSlices(std::span<const std::uint8_t> frame, DecodedFrame const& decoded);
+
+// One property of all slices.
+struct SliceStatistics {
+    std::uint64_t total = 0;
+    std::uint32_t least = 0;
+    double median = 0;
+    std::uint32_t largest = 0;
+};
+
+// The properties that tables, reports and totals have, under their names.
+struct SliceProperty {
+    const char* name;
+    std::uint32_t SliceHeader::*value;
+};
+std::vector<SliceProperty> const& sliceProperties();
+
+SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uint32_t SliceHeader::*value);
+
+// What the colours of a picture of slices show.
+enum class SliceColors { Bytes, Index };
+
+struct SlicePicture {
+    RgbImage image;
+    double least = 0;   // of what is shown, at the blue end
+    double largest = 0; // at the red end
+};
+
+// The decoded frame at full size, in 8 bits, in which the brightness is that of the frame and the colour tells the
+// bytes a macroblock of its slice, or the slice's quantization_index: from blue for the least by green and yellow to
+// red. Slices that failed are magenta.
+SlicePicture pictureOfSlices(std::vector<InspectedSlice> const& slices, DecodedFrame const& decoded,
+                             SliceColors colors);
