@@ -34,14 +34,11 @@ void walkMacroblock(Writer const& writer, unsigned int mb, std::uint8_t* firstPi
     }
 }
 
-// Whether a member of full size for 16-bit blocks and 16-bit samples leaves this part of a row empty: on AVX2 its
-// groups of eight write nothing. No decode reaches these members.
+// Whether a member of full size for 16-bit blocks and 16-bit samples leaves whole groups of eight empty, as AVX2 does.
+// No decode reaches these members.
 template <OptimizationTarget target, class Sample, class Value, int size>
-static inline bool isEmptyGroup(QuadrantRow const& part) {
-    const bool hasEmptyGroups =
-        target == OptimizationTarget::AVX2 && sizeof(Sample) == 2 && size == 8 && std::is_same_v<Value, std::int16_t>;
-    return hasEmptyGroups && part.width == 8;
-}
+constexpr bool kHasEmptyGroups = target == OptimizationTarget::AVX2 &&
+                                 sizeof(Sample) == 2 && size == 8 && std::is_same_v<Value, std::int16_t>;
 
 // Stores the low bits of a code as sample `index` of an output of any alignment.
 template <class Sample>

@@ -116,8 +116,10 @@ void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, PixelBuff
     const OutputLevels levels = writer.levels();
     walkMacroblock(
         writer, mb, firstPixel, buffer.lineStride, 4 * sizeof(Sample), [&](QuadrantRow const& part, std::uint8_t* out) {
-            if (isEmptyGroup<target, Sample, Value, size>(part))
-                return;
+            if constexpr (kHasEmptyGroups<target, Sample, Value, size>) {
+                if (part.width == 8)
+                    return;
+            }
             const RowForm rowForm = rowFormOf<target, form, size>(part);
             const Value* yRow = y[part.quadrant][part.row];
             const Value* cbRow = cb[kChromaBlock[part.quadrant]][part.row];

@@ -183,8 +183,10 @@ void Slice422MacroblockWriter<target, Real>::writeBlocks(unsigned int mb, unsign
     std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * mbPitch * sizeof(Sample)));
     walkMacroblock(*this, mb, firstPixel, buffer.lineStride, 2 * sizeof(Sample),
                    [&](QuadrantRow const& part, std::uint8_t* out) {
-                       if (isEmptyGroup<target, Sample, Value, size>(part))
-                           return;
+                       if constexpr (kHasEmptyGroups<target, Sample, Value, size>) {
+                           if (part.width == 8)
+                               return;
+                       }
                        const unsigned int chromaBlock = part.quadrant >> 1;
                        const unsigned int chromaColumn = (part.quadrant & 1) * (size / 2);
                        writePixels<Sample, Value>(&cb[chromaBlock][part.row][chromaColumn], y[part.quadrant][part.row],
