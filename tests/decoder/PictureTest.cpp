@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "DecodeMonitor.h"
 #include "DecoderTargets.h"
 #include "Frame.h"
 #include "GuardedBytes.h"
@@ -17,11 +18,11 @@ class Layout {
 public:
     Layout(std::uint32_t width, std::uint32_t height, std::uint32_t interlace_mode, std::vector<std::uint8_t> picture,
            TemporalOrder order = TemporalOrder::First, std::uint32_t downSampleFactor = 0,
-           std::int64_t stride = kStride)
+           std::int64_t stride = kStride, DecodeMonitor* monitor = nullptr)
         : m_frameBytes(headerOf(width, height, interlace_mode)),
           m_pictureBytes(picture),
           m_frame(std::make_unique<Frame>(m_frameBytes.bits(), ColorCoding_YCbCr, 8, pixels(), stride,
-                                          OptimizationTarget::Baseline, downSampleFactor)),
+                                          OptimizationTarget::Baseline, downSampleFactor, monitor)),
           m_layout(order, *m_frame, m_pictureBytes.bits()) {}
 
     static constexpr std::int64_t kStride = 1 << 20;
@@ -186,6 +187,23 @@ TEST(PictureTest, SlicesBehindTheDataStandAtItsEndWithNothingLeft) {
     EXPECT_EQ(layout->sliceBits(1, 1).size, 0u);
     EXPECT_EQ(layout.offsetOf(1, 1), bytes.size());
     EXPECT_EQ(layout->coded_size_of_slice(1, 1), 0u);
+}
+
+TEST(PictureTest, RowsThatStartBehindTheDataAreVisitedOnlyForAMonitor) {
+    std::vector<std::uint8_t> header = pictureHeader(8, 0, 0);
+    for (int slice = 0; slice < 6; ++slice)
+        append16(header, slice % 2 == 0 ? 4 : 3);
+    for (std::uint32_t numBytes = 0; numBytes <= 22; ++numBytes) {
+        std::vector<std::uint8_t> picture = header;
+        picture.resize(header.size() + numBytes);
+        std::uint32_t numStarted = 0;
+        for (std::uint32_t row = 0; row < 3; ++row)
+            numStarted += 7 * row < numBytes ? 1 : 0;
+        EXPECT_EQ(Layout(32, 48, 0, picture)->rowsToVisit(), numStarted) << numBytes;
+        DecodeMonitor monitor;
+        const Layout watched(32, 48, 0, picture, kFirst, 0, Layout::kStride, &monitor);
+        EXPECT_EQ(watched->rowsToVisit(), 3u) << numBytes;
+    }
 }
 
 TEST(PictureTest, APictureWithoutRowsOrColumnsHasNoSlices) {
