@@ -11,8 +11,8 @@
 // is 500 pixels wide, and 504 are written in each line. With `leastStride` those four pixels fall on the start of the
 // next line, in no order with the pixels that belong there; with `safeStride` or more each line keeps to itself.
 //
-// There can be one line more than the picture has, too: a 4:2:2 frame at eighth size writes the first line of every
-// macroblock row, even where the reduced picture ends above it.
+// There can be one line more than the picture has, too, and two where it has two fields: a 4:2:2 frame at eighth size
+// writes the first line of every macroblock row, even where the reduced picture ends above it.
 struct BufferRequirements {
     std::uint64_t leastStride = 0; // bytes; the least magnitude of a stride that the decode call accepts
     std::uint64_t safeStride = 0;  // bytes; from this magnitude on, no write leaves its own line

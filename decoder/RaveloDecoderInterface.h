@@ -30,7 +30,8 @@ public:
     // full size nothing outside the first `width` pixels of each line is written. At a reduced size the last macroblock
     // of a row is written whole, so up to 15 >> downSampleFactor pixels behind the picture's width are written too: a
     // caller needs a stride with room for them, and that room behind the last line as well. A 4:2:2 frame at eighth
-    // size writes the first line of every macroblock row, which may be one line more than the picture has.
+    // size writes the first line of every macroblock row, which may be one line more than the picture has, or two where
+    // it has two fields.
     // bufferRequirements() in BufferRequirements.h gives the numbers. The pixels themselves:
     //
     //   4:2:2 frames           Cb Y Cr Y for two pixels; a row of odd width ends in Cb Y

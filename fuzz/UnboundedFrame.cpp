@@ -4,6 +4,7 @@
 //
 // Only the number of slices is bounded, for speed: the largest picture of all belongs to the hostile tests.
 
+#include "BufferRequirements.h"
 #include "Frame.h"
 #include "FrameMutator.h"
 #include "FuzzSupport.h"
@@ -25,18 +26,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const FuzzOptions options = FuzzOptions::from(input);
     const ExactCopy copy(input.rest());
     const Bitstream frame{copy.data(), copy.size()};
-    const PixelBuffer info = Frame::GetFrameInfo(frame, options.bitDepth, options.downSampleFactor);
+    const BufferRequirements needs = bufferRequirements(frame, options.bitDepth, options.downSampleFactor);
     const PixelBuffer full = Frame::GetFrameInfo(frame, options.bitDepth, 0);
     if ((full.width + 15) / 16 * ((full.height + 15) / 16) > kMaxMacroblocks)
         return 0;
 
-    // One line more than the picture has may be written, and the last line may be longer than the stride's picture.
     FuzzOutput output;
     output.stride = static_cast<std::int64_t>(kLongestStride - options.spareBytes);
     const std::uint64_t lineBytes = static_cast<std::uint64_t>(output.stride);
-    output.pixels = memory.atEnd((info.height + 1) * lineBytes);
+    output.pixels = memory.atEnd(needs.lines * lineBytes);
     if (options.strideIsNegative) {
-        output.pixels = memory.atStart() + info.height * lineBytes;
+        output.pixels = memory.atStart() + (needs.lines == 0 ? 0 : needs.lines - 1) * lineBytes;
         output.stride = -output.stride;
     }
     decodeInto({copy.data(), copy.size()}, options, output);
