@@ -10,9 +10,9 @@ enum class ExitCode : int {
     Done = 0,
     Failed = 1,
     Usage = 2,         // the command line makes no sense
-    Damaged = 3,       // everything is written, but parts of a frame were damaged
+    Damaged = 3,       // everything is done, but slices of a frame failed
     Limit = 4,         // an input is larger than the limits allow
-    NotEqual = 5,      // a comparison found more difference than asked for
+    NotEqual = 5,      // a comparison found more difference than asked for, or a hash is another one
     Interrupted = 130, // SIGINT or SIGTERM
 };
 

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "DamageReport.h"
 #include "InputFile.h"
 #include "PictureReader.h"
 #include "SourceConversion.h"
@@ -36,6 +37,7 @@ struct Side {
     std::vector<std::uint8_t> frame;     // empty for a picture
     std::optional<InputPicture> picture; // absent for a frame
     FrameHeader header;                  // of a frame
+    std::size_t failedSlices = 0;        // of a frame that is decoded
 
     std::uint32_t width() const { return picture ? picture->width : header.horizontal_size; }
     std::uint32_t height() const { return picture ? picture->height : header.vertical_size; }
@@ -62,9 +64,11 @@ Side loadSide(std::string const& path, std::uint64_t maxPixels) {
 }
 
 // The planes of a decoded frame: Cb Y Cr Y for two pixels, or A Y Cb Cr for one.
-SourcePicture planesOf(Side const& side, OptimizationTarget target) {
+SourcePicture planesOf(Side& side, OptimizationTarget target) {
     DecodedFrame decoded;
     decoded.decode(side.frame, {0, ColorCoding_YCbCr, kBits, target});
+    side.failedSlices = decoded.damage().size();
+    warnOfDamage({}, side.name, side.frame, decoded);
     SourcePicture planes;
     planes.width = decoded.width();
     planes.height = decoded.height();
@@ -142,14 +146,14 @@ struct Comparison {
     Difference all;
 };
 
-Comparison compareSides(Side const& first, Side const& second, OptimizationTarget target) {
+Comparison compareSides(Side& first, Side& second, OptimizationTarget target) {
     // A picture takes on the form of the frame beside it.
     Side const& guide = first.picture ? second : first;
     const ChromaFormat chromaFormat = guide.is444() ? ChromaFormat::C444 : ChromaFormat::C422;
     const std::uint32_t matrix_coefficients =
         guide.picture ? (guide.height() > 576 ? 1u : 6u) : guide.header.matrix_coefficients;
     const bool withAlpha = first.hasAlpha() && second.hasAlpha();
-    const auto planesOfSide = [&](Side const& side) {
+    const auto planesOfSide = [&](Side& side) {
         return side.picture ? planesOf(side, chromaFormat, matrix_coefficients, withAlpha) : planesOf(side, target);
     };
     const SourcePicture a = planesOfSide(first);
@@ -209,6 +213,7 @@ Json jsonOf(Side const& side) {
     if (!side.picture) {
         json["bytes"] = side.frame.size();
         json["bits_per_pixel"] = bitsPerPixel(side);
+        json["failed_slices"] = side.failedSlices;
     }
     return json;
 }
@@ -242,15 +247,17 @@ ExitCode runCompare(CompareOptions const& options) {
     DecodeOptions decode;
     decode.target = options.target;
     const OptimizationTarget target = requestOf(decode, kBits, ColorCoding_YCbCr).target;
-    const Side first = loadSide(options.first, options.maxPixels);
-    const Side second = loadSide(options.second, options.maxPixels);
+    Side first = loadSide(options.first, options.maxPixels);
+    Side second = loadSide(options.second, options.maxPixels);
     checkSides(first, second);
     const Comparison comparison = compareSides(first, second, target);
     if (options.json)
-        printReport(jsonOf(first, second, comparison).dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+        printJson(jsonOf(first, second, comparison));
     else
         printReport(textOf(first, second, comparison));
-    return withinLimits(comparison.all, options) ? ExitCode::Done : ExitCode::NotEqual;
+    if (!withinLimits(comparison.all, options))
+        return ExitCode::NotEqual;
+    return first.failedSlices + second.failedSlices == 0 ? ExitCode::Done : ExitCode::Damaged;
 }
 
 } // namespace
@@ -276,6 +283,6 @@ void addCompareCommand(CLI::App& app, Invocation& invocation) {
         ->type_name("TARGET")
         ->check(CLI::IsMember({"auto", "baseline", "avx2"}))
         ->capture_default_str();
-    command->add_flag("--json", options->json, "report in JSON");
+    addJsonOption(*command, options->json);
     addMaxPixelsOption(*command, options->maxPixels);
 }

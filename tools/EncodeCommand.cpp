@@ -1,12 +1,15 @@
 #include <bit>
+#include <chrono>
 #include <map>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
 #include "ColorMatrix.h"
 #include "Command.h"
+#include "DamageReport.h"
 #include "FrameEncoder.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
@@ -16,6 +19,9 @@
 #include "SourceConversion.h"
 
 namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::steady_clock;
 
 struct EncodeOptions {
     std::vector<std::string> pictures;
@@ -30,6 +36,7 @@ struct EncodeOptions {
     std::string matrix;
     std::size_t threads = 0;
     bool force = false;
+    bool json = false;
     Verbosity verbosity;
 };
 
@@ -135,15 +142,17 @@ private:
 
 class EncodeTask : public OrderedTask {
 public:
-    EncodeTask(EncodeOptions const& options, EncodeStep step, Progress& progress)
-        : m_options(options), m_step(std::move(step)), m_progress(progress) {}
+    EncodeTask(EncodeOptions const& options, EncodeStep step, Progress& progress, Json& report)
+        : m_options(options), m_step(std::move(step)), m_progress(progress), m_report(report) {}
 
     void work() override {
-        const SourceForm form = formOf(m_options, m_step.picture);
-        if (form.alphaBits != 0 && form.chromaFormat == ChromaFormat::C422)
+        m_form = formOf(m_options, m_step.picture);
+        m_width = m_step.picture.width;
+        m_height = m_step.picture.height;
+        if (m_form.alphaBits != 0 && m_form.chromaFormat == ChromaFormat::C422)
             warn(m_options.verbosity, "a 4:2:2 frame carries its alpha plane, but decodes without it");
-        const EncoderSettings settings = settingsFor(m_options, m_step.picture, form);
-        const SourcePicture source = sourcePictureOf(m_step.picture, form);
+        const EncoderSettings settings = settingsFor(m_options, m_step.picture, m_form);
+        const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
         try {
             m_frame = encodeFrame(source, settings);
@@ -161,12 +170,26 @@ public:
         m_progress.advance(fmt::format("{} -> {}, {} bytes, {:.3f} bits a pixel, quantization_index {}", m_step.name,
                                        m_step.outputPath, m_frame.bytes.size(), m_frame.bitsPerPixel,
                                        m_frame.quantization_index));
+        if (m_options.json)
+            m_report.push_back({{"picture", m_step.name},
+                                {"frame", m_step.outputPath},
+                                {"width", m_width},
+                                {"height", m_height},
+                                {"chroma", m_form.chromaFormat == ChromaFormat::C444 ? "4:4:4" : "4:2:2"},
+                                {"alpha_bits", m_form.alphaBits},
+                                {"bytes", m_frame.bytes.size()},
+                                {"bits_per_pixel", m_frame.bitsPerPixel},
+                                {"quantization_index", m_frame.quantization_index}});
     }
 
 private:
     EncodeOptions const& m_options;
     EncodeStep m_step;
     Progress& m_progress;
+    Json& m_report; // of --json, a frame each
+    SourceForm m_form;
+    std::uint32_t m_width = 0;
+    std::uint32_t m_height = 0;
     EncodedFrame m_frame;
     std::unique_ptr<OutputFile> m_file;
 };
@@ -178,14 +201,23 @@ ExitCode runEncode(EncodeOptions const& options) {
         refuseExisting(options.output, options.force);
     if (output.isStandardOutput() && ::isatty(STDOUT_FILENO) == 1)
         throw usageError("standard output is a terminal, and a frame is no text; redirect it or give -o a file");
+    if (output.isStandardOutput() && options.json)
+        throw usageError("the frame and the report of --json cannot both go to standard output");
 
+    const Clock::time_point start = Clock::now();
+    Json report = Json::array();
     const ThreadLimit limit(options.threads);
     // A file may hold more pictures than one, so the count of files tells the end only if they are many.
     Progress progress("encoded", pictures.numItems() > 1 ? pictures.numItems() : 0, options.verbosity);
     runInOrder(ThreadLimit::current(), [&]() -> std::unique_ptr<OrderedTask> {
         std::optional<EncodeStep> step = pictures.next();
-        return step ? std::make_unique<EncodeTask>(options, *std::move(step), progress) : nullptr;
+        return step ? std::make_unique<EncodeTask>(options, *std::move(step), progress, report) : nullptr;
     });
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    if (options.json)
+        printJson({{"frames", report},
+                   {"seconds", seconds},
+                   {"frames_per_second", seconds > 0 ? static_cast<double>(report.size()) / seconds : 0}});
     return ExitCode::Done;
 }
 
@@ -235,5 +267,6 @@ void addEncodeCommand(CLI::App& app, Invocation& invocation) {
     command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
     addThreadsOption(*command, options->threads);
     addForceOption(*command, options->force);
+    addJsonOption(*command, options->json);
     addVerbosityOptions(*command, options->verbosity);
 }

@@ -7,6 +7,7 @@
 
 #include "BufferRequirements.h"
 #include "Command.h"
+#include "DamageReport.h"
 #include "Frame.h"
 #include "FrameHeader.h"
 #include "InputFile.h"
@@ -251,9 +252,8 @@ ExitCode runInfo(InfoOptions const& options) {
         else
             printReport(textOf(displayName(item.path), frame));
     }
-    // Names of files may hold bytes that are no UTF-8; JSON gets a replacement for those.
     if (options.json)
-        printReport(Json{{"frames", frames}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+        printJson({{"frames", frames}});
     return ExitCode::Done;
 }
 
@@ -263,11 +263,8 @@ void addInfoCommand(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<InfoOptions>();
     CLI::App* command = addCommand(app, invocation, "info", "Tell the header of frames and what it means for a decode",
                                    options, runInfo);
-    command->add_option("frames", options->frames, "frames, or sequences such as shot.####.rvl; - for standard input")
-        ->type_name("FRAME")
-        ->required();
-    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
-    command->add_flag("--json", options->json, "report in JSON");
+    addFramesArgument(*command, options->frames, options->numbers);
+    addJsonOption(*command, options->json);
     command->add_flag("--slices", options->withSlices, "with the size of every slice, in JSON");
     addMaxPixelsOption(*command, options->maxPixels);
 }

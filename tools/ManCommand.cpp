@@ -36,7 +36,7 @@ std::string exitCodes() {
            ".TP\n.B 0\nDone.\n"
            ".TP\n.B 1\nFailed: a file cannot be read or written, or an input is none of the known kinds.\n"
            ".TP\n.B 2\nThe command line is wrong.\n"
-           ".TP\n.B 3\nEverything is written, but parts of a frame are damaged.\n"
+           ".TP\n.B 3\nEverything is done, but slices of a frame failed.\n"
            ".TP\n.B 4\nAn input is larger than the limits allow.\n"
            ".TP\n.B 5\nA comparison found more difference than asked for, or a hash is another one.\n"
            ".TP\n.B 130\nInterrupted by a signal.\n";

@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -100,6 +102,19 @@ TEST(CompareCommandTest, OtherSizesAndFormsAreRefused) {
     EXPECT_THAT(runRavelo({"compare", folder.path("a.rvl"), folder.path("b.rvl")}).error, HasSubstr("chroma"));
 }
 
+TEST(CompareCommandTest, DamageIsToldAndHasItsExitCode) {
+    const TestFolder folder;
+    encodeSmooth(folder, "a.rvl", 64, 48, {"--slice", "1"});
+    std::filesystem::copy_file(folder.path("a.rvl"), folder.path("bad.rvl"));
+    damageSlices(folder.path("bad.rvl"), {1, 2});
+    const CommandResult result = runRavelo({"compare", "--json", folder.path("bad.rvl"), folder.path("bad.rvl")});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.error, HasSubstr("2 of 12 slices failed"));
+    EXPECT_EQ(jsonAt(result.output, "/first/failed_slices"), "2");
+    EXPECT_EQ(runRavelo({"compare", "--equal", folder.path("a.rvl"), folder.path("bad.rvl")}).exitCode, 5)
+        << "what was asked for outranks the damage";
+}
+
 TEST(CompareCommandTest, StandardInputIsOneSideOnly) {
     EXPECT_EQ(runRavelo({"compare", "-", "-"}).exitCode, 2);
     const std::string frame = vectorPath("valid422-1.rvl");
@@ -121,6 +136,14 @@ TEST(BenchCommandTest, JsonTellsTimesAndRates) {
         EXPECT_GT(timing.at("frames_per_second"), 0.0);
     }
     EXPECT_EQ(report.at("results").at(0).at("threads"), 1);
+}
+
+TEST(BenchCommandTest, DamagedFramesAreToldAndHaveTheirExitCode) {
+    const CommandResult result =
+        runRavelo({"bench", vectorPath("valid422-1.rvl"), vectorPath("failing-1.rvl"), "--json", "--iterations", "1"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.error, HasSubstr("failing-1.rvl: 2 of 8 slices failed"));
+    EXPECT_EQ(jsonAt(result.output, "/damaged_frames"), "1");
 }
 
 TEST(BenchCommandTest, TextHasALineForEachCountOfThreads) {

@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -211,4 +213,27 @@ TEST(EncodeCommandTest, ExistingFramesAreKeptWithoutForce) {
     writeTestFile(folder.path("a.rvl"), "precious");
     expectFailure({"encode", "-", "-o", folder.path("a.rvl")}, smoothPpm(16, 16), 1, "exists");
     EXPECT_EQ(readTestFile(folder.path("a.rvl")), "precious");
+}
+
+TEST(EncodeCommandTest, JsonTellsEachFrame) {
+    const TestFolder folder;
+    const CommandResult result =
+        runRavelo({"encode", "-", "-o", folder.path("a.rvl"), "--q", "9", "--json"}, smoothPam(48, 32));
+    ASSERT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_EQ(jsonSizeAt(result.output, "/frames"), 1u);
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/picture"), "\"standard input\"");
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/frame"), '"' + folder.path("a.rvl") + '"');
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/width"), "48");
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/height"), "32");
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/chroma"), "\"4:4:4\"");
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/alpha_bits"), "8");
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/quantization_index"), "9");
+    EXPECT_EQ(jsonAt(result.output, "/frames/0/bytes"),
+              std::to_string(std::filesystem::file_size(folder.path("a.rvl"))));
+}
+
+TEST(EncodeCommandTest, FrameAndReportDoNotShareStandardOutput) {
+    const CommandResult result = runRavelo({"encode", "-", "-o", "-", "--json"}, smoothPpm(16, 16));
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.output, "");
 }
