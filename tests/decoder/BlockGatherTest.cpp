@@ -1,5 +1,6 @@
 #include "BlockGather.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <memory>
@@ -31,6 +32,9 @@ protected:
         const std::size_t numGathered = static_cast<std::size_t>(size * size) * numBlocks;
         const auto blocks = std::make_unique<std::int16_t[]>(numGathered + kGatherPadding);
         gatherCorners<On::target>(size, scan, pattern, blocks.get());
+        const auto byDefinition = std::make_unique<std::int16_t[]>(numGathered);
+        gatherCornersPlainly<On::target>(size, scan, pattern, byDefinition.get());
+        ASSERT_TRUE(std::equal(byDefinition.get(), byDefinition.get() + numGathered, blocks.get()));
         std::size_t i = 0;
         for (std::uint32_t block = 0; block < numBlocks; ++block) {
             for (int row = 0; row < size; ++row) {

@@ -36,6 +36,10 @@ private:
 template <OptimizationTarget target>
 void gatherCorners(int size, ComponentScan const& scan, const std::uint32_t* pattern, std::int16_t* blocks);
 
+// gatherBlocksPlainly, the definition of the same.
+template <OptimizationTarget target>
+void gatherCornersPlainly(int size, ComponentScan const& scan, const std::uint32_t* pattern, std::int16_t* blocks);
+
 // dequantizeCorners for corners of 4 or 2.
 template <OptimizationTarget target>
 void dequantizeCornersOfSize(int size, std::int16_t* corners, const float* matrix, std::uint32_t numBlocks);

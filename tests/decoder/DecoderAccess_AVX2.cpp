@@ -5,5 +5,7 @@
 
 template class BitReader<OptimizationTarget::AVX2>;
 template void gatherCorners<OptimizationTarget::AVX2>(int, ComponentScan const&, const std::uint32_t*, std::int16_t*);
+template void gatherCornersPlainly<OptimizationTarget::AVX2>(int, ComponentScan const&, const std::uint32_t*,
+                                                             std::int16_t*);
 template void dequantizeCornersOfSize<OptimizationTarget::AVX2>(int, std::int16_t*, const float*, std::uint32_t);
 template void scanThreeStreams<OptimizationTarget::AVX2>(ThreeRanges const&);

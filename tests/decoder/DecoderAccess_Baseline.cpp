@@ -3,5 +3,7 @@
 template class BitReader<OptimizationTarget::Baseline>;
 template void gatherCorners<OptimizationTarget::Baseline>(int, ComponentScan const&, const std::uint32_t*,
                                                           std::int16_t*);
+template void gatherCornersPlainly<OptimizationTarget::Baseline>(int, ComponentScan const&, const std::uint32_t*,
+                                                                 std::int16_t*);
 template void dequantizeCornersOfSize<OptimizationTarget::Baseline>(int, std::int16_t*, const float*, std::uint32_t);
 template void scanThreeStreams<OptimizationTarget::Baseline>(ThreeRanges const&);

@@ -70,6 +70,16 @@ void gatherCorners(int size, ComponentScan const& scan, const std::uint32_t* pat
 }
 
 template <OptimizationTarget target>
+void gatherCornersPlainly(int size, ComponentScan const& scan, const std::uint32_t* pattern, std::int16_t* blocks) {
+    if (size == 8)
+        gatherBlocksPlainly<target, 8>(scan, pattern, blocks);
+    else if (size == 4)
+        gatherBlocksPlainly<target, 4>(scan, pattern, blocks);
+    else
+        gatherBlocksPlainly<target, 2>(scan, pattern, blocks);
+}
+
+template <OptimizationTarget target>
 void dequantizeCornersOfSize(int size, std::int16_t* corners, const float* matrix, std::uint32_t numBlocks) {
     if (size == 4)
         dequantizeCorners<target, 4>(corners, matrix, numBlocks);

@@ -195,7 +195,7 @@ TEST(PictureTest, RowsThatStartBehindTheDataAreVisitedOnlyForAMonitor) {
         append16(header, slice % 2 == 0 ? 4 : 3);
     for (std::uint32_t numBytes = 0; numBytes <= 22; ++numBytes) {
         std::vector<std::uint8_t> picture = header;
-        picture.resize(header.size() + numBytes);
+        picture.insert(picture.end(), numBytes, std::uint8_t{0});
         std::uint32_t numStarted = 0;
         for (std::uint32_t row = 0; row < 3; ++row)
             numStarted += 7 * row < numBytes ? 1 : 0;
