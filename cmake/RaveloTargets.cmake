@@ -13,6 +13,11 @@ function(ravelo_target_defaults target)
     endif()
 endfunction()
 
+# Warns of conversions that may change a value, in what ships.
+function(ravelo_warn_of_conversions target)
+    target_compile_options(${target} PRIVATE -Wconversion -Wsign-conversion)
+endfunction()
+
 # Gives single sources of an object library the instructions of their variant. The properties are set where the target
 # is made, since a source property set elsewhere is silently lost.
 function(ravelo_source_instructions)

@@ -213,7 +213,7 @@ template <OptimizationTarget target>
 template <int numLanes>
 void ComponentScanner<target>::scanDcs(unsigned int firstScan) {
     ComponentScan* const* scans = m_scans + firstScan;
-    DcLane lanes[numLanes];
+    DcLane lanes[std::size_t{numLanes}];
     for (int i = 0; i < numLanes; ++i) {
         lanes[i] = {scans[i]->range.data, endBit(*scans[i]), 0, m_tables.firstDc, 0, 0, false};
         readDc(lanes[i], scans[i]->coefficients, true);
@@ -403,12 +403,12 @@ bool ComponentScanner<target>::scanTail(Lane& lane) const {
 template <OptimizationTarget target>
 template <int numLanes, bool skims>
 void ComponentScanner<target>::runBatches(Lane* lanes) const {
-    const std::uint8_t* bytes[numLanes];
-    std::int64_t bitPosition[numLanes];
-    Address last[numLanes]; // of the last coefficient
-    Address limit[numLanes];
-    std::uint64_t state[numLanes];
-    std::uint64_t word[numLanes];
+    const std::uint8_t* bytes[std::size_t{numLanes}];
+    std::int64_t bitPosition[std::size_t{numLanes}];
+    Address last[std::size_t{numLanes}]; // of the last coefficient
+    Address limit[std::size_t{numLanes}];
+    std::uint64_t state[std::size_t{numLanes}];
+    std::uint64_t word[std::size_t{numLanes}];
     for (int i = 0; i < numLanes; ++i) {
         bytes[i] = lanes[i].scan->range.data;
         bitPosition[i] = lanes[i].bitPosition;

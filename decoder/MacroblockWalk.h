@@ -36,7 +36,7 @@ void walkMacroblock(Writer const& writer, unsigned int mb, std::uint8_t* firstPi
 
 // Whether a member of full size for 16-bit blocks and 16-bit samples leaves whole groups of eight empty, as AVX2 does.
 // No decode reaches these members.
-template <OptimizationTarget target, class Sample, class Value, int size>
+template <OptimizationTarget target, class Sample, class Value, unsigned int size>
 constexpr bool kHasEmptyGroups = target == OptimizationTarget::AVX2 &&
                                  sizeof(Sample) == 2 && size == 8 && std::is_same_v<Value, std::int16_t>;
 

@@ -22,7 +22,7 @@ struct RowForm {
     bool isWideGroup; // a group of eight
 };
 
-template <OptimizationTarget target, FormOf form, int size>
+template <OptimizationTarget target, FormOf form, unsigned int size>
 static inline RowForm rowFormOf(QuadrantRow const& part) {
     const bool isGroup = target == OptimizationTarget::AVX2 && form != FormOf::allByDivision && part.width == size;
     const bool byReciprocals = target == OptimizationTarget::AVX2 && (form == FormOf::allByReciprocals || isGroup);
@@ -105,7 +105,7 @@ colorCodes(SliceMacroblockWriter<target, Real> const& writer, RowForm const& for
 
 // Writes one macroblock of blocks of `size` x `size` values, macroblocks `mbPitch` samples apart. The definition of the
 // pixel forms, one pixel at a time.
-template <bool rgb, class Sample, FormOf form, OptimizationTarget target, class Real, class Value, int size,
+template <bool rgb, class Sample, FormOf form, OptimizationTarget target, class Real, class Value, unsigned int size,
           class Alpha>
 void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, PixelBuffer const& buffer, unsigned int mb,
                     unsigned int mbPitch, Value const (*y)[size][size], Value const (*cb)[size][size],

@@ -64,7 +64,7 @@ private:
                            std::int16_t const* cr) const;
 
     // What all forms share: blocks of `size` x `size` values, macroblocks `mbPitch` samples apart.
-    template <class Sample, class Value, int size>
+    template <class Sample, class Value, unsigned int size>
     void writeBlocks(unsigned int mb, unsigned int mbPitch, Value const (*y)[size][size], Value const (*cb)[size][size],
                      Value const (*cr)[size][size]) const;
     template <class Sample, class Value>

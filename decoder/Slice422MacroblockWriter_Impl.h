@@ -175,7 +175,7 @@ void Slice422MacroblockWriter<target, Real>::writeMb16s_Eighth(unsigned int mb, 
 }
 
 template <OptimizationTarget target, class Real>
-template <class Sample, class Value, int size>
+template <class Sample, class Value, unsigned int size>
 void Slice422MacroblockWriter<target, Real>::writeBlocks(unsigned int mb, unsigned int mbPitch,
                                                          Value const (*y)[size][size], Value const (*cb)[size][size],
                                                          Value const (*cr)[size][size]) const {

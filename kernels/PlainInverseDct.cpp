@@ -249,7 +249,7 @@ void plain_inverse8x8Blocks(const std::int16_t* coefficients, const float* matri
                             std::size_t numBlocks) {
     for (std::size_t block = 0; block < numBlocks; ++block) {
         float dequantised[64];
-        for (int i = 0; i < 64; ++i)
+        for (std::size_t i = 0; i < 64; ++i)
             dequantised[i] = static_cast<float>(coefficients[64 * block + i]) * matrix[i];
         plain_dct_8x8_inv_32f(dequantised, samples + 64 * block);
     }

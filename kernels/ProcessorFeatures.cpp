@@ -2,6 +2,8 @@
 
 #include <cpuid.h>
 
+#include <cstddef>
+
 namespace {
 
 constexpr std::uint32_t kExtendedLeafBase = 0x80000000;
@@ -25,7 +27,7 @@ struct FeatureSource {
     int registerBit;
 };
 
-template <int count>
+template <std::size_t count>
 std::uint64_t featuresOf(std::uint32_t registerValue, const FeatureSource (&sources)[count]) {
     std::uint64_t features = 0;
     for (const FeatureSource& source : sources) {
