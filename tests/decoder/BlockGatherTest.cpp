@@ -31,7 +31,12 @@ protected:
 
         const std::size_t numGathered = static_cast<std::size_t>(size * size) * numBlocks;
         const auto blocks = std::make_unique<std::int16_t[]>(numGathered + kGatherPadding);
+        std::fill_n(blocks.get(), numGathered + kGatherPadding, std::int16_t{-3});
         gatherCorners<On::target>(size, scan, pattern, blocks.get());
+        // Whole blocks are stored one by one, so there is nothing behind the last.
+        const std::size_t numUntouched = size == 8 ? kGatherPadding : 0;
+        for (std::size_t k = 0; k < numUntouched; ++k)
+            ASSERT_EQ(blocks[numGathered + k], -3) << numBlocks << " blocks";
         const auto byDefinition = std::make_unique<std::int16_t[]>(numGathered);
         gatherCornersPlainly<On::target>(size, scan, pattern, byDefinition.get());
         ASSERT_TRUE(std::equal(byDefinition.get(), byDefinition.get() + numGathered, blocks.get()));

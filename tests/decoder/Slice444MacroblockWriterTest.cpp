@@ -187,6 +187,27 @@ TYPED_TEST(Slice444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetDept
     }
 }
 
+TYPED_TEST(Slice444MacroblockWriterTest, SinglePixelsAndGroupsOf8BitsAreConvertedAlikeAtEverySize) {
+    // A colour whose green differs between division and reciprocals.
+    constexpr float y = -280, cb = -117, cr = -270;
+    for (std::uint32_t factor = 0; factor <= 3; ++factor) {
+        const std::uint32_t mbSize = 16u >> factor;
+        for (std::uint32_t width = 1; width <= mbSize; ++width) {
+            const WriterCase c = this->make(width, 1, 8, 2, factor);
+            WriterOutput unused(c);
+            const auto writer = makeWriter<TypeParam::target>(c, pixelBufferOf(c, unused));
+            const std::int32_t byDivision = writer->convertToRGB(y, cb, cr).second;
+            const std::int32_t byReciprocals = writer->convertToRGBByReciprocals(y, cb, cr).second;
+            ASSERT_TRUE(!this->isAvx2 || byDivision != byReciprocals);
+            const WriterOutput output = written(c, MacroblockBlocks::flat(y, cb, cr));
+            for (std::uint32_t x = 0; x < width; ++x)
+                ASSERT_EQ(output.at(0, 4 * x + 2),
+                          static_cast<std::uint32_t>(this->isAvx2 ? byReciprocals : byDivision))
+                    << "reduction " << factor << ", pixel " << x << " of " << width;
+        }
+    }
+}
+
 TYPED_TEST(Slice444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtFullSize) {
     std::mt19937 random = printedSeed(4302);
     checkEveryForm(TypeParam::target, WriterKind::C444, 0, random);
