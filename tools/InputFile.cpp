@@ -12,18 +12,13 @@
 #include "CommandError.h"
 #include "Interrupt.h"
 
-namespace {
-
-constexpr int kPauseMilliseconds = 200;
-
-} // namespace
-
 std::string displayName(std::string const& path) {
     return path == "-" ? "standard input" : path;
 }
 
 InputFile::InputFile(std::string const& path) : m_name(displayName(path)), m_ownsDescriptor(path != "-") {
-    m_descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // A named pipe without a writer would hold up the opening itself, deaf to signals.
+    m_descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (m_descriptor < 0)
         throw failure("cannot open {}: {}", path, std::strerror(errno));
     struct stat status;
@@ -44,7 +39,6 @@ InputFile::~InputFile() {
 
 std::size_t InputFile::readSome(std::uint8_t* target, std::size_t numBytes) {
     while (m_descriptor >= 0) {
-        // A signal may arrive in another thread and then does not wake a read, so waiting for a pipe has pauses.
         struct pollfd wait = {m_descriptor, POLLIN, 0};
         const int ready = ::poll(&wait, 1, kPauseMilliseconds);
         throwIfInterrupted();
@@ -53,7 +47,7 @@ std::size_t InputFile::readSome(std::uint8_t* target, std::size_t numBytes) {
         const ssize_t got = ::read(m_descriptor, target, numBytes);
         if (got >= 0)
             return static_cast<std::size_t>(got);
-        if (errno != EINTR)
+        if (errno != EINTR && errno != EAGAIN)
             throw failure("cannot read {}: {}", m_name, std::strerror(errno));
     }
     return 0;

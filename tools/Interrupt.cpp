@@ -24,11 +24,17 @@ void installInterruptHandler() {
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    // A user who has told the command to outlive the terminal is obeyed.
+    struct sigaction hangUp = {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
+        sigaction(SIGHUP, &action, nullptr);
 
-    // A reader that goes away shows as an error of the write, with a message and an exit code of ours.
+    // A reader that goes away and a file that reaches the limit of its size show as errors of the write, with a message
+    // and an exit code of ours.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &ignore, nullptr);
+    sigaction(SIGXFSZ, &ignore, nullptr);
 }
 
 bool interrupted() {

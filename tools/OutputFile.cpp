@@ -1,12 +1,15 @@
 #include "OutputFile.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,17 +52,44 @@ OutputFile::OutputFile(std::string const& path, bool overwrite)
     if (path == "-") {
         m_descriptor = STDOUT_FILENO;
         m_ownsDescriptor = false;
+        preparePipe();
         return;
     }
     refuseExisting(m_path, overwrite);
     struct stat status;
-    if (::stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CLOEXEC);
-        if (m_descriptor < 0)
+    if (::stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        openSpecial(S_ISFIFO(status.st_mode));
+    else
+        openTemporary();
+}
+
+// A named pipe waits for its reader, but not deaf to signals.
+void OutputFile::openSpecial(bool isPipe) {
+    while ((m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK)) < 0) {
+        throwIfInterrupted();
+        if (errno != EINTR && !(isPipe && errno == ENXIO))
             throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
+        ::poll(nullptr, 0, kPauseMilliseconds);
+    }
+    m_isPipe = true;
+}
+
+// A write to a full pipe would wait deaf to signals. A descriptor of our own can be told not to wait, which would
+// concern others on the one that was handed down. Where there is no other one, a pipe that is ready takes PIPE_BUF
+// bytes at once.
+void OutputFile::preparePipe() {
+    struct stat status;
+    if (::fstat(m_descriptor, &status) != 0 || !S_ISFIFO(status.st_mode))
+        return;
+    m_isPipe = true;
+    const std::string path = fmt::format("/proc/self/fd/{}", m_descriptor);
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0) {
+        m_maxPiece = PIPE_BUF;
         return;
     }
-    openTemporary();
+    m_descriptor = descriptor;
+    m_ownsDescriptor = true;
 }
 
 void OutputFile::openTemporary() {
@@ -83,10 +113,13 @@ OutputFile::~OutputFile() {
 void OutputFile::write(std::span<const std::uint8_t> bytes) {
     while (!bytes.empty()) {
         throwIfInterrupted();
-        const ssize_t written = ::write(m_descriptor, bytes.data(), bytes.size());
+        struct pollfd wait = {m_descriptor, POLLOUT, 0};
+        if (m_isPipe && ::poll(&wait, 1, kPauseMilliseconds) <= 0)
+            continue;
+        const ssize_t written = ::write(m_descriptor, bytes.data(), std::min(bytes.size(), m_maxPiece));
         if (written >= 0)
             bytes = bytes.subspan(static_cast<std::size_t>(written));
-        else if (errno != EINTR)
+        else if (errno != EINTR && errno != EAGAIN)
             throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
     }
 }

@@ -23,13 +23,17 @@ public:
 
 private:
     void openTemporary();
+    void openSpecial(bool isPipe);
+    void preparePipe();
     void takeFinalName();
 
     std::string m_path;
     std::string m_displayName;
     std::string m_temporaryPath; // empty for outputs that are written directly
     int m_descriptor = -1;
-    bool m_ownsDescriptor = true; // false for standard output
+    bool m_ownsDescriptor = true;      // false for standard output
+    bool m_isPipe = false;             // or a device: what may have to be waited for
+    std::size_t m_maxPiece = SIZE_MAX; // bytes of one write
     bool m_overwrite = false;
 };
 

@@ -1,6 +1,9 @@
 #include <exception>
 #include <new>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -14,6 +17,14 @@ namespace {
 // Messages of other libraries may run over several lines; the first says what is wrong.
 std::string firstLine(std::string const& text) {
     return text.substr(0, text.find('\n'));
+}
+
+// A file that is opened must not get the number of a stream that the caller has closed, or reports would go there. In
+// the wrong direction, so that the use of such a stream is still an error.
+void occupyClosedStreams() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+        if (::fcntl(descriptor, F_GETFD) < 0)
+            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
 int report(ExitCode exitCode, std::string const& text) {
@@ -36,6 +47,7 @@ int runCommand(Invocation const& invocation) {
 } // namespace
 
 int main(int numArguments, char** arguments) {
+    occupyClosedStreams();
     installInterruptHandler();
     CLI::App app("Encodes, decodes and examines frames of the Ravelo intra-frame video format.", "ravelo");
     app.set_version_flag("--version", "ravelo " RAVELO_COMMAND_VERSION);

@@ -1,7 +1,4 @@
-#include <filesystem>
 #include <sstream>
-
-#include <unistd.h>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -9,7 +6,6 @@
 #include "ToolsTestSupport.h"
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
 
@@ -87,46 +83,4 @@ TEST(ShellCommandTest, BashCompletesCommandsOptionsAndValues) {
     EXPECT_EQ(runShell(load + "complete_ ravelo decode --miss").output, "--missing\n");
     EXPECT_EQ(runShell(load + "complete_ ravelo decode --size ''").output, "full half quarter eighth\n");
     EXPECT_EQ(runShell(load + "complete_ ravelo completion f").output, "fish\n");
-}
-
-TEST(ShellCommandTest, AClosedPipeIsAFailureAndNoCrash) {
-    const std::string frame = vectorPath("valid422-1.rvl");
-    // The reader is gone before the decoder has written its 78,336 bytes, more than a pipe holds.
-    const CommandResult result = runShell("$RAVELO decode '" + frame +
-                                          "' -o - | head -c 1 >/dev/null; "
-                                          "echo ${PIPESTATUS[0]}");
-    EXPECT_EQ(result.output, "1\n");
-    expectOneLine(result.error);
-    EXPECT_THAT(result.error, HasSubstr("Broken pipe"));
-}
-
-TEST(ShellCommandTest, AFullDiskIsAFailureOfEveryReport) {
-    const std::string frame = vectorPath("valid422-1.rvl");
-    for (std::string const& line : {fmt::format("info '{}'", frame), fmt::format("compare '{0}' '{0}'", frame),
-                                    std::string("man"), std::string("completion bash")}) {
-        const CommandResult result = runShell("$RAVELO " + line + " >/dev/full");
-        EXPECT_EQ(result.exitCode, 1) << line;
-        EXPECT_THAT(result.error, HasSubstr("No space left"));
-    }
-}
-
-TEST(ShellCommandTest, ASignalEndsTheJobAndLeavesNoHalfFile) {
-    const TestFolder folder;
-    // The input never ends, so the command is busy when the signal comes.
-    const CommandResult result = runShell(
-        "{ cat '" + vectorPath("valid422-1.rvl") + "'; sleep 3; } | $RAVELO decode '" + vectorPath("valid422-2.rvl") +
-        "' - -o '" + folder.path("a.raw") + "' & pid=$!; sleep 1; kill -TERM $pid; wait $pid");
-    EXPECT_EQ(result.exitCode, 130);
-    EXPECT_THAT(result.error, HasSubstr("ravelo: interrupted"));
-    EXPECT_THAT(folder.files(), IsEmpty());
-}
-
-TEST(ShellCommandTest, AFolderWithoutPermissionIsAFailure) {
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root may write everywhere";
-    const TestFolder folder;
-    std::filesystem::permissions(folder.path(""), std::filesystem::perms::owner_read);
-    const CommandResult result = runRavelo({"decode", vectorPath("valid422-1.rvl"), "-o", folder.path("a.png")});
-    EXPECT_EQ(result.exitCode, 1);
-    std::filesystem::permissions(folder.path(""), std::filesystem::perms::owner_all);
 }

@@ -1,6 +1,7 @@
 #include "ToolsTestSupport.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -48,6 +49,15 @@ std::string readTestFile(std::string const& path) {
 
 namespace {
 
+[[noreturn]] void execute(std::vector<std::string> const& command) {
+    std::vector<char*> arguments;
+    for (std::string const& argument : command)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    ::execvp(arguments[0], arguments.data());
+    ::_exit(127);
+}
+
 // Becomes the command in the child, with its three streams on files, so that no pipe can run full.
 [[noreturn]] void becomeCommand(std::vector<std::string> const& command, TestFolder const& streams) {
     const auto redirect = [](std::string const& path, int flags, int descriptor) {
@@ -58,12 +68,7 @@ namespace {
     redirect(streams.path("input"), O_RDONLY, STDIN_FILENO);
     redirect(streams.path("output"), O_WRONLY | O_CREAT, STDOUT_FILENO);
     redirect(streams.path("error"), O_WRONLY | O_CREAT, STDERR_FILENO);
-    std::vector<char*> arguments;
-    for (std::string const& argument : command)
-        arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    ::execvp(arguments[0], arguments.data());
-    ::_exit(127);
+    execute(command);
 }
 
 CommandResult run(std::vector<std::string> const& command, std::string const& input) {
@@ -88,6 +93,71 @@ CommandResult runRavelo(std::vector<std::string> const& arguments, std::string c
     std::vector<std::string> command = {RAVELO_COMMAND};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return run(command, input);
+}
+
+RunningRavelo::RunningRavelo(std::vector<std::string> const& arguments) {
+    int input[2];
+    int output[2];
+    if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0)
+        throw std::runtime_error("cannot make a pipe");
+    std::vector<std::string> command = {RAVELO_COMMAND};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    m_child = ::fork();
+    if (m_child == 0) {
+        const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        // The tests may have been told to outlive their terminal, and the command would obey that.
+        ::signal(SIGHUP, SIG_DFL);
+        ::dup2(input[0], STDIN_FILENO);
+        ::dup2(output[1], STDOUT_FILENO);
+        ::dup2(nowhere, STDERR_FILENO);
+        execute(command);
+    }
+    ::close(input[0]);
+    ::close(output[1]);
+    m_input = input[1];
+    m_output = output[0];
+}
+
+RunningRavelo::~RunningRavelo() {
+    if (m_child > 0) {
+        ::kill(m_child, SIGKILL);
+        ::waitpid(m_child, nullptr, 0);
+    }
+    ::close(m_input);
+    ::close(m_output);
+}
+
+void RunningRavelo::write(std::string const& input) const {
+    if (::write(m_input, input.data(), input.size()) != static_cast<ssize_t>(input.size()))
+        throw std::runtime_error("cannot write to the command");
+}
+
+void RunningRavelo::send(int signal) const {
+    ::kill(m_child, signal);
+}
+
+bool RunningRavelo::waits() const {
+    int sleeping = 0;
+    for (int i = 0; i < 1000 && sleeping < 30; ++i) {
+        // The third field of the line is the state; the second is a name in parentheses.
+        const std::string line = readTestFile(fmt::format("/proc/{}/stat", m_child));
+        const std::size_t name = line.rfind(')');
+        sleeping = name != std::string::npos && line.at(name + 2) == 'S' ? sleeping + 1 : 0;
+        ::usleep(10000);
+    }
+    return sleeping == 30;
+}
+
+int RunningRavelo::finish() {
+    for (int i = 0; i < 1000; ++i) {
+        int status = 0;
+        if (::waitpid(m_child, &status, WNOHANG) == m_child) {
+            m_child = -1;
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        ::usleep(10000);
+    }
+    return -1;
 }
 
 CommandResult runShell(std::string const& line) {

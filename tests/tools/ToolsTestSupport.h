@@ -36,6 +36,29 @@ struct CommandResult {
 // Runs the command ravelo and waits for its end.
 CommandResult runRavelo(std::vector<std::string> const& arguments, std::string const& input = "");
 
+// The command while it runs, with its standard input and output on pipes that the test holds.
+class RunningRavelo {
+public:
+    explicit RunningRavelo(std::vector<std::string> const& arguments);
+    ~RunningRavelo();
+    RunningRavelo(RunningRavelo const&) = delete;
+    RunningRavelo& operator=(RunningRavelo const&) = delete;
+
+    void write(std::string const& input) const; // less than a pipe holds
+    void send(int signal) const;
+
+    // True once the process sleeps and goes on sleeping, which means that it waits for a pipe.
+    bool waits() const;
+
+    // The exit code, as in CommandResult; -1, and the end of the process, when it takes more than ten seconds.
+    int finish();
+
+private:
+    int m_child = -1;
+    int m_input = -1;  // writing end
+    int m_output = -1; // reading end, from which nothing is read
+};
+
 // Runs a line of the shell in which $RAVELO is the command.
 CommandResult runShell(std::string const& line);
 
