@@ -133,7 +133,7 @@ void Slice422MacroblockWriter<target, Real>::writeMb16s_Half(unsigned int mb, st
         return;
     }
     PixelBuffer const& buffer = this->m_pixelBuffer;
-    std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * 16));
+    std::uint8_t* firstPixel = movedBy(buffer.pixels, std::int64_t{mb} * 16);
     for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
         const unsigned int half = mbRow < topHeight ? 0 : 1;
         const unsigned int row = mbRow - half * topHeight;
@@ -154,7 +154,7 @@ void Slice422MacroblockWriter<target, Real>::writeMb16s_Quarter(unsigned int mb,
         return;
     }
     PixelBuffer const& buffer = this->m_pixelBuffer;
-    std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * 8));
+    std::uint8_t* firstPixel = movedBy(buffer.pixels, std::int64_t{mb} * 8);
     std::uint8_t rows[4][8];
     ReducedRows<target>::quarter422(y[0][0], cb[0][0], cr[0][0], rows);
     // A clipped macroblock loses rows at its end: its upper rows are whole when it has lower ones.
