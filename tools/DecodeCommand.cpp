@@ -28,7 +28,7 @@ struct DecodeCommandOptions {
     std::string format;
     std::string missing = "error";
     DecodeOptions decode;
-    std::uint32_t framesPerSecond = 25;
+    std::string framesPerSecond = "25";
     std::uint64_t maxPixels = kDefaultMaxPixels;
     std::size_t threads = 0;
     std::size_t inFlight = 0;
@@ -79,7 +79,7 @@ public:
         if (m_outputOptions.format == OutputFormat::Null)
             m_output = OutputName("");
         m_outputOptions.videoRange = options.decode.coding == "rgb-video";
-        m_outputOptions.framesPerSecond = options.framesPerSecond;
+        m_outputOptions.frameRate = parseFrameRate(options.framesPerSecond);
         OutputFormatInfo const& info = infoOf(m_outputOptions.format);
         // RGB is asked of the library where a frame can give it, and else made by the command.
         m_request =
@@ -345,9 +345,8 @@ void addDecodeCommand(CLI::App& app, Invocation& invocation) {
         ->type_name("WHAT")
         ->check(CLI::IsMember({"error", "skip", "hold", "black"}))
         ->capture_default_str();
-    command->add_option("--fps", options->framesPerSecond, "frame rate that y4m tells")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1000))
+    command->add_option("--fps", options->framesPerSecond, "frame rate that y4m tells, such as 25 or 24000/1001")
+        ->type_name("RATE")
         ->capture_default_str();
     addThreadsOption(*command, options->threads);
     addInFlightOption(*command, options->inFlight);

@@ -84,6 +84,6 @@ std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions co
 
 std::vector<std::uint8_t> streamHeader(DecodedFrame const& frame, OutputOptions const& options) {
     if (options.format == OutputFormat::Y4m)
-        return y4mHeader(frame, options.framesPerSecond);
+        return y4mHeader(frame, options.frameRate);
     return {};
 }

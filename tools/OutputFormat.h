@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "DecodedFrame.h"
+#include "FrameRate.h"
 
 enum class OutputFormat { Png, Ppm, Pam, Y4m, Raw, Npy, Exr, Xxh3, Md5, Null };
 
@@ -31,7 +32,7 @@ std::optional<OutputFormat> outputFormatOfPath(std::string const& path);
 struct OutputOptions {
     OutputFormat format = OutputFormat::Png;
     bool videoRange = false; // RGB of 4:2:2 frames in video range
-    std::uint32_t framesPerSecond = 25;
+    FrameRate frameRate;
 };
 
 // A frame's bytes in the given form. For y4m these are the bytes of one picture, without the header of the stream.
@@ -48,7 +49,7 @@ std::vector<std::uint8_t> pamBytes(DecodedFrame const& frame, bool videoRange);
 std::vector<std::uint8_t> exrBytes(DecodedFrame const& frame, bool videoRange);
 std::vector<std::uint8_t> npyBytes(DecodedFrame const& frame, bool videoRange);
 std::vector<std::uint8_t> rawBytes(DecodedFrame const& frame);
-std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, std::uint32_t framesPerSecond);
+std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, FrameRate const& rate);
 std::vector<std::uint8_t> y4mPicture(DecodedFrame const& frame);
 std::string xxh3OfPixels(DecodedFrame const& frame);
 std::string md5OfPixels(DecodedFrame const& frame);

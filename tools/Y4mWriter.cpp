@@ -55,12 +55,12 @@ private:
 
 } // namespace
 
-std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, std::uint32_t framesPerSecond) {
+std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, FrameRate const& rate) {
     if (frame.request().colorCoding != ColorCoding_YCbCr)
         throw usageError("y4m holds Y'CbCr only; leave --coding out or give --coding ycbcr");
     const std::string header =
-        fmt::format("YUV4MPEG2 W{} H{} F{}:1 I{} A1:1 C{} XCOLORRANGE=LIMITED\n", frame.width(), frame.height(),
-                    framesPerSecond, interlacingOf(frame.header()), colorSpaceOf(frame));
+        fmt::format("YUV4MPEG2 W{} H{} F{}:{} I{} A1:1 C{} XCOLORRANGE=LIMITED\n", frame.width(), frame.height(),
+                    rate.numerator, rate.denominator, interlacingOf(frame.header()), colorSpaceOf(frame));
     return {header.begin(), header.end()};
 }
 

@@ -102,7 +102,7 @@ TEST(OutputFormatTest, PpmLeavesAlphaOut) {
 TEST(OutputFormatTest, Y4mHoldsEverySampleOf422) {
     for (const std::uint32_t bitDepth : {8u, 10u, 16u}) {
         const DecodedFrame frame = decodedVector("valid422-1.rvl", bitDepth, ColorCoding_YCbCr);
-        std::vector<std::uint8_t> bytes = y4mHeader(frame, 25);
+        std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
         const std::vector<std::uint8_t> picture = y4mPicture(frame);
         bytes.insert(bytes.end(), picture.begin(), picture.end());
         const InputPicture back = readBack(bytes);
@@ -122,8 +122,8 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf422) {
 
 TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
     const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 8, ColorCoding_YCbCr);
-    EXPECT_THAT(textOf(y4mHeader(frame, 25)), HasSubstr(" C444alpha "));
-    std::vector<std::uint8_t> bytes = y4mHeader(frame, 25);
+    EXPECT_THAT(textOf(y4mHeader(frame, {})), HasSubstr(" C444alpha "));
+    std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
     const std::vector<std::uint8_t> picture = y4mPicture(frame);
     bytes.insert(bytes.end(), picture.begin(), picture.end());
     const InputPicture back = readBack(bytes);
@@ -138,15 +138,15 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
 }
 
 TEST(OutputFormatTest, Y4mNamesChromaDepthAndFields) {
-    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr), 30)),
-                StartsWith("YUV4MPEG2 W272 H144 F30:1 Ip A1:1 C422 "));
-    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid444-1.rvl", 10, ColorCoding_YCbCr), 25)), HasSubstr(" C444p10 "));
-    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid4444_8-1.rvl", 16, ColorCoding_YCbCr), 25)),
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr), {24000, 1001})),
+                StartsWith("YUV4MPEG2 W272 H144 F24000:1001 Ip A1:1 C422 "));
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid444-1.rvl", 10, ColorCoding_YCbCr), {})), HasSubstr(" C444p10 "));
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid4444_8-1.rvl", 16, ColorCoding_YCbCr), {})),
                 HasSubstr(" C444p16 "));
 }
 
 TEST(OutputFormatTest, Y4mRefusesRgb) {
-    EXPECT_THROW(y4mHeader(decodedVector("valid444-1.rvl", 8, ColorCoding_RGBFull), 25), CommandError);
+    EXPECT_THROW(y4mHeader(decodedVector("valid444-1.rvl", 8, ColorCoding_RGBFull), {}), CommandError);
 }
 
 TEST(OutputFormatTest, RawHasTheRowsOfTheLibraryWithoutGaps) {
