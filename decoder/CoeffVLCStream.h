@@ -72,9 +72,6 @@ public:
 
     void setInvalidCode() { m_invalidCode = true; }
 
-    // Only zero bits are left, however many are read.
-    bool exhausted() const { return this->onlyZerosRemain(); }
-
     // A read asked for more than the last bytes of the range held, and the bit count wrapped.
     bool bitCountWrapped() const { return m_bitCount > 64; }
 

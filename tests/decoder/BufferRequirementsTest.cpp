@@ -59,6 +59,13 @@ TEST(BufferRequirementsTest, AWidthOfWholeMacroblocksHasOneStrideAtEveryReductio
     }
 }
 
+TEST(BufferRequirementsTest, ReductionsBeyondFourNeedTheLinesOfTheirSizeAlone) {
+    const BufferRequirements r = requirementsOf(640, 480, 2, 8, 5);
+    EXPECT_EQ(r.leastStride, 640u / 32 * 2);
+    EXPECT_EQ(r.safeStride, r.leastStride);
+    EXPECT_EQ(r.lines, 15u);
+}
+
 TEST(BufferRequirementsTest, DeepReducedOutputNeedsTheFullWidthInMacroblocks) {
     for (std::uint32_t factor = 1; factor <= 3; ++factor) {
         const BufferRequirements r = requirementsOf(50, 40, 3, 16, factor);

@@ -187,6 +187,15 @@ TYPED_TEST(Slice444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetDept
     }
 }
 
+TYPED_TEST(Slice444MacroblockWriterTest, AWidthOfZeroWritesNothing) {
+    for (std::uint32_t factor = 0; factor <= 3; ++factor) {
+        WriterCase c = this->make(0, 16, 8, 0, factor);
+        c.sliceMbs = 1;
+        const WriterOutput untouched(c);
+        EXPECT_EQ(written(c, labelled(8)).bytes(), untouched.bytes());
+    }
+}
+
 TYPED_TEST(Slice444MacroblockWriterTest, SinglePixelsAndGroupsOf8BitsAreConvertedAlikeAtEverySize) {
     // A colour whose green differs between division and reciprocals.
     constexpr float y = -280, cb = -117, cr = -270;

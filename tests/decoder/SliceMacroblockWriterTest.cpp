@@ -160,6 +160,35 @@ TYPED_TEST(SliceMacroblockWriterTest, ReducedMacroblocksHaveReducedQuadrants) {
     EXPECT_EQ(this->bounds(2, 1, 0, 3), (Bounds{1, 1, 1, 0}));
 }
 
+TYPED_TEST(SliceMacroblockWriterTest, ReductionsBeyondFourLeaveNoPixelOfARow) {
+    for (const std::uint32_t factor : {5u, 32u, 0xFFFFFFFFu}) {
+        const auto [left, right, top, bottom] = TestFixture::bounds(16, 16, 0, factor);
+        EXPECT_EQ(left + right, 0u);
+    }
+}
+
+TYPED_TEST(SliceMacroblockWriterTest, OnlyLargeAlignedDeepPicturesOfFullSizeGoPastTheCaches) {
+    alignas(64) std::uint8_t pixels[64];
+    const auto streams = [&pixels](auto change) {
+        PixelBuffer buffer = TestFixture::buffer(16);
+        buffer.pixels = pixels;
+        buffer.frameHeight = 1024;
+        buffer.lineStride = 4096;
+        change(buffer);
+        return typename TestFixture::Writer(buffer).streams();
+    };
+    EXPECT_TRUE(streams([](PixelBuffer&) {}));
+    EXPECT_TRUE(streams([](PixelBuffer& buffer) { buffer.lineStride = -4096; }));
+    EXPECT_TRUE(streams([](PixelBuffer& buffer) { buffer.bitDepth = 10; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.lineStride = 4096 - 64; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.lineStride = -4096 + 64; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.lineStride = 4096 + 32; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.pixels += 32; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.frameHeight = 0; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.bitDepth = 8; }));
+    EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.downSampleFactor = 1; }));
+}
+
 TYPED_TEST(SliceMacroblockWriterTest, AMacroblockBehindTheWidthComesOutWhole) {
     // The difference is unsigned.
     EXPECT_EQ(this->bounds(15, 16, 1), (Bounds{8, 8, 8, 8}));

@@ -384,6 +384,18 @@ TYPED_TEST(SliceTest, AMonitorThatOverridesNothingChangesNothing) {
     EXPECT_NE(pixels[1], std::vector<std::uint8_t>(128 * 16, 0x77));
 }
 
+TYPED_TEST(SliceTest, AStopBeforeTheFirstSliceLeavesThePictureAsItWas) {
+    class Stop : public DecodeMonitor {
+        bool wantsStop() noexcept override { return true; }
+    };
+    const MadeFrame made = photo(specOf(64, 16, 2, 0, 0));
+    const GuardedBytes held(made.bytes);
+    std::vector<std::uint8_t> pixels(128 * 16, 0x77);
+    Stop stop;
+    const Frame frame(held.bits(), ColorCoding_YCbCr, 8, pixels.data(), 128, TypeParam::target, 0, &stop);
+    EXPECT_EQ(pixels, std::vector<std::uint8_t>(128 * 16, 0x77));
+}
+
 // --- dequantisation --------------------------------------------------------------------------------------------------
 
 TYPED_TEST(SliceTest, ADcReconstructsToItsProductWithIndexAndMatrixByteOver64) {
