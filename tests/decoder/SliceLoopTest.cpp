@@ -1,12 +1,18 @@
 #include "SliceLoop.h"
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <new>
+#include <set>
 #include <stdexcept>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <tbb/task_arena.h>
 
 namespace {
 
@@ -40,6 +46,25 @@ void throwingBody(void const* context, std::uint32_t row, std::uint32_t group) {
         throw Error();
 }
 
+// A place where two threads meet, or give up.
+struct Meeting {
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::set<std::thread::id> threads;
+    bool hasFailed = false;
+};
+
+void meetingBody(void const* context, std::uint32_t, std::uint32_t) {
+    Meeting& meeting = **static_cast<Meeting* const*>(context);
+    std::unique_lock lock(meeting.mutex);
+    meeting.threads.insert(std::this_thread::get_id());
+    meeting.arrived.notify_all();
+    const auto canGoOn = [&meeting] { return meeting.threads.size() >= 2 || meeting.hasFailed; };
+    // Long enough for a machine that is busy with other things.
+    if (!meeting.arrived.wait_for(lock, std::chrono::seconds(30), canGoOn))
+        meeting.hasFailed = true;
+}
+
 } // namespace
 
 TEST(SliceLoopTest, EveryGroupOfEveryRowIsCalledOnce) {
@@ -71,4 +96,14 @@ TEST(SliceLoopTest, AnErrorOfAGroupReachesTheCallerAndNoGroupIsCalledTwice) {
             ASSERT_LE(withoutMemory.calls[i], 1);
         }
     }
+}
+
+TEST(SliceLoopTest, GroupsRunOnSeveralThreadsAtOnce) {
+    if (tbb::this_task_arena::max_concurrency() < 2)
+        GTEST_SKIP() << "This machine has one processor.";
+    Meeting meeting;
+    Meeting* const place = &meeting;
+    forEachSliceGroup(16, 4, meetingBody, &place);
+    EXPECT_FALSE(meeting.hasFailed);
+    EXPECT_GE(meeting.threads.size(), 2u);
 }
