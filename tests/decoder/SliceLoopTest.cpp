@@ -78,6 +78,14 @@ TEST(SliceLoopTest, EveryGroupOfEveryRowIsCalledOnce) {
     }
 }
 
+TEST(SliceLoopTest, OneThreadCallsEveryGroupOnceToo) {
+    tbb::task_arena alone(1);
+    Walk walk(7, 3);
+    alone.execute([&] { walk.run(countedBody); });
+    for (auto const& calls : walk.calls)
+        EXPECT_EQ(calls, 1);
+}
+
 TEST(SliceLoopTest, NoRowsOrGroupsMeanNoCall) {
     SliceGroupBody* const body = [](void const*, std::uint32_t, std::uint32_t) { FAIL() << "called"; };
     forEachSliceGroup(0, 5, body, nullptr);
