@@ -126,6 +126,7 @@ SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uin
     if (slices.empty())
         return statistics;
     std::vector<std::uint32_t> values;
+    values.reserve(slices.size());
     for (InspectedSlice const& slice : slices)
         values.push_back(slice.header.*value);
     std::sort(values.begin(), values.end());

@@ -44,11 +44,7 @@ int runCommand(Invocation const& invocation) {
     }
 }
 
-} // namespace
-
-int main(int numArguments, char** arguments) {
-    occupyClosedStreams();
-    installInterruptHandler();
+int parseAndRun(int numArguments, char** arguments) {
     CLI::App app("Encodes, decodes and examines frames of the Ravelo intra-frame video format.", "ravelo");
     app.set_version_flag("--version", "ravelo " RAVELO_COMMAND_VERSION);
     Invocation invocation;
@@ -61,4 +57,17 @@ int main(int numArguments, char** arguments) {
         return report(ExitCode::Usage, fmt::format("{}; see ravelo --help", error.what()));
     }
     return runCommand(invocation);
+}
+
+} // namespace
+
+int main(int numArguments, char** arguments) {
+    occupyClosedStreams();
+    installInterruptHandler();
+    try {
+        return parseAndRun(numArguments, arguments);
+    } catch (...) {
+        // Not even the message could be printed.
+        return static_cast<int>(ExitCode::Failed);
+    }
 }
