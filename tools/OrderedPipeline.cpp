@@ -1,6 +1,9 @@
 #include "OrderedPipeline.h"
 
 #include <algorithm>
+#include <deque>
+#include <mutex>
+#include <utility>
 
 #include <tbb/global_control.h>
 #include <tbb/parallel_pipeline.h>
@@ -8,20 +11,31 @@
 #include "Interrupt.h"
 
 void runInOrder(std::size_t maxInFlight, std::function<std::unique_ptr<OrderedTask>()> const& next) {
-    // The pipeline copies its tokens, so a task is shared on its way.
-    using Token = std::shared_ptr<OrderedTask>;
+    // The pipeline forgets what waits for its turn when it ends early, so the tasks belong to this function. They leave
+    // in the order in which they came.
+    std::deque<std::unique_ptr<OrderedTask>> tasks;
+    std::mutex mutex;
+    using Token = OrderedTask*;
     const auto source = [&](tbb::flow_control& control) -> Token {
         throwIfInterrupted();
-        Token task = next();
-        if (!task)
+        std::unique_ptr<OrderedTask> task = next();
+        if (!task) {
             control.stop();
-        return task;
+            return nullptr;
+        }
+        const std::lock_guard lock(mutex);
+        tasks.push_back(std::move(task));
+        return tasks.back().get();
     };
     const auto work = [](Token task) {
         task->work();
         return task;
     };
-    const auto sink = [](Token const& task) { task->deliver(); };
+    const auto sink = [&](Token task) {
+        task->deliver();
+        const std::lock_guard lock(mutex);
+        tasks.pop_front();
+    };
     tbb::parallel_pipeline(std::max<std::size_t>(maxInFlight, 1),
                            tbb::make_filter<void, Token>(tbb::filter_mode::serial_in_order, source) &
                                tbb::make_filter<Token, Token>(tbb::filter_mode::parallel, work) &
