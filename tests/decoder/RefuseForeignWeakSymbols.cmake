@@ -22,6 +22,8 @@ foreach(object IN LISTS OBJECTS)
     string(REGEX MATCHALL "[^\n]* [uVvWw] [^\n]*" weakSymbols "${symbols}")
     # A pointer to the language's own exception handler, without code. It has no name of ours.
     list(FILTER weakSymbols EXCLUDE REGEX " DW\\.ref\\.__gxx_personality_v0$")
+    # Descriptions of types, which a sanitizer leaves beside functions: data without code.
+    list(FILTER weakSymbols EXCLUDE REGEX " V typeinfo (name )?for ")
     # Names that another object defines hold no code here.
     list(FILTER weakSymbols EXCLUDE REGEX "^ +[vw] ")
     list(FILTER weakSymbols EXCLUDE REGEX "\\(OptimizationTarget\\)1")

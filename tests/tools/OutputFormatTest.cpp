@@ -162,7 +162,7 @@ TEST(OutputFormatTest, HashesAreThoseOfTheRawForm) {
     const DecodedFrame frame = decodedVector("odd-2.rvl", 10, ColorCoding_YCbCr);
     const std::vector<std::uint8_t> raw = rawBytes(frame);
     EXPECT_EQ(xxh3OfPixels(frame), fmt::format("{:016x}", XXH3_64bits(raw.data(), raw.size())));
-    EXPECT_EQ(textOf(frameBytes(frame, {OutputFormat::Xxh3, false, 25}, "a.rvl")), xxh3OfPixels(frame) + "  a.rvl\n");
+    EXPECT_EQ(textOf(frameBytes(frame, {OutputFormat::Xxh3, false, {25}}, "a.rvl")), xxh3OfPixels(frame) + "  a.rvl\n");
 }
 
 TEST(OutputFormatTest, NpyTellsTypeAndShape) {
@@ -202,5 +202,5 @@ TEST(OutputFormatTest, ExrHoldsCodesOverTheirMaximum) {
 
 TEST(OutputFormatTest, NullHoldsNothing) {
     const DecodedFrame frame = decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr);
-    EXPECT_THAT(frameBytes(frame, {OutputFormat::Null, false, 25}, "a"), IsEmpty());
+    EXPECT_THAT(frameBytes(frame, {OutputFormat::Null, false, {25}}, "a"), IsEmpty());
 }
