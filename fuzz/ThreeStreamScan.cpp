@@ -26,11 +26,8 @@ void compareCodes(FuzzInput input) {
                 "run3 equals three runs");
     }
     auto const* params = Stream::levelSymbolCodebook;
-    // These prefixes have no limit, and behind a wrapped bit count no end in any useful time.
-    const auto hasWrapped = [&together] {
-        return together[0].bitCountWrapped() || together[1].bitCountWrapped() || together[2].bitCountWrapped();
-    };
-    for (int i = 0; i < 64 && !hasWrapped(); ++i) {
+    // These prefixes have no limit, and end all the same, even where the bit count has wrapped.
+    for (int i = 0; i < 64; ++i) {
         unsigned int secondValue = 0, thirdValue = 0;
         together[0].golombCombinationCode3(together[1], together[2], &params[i % 9], &params[(i + 3) % 9],
                                            &params[(i + 6) % 9], secondValue, thirdValue);

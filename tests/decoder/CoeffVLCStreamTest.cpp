@@ -554,6 +554,22 @@ TYPED_TEST(CoeffVLCStreamTest, GolombGetQReturnsOnARangeOfZerosToo) {
     }
 }
 
+TYPED_TEST(CoeffVLCStreamTest, GolombGetQReturnsBehindAWrappedCountToo) {
+    // There zeros come for ever, and the end of the range never does.
+    SymbolWriter writer;
+    writer.zeros(48);
+    writer.prefix(15);
+    writer.zeros(8);
+    auto stream = this->over(writer.bytes());
+    this->take(stream, 48);
+    stream.run();
+    ASSERT_TRUE(stream.bitCountWrapped());
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_LE(stream.golombGetQ(), 32u);
+        ASSERT_FALSE(stream.endOfData());
+    }
+}
+
 TYPED_TEST(CoeffVLCStreamTest, Run3GivesTheResultsAndTheStateOfThreeRuns) {
     std::mt19937 random = printedSeed(2203);
     for (int round = 0; round < 300; ++round) {
