@@ -19,6 +19,10 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
 
+// Below these the start of the threads is a good part of what is measured.
+constexpr std::uint32_t kLeastIterations = 30;
+constexpr double kLeastSeconds = 0.5;
+
 struct BenchOptions {
     std::vector<std::string> frames;
     std::string numbers;
@@ -26,7 +30,7 @@ struct BenchOptions {
     std::vector<std::size_t> threads;
     std::size_t inFlight = 1;
     std::uint32_t warmUps = 3;
-    std::uint32_t iterations = 30;
+    std::uint32_t iterations = 0; // 0: kLeastIterations, and more until the decodes fill kLeastSeconds
     std::uint64_t maxPixels = kDefaultMaxPixels;
     bool json = false;
 };
@@ -105,9 +109,14 @@ Timing measure(std::vector<LoadedFrame> const& frames, DecodeForm const& request
 
     Timing timing;
     timing.threads = ThreadLimit::current();
+    std::size_t count = (options.iterations != 0 ? options.iterations : kLeastIterations) * frames.size();
     const Clock::time_point start = Clock::now();
-    timing.milliseconds = decodeInTurn(frames, request, pool, options.inFlight, options.iterations * frames.size());
-    timing.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    do {
+        const std::vector<double> times = decodeInTurn(frames, request, pool, options.inFlight, count);
+        timing.milliseconds.insert(timing.milliseconds.end(), times.begin(), times.end());
+        timing.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        count = timing.milliseconds.size();
+    } while (options.iterations == 0 && timing.seconds < kLeastSeconds);
     std::sort(timing.milliseconds.begin(), timing.milliseconds.end());
     return timing;
 }
@@ -231,10 +240,11 @@ void addBenchCommand(CLI::App& app, Invocation& invocation) {
         ->type_name("N")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
-    command->add_option("--iterations", options->iterations, "decodes of each frame that count")
+    command
+        ->add_option("--iterations", options->iterations,
+                     "decodes of each frame that count; without this, 30, and more until they fill half a second")
         ->type_name("N")
-        ->check(CLI::Range(1, 1000000))
-        ->capture_default_str();
+        ->check(CLI::Range(1, 1000000));
     addJsonOption(*command, options->json);
     addMaxPixelsOption(*command, options->maxPixels);
 }

@@ -138,6 +138,15 @@ TEST(BenchCommandTest, JsonTellsTimesAndRates) {
     EXPECT_EQ(report.at("results").at(0).at("threads"), 1);
 }
 
+TEST(BenchCommandTest, TinyFramesAreDecodedUntilTheTimeMeansSomething) {
+    const CommandResult result = runRavelo({"bench", vectorPath("valid422-1.rvl"), "--json", "--threads", "1"});
+    ASSERT_EQ(result.exitCode, 0) << result.error;
+    const json timing = json::parse(result.output).at("results").at(0);
+    const auto decodes = timing.at("decodes").get<double>();
+    EXPECT_GE(decodes, 30);
+    EXPECT_GE(decodes / timing.at("frames_per_second").get<double>(), 0.5);
+}
+
 TEST(BenchCommandTest, DamagedFramesAreToldAndHaveTheirExitCode) {
     const CommandResult result =
         runRavelo({"bench", vectorPath("valid422-1.rvl"), vectorPath("failing-1.rvl"), "--json", "--iterations", "1"});
