@@ -1,6 +1,5 @@
 #include <sys/wait.h>
 
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -16,87 +15,13 @@
 #include <tbb/task_arena.h>
 
 #include "BufferRequirements.h"
+#include "FailingAllocations.h"
 #include "HostileFrames.h"
 #include "HostileRequest.h"
 #include "RaveloDecoderInterface.h"
 
 // Every allocation of a decode fails once: the standard failure reaches the caller, nothing stays allocated, and the
-// next call works. This executable replaces operator new, so it holds nothing else.
-
-namespace {
-
-std::atomic<long> s_numLive{0};
-std::atomic<long> s_numUntilFailure{-1}; // below 0: no failure is planned
-std::atomic<bool> s_hasFailed{false};
-
-void* allocate(std::size_t numBytes) {
-    if (s_numUntilFailure.load() >= 0 && s_numUntilFailure.fetch_sub(1) == 0) {
-        s_hasFailed = true;
-        throw std::bad_alloc();
-    }
-    void* const memory = std::malloc(numBytes == 0 ? 1 : numBytes);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    ++s_numLive;
-    return memory;
-}
-
-void* allocateAligned(std::size_t numBytes, std::size_t alignment) {
-    if (s_numUntilFailure.load() >= 0 && s_numUntilFailure.fetch_sub(1) == 0) {
-        s_hasFailed = true;
-        throw std::bad_alloc();
-    }
-    void* const memory = std::aligned_alloc(alignment, (numBytes + alignment - 1) / alignment * alignment);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    ++s_numLive;
-    return memory;
-}
-
-void release(void* memory) {
-    if (memory != nullptr)
-        --s_numLive;
-    std::free(memory);
-}
-
-} // namespace
-
-void* operator new(std::size_t numBytes) {
-    return allocate(numBytes);
-}
-void* operator new[](std::size_t numBytes) {
-    return allocate(numBytes);
-}
-void* operator new(std::size_t numBytes, std::align_val_t alignment) {
-    return allocateAligned(numBytes, static_cast<std::size_t>(alignment));
-}
-void* operator new[](std::size_t numBytes, std::align_val_t alignment) {
-    return allocateAligned(numBytes, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
-    release(memory);
-}
+// next call works.
 
 namespace {
 
@@ -138,9 +63,8 @@ enum class Outcome { Decoded, Refused, OtherFailure };
 // Runs a decode whose allocation number `failing` fails; with -1 none does.
 Outcome decodeWithFailure(DecodeCase const& decode, std::vector<std::uint8_t>& output, long failing, long& numLeaked) {
     Outcome outcome = Outcome::Decoded;
-    s_hasFailed = false;
-    const long numLiveBefore = s_numLive;
-    s_numUntilFailure = failing;
+    const long numLiveBefore = numLiveAllocations();
+    planAllocationFailure(failing);
     try {
         decodeInto(decode, output);
     } catch (std::bad_alloc const&) {
@@ -148,8 +72,8 @@ Outcome decodeWithFailure(DecodeCase const& decode, std::vector<std::uint8_t>& o
     } catch (...) {
         outcome = Outcome::OtherFailure;
     }
-    s_numUntilFailure = -1;
-    numLeaked = s_numLive - numLiveBefore;
+    endAllocationFailure();
+    numLeaked = numLiveAllocations() - numLiveBefore;
     return outcome;
 }
 
@@ -162,7 +86,7 @@ long failEveryAllocation(DecodeCase const& decode) {
         std::vector<std::uint8_t> output(expected.size(), 0xA5);
         const Outcome outcome = decodeWithFailure(decode, output, failing, numLeaked);
         EXPECT_EQ(numLeaked, 0) << decode.frame->name << ", allocation " << failing;
-        if (!s_hasFailed)
+        if (!hasAllocationFailed())
             return failing;
         EXPECT_EQ(outcome, Outcome::Refused) << decode.frame->name << ", allocation " << failing;
         std::vector<std::uint8_t> next(expected.size(), 0xA5);
@@ -198,7 +122,7 @@ constexpr char kExpectedHash[] = "RAVELO_EXPECTED_HASH";
     std::vector<std::uint8_t> output(bytesOf(decode), 0xA5);
     long numLeaked = 0;
     const Outcome outcome = decodeWithFailure(decode, output, failing, numLeaked);
-    if (!s_hasFailed)
+    if (!hasAllocationFailed())
         std::_Exit(kNothingFails);
     if (outcome != Outcome::Refused)
         std::_Exit(kNotRefused);
@@ -260,7 +184,7 @@ TEST(FailingMemoryTest, FailuresInParallelLoopsReachTheCallerToo) {
             long numLeaked = 0;
             const Outcome outcome = decodeWithFailure(decode, output, failing, numLeaked);
             EXPECT_NE(outcome, Outcome::OtherFailure);
-            EXPECT_EQ(outcome == Outcome::Refused, s_hasFailed.load());
+            EXPECT_EQ(outcome == Outcome::Refused, hasAllocationFailed());
             EXPECT_EQ(numLeaked, 0) << decode.frame->name << ", allocation " << failing;
             numRefused += outcome == Outcome::Refused ? 1 : 0;
         }
