@@ -1,5 +1,7 @@
 #include <exception>
 #include <new>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -32,6 +34,17 @@ int report(ExitCode exitCode, std::string const& text) {
     return static_cast<int>(exitCode);
 }
 
+// What is wrong with the command line. For a missing subcommand the parser's own text leaves out what stands in its
+// place.
+std::string usageError(CLI::App const& app, CLI::ParseError const& error) {
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError) || !app.get_subcommands().empty())
+        return error.what();
+    const std::vector<std::string> unknown = app.remaining();
+    if (unknown.empty())
+        return "a subcommand is required";
+    return fmt::format("{} is no {}", unknown.front(), unknown.front().front() == '-' ? "option" : "subcommand");
+}
+
 int runCommand(Invocation const& invocation) {
     try {
         return static_cast<int>(invocation.run());
@@ -54,7 +67,7 @@ int parseAndRun(int numArguments, char** arguments) {
     } catch (CLI::ParseError const& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return app.exit(error);
-        return report(ExitCode::Usage, fmt::format("{}; see ravelo --help", error.what()));
+        return report(ExitCode::Usage, fmt::format("{}; see ravelo --help", usageError(app, error)));
     }
     return runCommand(invocation);
 }

@@ -84,3 +84,14 @@ TEST(ShellCommandTest, BashCompletesCommandsOptionsAndValues) {
     EXPECT_EQ(runShell(load + "complete_ ravelo decode --size ''").output, "full half quarter eighth\n");
     EXPECT_EQ(runShell(load + "complete_ ravelo completion f").output, "fish\n");
 }
+
+TEST(UsageTest, WhatStandsInThePlaceOfASubcommandIsNamed) {
+    const auto errorOf = [](std::vector<std::string> const& arguments) {
+        const CommandResult result = runRavelo(arguments);
+        EXPECT_EQ(result.exitCode, 2);
+        return result.error;
+    };
+    EXPECT_EQ(errorOf({}), "ravelo: a subcommand is required; see ravelo --help\n");
+    EXPECT_EQ(errorOf({"frobnicate", "a.rvl"}), "ravelo: frobnicate is no subcommand; see ravelo --help\n");
+    EXPECT_EQ(errorOf({"--frobnicate"}), "ravelo: --frobnicate is no option; see ravelo --help\n");
+}
