@@ -152,7 +152,7 @@ typedef struct ravelo_buffer_requirements {
     size_t struct_size;         /**< Set by the caller. */
     uint32_t width;             /**< Pixels of the output. */
     uint32_t height;            /**< Lines of the output. */
-    uint32_t lines;             /**< Lines that may be written; one more than `height` in rare cases. */
+    uint32_t lines;             /**< Lines that may be written; in rare cases one or two more than `height`. */
     uint32_t samples_per_pixel; /**< 2 or 4. */
     uint32_t bytes_per_sample;  /**< 1 or 2. */
     uint32_t reserved;          /**< Zero. */
