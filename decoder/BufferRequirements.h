@@ -9,7 +9,8 @@
 // The two strides differ because of the right edge of reduced pictures. The decode call checks the stride against the
 // width of the reduced picture, but it writes whole macroblocks: with a width of 1000 pixels at half size the picture
 // is 500 pixels wide, and 504 are written in each line. With `leastStride` those four pixels fall on the start of the
-// next line, in no order with the pixels that belong there; with `safeStride` or more each line keeps to itself.
+// next line, where some of them stay and others give way to the pixels that belong there, and fewer threads can work at
+// once; with `safeStride` or more each line keeps to itself.
 //
 // There can be one line more than the picture has, too, and two where it has two fields: a 4:2:2 frame at eighth size
 // writes the first line of every macroblock row, even where the reduced picture ends above it.

@@ -122,6 +122,22 @@ std::uint32_t PictureLayout::rowsToVisit() const {
     return rows;
 }
 
+SliceOrder PictureLayout::sliceOrder() const {
+    if (m_frame.downSampleFactor == 0)
+        return SliceOrder::Any;
+    // Macroblocks of more than 8 bits are written at full size into the places of a reduced picture.
+    if (m_pictureBuffer.bitDepth > 8)
+        return SliceOrder::InTurn;
+    const std::uint64_t mbWidth = m_frame.downSampleFactor < 5 ? 16u >> m_frame.downSampleFactor : 0;
+    const std::uint64_t bytesWritten = m_widthInMb * mbWidth * m_pictureBuffer.samplesPerPixel;
+    const auto stride = static_cast<std::uint64_t>(m_pictureBuffer.lineStride);
+    const std::uint64_t bytesToNextLine = m_pictureBuffer.lineStride < 0 ? 0 - stride : stride;
+    if (bytesWritten <= bytesToNextLine)
+        return SliceOrder::Any;
+    // As long as no more than one line is reached, that is one of the same row or the first of the next.
+    return bytesWritten / 2 <= bytesToNextLine ? SliceOrder::AlternateRows : SliceOrder::InTurn;
+}
+
 Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) const {
     return behind(m_slices, m_sliceTable.sliceOffset(row, column));
 }

@@ -5,6 +5,7 @@
 #include "Bitstream.h"
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
+#include "SliceLoop.h"
 #include "SliceTable.h"
 
 class Frame;
@@ -40,6 +41,10 @@ public:
     // their rows count only when somebody wants to hear of them. Throws for a bit depth that no writer knows, as the
     // first slice would.
     std::uint32_t rowsToVisit() const;
+
+    // Which slices may be decoded at once. Slices write disjoint rectangles, but for the columns behind the right edge
+    // of a reduced picture: without room in the stride they fall on the lines below, which other slices write too.
+    SliceOrder sliceOrder() const;
 
     // The cursor at the first byte of a slice.
     Bitstream sliceBits(std::uint32_t row, std::uint32_t column) const;

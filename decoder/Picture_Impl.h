@@ -9,7 +9,7 @@
 template <OptimizationTarget target>
 Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
     : PictureLayout(order, owner, pictureBits) {
-    forEachSliceGroup(rowsToVisit(), numberOfGroups(), decodeGroupOf, this);
+    forEachSliceGroup(rowsToVisit(), numberOfGroups(), sliceOrder(), decodeGroupOf, this);
 }
 
 template <OptimizationTarget target>

@@ -47,17 +47,19 @@ private:
     static inline std::atomic<std::size_t> s_numProven{0};
 };
 
-} // namespace
+template <class Body>
+void forEachInTurn(std::uint32_t numRows, std::uint32_t groupsPerRow, Body const& body) {
+    for (std::uint32_t row = 0; row < numRows; ++row) {
+        for (std::uint32_t group = 0; group < groupsPerRow; ++group)
+            body(row, group);
+    }
+}
 
-void forEachSliceGroup(std::uint32_t numRows, std::uint32_t groupsPerRow, SliceGroupBody* body, void const* context) {
-    if (numRows == 0 || groupsPerRow == 0)
-        return;
+template <class Body>
+void forEachInAnyOrder(std::uint32_t numRows, std::uint32_t groupsPerRow, Body const& body) {
     const std::size_t concurrency = TaskLibrary::concurrency();
     if (concurrency <= 1 || !TaskLibrary::canStartWorkers(concurrency - 1)) {
-        for (std::uint32_t row = 0; row < numRows; ++row) {
-            for (std::uint32_t group = 0; group < groupsPerRow; ++group)
-                body(context, row, group);
-        }
+        forEachInTurn(numRows, groupsPerRow, body);
         return;
     }
 
@@ -65,7 +67,7 @@ void forEachSliceGroup(std::uint32_t numRows, std::uint32_t groupsPerRow, SliceG
     std::atomic<bool> hasBodyFailed{false};
     const auto call = [&](std::uint32_t row, std::uint32_t group) {
         try {
-            body(context, row, group);
+            body(row, group);
         } catch (...) {
             hasBodyFailed = true;
             throw;
@@ -82,11 +84,35 @@ void forEachSliceGroup(std::uint32_t numRows, std::uint32_t groupsPerRow, SliceG
         if (hasBodyFailed)
             throw;
         // A worker was refused after all. What has not been done is done here.
-        for (std::uint32_t row = 0; row < numRows; ++row) {
-            for (std::uint32_t group = 0; group < groupsPerRow; ++group) {
-                if (!isDone[std::size_t{row} * groupsPerRow + group].load(std::memory_order_relaxed))
-                    call(row, group);
-            }
+        forEachInTurn(numRows, groupsPerRow, [&](std::uint32_t row, std::uint32_t group) {
+            if (!isDone[std::size_t{row} * groupsPerRow + group].load(std::memory_order_relaxed))
+                call(row, group);
+        });
+    }
+}
+
+} // namespace
+
+void forEachSliceGroup(std::uint32_t numRows, std::uint32_t groupsPerRow, SliceOrder order, SliceGroupBody* body,
+                       void const* context) {
+    if (numRows == 0 || groupsPerRow == 0)
+        return;
+    const auto call = [&](std::uint32_t row, std::uint32_t group) { body(context, row, group); };
+    switch (order) {
+    case SliceOrder::Any:
+        forEachInAnyOrder(numRows, groupsPerRow, call);
+        break;
+    case SliceOrder::AlternateRows:
+        for (std::uint32_t parity = 0; parity < 2; ++parity) {
+            const std::uint32_t rowsOfParity = numRows / 2 + (parity == 0 ? numRows % 2 : 0);
+            forEachInAnyOrder(rowsOfParity, 1, [&](std::uint32_t index, std::uint32_t) {
+                for (std::uint32_t group = 0; group < groupsPerRow; ++group)
+                    call(2 * index + parity, group);
+            });
         }
+        break;
+    case SliceOrder::InTurn:
+        forEachInTurn(numRows, groupsPerRow, call);
+        break;
     }
 }

@@ -18,10 +18,10 @@ class Layout {
 public:
     Layout(std::uint32_t width, std::uint32_t height, std::uint32_t interlace_mode, std::vector<std::uint8_t> picture,
            TemporalOrder order = TemporalOrder::First, std::uint32_t downSampleFactor = 0,
-           std::int64_t stride = kStride, DecodeMonitor* monitor = nullptr)
+           std::int64_t stride = kStride, DecodeMonitor* monitor = nullptr, std::uint32_t bitDepth = 8)
         : m_frameBytes(headerOf(width, height, interlace_mode)),
           m_pictureBytes(picture),
-          m_frame(std::make_unique<Frame>(m_frameBytes.bits(), ColorCoding_YCbCr, 8, pixels(), stride,
+          m_frame(std::make_unique<Frame>(m_frameBytes.bits(), ColorCoding_YCbCr, bitDepth, pixels(), stride,
                                           OptimizationTarget::Baseline, downSampleFactor, monitor)),
           m_layout(order, *m_frame, m_pictureBytes.bits()) {}
 
@@ -214,4 +214,31 @@ TEST(PictureTest, APictureWithoutRowsOrColumnsHasNoSlices) {
     const Layout secondOfOneLine(16, 1, 1, pictureHeader(8, 0, 3), kSecond);
     EXPECT_EQ(secondOfOneLine->vertical_size(), 0u);
     EXPECT_EQ(secondOfOneLine->height_in_mb(), 0u);
+}
+
+TEST(PictureTest, SlicesThatWriteTheSameBytesAreKeptApart) {
+    const auto orderOf = [](std::uint32_t width, std::uint32_t factor, std::int64_t stride,
+                            std::uint32_t interlace_mode, std::uint32_t bitDepth) {
+        return Layout(width, 64, interlace_mode, pictureHeader(8, 0, 3), kFirst, factor, stride, nullptr, bitDepth)
+            ->sliceOrder();
+    };
+    for (const int direction : {1, -1}) {
+        // 1000 pixels are 500 at half size, in 63 macroblocks of 8: 504 pixels, of two bytes each, are written.
+        EXPECT_EQ(orderOf(1000, 1, direction * 1008, 0, 8), SliceOrder::Any);
+        EXPECT_EQ(orderOf(1000, 1, direction * 1007, 0, 8), SliceOrder::AlternateRows);
+        EXPECT_EQ(orderOf(1000, 1, direction * 1000, 0, 8), SliceOrder::AlternateRows);
+        // A field leaves every second line free.
+        EXPECT_EQ(orderOf(1000, 1, direction * 1000, 1, 8), SliceOrder::Any);
+        EXPECT_EQ(orderOf(1000, 0, direction * 2000, 0, 8), SliceOrder::Any);
+        EXPECT_EQ(orderOf(1024, 1, direction * 1024, 0, 8), SliceOrder::Any);
+        // 8 pixels are one at eighth size, and two are written.
+        EXPECT_EQ(orderOf(8, 3, direction * 2, 0, 8), SliceOrder::AlternateRows);
+        // 2 pixels are one at half size, and eight are written: they reach over many lines.
+        EXPECT_EQ(orderOf(2, 1, direction * 2, 0, 8), SliceOrder::InTurn);
+        EXPECT_EQ(orderOf(2, 1, direction * 8, 0, 8), SliceOrder::AlternateRows);
+        EXPECT_EQ(orderOf(2, 1, direction * 7, 0, 8), SliceOrder::InTurn);
+        // More than eight bits come out of the reduction as no picture.
+        EXPECT_EQ(orderOf(1024, 1, direction * 2048, 0, 16), SliceOrder::InTurn);
+        EXPECT_EQ(orderOf(1024, 0, direction * 4096, 0, 16), SliceOrder::Any);
+    }
 }

@@ -76,7 +76,7 @@ TEST(ReducedOutputTest, APictureNarrowerThanAReducedMacroblockWritesItsFullWidth
 }
 
 TEST(ReducedOutputTest, WithTheLeastStrideTheExcessColumnsFallOnTheNextLine) {
-    // Two slices write these bytes in no order, so each must be what one of them leaves.
+    // Two slices write these bytes. The format does not say which is the last, so each must be what one of them leaves.
     Random random = seeded(4401);
     for (int i = 0; i < 60; ++i) {
         FrameSpec spec = randomSpec(random);

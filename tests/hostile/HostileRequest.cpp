@@ -51,9 +51,6 @@ HostileRequest requestOf(std::uint64_t number) {
     request.outputAtEnd = take(2) == 1;
     request.inParallel = take(16) == 0;
     request.asksForRgbOf422 = take(8) == 0;
-    // Lines that overlap are written by several slices in no order.
-    if (request.stride == HostileRequest::Stride::Least && request.downSampleFactor != 0)
-        request.inParallel = false;
     return request;
 }
 
