@@ -333,12 +333,9 @@ struct ComponentScanner<target>::Tail {
     }
 
     void refill() {
+        // The range ends on a whole byte, so where 64 bits are left they stand in the eight bytes that are loaded.
         word = wordAt(bytes, position);
-        valid = kWordBits;
-        if (left <= 64) {
-            word |= std::uint64_t{bytes[(position >> 3) + 8]} >> (8 - (position & 7));
-            valid = 64 + kWordBits;
-        }
+        valid = left <= 64 ? 64 + kWordBits : kWordBits;
     }
 
     void take(std::uint32_t length) {
