@@ -106,11 +106,14 @@ TEST(InfoCommandTest, FramesBeyondTheLimitGiveTheirOwnExitCode) {
 
 TEST(InfoCommandTest, EveryFrameOfTheVectorsIsTold) {
     for (const char* kind : {"extremes", "failing", "interlaced", "odd", "oddheaders", "tiny", "undefined_alpha"}) {
-        for (int i = 1; i <= 16; ++i) {
-            const std::string frame = vectorPath(std::string(kind) + "-" + std::to_string(i) + ".rvl");
-            const CommandResult result = runRavelo({"info", "--json", frame});
-            ASSERT_EQ(result.exitCode, 0) << result.error;
-            EXPECT_TRUE(json::accept(result.output)) << frame;
-        }
+        std::vector<std::string> arguments = {"info", "--json"};
+        for (int i = 1; i <= 16; ++i)
+            arguments.push_back(vectorPath(std::string(kind) + "-" + std::to_string(i) + ".rvl"));
+        const CommandResult result = runRavelo(arguments);
+        ASSERT_EQ(result.exitCode, 0) << result.error;
+        const json report = json::parse(result.output);
+        ASSERT_EQ(report.at("frames").size(), 16u);
+        for (int i = 0; i < 16; ++i)
+            EXPECT_EQ(report.at("frames").at(i).at("file"), arguments[2 + i]);
     }
 }

@@ -191,6 +191,17 @@ double jsonNumberAt(std::string const& text, std::string const& pointer) {
     return valueAt(text, pointer).get<double>();
 }
 
+std::vector<std::vector<double>> jsonTableAt(std::string const& text, std::string const& pointer,
+                                             std::vector<std::string> const& members) {
+    std::vector<std::vector<double>> rows;
+    for (nlohmann::json const& element : valueAt(text, pointer)) {
+        std::vector<double>& row = rows.emplace_back();
+        for (std::string const& member : members)
+            row.push_back(element.value(member, 0.0));
+    }
+    return rows;
+}
+
 std::size_t jsonSizeAt(std::string const& text, std::string const& pointer) {
     return valueAt(text, pointer).size();
 }

@@ -70,6 +70,9 @@ void expectOneLine(std::string const& error);
 std::string jsonAt(std::string const& text, std::string const& pointer);
 double jsonNumberAt(std::string const& text, std::string const& pointer);
 std::size_t jsonSizeAt(std::string const& text, std::string const& pointer); // elements of an array or object
+// The numbers of these members in every element of an array; those that are missing count as 0.
+std::vector<std::vector<double>> jsonTableAt(std::string const& text, std::string const& pointer,
+                                             std::vector<std::string> const& members);
 
 // A frame with known output.
 std::string vectorPath(std::string const& name);
