@@ -12,10 +12,6 @@ if(NOT RAVELO_HARDENING)
 endif()
 
 # The sanitizers replace the checked copies by their own, which find more.
-set(ravelo_isSanitized OFF)
-if("${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize=")
-    set(ravelo_isSanitized ON)
-endif()
 set(ravelo_isOptimised "$<AND:$<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${ravelo_isSanitized}>>>")
 
 foreach(target RaveloKernels RaveloDecoder RaveloC RaveloCStatic RaveloEncoder RaveloCommand ravelo)

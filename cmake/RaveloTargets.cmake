@@ -24,3 +24,9 @@ function(ravelo_source_instructions)
     cmake_parse_arguments(ARG "" "" "FLAGS;SOURCES" ${ARGN})
     set_source_files_properties(${ARG_SOURCES} PROPERTIES COMPILE_OPTIONS "${ARG_FLAGS}")
 endfunction()
+
+# Whether a sanitizer checks this build, whose checks take their own time to compile and to run.
+set(ravelo_isSanitized OFF)
+if("${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize=")
+    set(ravelo_isSanitized ON)
+endif()

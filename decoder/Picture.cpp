@@ -134,7 +134,7 @@ SliceOrder PictureLayout::sliceOrder() const {
     const std::uint64_t bytesToNextLine = m_pictureBuffer.lineStride < 0 ? 0 - stride : stride;
     if (bytesWritten <= bytesToNextLine)
         return SliceOrder::Any;
-    // As long as no more than one line is reached, that is one of the same row or the first of the next.
+    // As long as no more than the next line of the buffer is reached, that is one of the same row or of a neighbour.
     return bytesWritten / 2 <= bytesToNextLine ? SliceOrder::AlternateRows : SliceOrder::InTurn;
 }
 

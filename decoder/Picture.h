@@ -43,7 +43,8 @@ public:
     std::uint32_t rowsToVisit() const;
 
     // Which slices may be decoded at once. Slices write disjoint rectangles, but for the columns behind the right edge
-    // of a reduced picture: without room in the stride they fall on the lines below, which other slices write too.
+    // of a reduced picture: without room in the stride they fall on the next line of the buffer, which other slices
+    // write too.
     SliceOrder sliceOrder() const;
 
     // The cursor at the first byte of a slice.

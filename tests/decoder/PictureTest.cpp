@@ -233,7 +233,7 @@ TEST(PictureTest, SlicesThatWriteTheSameBytesAreKeptApart) {
         EXPECT_EQ(orderOf(1024, 1, direction * 1024, 0, 8), SliceOrder::Any);
         // 8 pixels are one at eighth size, and two are written.
         EXPECT_EQ(orderOf(8, 3, direction * 2, 0, 8), SliceOrder::AlternateRows);
-        // 2 pixels are one at half size, and eight are written: they reach over many lines.
+        // 2 pixels are one at half size. A whole macroblock of eight, for which room is left, reaches over many lines.
         EXPECT_EQ(orderOf(2, 1, direction * 2, 0, 8), SliceOrder::InTurn);
         EXPECT_EQ(orderOf(2, 1, direction * 8, 0, 8), SliceOrder::AlternateRows);
         EXPECT_EQ(orderOf(2, 1, direction * 7, 0, 8), SliceOrder::InTurn);
