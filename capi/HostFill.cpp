@@ -1,7 +1,10 @@
 #include "HostFill.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+
+#include <emmintrin.h>
 
 namespace {
 
@@ -54,10 +57,40 @@ private:
     ColorCoding m_coding;
 };
 
+constexpr std::size_t kPatternBytes = 8;
+
+// Rectangles from this size on do not fit into a first-level cache, so that stores through it would read the memory
+// first. It is well above the rectangle of a slice, 16384 bytes at most, which a host may look at soon.
+constexpr std::uint64_t kStreamedBytes = 65536;
+
+// Fills a line with a pattern that repeats from its first byte on.
+void fillLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* pattern) {
+    std::size_t done = 0;
+    for (; done + kPatternBytes <= numBytes; done += kPatternBytes)
+        std::memcpy(to + done, pattern, kPatternBytes);
+    std::memcpy(to + done, pattern, numBytes - done);
+}
+
+// The same with stores that go past the caches. Those want aligned addresses, so the pattern is turned to begin with
+// the byte that falls on the first of them.
+void streamLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* pattern) {
+    constexpr std::size_t kVectorBytes = 16;
+    const std::size_t head = std::min<std::size_t>((0 - reinterpret_cast<std::uintptr_t>(to)) % kVectorBytes, numBytes);
+    fillLine(to, head, pattern);
+    std::uint8_t turned[kVectorBytes];
+    for (std::size_t i = 0; i < kVectorBytes; ++i)
+        turned[i] = pattern[(head + i) % kPatternBytes];
+    const __m128i vector = _mm_loadu_si128(reinterpret_cast<const __m128i*>(turned));
+    std::size_t done = head;
+    for (; done + kVectorBytes <= numBytes; done += kVectorBytes)
+        _mm_stream_si128(reinterpret_cast<__m128i*>(to + done), vector);
+    fillLine(to + done, numBytes - done, turned);
+}
+
 } // namespace
 
 HostFill::HostFill(std::uint32_t color, PixelBuffer const& form)
-    : m_samplesPerPixel(form.samplesPerPixel), m_bytesPerSample(form.bitDepth > 8 ? 2 : 1), m_pair{} {
+    : m_samplesPerPixel(form.samplesPerPixel), m_bytesPerSample(form.bitDepth > 8 ? 2 : 1), m_pattern{} {
     const Codes codes(form);
     const double red = (color >> 16 & 255) / 255.0;
     const double green = (color >> 8 & 255) / 255.0;
@@ -71,27 +104,33 @@ HostFill::HostFill(std::uint32_t color, PixelBuffer const& form)
         samples[2] = codes.difference((red - luma) / (2 * (1 - weights.red)));
     }
     if (m_samplesPerPixel == 2) {
-        const std::uint16_t pair[4] = {samples[1], samples[0], samples[2], samples[0]};
-        std::copy_n(pair, 4, m_pair);
+        const std::uint16_t y = samples[0], cb = samples[1], cr = samples[2];
+        setPattern({cb, y, cr, y, cb, y, cr, y});
         return;
     }
-    for (int pixel = 0; pixel < 2; ++pixel) {
-        m_pair[4 * pixel] = codes.maximum();
-        std::copy_n(samples, 3, m_pair + 4 * pixel + 1);
+    const std::uint16_t alpha = codes.maximum();
+    setPattern({alpha, samples[0], samples[1], samples[2], alpha, samples[0], samples[1], samples[2]});
+}
+
+void HostFill::setPattern(const std::uint16_t (&pair)[8]) {
+    if (m_bytesPerSample == 2) {
+        std::memcpy(m_pattern, pair, kPatternBytes);
+        return;
     }
+    std::transform(pair, pair + kPatternBytes, m_pattern,
+                   [](std::uint16_t sample) { return static_cast<std::uint8_t>(sample); });
 }
 
 void HostFill::fill(std::uint8_t* pixels, std::int64_t lineStride, std::uint32_t width, std::uint32_t height) const {
-    const std::uint32_t samplesOfLine = width * m_samplesPerPixel;
-    const std::uint32_t samplesOfPair = 2 * m_samplesPerPixel;
+    const std::size_t bytesOfLine = std::size_t{width} * m_samplesPerPixel * m_bytesPerSample;
+    const bool isStreamed = std::uint64_t{bytesOfLine} * height >= kStreamedBytes;
     for (std::uint32_t line = 0; line < height; ++line) {
-        std::uint8_t* to = pixels + std::int64_t{line} * lineStride;
-        for (std::uint32_t i = 0; i < samplesOfLine; ++i) {
-            const std::uint16_t sample = m_pair[i % samplesOfPair];
-            if (m_bytesPerSample == 1)
-                to[i] = static_cast<std::uint8_t>(sample);
-            else
-                std::memcpy(to + 2 * std::size_t{i}, &sample, sizeof sample);
-        }
+        std::uint8_t* const to = pixels + std::int64_t{line} * lineStride;
+        if (isStreamed)
+            streamLine(to, bytesOfLine, m_pattern);
+        else
+            fillLine(to, bytesOfLine, m_pattern);
     }
+    if (isStreamed)
+        _mm_sfence();
 }

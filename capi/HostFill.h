@@ -11,10 +11,14 @@ public:
     HostFill(std::uint32_t color, PixelBuffer const& form);
 
     // `pixels` is the first sample of a rectangle that begins in an even column; `lineStride` leads to its next line.
+    // A rectangle that is larger than a cache holds is written past the caches.
     void fill(std::uint8_t* pixels, std::int64_t lineStride, std::uint32_t width, std::uint32_t height) const;
 
 private:
+    void setPattern(const std::uint16_t (&pair)[8]);
+
     std::uint32_t m_samplesPerPixel;
     std::uint32_t m_bytesPerSample;
-    std::uint16_t m_pair[8]; // the samples of two pixels
+    // What a line repeats: the samples of two pixels of 4:2:2 take 4 or 8 bytes, those of one pixel of 4:4:4 as many.
+    std::uint8_t m_pattern[8];
 };

@@ -56,8 +56,23 @@ void HostMonitor::sliceFailed(SliceFailure const& failure, PixelBuffer const& re
     if (m_report == nullptr)
         return;
     m_failed.fetch_add(1, std::memory_order_relaxed);
-    if (m_report->capacity != 0)
-        store(damage);
+    store(damage);
+}
+
+void HostMonitor::rowMissing(MissingRow const& row) noexcept {
+    if (m_fill.has_value()) {
+        const PixelBuffer first = row.rectangle(0);
+        const std::uint32_t height = damageOf(row.failure(0), first).height;
+        m_fill->fill(first.pixels, first.lineStride, static_cast<std::uint32_t>(m_form.width), height);
+    }
+    if (m_report == nullptr)
+        return;
+    m_failed.fetch_add(row.numSlices(), std::memory_order_relaxed);
+    // Slices that follow one without room in the order of the frame have none either.
+    for (std::uint32_t column = 0; column < row.numSlices(); ++column) {
+        if (!store(damageOf(row.failure(column), row.rectangle(column))))
+            return;
+    }
 }
 
 // The rectangle's place follows from its address: a line takes fewer bytes than the stride has, so its column is what
@@ -90,18 +105,23 @@ ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer con
 
 // While slices are decoded the array is a heap with the last slice of the frame on top, which is the one that goes when
 // an earlier one needs its place. So the report does not depend on the order in which threads find damage.
-void HostMonitor::store(ravelo_damage const& damage) noexcept {
+bool HostMonitor::store(ravelo_damage const& damage) noexcept {
+    if (m_report->capacity == 0)
+        return false;
     const Hold hold(m_busy);
     ravelo_damage* const slices = m_report->slices;
     if (m_stored < m_report->capacity) {
         slices[m_stored] = damage;
         ++m_stored;
         std::push_heap(slices, slices + m_stored, standsBefore);
-    } else if (standsBefore(damage, slices[0])) {
-        std::pop_heap(slices, slices + m_stored, standsBefore);
-        slices[m_stored - 1] = damage;
-        std::push_heap(slices, slices + m_stored, standsBefore);
+        return true;
     }
+    if (!standsBefore(damage, slices[0]))
+        return false;
+    std::pop_heap(slices, slices + m_stored, standsBefore);
+    slices[m_stored - 1] = damage;
+    std::push_heap(slices, slices + m_stored, standsBefore);
+    return true;
 }
 
 void HostMonitor::finishReport() {

@@ -21,6 +21,8 @@ public:
 
     bool wantsStop() noexcept override;
     void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept override;
+    // Fills the row as one rectangle, and reports its slices as long as the report keeps them.
+    void rowMissing(MissingRow const& row) noexcept override;
 
     bool hasStopped() const { return m_hasStopped.load(std::memory_order_relaxed); }
     // Puts the reported slices in order and completes the report, if there is one. Called after the decode.
@@ -28,7 +30,8 @@ public:
 
 private:
     ravelo_damage damageOf(SliceFailure const& failure, PixelBuffer const& rectangle) const;
-    void store(ravelo_damage const& damage) noexcept;
+    // Returns false for a slice for which the report has no room.
+    bool store(ravelo_damage const& damage) noexcept;
 
     const std::int32_t* m_stop;
     ravelo_damage_report* m_report;

@@ -1,5 +1,26 @@
 #include "DecodeMonitor.h"
 
+#include "Frame.h"
+#include "Picture.h"
+
+std::uint32_t MissingRow::numSlices() const {
+    return m_picture.number_of_slices_per_mb_row();
+}
+
+SliceFailure MissingRow::failure(std::uint32_t slice_column) const {
+    SliceFailure failure;
+    failure.picture = static_cast<std::uint32_t>(m_picture.temporalOrder());
+    failure.mbRow = m_mbRow;
+    failure.slice_column = slice_column;
+    failure.byteOffset =
+        static_cast<std::uint64_t>(m_picture.sliceBits(m_mbRow, slice_column).data - m_picture.frame().data);
+    return failure;
+}
+
+PixelBuffer MissingRow::rectangle(std::uint32_t slice_column) const {
+    return m_picture.sliceBuffer(m_mbRow, slice_column);
+}
+
 DecodeMonitor::~DecodeMonitor() = default;
 
 bool DecodeMonitor::wantsStop() noexcept {
@@ -7,3 +28,8 @@ bool DecodeMonitor::wantsStop() noexcept {
 }
 
 void DecodeMonitor::sliceFailed(SliceFailure const&, PixelBuffer const&) noexcept {}
+
+void DecodeMonitor::rowMissing(MissingRow const& row) noexcept {
+    for (std::uint32_t column = 0; column < row.numSlices(); ++column)
+        sliceFailed(row.failure(column), row.rectangle(column));
+}

@@ -13,17 +13,40 @@ struct SliceFailure {
     std::uint32_t component = 0;  // the first that failed: 0 Y, 1 Cb, 2 Cr
 };
 
+class PictureLayout;
+
+// A row of macroblocks whose slices all start past the end of the data. None of them is opened.
+class MissingRow {
+public:
+    MissingRow(PictureLayout const& picture, std::uint32_t mbRow) : m_picture(picture), m_mbRow(mbRow) {}
+
+    std::uint32_t numSlices() const;
+    // What DecodeMonitor::sliceFailed receives for a slice of the row.
+    SliceFailure failure(std::uint32_t slice_column) const;
+    PixelBuffer rectangle(std::uint32_t slice_column) const;
+
+private:
+    PictureLayout const& m_picture;
+    std::uint32_t m_mbRow;
+};
+
 // What a host may want to hear and say while a frame is decoded. The calls come from any thread that decodes, several
 // at once, and must not throw.
 class DecodeMonitor {
 public:
     virtual ~DecodeMonitor();
 
-    // Asked before each slice is begun. A slice that is not begun after a true answer leaves its rectangle as it is.
+    // Asked before each slice is begun, and before each row that is missing. A slice that is not begun after a true
+    // answer leaves its rectangle as it is.
     virtual bool wantsStop() noexcept;
 
     // A slice has failed; its rectangle of the output, described by `rectangle` (width and height in pixels, `pixels`
     // at its first sample), is left as it was, and may be written by this call. `width` may exceed the reduced
     // picture's by the excess columns that the decode call is allowed to write.
     virtual void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept;
+
+    // All slices of a row have failed, since the data end before it. Called in the order of the rows by the thread that
+    // called the decode, once the other slices of the picture are done. Unless overridden it calls sliceFailed for each
+    // slice of the row, from the left.
+    virtual void rowMissing(MissingRow const& row) noexcept;
 };

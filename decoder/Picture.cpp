@@ -1,3 +1,4 @@
+#include "DecodeMonitor.h"
 #include "OutputLevels.h"
 #include "Picture_Impl.h"
 
@@ -117,9 +118,40 @@ std::uint32_t PictureLayout::rowsToVisit() const {
         return 0;
     maximumCode(m_pictureBuffer.bitDepth);
     std::uint32_t rows = m_heightInMb;
-    while (m_frame.monitor == nullptr && rows > 0 && sliceBits(rows - 1, 0).size == 0)
+    while (rows > 0 && sliceBits(rows - 1, 0).size == 0)
         --rows;
     return rows;
+}
+
+void PictureLayout::reportMissingRows(std::uint32_t firstRow) const {
+    DecodeMonitor* const monitor = m_frame.monitor;
+    if (monitor == nullptr || number_of_slices_per_mb_row() == 0)
+        return;
+    for (std::uint32_t row = firstRow; row < m_heightInMb && !monitor->wantsStop(); ++row)
+        monitor->rowMissing(MissingRow(*this, row));
+}
+
+PixelBuffer PictureLayout::sliceBuffer(std::uint32_t row, std::uint32_t column) const {
+    PixelBuffer buffer = m_pictureBuffer;
+    const std::uint32_t reduction = buffer.downSampleFactor;
+    const std::uint32_t mbSize = reduction < 5 ? 16u >> reduction : 0;
+
+    // The last column is corrected by the full-size width whatever the reduction, so a reduced picture's last
+    // macroblock is written whole. The last row is corrected by the reduced height.
+    std::uint32_t width = slice_size_in_mb(column) * mbSize;
+    if (column + 1 == number_of_slices_per_mb_row())
+        width -= m_widthInMb * mbSize - m_frame.horizontal_size;
+    std::uint32_t height = mbSize;
+    if (row + 1 == m_heightInMb)
+        height -= m_heightInMb * mbSize - (m_verticalSize >> (reduction & 31));
+    buffer.width = width;
+    buffer.height = height;
+
+    const std::uint64_t bytesPerSample = buffer.bitDepth > 8 ? 2 : 1;
+    const std::uint64_t rowBytes = std::uint64_t{row} * mbSize * static_cast<std::uint64_t>(buffer.lineStride);
+    const std::uint64_t columnBytes = std::uint64_t{mbSize} * buffer.samplesPerPixel * firstMb(column) * bytesPerSample;
+    buffer.pixels = movedBy(buffer.pixels, static_cast<std::int64_t>(rowBytes + columnBytes));
+    return buffer;
 }
 
 SliceOrder PictureLayout::sliceOrder() const {

@@ -37,10 +37,16 @@ public:
     // Macroblocks to the left of a slice.
     std::uint32_t firstMb(std::uint32_t column) const;
 
-    // The macroblock rows whose slices have to be visited. Slices that start behind the data cannot be decoded, so
-    // their rows count only when somebody wants to hear of them. Throws for a bit depth that no writer knows, as the
-    // first slice would.
+    // The macroblock rows whose slices have to be visited. A row that starts past the end of the data holds no slice
+    // that could be decoded. Throws for a bit depth that no writer knows, as the first slice would.
     std::uint32_t rowsToVisit() const;
+
+    // Reports the rows from `firstRow` to the last, which start past the end of the data, to the frame's monitor, if
+    // there is one, until it wants to stop. No slice of them is opened.
+    void reportMissingRows(std::uint32_t firstRow) const;
+
+    // Where a slice's pixels go: the picture's buffer, with address, width and height of the slice.
+    PixelBuffer sliceBuffer(std::uint32_t row, std::uint32_t column) const;
 
     // Which slices may be decoded at once. Slices write disjoint rectangles, but for the columns behind the right edge
     // of a reduced picture: without room in the stride they fall on the next line of the buffer, which other slices

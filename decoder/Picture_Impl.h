@@ -9,7 +9,9 @@
 template <OptimizationTarget target>
 Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
     : PictureLayout(order, owner, pictureBits) {
-    forEachSliceGroup(rowsToVisit(), numberOfGroups(), sliceOrder(), decodeGroupOf, this);
+    const std::uint32_t numRows = rowsToVisit();
+    forEachSliceGroup(numRows, numberOfGroups(), sliceOrder(), decodeGroupOf, this);
+    reportMissingRows(numRows);
 }
 
 template <OptimizationTarget target>

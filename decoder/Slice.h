@@ -65,7 +65,6 @@ private:
 
     void slice_header();
     Writer* createSliceMacroblockWriter() const;
-    PixelBuffer sliceBuffer() const;
     std::uint32_t alphaSamples() const;
     std::uint32_t lumaBlocks() const { return 4 * m_sliceMbs; }
     std::uint32_t chromaBlocks() const { return m_chromaBlocksPerMb * m_sliceMbs; }

@@ -12,12 +12,16 @@ SliceTable::SliceTable(std::uint32_t widthInMb, std::uint32_t heightInMb, std::u
       m_mbsBehindFull(widthInMb - (m_fullSlices << log2SliceSizeInMb)),
       m_slicesPerRow(m_fullSlices + static_cast<std::uint32_t>(std::popcount(m_mbsBehindFull))),
       m_checkpointsPerRow((m_slicesPerRow + kSlicesPerCheckpoint - 1) / kSlicesPerCheckpoint) {
-    m_checkpoints.reserve(std::size_t{heightInMb} * m_checkpointsPerRow);
-    std::uint64_t offset = 0;
-    for (std::uint32_t row = 0; row < heightInMb; ++row) {
+    if (m_slicesPerRow == 0)
+        return;
+    const std::uint64_t bytesPerRow = 2 * std::uint64_t{m_slicesPerRow};
+    const std::uint64_t rowsInData = m_table.size / bytesPerRow + (m_table.size % bytesPerRow != 0 ? 1 : 0);
+    m_rowsWithEntries = static_cast<std::uint32_t>(std::min<std::uint64_t>(heightInMb, rowsInData));
+    m_checkpoints.reserve(std::size_t{m_rowsWithEntries} * m_checkpointsPerRow);
+    for (std::uint32_t row = 0; row < m_rowsWithEntries; ++row) {
         for (std::uint32_t column = 0; column < m_slicesPerRow; column += kSlicesPerCheckpoint) {
-            m_checkpoints.push_back(offset);
-            offset += bytesOf(row, column, std::min(column + kSlicesPerCheckpoint, m_slicesPerRow));
+            m_checkpoints.push_back(m_bytesOfAllSlices);
+            m_bytesOfAllSlices += bytesOf(row, column, std::min(column + kSlicesPerCheckpoint, m_slicesPerRow));
         }
     }
 }
@@ -29,6 +33,8 @@ std::uint32_t SliceTable::slicesPerRow() const {
 }
 
 std::uint64_t SliceTable::sliceOffset(std::uint32_t row, std::uint32_t column) const {
+    if (row >= m_rowsWithEntries)
+        return m_bytesOfAllSlices;
     const std::uint32_t checkpoint = column / kSlicesPerCheckpoint;
     return m_checkpoints[std::size_t{row} * m_checkpointsPerRow + checkpoint] +
            bytesOf(row, checkpoint * kSlicesPerCheckpoint, column);
@@ -38,8 +44,7 @@ std::uint64_t SliceTable::bytesOf(std::uint32_t row, std::uint32_t column, std::
     Bitstream entries = m_table;
     entries.advance(2 * (std::uint64_t{m_slicesPerRow} * row + column));
     std::uint64_t bytes = 0;
-    // Entries that lie behind the data add nothing.
-    for (; column < end && entries.size > 0; ++column) {
+    for (; column < end; ++column) {
         bytes += entries.word16At(0);
         entries.advance(2);
     }

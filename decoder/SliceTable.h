@@ -9,7 +9,8 @@
 //
 // Only the offset of every kSlicesPerCheckpoint-th slice of a row is kept; the others are summed up from there. The
 // sizes stay in the compressed bytes: a table of a slice each would cost a host more than a hundred megabytes for a
-// hundred bytes that declare the largest picture.
+// hundred bytes that declare the largest picture. Rows whose entries all lie past the end of the data cost nothing, so
+// time and memory grow with the bytes of the table that exist.
 class SliceTable {
 public:
     // Cuts a row of `widthInMb` macroblocks into as many slices of 1 << log2SliceSizeInMb macroblocks as fit, then at
@@ -51,5 +52,7 @@ private:
     std::uint32_t m_mbsBehindFull; // macroblocks of a row behind them; its set bits are the smaller slices
     std::uint32_t m_slicesPerRow;
     std::uint32_t m_checkpointsPerRow;
-    std::vector<std::uint64_t> m_checkpoints; // bytes to every kSlicesPerCheckpoint-th slice of each row
+    std::uint32_t m_rowsWithEntries = 0;      // rows of which the data hold an entry, or a part of one
+    std::uint64_t m_bytesOfAllSlices = 0;     // as far as the data hold their entries
+    std::vector<std::uint64_t> m_checkpoints; // bytes to every kSlicesPerCheckpoint-th slice of these rows
 };

@@ -61,35 +61,8 @@ void Slice<target>::slice_header() {
 }
 
 template <OptimizationTarget target>
-PixelBuffer Slice<target>::sliceBuffer() const {
-    Picture<target> const& picture = *m_picture;
-    Frame const& frame = picture.frame();
-    PixelBuffer buffer = picture.pictureBuffer();
-    const std::uint32_t reduction = buffer.downSampleFactor;
-    const std::uint32_t mbSize = reduction < 5 ? 16u >> reduction : 0;
-
-    // The last column is corrected by the full-size width whatever the reduction, so a reduced picture's last
-    // macroblock is written whole. The last row is corrected by the reduced height.
-    std::uint32_t width = m_sliceMbs * mbSize;
-    if (m_sliceColumn + 1 == picture.number_of_slices_per_mb_row())
-        width -= picture.width_in_mb() * mbSize - frame.horizontal_size;
-    std::uint32_t height = mbSize;
-    if (m_mbRow + 1 == picture.height_in_mb())
-        height -= picture.height_in_mb() * mbSize - (picture.vertical_size() >> (reduction & 31));
-    buffer.width = width;
-    buffer.height = height;
-
-    const std::uint64_t bytesPerSample = buffer.bitDepth > 8 ? 2 : 1;
-    const std::uint64_t rows = std::uint64_t{m_mbRow} * mbSize * static_cast<std::uint64_t>(buffer.lineStride);
-    const std::uint64_t columns =
-        std::uint64_t{mbSize} * buffer.samplesPerPixel * picture.firstMb(m_sliceColumn) * bytesPerSample;
-    buffer.pixels = movedBy(buffer.pixels, static_cast<std::int64_t>(rows + columns));
-    return buffer;
-}
-
-template <OptimizationTarget target>
 typename Slice<target>::Writer* Slice<target>::createSliceMacroblockWriter() const {
-    const PixelBuffer buffer = sliceBuffer();
+    const PixelBuffer buffer = m_picture->sliceBuffer(m_mbRow, m_sliceColumn);
     Frame const& frame = m_picture->frame();
     if (frame.chroma_format != 3)
         return new Slice422MacroblockWriter<target, float>(buffer);
@@ -206,7 +179,7 @@ void Slice<target>::reportFailure(ComponentScan const scans[3]) const {
     failure.byteOffset = static_cast<std::uint64_t>(m_firstByte - m_picture->frame().data);
     while (scans[failure.component].succeeded)
         ++failure.component;
-    m_picture->frame().monitor->sliceFailed(failure, sliceBuffer());
+    m_picture->frame().monitor->sliceFailed(failure, m_picture->sliceBuffer(m_mbRow, m_sliceColumn));
 }
 
 template <OptimizationTarget target>

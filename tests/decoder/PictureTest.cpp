@@ -189,7 +189,15 @@ TEST(PictureTest, SlicesBehindTheDataStandAtItsEndWithNothingLeft) {
     EXPECT_EQ(layout->coded_size_of_slice(1, 1), 0u);
 }
 
-TEST(PictureTest, RowsThatStartBehindTheDataAreVisitedOnlyForAMonitor) {
+TEST(PictureTest, RowsThatStartPastTheDataAreReportedInsteadOfVisited) {
+    class Rows : public DecodeMonitor {
+    public:
+        void rowMissing(MissingRow const& row) noexcept override {
+            for (std::uint32_t column = 0; column < row.numSlices(); ++column)
+                m_failures.push_back(row.failure(column));
+        }
+        std::vector<SliceFailure> m_failures;
+    };
     std::vector<std::uint8_t> header = pictureHeader(8, 0, 0);
     for (int slice = 0; slice < 6; ++slice)
         append16(header, slice % 2 == 0 ? 4 : 3);
@@ -200,9 +208,59 @@ TEST(PictureTest, RowsThatStartBehindTheDataAreVisitedOnlyForAMonitor) {
         for (std::uint32_t row = 0; row < 3; ++row)
             numStarted += 7 * row < numBytes ? 1 : 0;
         EXPECT_EQ(Layout(32, 48, 0, picture)->rowsToVisit(), numStarted) << numBytes;
-        DecodeMonitor monitor;
+        Rows monitor;
         const Layout watched(32, 48, 0, picture, kFirst, 0, Layout::kStride, &monitor);
-        EXPECT_EQ(watched->rowsToVisit(), 3u) << numBytes;
+        EXPECT_EQ(watched->rowsToVisit(), numStarted) << numBytes;
+        monitor.m_failures.clear();
+        watched->reportMissingRows(numStarted);
+        ASSERT_EQ(monitor.m_failures.size(), 2 * (3 - numStarted)) << numBytes;
+        for (std::size_t i = 0; i < monitor.m_failures.size(); ++i) {
+            EXPECT_EQ(monitor.m_failures[i].picture, 0u);
+            EXPECT_EQ(monitor.m_failures[i].mbRow, numStarted + i / 2);
+            EXPECT_EQ(monitor.m_failures[i].slice_column, i % 2);
+            EXPECT_EQ(monitor.m_failures[i].component, 0u);
+        }
+    }
+}
+
+TEST(PictureTest, AStopEndsTheReportOfMissingRows) {
+    class StopAfterTwo : public DecodeMonitor {
+    public:
+        bool wantsStop() noexcept override { return m_numRows == 2; }
+        void rowMissing(MissingRow const&) noexcept override { ++m_numRows; }
+        int m_numRows = 0;
+    } monitor;
+    // The frame behind the layout reports its own rows first.
+    const Layout layout(32, 160, 0, pictureHeader(8, 0, 0), kFirst, 0, Layout::kStride, &monitor);
+    EXPECT_EQ(monitor.m_numRows, 2);
+    monitor.m_numRows = 0;
+    layout->reportMissingRows(0);
+    EXPECT_EQ(monitor.m_numRows, 2);
+}
+
+TEST(PictureTest, ARowThatIsMissingIsReportedSliceBySliceUnlessTheMonitorTakesItWhole) {
+    class Slices : public DecodeMonitor {
+    public:
+        void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept override {
+            m_failures.push_back(failure);
+            m_rectangles.push_back(rectangle);
+        }
+        std::vector<SliceFailure> m_failures;
+        std::vector<PixelBuffer> m_rectangles;
+    } monitor;
+    // 45 pixels are three macroblocks, in slices of two and one; 20 lines are two rows, of 16 and 4 lines.
+    const Layout layout(45, 20, 0, pictureHeader(8, 0, 1), kFirst, 0, Layout::kStride, &monitor);
+    monitor.m_failures.clear();
+    monitor.m_rectangles.clear();
+    layout->reportMissingRows(0);
+    ASSERT_EQ(monitor.m_failures.size(), 4u);
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(monitor.m_failures[i].mbRow, i / 2);
+        EXPECT_EQ(monitor.m_failures[i].slice_column, i % 2);
+        EXPECT_EQ(monitor.m_rectangles[i].width, i % 2 == 0 ? 32u : 13u);
+        EXPECT_EQ(monitor.m_rectangles[i].height, i / 2 == 0 ? 16u : 4u);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(monitor.m_rectangles[i].pixels),
+                  reinterpret_cast<std::uintptr_t>(Layout::pixels()) + i / 2 * 16 * Layout::kStride + i % 2 * 64);
     }
 }
 
