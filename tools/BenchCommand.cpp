@@ -8,6 +8,7 @@
 
 #include "Command.h"
 #include "DamageReport.h"
+#include "FrameFile.h"
 #include "InputFile.h"
 #include "Interrupt.h"
 #include "OrderedPipeline.h"

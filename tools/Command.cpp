@@ -5,7 +5,6 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
-#include "InputFile.h"
 #include "OutputFile.h"
 #include "RaveloDecoderInterface.h"
 
@@ -130,12 +129,6 @@ DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth
                                                       : FailedSlices::Black;
     request.markColor = colorOf(options.markColor);
     return request;
-}
-
-std::vector<std::uint8_t> readFrame(std::string const& path, std::uint64_t maxPixels) {
-    std::vector<std::uint8_t> frame = readFile(path, kMaxFrameBytes);
-    checkFrame(displayName(path), frame, maxPixels);
-    return frame;
 }
 
 void printReport(std::string const& text) {

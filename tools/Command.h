@@ -64,12 +64,5 @@ void addFailedSlicesOptions(CLI::App& command, DecodeOptions& options);
 // Throws CommandError for a target that the processor cannot run, and for reduced sizes with more than eight bits.
 DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);
 
-// The most pixels of a frame that commands accept unless told otherwise, and the most bytes.
-inline constexpr std::uint64_t kDefaultMaxPixels = std::uint64_t{1} << 28;
-inline constexpr std::uint64_t kMaxFrameBytes = std::uint64_t{1} << 32;
-
-// The bytes of a frame that checkFrame has let through.
-std::vector<std::uint8_t> readFrame(std::string const& path, std::uint64_t maxPixels);
-
 // Writes a report to standard output.
 void printReport(std::string const& text);

@@ -9,6 +9,7 @@
 
 #include "Command.h"
 #include "DamageReport.h"
+#include "FrameFile.h"
 #include "InputFile.h"
 #include "PictureReader.h"
 #include "SourceConversion.h"
@@ -57,8 +58,7 @@ Side loadSide(std::string const& path, std::uint64_t maxPixels) {
             throw failure("{} holds no picture", side.name);
         return side;
     }
-    side.frame = file.readAll(kMaxFrameBytes);
-    checkFrame(side.name, side.frame, maxPixels);
+    side.frame = readFrame(file, maxPixels);
     side.header = parseFrameHeader(side.frame);
     return side;
 }

@@ -9,6 +9,7 @@
 
 #include "Command.h"
 #include "DamageReport.h"
+#include "FrameFile.h"
 #include "InputFile.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"

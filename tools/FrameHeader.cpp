@@ -1,6 +1,7 @@
 #include "FrameHeader.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "Bitstream.h"
 #include "CommandError.h"
@@ -10,6 +11,8 @@ namespace {
 
 constexpr std::uint64_t kHeaderOffset = 8;
 constexpr std::uint64_t kFixedHeaderBytes = 20;
+constexpr std::uint64_t kLargestHeaderBytes = kFixedHeaderBytes + 2 * 64; // with both matrices
+constexpr std::uint32_t kFixedPictureHeaderBytes = 8;
 
 Bitstream cursorAt(std::span<const std::uint8_t> frame, std::uint64_t offset) {
     Bitstream cursor{frame.data(), frame.size()};
@@ -145,6 +148,25 @@ std::vector<SliceHeader> parseSliceHeaders(std::span<const std::uint8_t> frame, 
         offset += slice.coded_size;
     }
     return slices;
+}
+
+std::uint64_t declaredHeaderBytes(std::span<const std::uint8_t> frame) {
+    return kHeaderOffset + parseFrameHeader(frame).header_size;
+}
+
+std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame) {
+    const FrameHeader header = parseFrameHeader(frame);
+    std::uint64_t pictureStart = kHeaderOffset + header.header_size;
+    // The fields and the matrices are read even where the header says that it is shorter.
+    std::uint64_t declared = kHeaderOffset + std::max<std::uint64_t>(header.header_size, kLargestHeaderBytes);
+    for (PictureHeader const& picture : parsePictureHeaders(frame, header)) {
+        const std::uint64_t headerBytes = std::max(picture.picture_header_size, kFixedPictureHeaderBytes);
+        const std::uint64_t sliceBytes =
+            std::accumulate(picture.coded_size_of_slice.begin(), picture.coded_size_of_slice.end(), std::uint64_t{0});
+        declared = std::max(declared, pictureStart + headerBytes + 2 * picture.coded_size_of_slice.size() + sliceBytes);
+        pictureStart += picture.picture_size;
+    }
+    return declared;
 }
 
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels) {

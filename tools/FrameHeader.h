@@ -77,6 +77,13 @@ std::vector<PictureHeader> parsePictureHeaders(std::span<const std::uint8_t> fra
 std::vector<SliceHeader> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,
                                            PictureHeader const& picture);
 
+// Bytes from the start of the frame to the end of its header. `frame` has at least kMinFrameBytes.
+std::uint64_t declaredHeaderBytes(std::span<const std::uint8_t> frame);
+
+// Bytes from the start of the frame to the end of the last slice, by the header and the tables of slices as far as
+// `frame` holds them: more of the frame may declare more.
+std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame);
+
 // Throws CommandError when the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit when the frame
 // has more than `maxPixels` pixels; 0 lifts the limit. Nothing else in a frame tells it from other data.
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels);

@@ -9,6 +9,7 @@
 #include "Command.h"
 #include "DamageReport.h"
 #include "Frame.h"
+#include "FrameFile.h"
 #include "FrameHeader.h"
 #include "InputFile.h"
 #include "Sequence.h"

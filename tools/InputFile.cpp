@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -67,11 +68,15 @@ std::span<const std::uint8_t> InputFile::peek(std::size_t numBytes) {
     return std::span(m_pending).first(std::min(numBytes, m_pending.size()));
 }
 
+std::size_t InputFile::takePending(std::span<std::uint8_t> target) {
+    const std::size_t taken = std::min(target.size(), m_pending.size() - m_pendingStart);
+    std::copy_n(m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart), taken, target.begin());
+    m_pendingStart += taken;
+    return taken;
+}
+
 bool InputFile::read(std::span<std::uint8_t> target) {
-    const std::size_t fromPending = std::min(target.size(), m_pending.size() - m_pendingStart);
-    std::copy_n(m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart), fromPending, target.begin());
-    m_pendingStart += fromPending;
-    std::size_t filled = fromPending;
+    std::size_t filled = takePending(target);
     while (filled < target.size()) {
         const std::size_t got = readSome(target.data() + filled, target.size() - filled);
         if (got == 0)
@@ -81,29 +86,42 @@ bool InputFile::read(std::span<std::uint8_t> target) {
     return true;
 }
 
-std::vector<std::uint8_t> InputFile::readAll(std::uint64_t limitBytes) {
-    std::vector<std::uint8_t> bytes(m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart), m_pending.end());
-    m_pendingStart = m_pending.size();
-
-    // A regular file is read in one piece; what grows meanwhile, and pipes, are read on in steps.
+// Makes room in one piece, which is not touched before it is filled. A vector that grows by itself would hold its
+// content twice at times.
+void InputFile::reserve(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes) const {
     struct stat status = {};
-    std::size_t step = 1 << 16;
-    if (m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
-        step =
-            static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), limitBytes)) +
-            1;
-    for (;;) {
-        if (bytes.size() > limitBytes)
-            throw limitExceeded("{} is larger than the limit of {} bytes", m_name, limitBytes);
-        const std::size_t before = bytes.size();
-        bytes.resize(before + step);
-        const std::size_t got = readSome(bytes.data() + before, step);
-        bytes.resize(before + got);
-        if (got == 0)
-            return bytes;
-        // What is left of the step is one byte at the end of a regular file, enough to see that nothing follows.
-        step = got < step ? step - got : std::size_t{1} << 16;
+    std::uint64_t room = wantedBytes;
+    if (m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        room = std::min(room, bytes.size() + (m_pending.size() - m_pendingStart) +
+                                  static_cast<std::uint64_t>(status.st_size));
+    try {
+        bytes.reserve(room);
+    } catch (std::bad_alloc const&) {
+        // What is really there may still fit.
     }
+}
+
+bool InputFile::readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes) {
+    constexpr std::uint64_t kStep = 1 << 18;
+    reserve(bytes, wantedBytes);
+    while (bytes.size() < wantedBytes) {
+        const std::size_t before = bytes.size();
+        const auto step = static_cast<std::size_t>(std::min(wantedBytes - before, kStep));
+        bytes.resize(before + step);
+        const std::size_t got = takePending(std::span(bytes).subspan(before));
+        const std::size_t total = got != 0 ? got : readSome(bytes.data() + before, step);
+        bytes.resize(before + total);
+        if (total == 0)
+            return false;
+    }
+    return true;
+}
+
+std::vector<std::uint8_t> InputFile::readAll(std::uint64_t limitBytes) {
+    std::vector<std::uint8_t> bytes;
+    if (readOn(bytes, limitBytes + 1))
+        throw limitExceeded("{} is larger than the limit of {} bytes", m_name, limitBytes);
+    return bytes;
 }
 
 std::vector<std::uint8_t> readFile(std::string const& path, std::uint64_t limitBytes) {

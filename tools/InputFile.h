@@ -27,10 +27,16 @@ public:
     // Moves `target.size()` bytes on and copies them; false when fewer remain (they are consumed all the same).
     bool read(std::span<std::uint8_t> target);
 
+    // Appends the bytes from here on until `bytes` has `wantedBytes`; false when the file ends before. The memory that
+    // this takes grows with the bytes that are there, not with those that are wanted.
+    bool readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes);
+
     // Everything from here to the end. Throws CommandError with ExitCode::Limit when it is more than `limitBytes`.
     std::vector<std::uint8_t> readAll(std::uint64_t limitBytes);
 
 private:
+    void reserve(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes) const;
+    std::size_t takePending(std::span<std::uint8_t> target);
     std::size_t readSome(std::uint8_t* target, std::size_t numBytes);
 
     std::string m_name;

@@ -7,6 +7,7 @@
 
 #include "Command.h"
 #include "DamageReport.h"
+#include "FrameFile.h"
 #include "InputFile.h"
 #include "OutputFile.h"
 #include "OutputName.h"

@@ -5,6 +5,7 @@
 
 #include "Command.h"
 #include "DamageReport.h"
+#include "FrameFile.h"
 #include "HashList.h"
 #include "InputFile.h"
 #include "OrderedPipeline.h"

@@ -1,12 +1,14 @@
 #include "ToolsTestSupport.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -74,13 +76,17 @@ namespace {
 CommandResult run(std::vector<std::string> const& command, std::string const& input) {
     const TestFolder streams;
     writeTestFile(streams.path("input"), input);
+    const auto start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0)
         becomeCommand(command, streams);
     int status = 0;
-    if (child < 0 || ::waitpid(child, &status, 0) != child)
+    struct rusage usage = {};
+    if (child < 0 || ::wait4(child, &status, 0, &usage) != child)
         throw std::runtime_error("cannot run the command");
     CommandResult result;
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    result.residentBytes = 1024 * static_cast<std::uint64_t>(usage.ru_maxrss);
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     result.output = readTestFile(streams.path("output"));
     result.error = readTestFile(streams.path("error"));
@@ -162,6 +168,14 @@ int RunningRavelo::finish() {
 
 CommandResult runShell(std::string const& line) {
     return run({"bash", "-c", fmt::format("RAVELO='{}'; {}", RAVELO_COMMAND, line)}, "");
+}
+
+void expectMemoryBelow(std::uint64_t bytes, CommandResult const& result) {
+    struct rusage own = {};
+    ::getrusage(RUSAGE_SELF, &own);
+    if (!kHasSanitizer) {
+        EXPECT_LE(result.residentBytes, std::max(bytes, 1024 * static_cast<std::uint64_t>(own.ru_maxrss)));
+    }
 }
 
 void expectOneLine(std::string const& error) {

@@ -27,11 +27,22 @@ private:
 void writeTestFile(std::string const& path, std::string const& content);
 std::string readTestFile(std::string const& path);
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kHasSanitizer = true;
+#else
+inline constexpr bool kHasSanitizer = false;
+#endif
+
 struct CommandResult {
     int exitCode = -1; // 128 + number of the signal if one ended the command
     std::string output;
     std::string error;
+    double seconds = 0;
+    std::uint64_t residentBytes = 0; // at most; never less than what the test itself has taken, which it starts from
 };
+
+// Expects that a command has kept to this much memory. Says nothing where a sanitizer takes memory of its own.
+void expectMemoryBelow(std::uint64_t bytes, CommandResult const& result);
 
 // Runs the command ravelo and waits for its end.
 CommandResult runRavelo(std::vector<std::string> const& arguments, std::string const& input = "");
