@@ -43,7 +43,7 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
     app.add_option("--depth", options.form.bitDepth, "Output bits: 8, 10, 15 or 16");
     app.add_option("--reduction", options.form.downSampleFactor, "0 full, 1 half, 2 quarter, 3 eighth size")
         ->check(CLI::Range(0, 3));
-    CLI::Option* const variant = app.add_option("--variant", options.variant, "Kernels: y8, e9, l9, k0 or native");
+    CLI::Option* const variant = app.add_option("--variant", options.variant, "Kernels: " + kernelVariantNames());
     app.add_option("--features", options.features, "Kernels by a mask of processor features")->excludes(variant);
     app.parse(argc, argv);
     // Reduced pictures come in 8 bits.

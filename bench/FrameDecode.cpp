@@ -1,30 +1,12 @@
 #include "FrameDecode.h"
 
-#include <algorithm>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 
 #include "BufferRequirements.h"
 #include "Frame.h"
 #include "ProcessorDispatch.h"
-#include "ProcessorFeatures.h"
 #include "RaveloDecoderInterface.h"
-#include "VariantSelection.h"
-
-namespace {
-
-const char* const kVariantNames[kNumVariants] = {"y8", "e9", "l9", "k0"};
-
-// What tells a variant from the one above it: none of these may be in the mask.
-constexpr std::uint64_t kFeaturesAbove[kNumVariants] = {
-    kFeatureAvx | kFeatureAvx2 | kFeatureAvx512F,
-    kFeatureAvx2 | kFeatureAvx512F,
-    kFeatureAvx512F,
-    0,
-};
-
-} // namespace
 
 FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeForm const& form)
     : m_frame(std::move(frame)), m_form(form) {
@@ -51,11 +33,10 @@ double FrameDecode::bitsPerPixel() const {
     return 8.0 * static_cast<double>(m_frame.size()) / numPixels();
 }
 
-std::uint64_t featuresOfKernelVariant(std::int32_t index) {
-    std::uint64_t features = 0;
-    ownGetMaskFeatures(&features);
-    features &= ~kFeaturesAbove[index];
-    return variantForRequest(features, features).index == index ? features : 0;
+bool canRunKernelVariant(Variant const& variant) {
+    std::uint64_t actual = 0;
+    ownGetMaskFeatures(&actual);
+    return canRun(variant, actual);
 }
 
 void selectKernelVariant(std::string const& name) {
@@ -63,12 +44,20 @@ void selectKernelVariant(std::string const& name) {
         ippInit();
         return;
     }
-    const auto found = std::find(std::begin(kVariantNames), std::end(kVariantNames), name);
-    if (found == std::end(kVariantNames))
-        throw std::runtime_error("no kernel variant " + name);
-    const std::uint64_t features =
-        featuresOfKernelVariant(static_cast<std::int32_t>(found - std::begin(kVariantNames)));
-    if (features == 0)
-        throw std::runtime_error("this processor cannot run the kernel variant " + name);
-    ippSetCpuFeatures(features);
+    for (Variant const& variant : kVariants) {
+        if (name != variant.name)
+            continue;
+        if (!canRunKernelVariant(variant))
+            throw std::runtime_error("this processor cannot run the kernel variant " + name);
+        ippSetCpuFeatures(variant.features);
+        return;
+    }
+    throw std::runtime_error("no kernel variant " + name);
+}
+
+std::string kernelVariantNames() {
+    std::string names;
+    for (Variant const& variant : kVariants)
+        names += std::string(variant.name) + ", ";
+    return names + "native";
 }

@@ -7,6 +7,7 @@
 
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
+#include "VariantSelection.h"
 
 // How a frame is decoded for a measurement.
 struct DecodeForm {
@@ -41,9 +42,11 @@ private:
     std::uint8_t* m_firstLine = nullptr; // in m_output, aligned to a cache line as hosts' frame buffers are
 };
 
-// Selects a kernel variant by its name: y8, e9, l9, k0, or native for the best one. Throws std::runtime_error for other
-// names, and for a variant that this processor cannot run.
+// Selects a kernel variant by its name, or the best one for "native". Throws std::runtime_error for other names, and
+// for a variant that this processor cannot run.
 void selectKernelVariant(std::string const& name);
 
-// The features that select a variant, within those of this processor; 0 for a variant that it cannot run.
-std::uint64_t featuresOfKernelVariant(std::int32_t index);
+// What selectKernelVariant accepts, for people to read.
+std::string kernelVariantNames();
+
+bool canRunKernelVariant(Variant const& variant);

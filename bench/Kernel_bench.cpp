@@ -11,27 +11,29 @@
 #include "KernelVariants.h"
 #include "LoopCost.h"
 #include "PlainInverseDct.h"
-#include "VariantSelection.h"
 
 namespace {
 
 constexpr std::size_t kNumBlocks = 32; // of the largest component of a slice
 
-struct Variant {
-    const char* name;
-    std::int32_t index; // kVariantNotChosen for the plain form, which runs everywhere
-    void (*blocks8x8)(const std::int16_t*, const float*, float*, std::size_t);
-    void (*corners4x4)(const std::int16_t*, std::int16_t*, std::size_t);
-    void (*corners2x2)(const std::int16_t*, std::int16_t*, std::size_t);
-};
+// The plain form, which runs everywhere.
+const KernelVariant kPlainForm = {{"plain", kVariantNotChosen, 0, false},
+                                  nullptr,
+                                  nullptr,
+                                  nullptr,
+                                  nullptr,
+                                  plain_inverse8x8Blocks,
+                                  plain_inverse4x4Corners,
+                                  plain_inverse2x2Corners};
 
-constexpr Variant kVariants[] = {
-    {"plain", kVariantNotChosen, plain_inverse8x8Blocks, plain_inverse4x4Corners, plain_inverse2x2Corners},
-    {"y8", kVariantY8, y8_inverse8x8Blocks, y8_inverse4x4Corners, y8_inverse2x2Corners},
-    {"e9", kVariantE9, e9_inverse8x8Blocks, e9_inverse4x4Corners, e9_inverse2x2Corners},
-    {"l9", kVariantL9, l9_inverse8x8Blocks, l9_inverse4x4Corners, l9_inverse2x2Corners},
-    {"k0", kVariantK0, k0_inverse8x8Blocks, k0_inverse4x4Corners, k0_inverse2x2Corners},
-};
+std::vector<KernelVariant> runnableVariants() {
+    std::vector<KernelVariant> variants{kPlainForm};
+    for (KernelVariant const& variant : kKernelVariants) {
+        if (canRunKernelVariant(variant))
+            variants.push_back(variant);
+    }
+    return variants;
+}
 
 // How many coefficients of a block are not zero, from the low frequencies on.
 struct Case {
@@ -55,13 +57,13 @@ std::vector<std::int16_t> coefficients(int blockSize, int cornerSize) {
     return values;
 }
 
-void benchBlocks8x8(benchmark::State& state, Variant const& variant, int cornerSize) {
+void benchBlocks8x8(benchmark::State& state, KernelVariant const& variant, int cornerSize) {
     const std::vector<std::int16_t> source = coefficients(8, cornerSize);
     std::array<float, 64> matrix;
     matrix.fill(2.5f);
     std::vector<float> samples(64 * kNumBlocks);
     runLoop(state, "clocks/block", kNumBlocks, [&] {
-        variant.blocks8x8(source.data(), matrix.data(), samples.data(), kNumBlocks);
+        variant.inverse8x8Blocks(source.data(), matrix.data(), samples.data(), kNumBlocks);
         benchmark::ClobberMemory();
     });
 }
@@ -78,19 +80,17 @@ void benchCorners(benchmark::State& state, CornerTransform* transform, int size,
 }
 
 const bool s_registered = [] {
-    for (Variant const& variant : kVariants) {
-        if (variant.index != kVariantNotChosen && featuresOfKernelVariant(variant.index) == 0)
-            continue;
+    for (KernelVariant const& variant : runnableVariants()) {
         for (Case const& blocks : kCases) {
             const std::string ending = std::string("/") + blocks.name + "/" + variant.name;
             const int size = blocks.size;
             benchmark::RegisterBenchmark(("Idct8x8" + ending).c_str(),
                                          [=](benchmark::State& state) { benchBlocks8x8(state, variant, size); });
             benchmark::RegisterBenchmark(("Idct4x4" + ending).c_str(), [=](benchmark::State& state) {
-                benchCorners(state, variant.corners4x4, 4, size);
+                benchCorners(state, variant.inverse4x4Corners, 4, size);
             });
             benchmark::RegisterBenchmark(("Idct2x2" + ending).c_str(), [=](benchmark::State& state) {
-                benchCorners(state, variant.corners2x2, 2, size);
+                benchCorners(state, variant.inverse2x2Corners, 2, size);
             });
         }
     }

@@ -11,7 +11,6 @@
 #include "BufferRequirements.h"
 #include "Frame.h"
 #include "ProcessorDispatch.h"
-#include "ProcessorFeatures.h"
 #include "RaveloDecoderInterface.h"
 #include "VariantSelection.h"
 
@@ -58,7 +57,7 @@ FuzzOptions FuzzOptions::from(FuzzInput& input) {
     const std::uint8_t first = input.byte();
     options.downSampleFactor = first & 3;
     options.bitDepth = kBitDepths[first >> 2 & 3];
-    options.variant = first >> 4 & 3;
+    options.variant = (first >> 4 & 3) % kNumVariants;
     options.target = (first & 64) != 0 ? OptimizationTarget::AVX2 : OptimizationTarget::Baseline;
     options.strideIsNegative = (first & 128) != 0;
     const std::uint8_t second = input.byte();
@@ -114,30 +113,18 @@ bool isSmallFrame(std::span<const std::uint8_t> frame) {
     return (info.width + 15) / 16 * ((info.height + 15) / 16) <= kMaxMacroblocks;
 }
 
-namespace {
-
-constexpr std::uint64_t kFeatures[4] = {
-    0xDF,
-    0xDF | kFeatureAvx | kFeatureAvxState,
-    0xDF | kFeatureAvx | kFeatureAvxState | kFeatureAvx2,
-    0xDF | kFeatureAvx | kFeatureAvxState | kFeatureAvx2 | kFeatureAvx512F | kFeatureAvx512Cd | kFeatureAvx512Bw |
-        kFeatureAvx512Dq | kFeatureAvx512Vl | kFeatureAvx512State,
-};
-
-} // namespace
-
 bool canRunVariant(std::uint32_t variant) {
     static const std::uint64_t actual = [] {
         std::uint64_t features = 0;
         ippGetCpuFeatures(&features, nullptr);
         return features;
     }();
-    return (kFeatures[variant] & ~actual) == 0;
+    return canRun(kVariants[variant], actual);
 }
 
 void selectVariant(std::uint32_t variant) {
     if (canRunVariant(variant) && ippJumpIndexForMergedLibs != static_cast<std::int32_t>(variant))
-        ippSetCpuFeatures(kTrustFeaturesBit | kFeatures[variant]);
+        ippSetCpuFeatures(kVariants[variant].features);
 }
 
 bool canRunAvx2() {

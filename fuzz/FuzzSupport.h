@@ -74,7 +74,7 @@ bool decodeInto(std::span<const std::uint8_t> frame, FuzzOptions const& options,
 // Whether the picture that a frame declares is small enough to be decoded thousands of times a second.
 bool isSmallFrame(std::span<const std::uint8_t> frame);
 
-// The variants of the kernels, which are chosen for the whole process: 0 y8, 1 e9, 2 l9, 3 k0.
+// The variants of the kernels by index, which are chosen for the whole process.
 bool canRunVariant(std::uint32_t variant);
 void selectVariant(std::uint32_t variant);
 

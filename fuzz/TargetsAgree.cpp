@@ -11,6 +11,7 @@
 
 #include "FrameMaker.h"
 #include "FuzzSupport.h"
+#include "VariantSelection.h"
 
 namespace {
 
@@ -88,7 +89,7 @@ void requireTargetsAgree(std::vector<std::uint8_t> const& frame, FrameSpec const
     }
 }
 
-// Variants 0 and 1 are the same arithmetic at full size; all are at reduced sizes.
+// The variants that do not fuse are the same arithmetic at full size; all are at reduced sizes.
 void requireVariantsAgree(std::vector<std::uint8_t> const& frame, FuzzOptions options) {
     if (options.downSampleFactor != 0)
         options.bitDepth = 8;
@@ -96,9 +97,9 @@ void requireVariantsAgree(std::vector<std::uint8_t> const& frame, FuzzOptions op
     options.colorCoding = frame[20] >> 6 == 2 ? 0 : options.colorCoding;
     options.variant = 0;
     const FuzzOutput plain = decoded(frame, options);
-    const std::uint32_t numAlike = options.downSampleFactor == 0 ? 2 : 4;
-    for (options.variant = 1; options.variant < numAlike; ++options.variant) {
-        if (!canRunVariant(options.variant))
+    for (options.variant = 1; options.variant < kNumVariants; ++options.variant) {
+        const bool isAlike = options.downSampleFactor != 0 || !kVariants[options.variant].isFused;
+        if (!isAlike || !canRunVariant(options.variant))
             continue;
         const FuzzOutput other = decoded(frame, options);
         require(std::equal(plain.bytes.get(), plain.bytes.get() + plain.numBytes, other.bytes.get()),

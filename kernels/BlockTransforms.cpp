@@ -1,11 +1,9 @@
 #include "BlockTransforms.h"
 
 #include "JumpTable.h"
-#include "KernelVariants.h"
 
 namespace {
 
-using FloatBatch = void(const std::int16_t* coefficients, const float* matrix, float* samples, std::size_t numBlocks);
 using CornerBatch = void(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks);
 
 // The stubs serve a call that comes before any variant is chosen: they choose one and enter again.
@@ -20,29 +18,9 @@ void cornerStub(const std::int16_t* corners, std::int16_t* samples, std::size_t 
     entry(corners, samples, numBlocks);
 }
 
-constexpr JumpTable<FloatBatch> kInverse8x8Blocks = {{
-    floatStub,
-    y8_inverse8x8Blocks,
-    e9_inverse8x8Blocks,
-    l9_inverse8x8Blocks,
-    k0_inverse8x8Blocks,
-}};
-
-constexpr JumpTable<CornerBatch> kInverse4x4Corners = {{
-    cornerStub<inverse4x4Corners>,
-    y8_inverse4x4Corners,
-    e9_inverse4x4Corners,
-    l9_inverse4x4Corners,
-    k0_inverse4x4Corners,
-}};
-
-constexpr JumpTable<CornerBatch> kInverse2x2Corners = {{
-    cornerStub<inverse2x2Corners>,
-    y8_inverse2x2Corners,
-    e9_inverse2x2Corners,
-    l9_inverse2x2Corners,
-    k0_inverse2x2Corners,
-}};
+constexpr auto kInverse8x8Blocks = jumpTable(floatStub, &KernelVariant::inverse8x8Blocks);
+constexpr auto kInverse4x4Corners = jumpTable(cornerStub<inverse4x4Corners>, &KernelVariant::inverse4x4Corners);
+constexpr auto kInverse2x2Corners = jumpTable(cornerStub<inverse2x2Corners>, &KernelVariant::inverse2x2Corners);
 
 } // namespace
 

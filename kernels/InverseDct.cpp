@@ -1,12 +1,8 @@
 #include "InverseDct.h"
 
 #include "JumpTable.h"
-#include "KernelVariants.h"
 
 namespace {
-
-using FloatTransform = int(const float* src, float* dst);
-using FixedPointTransform = int(const std::int16_t* src, std::int16_t* dst);
 
 // Serves a call that comes before any variant is chosen: chooses one and enters again.
 template <typename Value, int (*entry)(const Value*, Value*)>
@@ -15,37 +11,12 @@ int stub(const Value* src, Value* dst) {
     return entry(src, dst);
 }
 
-constexpr JumpTable<FloatTransform> kInverse8x8Float = {{
-    stub<float, ippiDCT8x8Inv_32f_C1>,
-    y8_ippiDCT8x8Inv_32f_C1,
-    e9_ippiDCT8x8Inv_32f_C1,
-    l9_ippiDCT8x8Inv_32f_C1,
-    k0_ippiDCT8x8Inv_32f_C1,
-}};
-
-constexpr JumpTable<FixedPointTransform> kInverse8x8 = {{
-    stub<std::int16_t, ippiDCT8x8Inv_A10_16s_C1>,
-    y8_ippiDCT8x8Inv_A10_16s_C1,
-    e9_ippiDCT8x8Inv_A10_16s_C1,
-    l9_ippiDCT8x8Inv_A10_16s_C1,
-    k0_ippiDCT8x8Inv_A10_16s_C1,
-}};
-
-constexpr JumpTable<FixedPointTransform> kInverse8x8To4x4 = {{
-    stub<std::int16_t, ippiDCT8x8To4x4Inv_16s_C1>,
-    y8_ippiDCT8x8To4x4Inv_16s_C1,
-    e9_ippiDCT8x8To4x4Inv_16s_C1,
-    l9_ippiDCT8x8To4x4Inv_16s_C1,
-    k0_ippiDCT8x8To4x4Inv_16s_C1,
-}};
-
-constexpr JumpTable<FixedPointTransform> kInverse8x8To2x2 = {{
-    stub<std::int16_t, ippiDCT8x8To2x2Inv_16s_C1>,
-    y8_ippiDCT8x8To2x2Inv_16s_C1,
-    e9_ippiDCT8x8To2x2Inv_16s_C1,
-    l9_ippiDCT8x8To2x2Inv_16s_C1,
-    k0_ippiDCT8x8To2x2Inv_16s_C1,
-}};
+constexpr auto kInverse8x8Float = jumpTable(stub<float, ippiDCT8x8Inv_32f_C1>, &KernelVariant::inverse8x8Float);
+constexpr auto kInverse8x8 = jumpTable(stub<std::int16_t, ippiDCT8x8Inv_A10_16s_C1>, &KernelVariant::inverse8x8);
+constexpr auto kInverse8x8To4x4 =
+    jumpTable(stub<std::int16_t, ippiDCT8x8To4x4Inv_16s_C1>, &KernelVariant::inverse8x8To4x4);
+constexpr auto kInverse8x8To2x2 =
+    jumpTable(stub<std::int16_t, ippiDCT8x8To2x2Inv_16s_C1>, &KernelVariant::inverse8x8To2x2);
 
 } // namespace
 

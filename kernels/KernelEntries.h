@@ -1,7 +1,6 @@
 #pragma once
 
 #include "KernelVariants.h"
-#include "VariantSelection.h"
 
 // The public entries of one variant. Each checks its pointers and calls the variant's worker; the workers carry the
 // variant's prefix in front of their common names.

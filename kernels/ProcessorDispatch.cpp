@@ -7,7 +7,7 @@
 #include "VariantSelection.h"
 
 std::int32_t ippJumpIndexForMergedLibs = kVariantNotChosen;
-std::uint64_t ownFeaturesMask = kFeatureMmx | kFeatureSse | kFeatureSse2;
+std::uint64_t ownFeaturesMask = kFeaturesUpToSse2;
 std::uint64_t ownFeatures = 0;
 std::int32_t ownFeaturesAreValid = 0;
 std::int32_t ippsts = kStatusOk;
@@ -124,8 +124,8 @@ std::int32_t ippInit() {
     std::uint64_t features = 0;
     const std::int32_t detection = ippGetCpuFeatures(&features, nullptr);
     if (detection != kStatusOk) {
-        store(ownFeaturesMask, kFeatureMmx | kFeatureSse | kFeatureSse2);
-        store(ippJumpIndexForMergedLibs, kVariantY8);
+        store(ownFeaturesMask, kFeaturesUpToSse2);
+        store(ippJumpIndexForMergedLibs, std::int32_t{kVariantY8});
         return detection;
     }
     const std::int32_t status = ippSetCpuFeatures(features);

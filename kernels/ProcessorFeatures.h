@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// What a processor and its operating system offer, as a mask of 36 bits.
+// What a processor and its operating system offer, as a mask of kNumFeatureBits bits.
 //
 // Detection is split in two: reading the registers, which only the present processor can answer, and making the mask
 // from them, which is a pure function and can be asked about any processor.
@@ -64,6 +64,24 @@ constexpr std::uint64_t kFeatureAvx512Ifma = featureBit(32);
 constexpr std::uint64_t kFeatureAvx512State = featureBit(33); // the system saves the 512-bit registers
 constexpr std::uint64_t kFeatureAvx512Vpopcntdq = featureBit(34);
 constexpr std::uint64_t kFeatureAvx512Bitalg = featureBit(35);
+constexpr int kNumFeatureBits = 36;
+
+// Steps of a ladder: each is a processor with all features of the ones before it. MOVBE stands beside the ladder, since
+// there are processors with SSE4.2 that lack it.
+constexpr std::uint64_t kFeaturesUpToSse2 = kFeatureMmx | kFeatureSse | kFeatureSse2;
+constexpr std::uint64_t kFeaturesUpToSse3 = kFeaturesUpToSse2 | kFeatureSse3;
+constexpr std::uint64_t kFeaturesUpToSsse3 = kFeaturesUpToSse3 | kFeatureSsse3;
+constexpr std::uint64_t kFeaturesUpToSse41 = kFeaturesUpToSsse3 | kFeatureSse41;
+constexpr std::uint64_t kFeaturesUpToSse42 = kFeaturesUpToSse41 | kFeatureSse42;
+constexpr std::uint64_t kFeaturesUpToAvx = kFeaturesUpToSse42 | kFeatureAvx;
+constexpr std::uint64_t kFeaturesUpToAvx2 = kFeaturesUpToAvx | kFeatureAvx2;
+
+// The two groups in which processors have AVX-512.
+constexpr std::uint64_t kFeaturesAvx512CdBwDqVl =
+    kFeatureAvx512F | kFeatureAvx512Cd | kFeatureAvx512Bw | kFeatureAvx512Dq | kFeatureAvx512Vl;
+constexpr std::uint64_t kFeaturesAvx512CdErPf =
+    kFeatureAvx512F | kFeatureAvx512Cd | kFeatureAvx512Er | kFeatureAvx512Pf;
+constexpr std::uint64_t kFeaturesUpToAvx512 = kFeaturesUpToAvx2 | kFeaturesAvx512CdBwDqVl;
 
 // The registers of one leaf of the present processor.
 CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf);

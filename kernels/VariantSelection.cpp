@@ -1,12 +1,12 @@
 #include "VariantSelection.h"
 
-#include "ProcessorFeatures.h"
-
 namespace {
 
 constexpr std::uint64_t kAvxGroup = kFeatureAvx | kFeatureAvx2;
-constexpr std::uint64_t kAvx512Group = 0xC6FF00000; // bits 20 to 27, 29, 30, 34 and 35
-constexpr std::uint64_t kUnknownFeatures = ((std::uint64_t{1} << 63) - 1) & ~((std::uint64_t{1} << 36) - 1);
+constexpr std::uint64_t kAvx512Group = kFeaturesAvx512CdBwDqVl | kFeaturesAvx512CdErPf | kFeatureAvx512Vbmi |
+                                       kFeatureAvx5124Fmaps | kFeatureAvx5124Vnniw | kFeatureAvx512Vpopcntdq |
+                                       kFeatureAvx512Bitalg; // IFMA is not asked about
+constexpr std::uint64_t kUnknownFeatures = (kTrustFeaturesBit - 1) & ~(featureBit(kNumFeatureBits) - 1);
 
 // A step of the ladder: when all of `decisive` is in the mask, `index` serves it, and all of `required` is assumed.
 struct VariantRule {
@@ -17,16 +17,16 @@ struct VariantRule {
 
 // From the highest step down; the first that holds decides.
 constexpr VariantRule kVariantRules[] = {
-    {0x7300000, kVariantK0, 0x73081DF}, // AVX-512 F, CD, BW, DQ, VL
-    {0xF00000, kVariantL9, 0xF081DF},   // AVX-512 F, CD, ER, PF
-    {kFeatureAvx2, kVariantL9, 0x81DF}, //
-    {kFeatureAvx, kVariantE9, 0x1DF},   //
-    {kFeatureSse42, kVariantY8, 0xDF},  //
-    {kFeatureSse41, kVariantY8, 0x5F},  //
-    {kFeatureMovbe, kVariantY8, 0x3F},  //
-    {kFeatureSsse3, kVariantY8, 0x1F},  //
-    {kFeatureSse3, kVariantY8, 0xF},    //
-    {kFeatureSse2, kVariantY8, 0x7},    //
+    {kFeaturesAvx512CdBwDqVl, kVariantK0, kFeaturesUpToAvx512},
+    {kFeaturesAvx512CdErPf, kVariantL9, kFeaturesUpToAvx2 | kFeaturesAvx512CdErPf},
+    {kFeatureAvx2, kVariantL9, kFeaturesUpToAvx2},
+    {kFeatureAvx, kVariantE9, kFeaturesUpToAvx},
+    {kFeatureSse42, kVariantY8, kFeaturesUpToSse42},
+    {kFeatureSse41, kVariantY8, kFeaturesUpToSse41},
+    {kFeatureMovbe, kVariantY8, kFeaturesUpToSsse3 | kFeatureMovbe},
+    {kFeatureSsse3, kVariantY8, kFeaturesUpToSsse3},
+    {kFeatureSse3, kVariantY8, kFeaturesUpToSse3},
+    {kFeatureSse2, kVariantY8, kFeaturesUpToSse2},
 };
 
 } // namespace
@@ -59,4 +59,8 @@ VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual
     if ((features & ~actual) != 0)
         status = kStatusFeatureMissing;
     return variantFor(features, status);
+}
+
+bool canRun(const Variant& variant, std::uint64_t actual) {
+    return variantForRequest(variant.features, actual).status == kStatusOk;
 }

@@ -2,16 +2,32 @@
 
 #include <cstdint>
 
+#include "ProcessorFeatures.h"
+#include "VariantList.h"
+
 // Which variant of the kernels serves a feature mask. Pure functions of masks, so that they can be asked about
 // processors that are not here.
 
 // Indices of the variants, which are also places in the jump tables.
-constexpr std::int32_t kVariantNotChosen = -1;
-constexpr std::int32_t kVariantY8 = 0; // SSE2
-constexpr std::int32_t kVariantE9 = 1; // AVX
-constexpr std::int32_t kVariantL9 = 2; // AVX2 and fused multiply-add
-constexpr std::int32_t kVariantK0 = 3; // AVX-512 F, CD, BW, DQ and VL
-constexpr std::int32_t kNumVariants = 4;
+#define RAVELO_VARIANT_INDEX(prefix, Name, features, fused) kVariant##Name,
+enum VariantIndex : std::int32_t {
+    kVariantNotChosen = -1,
+    RAVELO_KERNEL_VARIANTS(RAVELO_VARIANT_INDEX) //
+    kNumVariants,
+};
+#undef RAVELO_VARIANT_INDEX
+
+struct Variant {
+    const char* name;       // the prefix of its functions
+    std::int32_t index;     // [0, kNumVariants)
+    std::uint64_t features; // needed by the variant, and the mask that selects it
+    bool isFused;           // the full-size float transform fuses multiplications and additions
+};
+
+// All variants, by index.
+#define RAVELO_VARIANT_ROW(prefix, Name, features, fused) {#prefix, kVariant##Name, features, fused},
+constexpr Variant kVariants[kNumVariants] = {RAVELO_KERNEL_VARIANTS(RAVELO_VARIANT_ROW)};
+#undef RAVELO_VARIANT_ROW
 
 // Statuses of kernels and dispatch.
 constexpr std::int32_t kStatusOk = 0;
@@ -26,7 +42,7 @@ constexpr std::int32_t kStatusLowerFeatureImplied = 51; // a feature below the c
 constexpr std::uint64_t kTrustFeaturesBit = std::uint64_t{1} << 63;
 
 struct VariantSelection {
-    std::int32_t index = kVariantY8;   // [0, 3]
+    std::int32_t index = kVariantY8;   // [0, kNumVariants)
     std::uint64_t enabledFeatures = 0; // the mask that is in force after the selection
     std::int32_t status = kStatusOk;
 };
@@ -39,3 +55,6 @@ VariantSelection variantFor(std::uint64_t features, std::int32_t statusSoFar = k
 // out of the request where the system does not save their registers. Any other missing feature is reported and stays:
 // forcing a variant that the processor cannot run is the host's own affair.
 VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual);
+
+// Whether a processor with the `actual` features can run the variant.
+bool canRun(const Variant& variant, std::uint64_t actual);

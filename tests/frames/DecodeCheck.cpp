@@ -11,7 +11,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "ProcessorDispatch.h"
 #include "RaveloDecoderInterface.h"
 
 namespace {
@@ -43,22 +42,6 @@ testing::AssertionResult compareBuffers(OutputBuffer const& output, SlowCanvas c
 }
 
 } // namespace
-
-const TransformVariant kPlainVariant = {"y8", 0xDF, true};
-
-std::vector<TransformVariant> runnableVariants() {
-    const TransformVariant all[4] = {
-        kPlainVariant, {"e9", 0x1DF, true}, {"l9", 0x81DF, false}, {"k0", 0x73081DF, false}};
-    ippInit();
-    return {all, all + ippJumpIndexForMergedLibs + 1};
-}
-
-SelectedVariant::SelectedVariant(TransformVariant const& variant) {
-    ippSetCpuFeatures(variant.features);
-}
-SelectedVariant::~SelectedVariant() {
-    ippInit();
-}
 
 GuardedBytes::GuardedBytes(std::span<const std::uint8_t> bytes) {
     const std::size_t pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -107,7 +90,7 @@ OutputBuffer bufferFor(std::span<const std::uint8_t> frame, DecodeRequest const&
 }
 
 int decode(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output,
-           TransformVariant const& variant) {
+           Variant const& variant) {
     const SelectedVariant selected(variant);
     const GuardedBytes input(frame);
     return RaveloDecoderInterface::DecompressFrameFromBits(
@@ -131,7 +114,7 @@ std::string failureOf(std::span<const std::uint8_t> frame, DecodeRequest const& 
 }
 
 testing::AssertionResult decodesLikeModel(std::span<const std::uint8_t> frame, DecodeRequest const& request,
-                                          TransformVariant const& variant) {
+                                          Variant const& variant) {
     OutputBuffer output = bufferFor(frame, request);
     SlowCanvas canvas(output.lowestOffset(), output.bytes());
     slowDecode(frame, request, canvas);

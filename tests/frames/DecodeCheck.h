@@ -9,32 +9,12 @@
 #include <gtest/gtest.h>
 
 #include "FrameMaker.h"
+#include "KernelChoice.h"
 #include "SlowCanvas.h"
 #include "SlowDecoder.h"
 
 // Runs the decoder the way that the tests of whole frames want it: with its input behind which no byte can be read, and
 // its output between guard bytes.
-
-// A variant of the transforms. All agree on reduced sizes; at full size only the plain ones have results that do not
-// depend on the processor.
-struct TransformVariant {
-    const char* name;
-    std::uint64_t features; // the mask that selects it
-    bool isPlain;           // without fused operations
-};
-
-// Every processor runs this one.
-extern const TransformVariant kPlainVariant;
-std::vector<TransformVariant> runnableVariants();
-
-// The variant that the process uses, for as long as the object lives.
-class SelectedVariant {
-public:
-    explicit SelectedVariant(TransformVariant const& variant);
-    ~SelectedVariant();
-    SelectedVariant(SelectedVariant const&) = delete;
-    SelectedVariant& operator=(SelectedVariant const&) = delete;
-};
 
 // A copy of some bytes that ends where unmapped memory begins.
 class GuardedBytes {
@@ -75,7 +55,7 @@ OutputBuffer bufferFor(std::span<const std::uint8_t> frame, DecodeRequest const&
 
 // The decode call. Exceptions pass through.
 int decode(std::span<const std::uint8_t> frame, DecodeRequest const& request, OutputBuffer& output,
-           TransformVariant const& variant = kPlainVariant);
+           Variant const& variant = kPlainVariant);
 
 // What the decode call writes for a request without faults.
 OutputBuffer decoded(std::span<const std::uint8_t> frame, DecodeRequest const& request);
@@ -85,7 +65,7 @@ std::string failureOf(std::span<const std::uint8_t> frame, DecodeRequest const& 
 
 // Decodes with the decoder and with the slow model, and compares the whole buffers, guards included, bit for bit.
 testing::AssertionResult decodesLikeModel(std::span<const std::uint8_t> frame, DecodeRequest const& request,
-                                          TransformVariant const& variant = kPlainVariant);
+                                          Variant const& variant = kPlainVariant);
 
 // The least stride that the call accepts, and the least with which every write of a reduced picture keeps to its line.
 std::int64_t leastStride(std::span<const std::uint8_t> frame, DecodeRequest const& request);

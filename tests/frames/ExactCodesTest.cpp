@@ -86,7 +86,7 @@ TEST(ExactCodesTest, EveryVariantOfTheFloatTransformStaysWithinTheBound) {
     // The fused variants round less often than the plain one, in the same formulas.
     Random random = seeded(5003);
     Tally tally;
-    for (TransformVariant const& variant : runnableVariants()) {
+    for (Variant const& variant : runnableVariants()) {
         for (int i = 0; i < 12; ++i) {
             const FrameSpec spec = randomSpec(random);
             const MadeFrame made = randomFrame(spec, random);

@@ -100,14 +100,14 @@ TEST(RandomFramesTest, EverySizeFrom1x1To18x18EqualsTheModel) {
 
 TEST(RandomFramesTest, EveryTransformVariantGivesTheSameReducedPictures) {
     Random random = seeded(2006);
-    for (TransformVariant const& variant : runnableVariants()) {
+    for (Variant const& variant : runnableVariants()) {
         for (int i = 0; i < 40; ++i) {
             const FrameSpec spec = randomSpec(random);
             const MadeFrame made = randomFrame(spec, random);
             for (const OptimizationTarget target : runnableTargets()) {
                 DecodeRequest request;
                 // The plain variants agree at full size as well.
-                request.downSampleFactor = variant.isPlain ? randomBelow(random, 4) : 1 + randomBelow(random, 3);
+                request.downSampleFactor = variant.isFused ? 1 + randomBelow(random, 3) : randomBelow(random, 4);
                 request.target = target;
                 request.colorCoding = spec.chroma_format == 2 ? 0 : randomBelow(random, 3);
                 request.lineStride = randomStride(made.bytes, request, random);

@@ -4,15 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "Checksum.h"
-#include "ProcessorDispatch.h"
+#include "KernelChoice.h"
 #include "RaveloDecoderInterface.h"
 #include "VectorManifest.h"
 
 namespace {
-
-// Feature masks whose variants compute the float transform in its plain form: up to SSE4.2, and up to AVX. Where AVX is
-// missing the second takes the variant of the first.
-constexpr std::uint64_t kPlainFeatureMasks[2] = {0xDF, 0x1DF};
 
 std::string kindOf(std::string const& frame) {
     return frame.substr(0, frame.rfind('-'));
@@ -33,15 +29,14 @@ void expectVector(VectorRequest const& vector) {
         ASSERT_EQ(crc32Of(&output[row * stride], stride), vector.crc32[row]) << vector.describe() << " line " << row;
 }
 
-class VectorsTest : public testing::TestWithParam<std::string> {
-protected:
-    void TearDown() override { ippInit(); }
-};
+class VectorsTest : public testing::TestWithParam<std::string> {};
 
 TEST_P(VectorsTest, EveryLineIsAsTheManifestSays) {
     const bool runsAvx2 = RaveloDecoderInterface::GetMaxOptType() == 1;
-    for (const std::uint64_t mask : kPlainFeatureMasks) {
-        ippSetCpuFeatures(mask);
+    for (Variant const& variant : runnableVariants()) {
+        if (variant.isFused)
+            continue; // the stored lines are those of the plain arithmetic
+        const SelectedVariant selected(variant);
         for (VectorRequest const& vector : readVectorManifest()) {
             if (kindOf(vector.frame) != GetParam())
                 continue;

@@ -60,7 +60,7 @@ std::string label(HostileFrame const& frame, std::string const& damage) {
 
 constexpr std::uint64_t kVariantStep = 1000003;
 
-HostileRequest requestFor(std::uint64_t family, std::uint64_t number, KernelVariant const& variant) {
+HostileRequest requestFor(std::uint64_t family, std::uint64_t number, Variant const& variant) {
     return requestOf(mixed(family, number, kVariantStep * static_cast<std::uint64_t>(variant.index)));
 }
 
@@ -69,7 +69,7 @@ HostileRequest requestFor(std::uint64_t family, std::uint64_t number, KernelVari
 TEST(HostileFramesTest, EveryFrameIsAnotherAndDecodes) {
     EXPECT_GE(hostileFrames().size(), 24u);
     runFamily("whole frames", hostileFrames().size() * 96, 1,
-              [](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   HostileFrame const& frame = hostileFrames()[number / 96];
                   runner.run(frame.bytes(), requestFor(1, number, variant), variant.index, frame.name.c_str());
               });
@@ -78,7 +78,7 @@ TEST(HostileFramesTest, EveryFrameIsAnotherAndDecodes) {
 TEST(HostileFramesTest, TruncationAtEveryByteStaysInside) {
     const Numbering numbering = numberingOf([](HostileFrame const& frame) { return frame.bytes().size(); });
     runFamily("truncation", numbering.total(), 16,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Place place = numbering.at(number);
                   HostileFrame const& frame = hostileFrames()[place.frame];
                   runner.run(std::span(frame.bytes()).first(place.inFrame), requestFor(2, number, variant),
@@ -89,7 +89,7 @@ TEST(HostileFramesTest, TruncationAtEveryByteStaysInside) {
 TEST(HostileFramesTest, EveryBitOfEveryHeaderFlippedStaysInside) {
     const Numbering numbering = numberingOf([](HostileFrame const& frame) { return 8 * headerBytes(frame).size(); });
     runFamily("header bits", numbering.total(), 16,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Place place = numbering.at(number);
                   HostileFrame const& frame = hostileFrames()[place.frame];
                   const std::size_t offset = headerBytes(frame)[place.inFrame / 8];
@@ -138,7 +138,7 @@ std::string setExtremePair(HostileFrame const& frame, std::uint64_t number, Byte
 TEST(HostileFramesTest, ExtremePairsOfSizeFieldsStayInside) {
     const Numbering numbering = numberingOf(extremePairsOf);
     runFamily("extreme pairs", numbering.total(), 48,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Place place = numbering.at(number);
                   HostileFrame const& frame = hostileFrames()[place.frame];
                   Bytes bytes = frame.bytes();
@@ -175,7 +175,7 @@ std::uint64_t liesOf(HostileFrame const& frame) {
 TEST(HostileFramesTest, SizesOfComponentsAndSlicesThatLieStayInside) {
     const Numbering numbering = numberingOf(liesOf);
     runFamily("lying sizes", numbering.total(), 8,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Place place = numbering.at(number);
                   HostileFrame const& frame = hostileFrames()[place.frame];
                   const std::uint64_t fieldNumber = place.inFrame / kNumLies;
@@ -213,7 +213,7 @@ constexpr std::uint64_t kTinySliceCases = 2 * 256 * 4;
 TEST(HostileFramesTest, SlicesOfNoBytesAndOfOneByteStayInside) {
     const Numbering numbering = numberingOf([](HostileFrame const&) { return kTinySliceCases; });
     runFamily("slices of 0 and 1 bytes", numbering.total(), 64,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Place place = numbering.at(number);
                   HostileFrame const& frame = hostileFrames()[place.frame];
                   const std::uint64_t sliceBytes = place.inFrame & 1;
@@ -246,7 +246,7 @@ constexpr std::uint64_t kSmallFrameKinds = 160;
 
 TEST(HostileFramesTest, FramesOfNoBytesToSixtyFourStayInside) {
     runFamily("frames of 0 to 64 bytes", 65 * kSmallFrameKinds, 16,
-              [](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Bytes bytes = smallFrame(number % 65, number / 65);
                   runner.run(bytes, requestFor(7, number, variant), variant.index, "a few bytes");
               });
@@ -279,7 +279,7 @@ void damageSlices(Bytes& bytes, std::size_t from, std::uint32_t seed) {
 TEST(HostileFramesTest, DamageInSlicesStaysInside) {
     const Numbering numbering = numberingOf([](HostileFrame const&) { return kRandomDamages; });
     runFamily("damaged slices", numbering.total(), 16,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
+              [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
                   const Place place = numbering.at(number);
                   HostileFrame const& frame = hostileFrames()[place.frame];
                   Bytes bytes = frame.bytes();
@@ -318,18 +318,17 @@ TEST(HostileFramesTest, LargestPicturesInAHundredBytesStayInside) {
     constexpr Size kSizes[] = {{65535, 1, 0},   {1, 65535, 0},   {65535, 16, 3},   {16, 65535, 3},
                                {2048, 2047, 0}, {65520, 176, 2}, {65535, 65535, 3}};
     const std::uint64_t numSizes = std::size(kSizes) - (allCasesWanted() ? 0 : 1);
-    runFamily("largest pictures", numSizes * 4, 3,
-              [&](HostileRunner& runner, std::uint64_t number, KernelVariant const& variant) {
-                  runner.setMaxMacroblocks(~std::uint64_t{0});
-                  Size const& size = kSizes[number % numSizes];
-                  HostileRequest request = requestFor(9, number, variant);
-                  request.stride = HostileRequest::Stride::Safe;
-                  request.colorCoding = 0;
-                  const Bytes bytes =
-                      headerOf(size.width, size.height, 2 + (number / numSizes) % 2, size.log2SliceSize);
-                  const std::string what = std::to_string(size.width) + "x" + std::to_string(size.height);
-                  runner.run(bytes, request, variant.index, what.c_str());
-              });
+    runFamily(
+        "largest pictures", numSizes * 4, 3, [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
+            runner.setMaxMacroblocks(~std::uint64_t{0});
+            Size const& size = kSizes[number % numSizes];
+            HostileRequest request = requestFor(9, number, variant);
+            request.stride = HostileRequest::Stride::Safe;
+            request.colorCoding = 0;
+            const Bytes bytes = headerOf(size.width, size.height, 2 + (number / numSizes) % 2, size.log2SliceSize);
+            const std::string what = std::to_string(size.width) + "x" + std::to_string(size.height);
+            runner.run(bytes, request, variant.index, what.c_str());
+        });
 }
 
 namespace {

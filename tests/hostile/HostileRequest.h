@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "OptimizationTarget.h"
 
@@ -35,20 +34,3 @@ HostileRequest requestOf(std::uint64_t number);
 
 // The number of a case among all: well mixed, so that neighbouring cases get unlike requests.
 std::uint64_t mixed(std::uint64_t a, std::uint64_t b, std::uint64_t c);
-
-// A variant of the kernels that this processor can run, and the feature mask that selects it.
-struct KernelVariant {
-    const char* name;
-    std::uint64_t features;
-    std::int32_t index;
-};
-std::vector<KernelVariant> runnableVariants();
-
-// Selects a variant for the process; the processor's own choice comes back at the end.
-class SelectedVariant {
-public:
-    explicit SelectedVariant(KernelVariant const& variant);
-    ~SelectedVariant();
-    SelectedVariant(SelectedVariant const&) = delete;
-    SelectedVariant& operator=(SelectedVariant const&) = delete;
-};

@@ -275,7 +275,7 @@ unsigned int threadsWanted() {
 }
 
 // The cases of one variant, dealt out to the threads.
-void runCases(std::uint64_t numCases, std::uint64_t share, KernelVariant const& variant, HostileCase const& body,
+void runCases(std::uint64_t numCases, std::uint64_t share, Variant const& variant, HostileCase const& body,
               std::vector<std::unique_ptr<HostileRunner>>& runners) {
     std::atomic<std::uint64_t> next{static_cast<std::uint64_t>(variant.index) % share};
     const auto work = [&](HostileRunner& runner) {
@@ -296,7 +296,7 @@ void runFamily(const char* name, std::uint64_t numCases, std::uint64_t shortShar
     std::vector<std::unique_ptr<HostileRunner>> runners;
     for (unsigned int i = 0; i < threadsWanted(); ++i)
         runners.push_back(std::make_unique<HostileRunner>());
-    for (KernelVariant const& variant : runnableVariants()) {
+    for (Variant const& variant : runnableVariants()) {
         const SelectedVariant selected(variant);
         runCases(numCases, allCasesWanted() ? 1 : shortShare, variant, body, runners);
     }

@@ -10,6 +10,7 @@
 
 #include "GuardedMemory.h"
 #include "HostileRequest.h"
+#include "KernelChoice.h"
 
 // What a run of many cases adds up to.
 struct HostileTally {
@@ -66,7 +67,7 @@ private:
 };
 
 // A family of cases: `numCases` of them, each run by `body` with its number.
-using HostileCase = std::function<void(HostileRunner& runner, std::uint64_t number, KernelVariant const& variant)>;
+using HostileCase = std::function<void(HostileRunner& runner, std::uint64_t number, Variant const& variant)>;
 
 // Runs every case of a family on every kernel variant, or a fixed share of them. Fails the current test for each
 // problem, and adds to the tally of the process.

@@ -10,7 +10,7 @@ namespace {
 
 using BlockTransformsTest = EveryVariant;
 
-INSTANTIATE_TEST_SUITE_P(Every, BlockTransformsTest, testing::ValuesIn(kernelVariants()), variantTestName);
+INSTANTIATE_TEST_SUITE_P(Every, BlockTransformsTest, testing::ValuesIn(kKernelVariants), variantTestName);
 
 constexpr std::size_t kNumBlocks = 13;
 

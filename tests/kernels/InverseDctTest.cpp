@@ -10,7 +10,7 @@ namespace {
 
 using InverseDctTest = EveryVariant;
 
-INSTANTIATE_TEST_SUITE_P(Every, InverseDctTest, testing::ValuesIn(kernelVariants()), variantTestName);
+INSTANTIATE_TEST_SUITE_P(Every, InverseDctTest, testing::ValuesIn(kKernelVariants), variantTestName);
 
 // The float entry's result on a block on which the fused variants differ from the plain ones.
 BlockFloat publicInverse(const BlockFloat& block) {
@@ -59,13 +59,13 @@ TEST_P(InverseDctTest, TheEntriesRefuseNullPointers) {
 }
 
 TEST(InverseDctForcingTest, TheVariantsCanBeToldApartByTheirFloatResults) {
-    const KernelVariant& l9 = kernelVariants()[2];
-    if (!l9.runnable)
+    const KernelVariant& l9 = kKernelVariants[kVariantL9];
+    if (!isRunnable(l9))
         GTEST_SKIP() << "this processor cannot run l9";
     const DispatchStateKeeper keeper;
     std::mt19937 generator = seededGenerator();
     const BlockFloat block = trialFloatBlocks(generator, 10000, 1)[0];
-    ASSERT_EQ(ippSetCpuFeatures(kernelVariants()[0].features), 0);
+    ASSERT_EQ(ippSetCpuFeatures(kKernelVariants[kVariantY8].features), 0);
     const BlockFloat plain = publicInverse(block);
     ASSERT_EQ(ippSetCpuFeatures(l9.features), 0);
     EXPECT_NE(publicInverse(block), plain);

@@ -170,8 +170,8 @@ TEST(JumpTableTest, AHostMayChangeTheSelectionWhileKernelsRun) {
         });
     }
     for (int round = 0; round < 200; ++round) {
-        for (const KernelVariant& variant : kernelVariants()) {
-            if (variant.runnable)
+        for (const KernelVariant& variant : kKernelVariants) {
+            if (isRunnable(variant))
                 ippSetCpuFeatures(variant.features);
         }
     }

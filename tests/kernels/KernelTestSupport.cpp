@@ -4,34 +4,10 @@
 #include <iostream>
 
 #include "EmulatedK0.h"
-#include "KernelVariants.h"
 #include "ProcessorDispatch.h"
-#include "VariantSelection.h"
+#include "ProcessorFeatures.h"
 
 namespace {
-
-#define RAVELO_KERNELS_OF(prefix)                                                                                      \
-    prefix##_ippiDCT8x8Inv_32f_C1, prefix##_ippiDCT8x8Inv_A10_16s_C1, prefix##_ippiDCT8x8To4x4Inv_16s_C1,              \
-        prefix##_ippiDCT8x8To2x2Inv_16s_C1, prefix##_inverse8x8Blocks, prefix##_inverse4x4Corners,                     \
-        prefix##_inverse2x2Corners
-
-// Asks the compiler's runtime, which knows nothing of the detection under test.
-bool hasAvx512Group() {
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512cd") &&
-           __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
-           __builtin_cpu_supports("avx512vl");
-}
-
-std::vector<KernelVariant> madeVariants() {
-    const bool hasAvx = __builtin_cpu_supports("avx") != 0;
-    const bool hasAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    return {
-        {"y8", kVariantY8, 0x7, true, true, RAVELO_KERNELS_OF(y8)},
-        {"e9", kVariantE9, 0x1DF, hasAvx, true, RAVELO_KERNELS_OF(e9)},
-        {"l9", kVariantL9, 0x81DF, hasAvx2, false, RAVELO_KERNELS_OF(l9)},
-        {"k0", kVariantK0, 0x73081DF, hasAvx512Group(), false, RAVELO_KERNELS_OF(k0)},
-    };
-}
 
 std::int16_t randomCoefficient(std::mt19937& generator, int kind) {
     const auto drawn = static_cast<std::int16_t>(generator() & 0xFFFF);
@@ -55,14 +31,27 @@ void PrintTo(const KernelVariant& variant, std::ostream* out) {
     *out << variant.name;
 }
 
-const std::vector<KernelVariant>& kernelVariants() {
-    static const std::vector<KernelVariant> s_variants = madeVariants();
-    return s_variants;
+bool isRunnable(const Variant& variant) {
+    const struct {
+        std::uint64_t features;
+        bool isThere;
+    } steps[] = {
+        {kFeaturesUpToSse2, true}, // of every x86-64
+        {kFeaturesUpToSse42, __builtin_cpu_supports("sse4.2") != 0},
+        {kFeaturesUpToAvx, __builtin_cpu_supports("avx") != 0},
+        {kFeaturesUpToAvx2, __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")},
+        {kFeaturesUpToAvx512, __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512cd") &&
+                                  __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+                                  __builtin_cpu_supports("avx512vl")},
+    };
+    std::uint64_t features = 0;
+    for (const auto& step : steps)
+        features |= step.isThere ? step.features : 0;
+    return (variant.features & ~features) == 0;
 }
 
 KernelVariant emulatedK0() {
-    const bool runnable = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    return {"emulated_k0", kVariantK0, 0x73081DF, runnable, false, RAVELO_KERNELS_OF(emulated_k0)};
+    return {{"emulated_k0", kVariantK0, kFeaturesUpToAvx2, true}, RAVELO_KERNELS_OF(emulated_k0)};
 }
 
 std::string variantTestName(const testing::TestParamInfo<KernelVariant>& info) {

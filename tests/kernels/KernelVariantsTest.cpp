@@ -14,13 +14,13 @@ namespace {
 
 using KernelVariantsTest = EveryVariant;
 
-INSTANTIATE_TEST_SUITE_P(Every, KernelVariantsTest, testing::ValuesIn(kernelVariants()), variantTestName);
+INSTANTIATE_TEST_SUITE_P(Every, KernelVariantsTest, testing::ValuesIn(kKernelVariants), variantTestName);
 INSTANTIATE_TEST_SUITE_P(Emulated, KernelVariantsTest, testing::Values(emulatedK0()), variantTestName);
 
 std::vector<KernelVariant> plainVariants() {
     std::vector<KernelVariant> plain;
-    for (const KernelVariant& variant : kernelVariants()) {
-        if (variant.isPlain)
+    for (const KernelVariant& variant : kKernelVariants) {
+        if (!variant.isFused)
             plain.push_back(variant);
     }
     return plain;
@@ -213,7 +213,7 @@ TEST_P(KernelVariantsTest, CornerBatchesEqualSingleBlocksBitForBit) {
 namespace {
 
 void checkSameBits(const KernelVariant& l9, const KernelVariant& k0) {
-    if (!l9.runnable || !k0.runnable)
+    if (!isRunnable(l9) || !isRunnable(k0))
         GTEST_SKIP() << "this processor cannot run both " << l9.name << " and " << k0.name;
     std::mt19937 generator = seededGenerator();
     for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 1000))
@@ -223,9 +223,9 @@ void checkSameBits(const KernelVariant& l9, const KernelVariant& k0) {
 } // namespace
 
 TEST(FusedVariantsTest, TheTwoFusedVariantsGiveTheSameBits) {
-    checkSameBits(kernelVariants()[2], kernelVariants()[3]);
+    checkSameBits(kKernelVariants[kVariantL9], kKernelVariants[kVariantK0]);
 }
 
 TEST(FusedVariantsTest, TheAvx512VariantGivesTheSameBitsOnEmulatedVectors) {
-    checkSameBits(kernelVariants()[2], emulatedK0());
+    checkSameBits(kKernelVariants[kVariantL9], emulatedK0());
 }
