@@ -4,20 +4,19 @@
 #include <numeric>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
 #include "Interrupt.h"
+#include "Json.h"
 #include "OrderedPipeline.h"
 #include "RaveloDecoderInterface.h"
 #include "Sequence.h"
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
 
 // Below these the start of the threads is a good part of what is measured.
@@ -224,28 +223,28 @@ ExitCode runBench(BenchOptions const& options) {
 
 } // namespace
 
-void addBenchCommand(CLI::App& app, Invocation& invocation) {
+void addBenchCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<BenchOptions>();
-    CLI::App* command = addCommand(app, invocation, "bench", "Measure how fast frames decode", options, runBench);
-    addFramesArgument(*command, options->frames, options->numbers);
-    addDecodeOptions(*command, options->decode);
-    command->add_option("--threads", options->threads, "counts of threads to measure, such as 1,2,4; 0 for all")
-        ->type_name("N")
-        ->delimiter(',')
-        ->check(CLI::Range(0, 1024));
-    command->add_option("--in-flight", options->inFlight, "frames under way at once; 1 measures the time of a frame")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1024))
-        ->capture_default_str();
-    command->add_option("--warm-up", options->warmUps, "decodes of each frame that do not count")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1000000))
-        ->capture_default_str();
+    Subcommand command = addCommand(commandLine, "bench", "Measure how fast frames decode", options, runBench);
+    addFramesArgument(command, options->frames, options->numbers);
+    addDecodeOptions(command, options->decode);
+    command.option("--threads", options->threads, "counts of threads to measure, such as 1,2,4; 0 for all")
+        .value("N")
+        .separatedBy(',')
+        .between(0, 1024);
+    command.option("--in-flight", options->inFlight, "frames under way at once; 1 measures the time of a frame")
+        .value("N")
+        .between(1, 1024)
+        .showDefault();
+    command.option("--warm-up", options->warmUps, "decodes of each frame that do not count")
+        .value("N")
+        .between(0, 1000000)
+        .showDefault();
     command
-        ->add_option("--iterations", options->iterations,
-                     "decodes of each frame that count; without this, 30, and more until they fill half a second")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1000000));
-    addJsonOption(*command, options->json);
-    addMaxPixelsOption(*command, options->maxPixels);
+        .option("--iterations", options->iterations,
+                "decodes of each frame that count; without this, 30, and more until they fill half a second")
+        .value("N")
+        .between(1, 1000000);
+    addJsonOption(command, options->json);
+    addMaxPixelsOption(command, options->maxPixels);
 }

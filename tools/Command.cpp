@@ -2,90 +2,84 @@
 
 #include <charconv>
 
-#include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
-
 #include "OutputFile.h"
 #include "RaveloDecoderInterface.h"
 
-void addAllCommands(CLI::App& app, Invocation& invocation) {
-    app.require_subcommand(1);
-    addInfoCommand(app, invocation);
-    addDecodeCommand(app, invocation);
-    addEncodeCommand(app, invocation);
-    addVerifyCommand(app, invocation);
-    addInspectCommand(app, invocation);
-    addCompareCommand(app, invocation);
-    addBenchCommand(app, invocation);
-    addCompletionCommand(app, invocation);
-    addManCommand(app, invocation);
+void addAllCommands(CommandLine& commandLine) {
+    addInfoCommand(commandLine);
+    addDecodeCommand(commandLine);
+    addEncodeCommand(commandLine);
+    addVerifyCommand(commandLine);
+    addInspectCommand(commandLine);
+    addCompareCommand(commandLine);
+    addBenchCommand(commandLine);
+    addCompletionCommand(commandLine);
+    addManCommand(commandLine);
 }
 
-void addVerbosityOptions(CLI::App& command, Verbosity& verbosity) {
-    command.add_flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
-    command.add_flag("-v,--verbose", verbosity.verbose, "a line for each file that is done");
+void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
+    command.flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
+    command.flag("-v,--verbose", verbosity.verbose, "a line for each file that is done");
 }
 
-void addForceOption(CLI::App& command, bool& force) {
-    command.add_flag("-f,--force", force, "overwrite files that exist");
+void addForceOption(Subcommand& command, bool& force) {
+    command.flag("-f,--force", force, "overwrite files that exist");
 }
 
-void addMaxPixelsOption(CLI::App& command, std::uint64_t& maxPixels) {
-    command.add_option("--max-pixels", maxPixels, "refuse frames of more pixels; 0 lifts the limit")
-        ->type_name("N")
-        ->capture_default_str();
+void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
+    command.option("--max-pixels", maxPixels, "refuse frames of more pixels; 0 lifts the limit")
+        .value("N")
+        .showDefault();
 }
 
-void addThreadsOption(CLI::App& command, std::size_t& threads) {
-    command.add_option("--threads", threads, "most threads; 0 for all that the machine has")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1024))
-        ->capture_default_str();
+void addThreadsOption(Subcommand& command, std::size_t& threads) {
+    command.option("--threads", threads, "most threads; 0 for all that the machine has")
+        .value("N")
+        .between(0, 1024)
+        .showDefault();
 }
 
-void addInFlightOption(CLI::App& command, std::size_t& inFlight) {
-    command.add_option("--in-flight", inFlight, "most frames under way at once; 0 lets the command choose")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1024))
-        ->capture_default_str();
+void addInFlightOption(Subcommand& command, std::size_t& inFlight) {
+    command.option("--in-flight", inFlight, "most frames under way at once; 0 lets the command choose")
+        .value("N")
+        .between(0, 1024)
+        .showDefault();
 }
 
-void addJsonOption(CLI::App& command, bool& json) {
-    command.add_flag("--json", json, "report in JSON");
+void addJsonOption(Subcommand& command, bool& json) {
+    command.flag("--json", json, "report in JSON");
 }
 
-void addFramesArgument(CLI::App& command, std::vector<std::string>& frames, std::string& numbers) {
-    command.add_option("frames", frames, "frames, or sequences such as shot.####.rvl; - for standard input")
-        ->type_name("FRAME")
-        ->required();
-    command.add_option("--frames", numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
+void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, std::string& numbers) {
+    command.option("frames", frames, "frames, or sequences such as shot.####.rvl; - for standard input")
+        .value("FRAME")
+        .required();
+    command.option("--frames", numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
 }
 
-void addFailedSlicesOptions(CLI::App& command, DecodeOptions& options) {
-    command.add_option("--failed", options.failed, "what becomes of slices that fail; left means samples of 0")
-        ->type_name("WHAT")
-        ->check(CLI::IsMember({"black", "marked", "left"}))
-        ->capture_default_str();
-    command.add_option("--mark-color", options.markColor, "colour for --failed marked, as six hexadecimal digits")
-        ->type_name("RRGGBB")
-        ->capture_default_str();
+void addFailedSlicesOptions(Subcommand& command, DecodeOptions& options) {
+    command.option("--failed", options.failed, "what becomes of slices that fail; left means samples of 0")
+        .value("WHAT")
+        .oneOf({"black", "marked", "left"})
+        .showDefault();
+    command.option("--mark-color", options.markColor, "colour for --failed marked, as six hexadecimal digits")
+        .value("RRGGBB")
+        .showDefault();
 }
 
-void addDecodeOptions(CLI::App& command, DecodeOptions& options) {
-    command.add_option("--size", options.size, "size of the decoded picture; all but full come in 8 bits")
-        ->type_name("SIZE")
-        ->check(CLI::IsMember({"full", "half", "quarter", "eighth"}))
-        ->capture_default_str();
-    command.add_option("--depth", options.bitDepth, "bits of a sample of the output")
-        ->type_name("BITS")
-        ->check(CLI::IsMember({8, 10, 15, 16}));
-    command.add_option("--coding", options.coding, "what the library delivers for 4:4:4 frames")
-        ->type_name("CODING")
-        ->check(CLI::IsMember({"ycbcr", "rgb", "rgb-video"}));
-    command.add_option("--target", options.target, "code path of the library; auto takes the best")
-        ->type_name("TARGET")
-        ->check(CLI::IsMember({"auto", "baseline", "avx2"}))
-        ->capture_default_str();
+void addDecodeOptions(Subcommand& command, DecodeOptions& options) {
+    command.option("--size", options.size, "size of the decoded picture; all but full come in 8 bits")
+        .value("SIZE")
+        .oneOf({"full", "half", "quarter", "eighth"})
+        .showDefault();
+    command.option("--depth", options.bitDepth, "bits of a sample of the output").value("BITS").oneOf({8, 10, 15, 16});
+    command.option("--coding", options.coding, "what the library delivers for 4:4:4 frames")
+        .value("CODING")
+        .oneOf({"ycbcr", "rgb", "rgb-video"});
+    command.option("--target", options.target, "code path of the library; auto takes the best")
+        .value("TARGET")
+        .oneOf({"auto", "baseline", "avx2"})
+        .showDefault();
 }
 
 namespace {

@@ -5,18 +5,16 @@
 #include <stdexcept>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
+#include "Json.h"
 #include "PictureReader.h"
 #include "SourceConversion.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct CompareOptions {
     std::string first;
@@ -262,27 +260,23 @@ ExitCode runCompare(CompareOptions const& options) {
 
 } // namespace
 
-void addCompareCommand(CLI::App& app, Invocation& invocation) {
+void addCompareCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<CompareOptions>();
-    CLI::App* command = addCommand(app, invocation, "compare",
-                                   "Tell how far two frames, or a frame and a picture, are apart", options, runCompare);
-    command->add_option("first", options->first, "frame or picture; - for standard input")
-        ->type_name("FIRST")
-        ->required();
-    command->add_option("second", options->second, "frame or picture; - for standard input")
-        ->type_name("SECOND")
-        ->required();
-    command->add_flag("--equal", options->equal, "exit with 5 unless all samples are equal");
-    command->add_option("--min-psnr", options->minPsnr, "exit with 5 if the PSNR of all samples is lower")
-        ->type_name("DB")
-        ->check(CLI::NonNegativeNumber);
-    command->add_option("--max-difference", options->maxDifference, "exit with 5 if a sample differs by more codes")
-        ->type_name("CODES")
-        ->check(CLI::NonNegativeNumber);
-    command->add_option("--target", options->target, "code path of the library; auto takes the best")
-        ->type_name("TARGET")
-        ->check(CLI::IsMember({"auto", "baseline", "avx2"}))
-        ->capture_default_str();
-    addJsonOption(*command, options->json);
-    addMaxPixelsOption(*command, options->maxPixels);
+    Subcommand command = addCommand(
+        commandLine, "compare", "Tell how far two frames, or a frame and a picture, are apart", options, runCompare);
+    command.option("first", options->first, "frame or picture; - for standard input").value("FIRST").required();
+    command.option("second", options->second, "frame or picture; - for standard input").value("SECOND").required();
+    command.flag("--equal", options->equal, "exit with 5 unless all samples are equal");
+    command.option("--min-psnr", options->minPsnr, "exit with 5 if the PSNR of all samples is lower")
+        .value("DB")
+        .notNegative();
+    command.option("--max-difference", options->maxDifference, "exit with 5 if a sample differs by more codes")
+        .value("CODES")
+        .notNegative();
+    command.option("--target", options->target, "code path of the library; auto takes the best")
+        .value("TARGET")
+        .oneOf({"auto", "baseline", "avx2"})
+        .showDefault();
+    addJsonOption(command, options->json);
+    addMaxPixelsOption(command, options->maxPixels);
 }

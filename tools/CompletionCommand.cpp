@@ -1,13 +1,12 @@
 #include <fmt/format.h>
 
 #include "Command.h"
-#include "ParserDescription.h"
 
 namespace {
 
 struct CompletionOptions {
     std::string shell;
-    CLI::App const* root = nullptr;
+    CommandLine const* commandLine = nullptr;
 };
 
 // All spellings of an option, with their dashes.
@@ -144,7 +143,7 @@ std::string fishCompletion(std::vector<CommandDescription> const& commands) {
 }
 
 ExitCode runCompletion(CompletionOptions const& options) {
-    const std::vector<CommandDescription> commands = describeSubcommands(*options.root);
+    const std::vector<CommandDescription> commands = options.commandLine->describeSubcommands();
     printReport(options.shell == "bash"  ? bashCompletion(commands)
                 : options.shell == "zsh" ? zshCompletion(commands)
                                          : fishCompletion(commands));
@@ -153,13 +152,10 @@ ExitCode runCompletion(CompletionOptions const& options) {
 
 } // namespace
 
-void addCompletionCommand(CLI::App& app, Invocation& invocation) {
+void addCompletionCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<CompletionOptions>();
-    options->root = &app;
-    CLI::App* command =
-        addCommand(app, invocation, "completion", "Print the completion script of a shell", options, runCompletion);
-    command->add_option("shell", options->shell, "the shell")
-        ->type_name("SHELL")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    options->commandLine = &commandLine;
+    Subcommand command =
+        addCommand(commandLine, "completion", "Print the completion script of a shell", options, runCompletion);
+    command.option("shell", options->shell, "the shell").value("SHELL").required().oneOf({"bash", "zsh", "fish"});
 }

@@ -1,7 +1,6 @@
 #include "DamageReport.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "Command.h"
 
@@ -39,8 +38,8 @@ void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span
             warn(verbosity, fmt::format("{}: {}", name, damageText(damage)));
 }
 
-nlohmann::ordered_json jsonOfDamage(std::vector<ravelo_damage> const& damage) {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+Json jsonOfDamage(std::vector<ravelo_damage> const& damage) {
+    Json list = Json::array();
     for (ravelo_damage const& slice : damage)
         list.push_back({{"picture", slice.picture},
                         {"row", slice.row},
@@ -55,6 +54,6 @@ nlohmann::ordered_json jsonOfDamage(std::vector<ravelo_damage> const& damage) {
     return list;
 }
 
-void printJson(nlohmann::ordered_json const& report) {
-    printReport(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+void printJson(Json const& report) {
+    printReport(report.text() + "\n");
 }

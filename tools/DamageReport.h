@@ -4,10 +4,9 @@
 #include <span>
 #include <string>
 
-#include <nlohmann/json_fwd.hpp>
-
 #include "Console.h"
 #include "DecodedFrame.h"
+#include "Json.h"
 
 // The slices of all pictures of a frame.
 std::uint64_t countSlices(std::span<const std::uint8_t> frame);
@@ -22,8 +21,7 @@ std::string damageText(ravelo_damage const& damage);
 void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span<const std::uint8_t> frame,
                   DecodedFrame const& decoded);
 
-nlohmann::ordered_json jsonOfDamage(std::vector<ravelo_damage> const& damage);
+Json jsonOfDamage(std::vector<ravelo_damage> const& damage);
 
-// Writes a report to standard output. Names of files may hold bytes that are no UTF-8; JSON gets a replacement for
-// those.
-void printJson(nlohmann::ordered_json const& report);
+// Writes a report to standard output.
+void printJson(Json const& report);

@@ -3,7 +3,6 @@
 #include <set>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
+#include "Json.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
 #include "OutputFormat.h"
@@ -19,7 +19,6 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
 
 struct DecodeCommandOptions {
@@ -326,33 +325,33 @@ ExitCode runDecode(DecodeCommandOptions const& options) {
 
 } // namespace
 
-void addDecodeCommand(CLI::App& app, Invocation& invocation) {
+void addDecodeCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<DecodeCommandOptions>();
-    CLI::App* command = addCommand(app, invocation, "decode", "Decode frames to pictures", options, runDecode);
-    addFramesArgument(*command, options->frames, options->numbers);
+    Subcommand command = addCommand(commandLine, "decode", "Decode frames to pictures", options, runDecode);
+    addFramesArgument(command, options->frames, options->numbers);
     command
-        ->add_option("-o,--output", options->output,
-                     "file, folder, numbered name such as out.%04d.png, or - for standard output")
-        ->type_name("OUT");
+        .option("-o,--output", options->output,
+                "file, folder, numbered name such as out.%04d.png, or - for standard output")
+        .value("OUT");
     std::vector<std::string> names;
     for (OutputFormatInfo const& info : outputFormats())
         names.emplace_back(info.name);
-    command->add_option("-F,--format", options->format, "form of the output; otherwise the name's extension tells it")
-        ->type_name("FORM")
-        ->check(CLI::IsMember(names));
-    addDecodeOptions(*command, options->decode);
-    addFailedSlicesOptions(*command, options->decode);
-    command->add_option("--missing", options->missing, "what a hole in a sequence becomes")
-        ->type_name("WHAT")
-        ->check(CLI::IsMember({"error", "skip", "hold", "black"}))
-        ->capture_default_str();
-    command->add_option("--fps", options->framesPerSecond, "frame rate that y4m tells, such as 25 or 24000/1001")
-        ->type_name("RATE")
-        ->capture_default_str();
-    addThreadsOption(*command, options->threads);
-    addInFlightOption(*command, options->inFlight);
-    addMaxPixelsOption(*command, options->maxPixels);
-    addForceOption(*command, options->force);
-    addJsonOption(*command, options->json);
-    addVerbosityOptions(*command, options->verbosity);
+    command.option("-F,--format", options->format, "form of the output; otherwise the name's extension tells it")
+        .value("FORM")
+        .oneOf(names);
+    addDecodeOptions(command, options->decode);
+    addFailedSlicesOptions(command, options->decode);
+    command.option("--missing", options->missing, "what a hole in a sequence becomes")
+        .value("WHAT")
+        .oneOf({"error", "skip", "hold", "black"})
+        .showDefault();
+    command.option("--fps", options->framesPerSecond, "frame rate that y4m tells, such as 25 or 24000/1001")
+        .value("RATE")
+        .showDefault();
+    addThreadsOption(command, options->threads);
+    addInFlightOption(command, options->inFlight);
+    addMaxPixelsOption(command, options->maxPixels);
+    addForceOption(command, options->force);
+    addJsonOption(command, options->json);
+    addVerbosityOptions(command, options->verbosity);
 }

@@ -3,7 +3,6 @@
 #include <map>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include "Command.h"
 #include "DamageReport.h"
 #include "FrameEncoder.h"
+#include "Json.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
 #include "OutputName.h"
@@ -20,7 +20,6 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
 
 struct EncodeOptions {
@@ -221,52 +220,51 @@ ExitCode runEncode(EncodeOptions const& options) {
     return ExitCode::Done;
 }
 
-void addFormOptions(CLI::App& command, EncodeOptions& options) {
-    command.add_option("--interlace", options.interlace, "fields of the frame; a Y4M file tells its own")
-        ->type_name("MODE")
-        ->check(CLI::IsMember({"progressive", "even-first", "odd-first", "single-field", "0", "1", "2", "3"}));
-    command.add_option("--slice", options.slice, "macroblocks of the largest slice")
-        ->type_name("N")
-        ->check(CLI::IsMember({1, 2, 4, 8}))
-        ->capture_default_str();
-    command.add_option("--chroma", options.chroma, "otherwise 444 for pictures with alpha or full chroma, else 422")
-        ->type_name("FORM")
-        ->check(CLI::IsMember({"422", "444"}));
-    command.add_option("--alpha", options.alpha, "bits of the alpha plane; otherwise as the picture has it")
-        ->type_name("BITS")
-        ->check(CLI::IsMember({"none", "8", "16"}));
-    command.add_option("--matrix", options.matrix, "matrix for RGB; otherwise 709 above 576 lines, else 601")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"601", "709", "2020"}));
+void addFormOptions(Subcommand& command, EncodeOptions& options) {
+    command.option("--interlace", options.interlace, "fields of the frame; a Y4M file tells its own")
+        .value("MODE")
+        .oneOf({"progressive", "even-first", "odd-first", "single-field", "0", "1", "2", "3"});
+    command.option("--slice", options.slice, "macroblocks of the largest slice")
+        .value("N")
+        .oneOf({1, 2, 4, 8})
+        .showDefault();
+    command.option("--chroma", options.chroma, "otherwise 444 for pictures with alpha or full chroma, else 422")
+        .value("FORM")
+        .oneOf({"422", "444"});
+    command.option("--alpha", options.alpha, "bits of the alpha plane; otherwise as the picture has it")
+        .value("BITS")
+        .oneOf({"none", "8", "16"});
+    command.option("--matrix", options.matrix, "matrix for RGB; otherwise 709 above 576 lines, else 601")
+        .value("NAME")
+        .oneOf({"601", "709", "2020"});
 }
 
 } // namespace
 
-void addEncodeCommand(CLI::App& app, Invocation& invocation) {
+void addEncodeCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<EncodeOptions>();
-    CLI::App* command = addCommand(app, invocation, "encode", "Encode pictures to frames", options, runEncode);
+    Subcommand command = addCommand(commandLine, "encode", "Encode pictures to frames", options, runEncode);
     command
-        ->add_option("pictures", options->pictures,
-                     "PNG, PGM, PPM, PAM or Y4M files, or sequences of them; - for standard input")
-        ->type_name("PICTURE")
-        ->required();
+        .option("pictures", options->pictures,
+                "PNG, PGM, PPM, PAM or Y4M files, or sequences of them; - for standard input")
+        .value("PICTURE")
+        .required();
     command
-        ->add_option("-o,--output", options->output,
-                     "frame, folder, numbered name such as shot.%04d.rvl, or - for standard output")
-        ->type_name("FRAME")
-        ->required();
-    CLI::Option* rate = command->add_option("--bpp", options->bitsPerPixel, "wanted bits a pixel, met within 3 %")
-                            ->type_name("RATE")
-                            ->check(CLI::PositiveNumber);
-    command->add_option("--q", options->quantization_index, "quantization_index, 0 to 255; small is fine")
-        ->type_name("INDEX")
-        ->check(CLI::Range(0, 255))
-        ->excludes(rate)
-        ->capture_default_str();
-    addFormOptions(*command, *options);
-    command->add_option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2")->type_name("LIST");
-    addThreadsOption(*command, options->threads);
-    addForceOption(*command, options->force);
-    addJsonOption(*command, options->json);
-    addVerbosityOptions(*command, options->verbosity);
+        .option("-o,--output", options->output,
+                "frame, folder, numbered name such as shot.%04d.rvl, or - for standard output")
+        .value("FRAME")
+        .required();
+    const Argument rate =
+        command.option("--bpp", options->bitsPerPixel, "wanted bits a pixel, met within 3 %").value("RATE").positive();
+    command.option("--q", options->quantization_index, "quantization_index, 0 to 255; small is fine")
+        .value("INDEX")
+        .between(0, 255)
+        .excludes(rate)
+        .showDefault();
+    addFormOptions(command, *options);
+    command.option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
+    addThreadsOption(command, options->threads);
+    addForceOption(command, options->force);
+    addJsonOption(command, options->json);
+    addVerbosityOptions(command, options->verbosity);
 }

@@ -3,7 +3,6 @@
 #include <numeric>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "BufferRequirements.h"
 #include "Command.h"
@@ -12,11 +11,10 @@
 #include "FrameFile.h"
 #include "FrameHeader.h"
 #include "InputFile.h"
+#include "Json.h"
 #include "Sequence.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct InfoOptions {
     std::vector<std::string> frames;
@@ -200,12 +198,12 @@ Json jsonOf(PictureHeader const& picture, bool withSlices) {
         {"lines", picture.vertical_size},
         {"width_in_mb", picture.width_in_mb},
         {"height_in_mb", picture.height_in_mb},
-        {"slice_size_in_mb", picture.slice_size_in_mb},
+        {"slice_size_in_mb", Json::list(picture.slice_size_in_mb)},
         {"slices", picture.coded_size_of_slice.size()},
         {"slice_bytes", bytesOfSlices(picture)},
     };
     if (withSlices)
-        json["coded_size_of_slice"] = picture.coded_size_of_slice;
+        json["coded_size_of_slice"] = Json::list(picture.coded_size_of_slice);
     return json;
 }
 
@@ -217,8 +215,8 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool w
         fields[field.name] = field.value;
         meanings[field.name] = field.meaning;
     }
-    fields["luma_matrix"] = header.lumaMatrix;
-    fields["chroma_matrix"] = header.chromaMatrix;
+    fields["luma_matrix"] = Json::list(header.lumaMatrix);
+    fields["chroma_matrix"] = Json::list(header.chromaMatrix);
 
     Json pictures = Json::array();
     for (PictureHeader const& picture : parsePictureHeaders(frame, header))
@@ -260,12 +258,12 @@ ExitCode runInfo(InfoOptions const& options) {
 
 } // namespace
 
-void addInfoCommand(CLI::App& app, Invocation& invocation) {
+void addInfoCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<InfoOptions>();
-    CLI::App* command = addCommand(app, invocation, "info", "Tell the header of frames and what it means for a decode",
-                                   options, runInfo);
-    addFramesArgument(*command, options->frames, options->numbers);
-    addJsonOption(*command, options->json);
-    command->add_flag("--slices", options->withSlices, "with the size of every slice, in JSON");
-    addMaxPixelsOption(*command, options->maxPixels);
+    Subcommand command =
+        addCommand(commandLine, "info", "Tell the header of frames and what it means for a decode", options, runInfo);
+    addFramesArgument(command, options->frames, options->numbers);
+    addJsonOption(command, options->json);
+    command.flag("--slices", options->withSlices, "with the size of every slice, in JSON");
+    addMaxPixelsOption(command, options->maxPixels);
 }

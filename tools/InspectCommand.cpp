@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
+#include "Json.h"
 #include "OutputFile.h"
 #include "OutputName.h"
 #include "PngWriter.h"
@@ -16,8 +16,6 @@
 #include "SliceReport.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct InspectOptions {
     std::vector<std::string> frames;
@@ -217,27 +215,26 @@ ExitCode runInspect(InspectOptions const& options) {
 
 } // namespace
 
-void addInspectCommand(CLI::App& app, Invocation& invocation) {
+void addInspectCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<InspectOptions>();
-    CLI::App* command =
-        addCommand(app, invocation, "inspect", "Tell the bytes, the quantisation and the failure of every slice",
-                   options, runInspect);
-    addFramesArgument(*command, options->frames, options->numbers);
-    command->add_flag("--totals", options->totalsOnly, "least, median, largest and sum only, without a line each");
+    Subcommand command = addCommand(
+        commandLine, "inspect", "Tell the bytes, the quantisation and the failure of every slice", options, runInspect);
+    addFramesArgument(command, options->frames, options->numbers);
+    command.flag("--totals", options->totalsOnly, "least, median, largest and sum only, without a line each");
     command
-        ->add_option("--picture", options->picture,
-                     "PNG, folder or numbered name: the frame, in colours that show the slices; - for standard output")
-        ->type_name("FILE");
-    command->add_option("--show", options->show, "what the colours show: bytes a macroblock, or quantization_index")
-        ->type_name("WHAT")
-        ->check(CLI::IsMember({"bytes", "index"}))
-        ->capture_default_str();
-    command->add_option("--target", options->target, "code path of the library; auto takes the best")
-        ->type_name("TARGET")
-        ->check(CLI::IsMember({"auto", "baseline", "avx2"}))
-        ->capture_default_str();
-    addMaxPixelsOption(*command, options->maxPixels);
-    addForceOption(*command, options->force);
-    addJsonOption(*command, options->json);
-    command->add_flag("-q,--quiet", options->quiet, "no report; the picture and the exit code tell");
+        .option("--picture", options->picture,
+                "PNG, folder or numbered name: the frame, in colours that show the slices; - for standard output")
+        .value("FILE");
+    command.option("--show", options->show, "what the colours show: bytes a macroblock, or quantization_index")
+        .value("WHAT")
+        .oneOf({"bytes", "index"})
+        .showDefault();
+    command.option("--target", options->target, "code path of the library; auto takes the best")
+        .value("TARGET")
+        .oneOf({"auto", "baseline", "avx2"})
+        .showDefault();
+    addMaxPixelsOption(command, options->maxPixels);
+    addForceOption(command, options->force);
+    addJsonOption(command, options->json);
+    command.flag("-q,--quiet", options->quiet, "no report; the picture and the exit code tell");
 }

@@ -3,13 +3,12 @@
 #include <fmt/format.h>
 
 #include "Command.h"
-#include "ParserDescription.h"
 
 namespace {
 
 struct ManOptions {
     std::string command;
-    CLI::App const* root = nullptr;
+    CommandLine const* commandLine = nullptr;
 };
 
 // A hyphen that is typed, and a line that does not start a request of the formatter.
@@ -83,14 +82,15 @@ std::string commandPage(CommandDescription const& command) {
     return text + exitCodes() + ".SH SEE ALSO\n.BR ravelo (1)\n";
 }
 
-std::string mainPage(CLI::App const& root) {
-    const std::vector<CommandDescription> commands = describeSubcommands(root);
-    std::string text = header("RAVELO", "ravelo", root.get_description());
+std::string mainPage(CommandLine const& commandLine) {
+    const CommandDescription root = commandLine.describe();
+    const std::vector<CommandDescription> commands = commandLine.describeSubcommands();
+    std::string text = header("RAVELO", "ravelo", root.description);
     text += ".SH SYNOPSIS\n\\fBravelo\\fR \\fICOMMAND\\fR ...\n.SH COMMANDS\n";
     for (CommandDescription const& command : commands)
         text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", command.name, roff(command.description));
     text += ".SH OPTIONS\n";
-    for (OptionDescription const& option : describeCommand(root).options)
+    for (OptionDescription const& option : root.options)
         text += optionText(option);
     text += exitCodes() + ".SH SEE ALSO\n";
     for (std::size_t i = 0; i < commands.size(); ++i)
@@ -100,10 +100,10 @@ std::string mainPage(CLI::App const& root) {
 
 ExitCode runMan(ManOptions const& options) {
     if (options.command.empty()) {
-        printReport(mainPage(*options.root));
+        printReport(mainPage(*options.commandLine));
         return ExitCode::Done;
     }
-    for (CommandDescription const& command : describeSubcommands(*options.root)) {
+    for (CommandDescription const& command : options.commandLine->describeSubcommands()) {
         if (command.name == options.command) {
             printReport(commandPage(command));
             return ExitCode::Done;
@@ -114,10 +114,9 @@ ExitCode runMan(ManOptions const& options) {
 
 } // namespace
 
-void addManCommand(CLI::App& app, Invocation& invocation) {
+void addManCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<ManOptions>();
-    options->root = &app;
-    CLI::App* command = addCommand(app, invocation, "man", "Print a manual page for man -l -", options, runMan);
-    command->add_option("command", options->command, "the command; without it, the page of ravelo itself")
-        ->type_name("COMMAND");
+    options->commandLine = &commandLine;
+    Subcommand command = addCommand(commandLine, "man", "Print a manual page for man -l -", options, runMan);
+    command.option("command", options->command, "the command; without it, the page of ravelo itself").value("COMMAND");
 }

@@ -1,19 +1,17 @@
 #include <unistd.h>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "HashList.h"
 #include "InputFile.h"
+#include "Json.h"
 #include "OrderedPipeline.h"
 #include "Sequence.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct VerifyOptions {
     std::vector<std::string> frames;
@@ -259,29 +257,26 @@ ExitCode runVerify(VerifyOptions const& options) {
 
 } // namespace
 
-void addVerifyCommand(CLI::App& app, Invocation& invocation) {
+void addVerifyCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<VerifyOptions>();
-    CLI::App* command =
-        addCommand(app, invocation, "verify", "Decode frames, report slices that fail, and compare with hashes",
-                   options, runVerify);
-    addFramesArgument(*command, options->frames, options->numbers);
-    CLI::Option* list =
-        command->add_option("--list", options->list, "file of hashes, as decode -F xxh3 or md5 prints them")
-            ->type_name("FILE");
-    command
-        ->add_option("--hash", options->hash, "hash that the frame's pixels must have, such as xxh3:0123456789abcdef")
-        ->type_name("HASH")
-        ->excludes(list);
-    addDecodeOptions(*command, options->decode);
-    addFailedSlicesOptions(*command, options->decode);
-    command->add_option("--missing", options->missing, "what a hole in a sequence is")
-        ->type_name("WHAT")
-        ->check(CLI::IsMember({"error", "skip"}))
-        ->capture_default_str();
-    addThreadsOption(*command, options->threads);
-    addInFlightOption(*command, options->inFlight);
-    addMaxPixelsOption(*command, options->maxPixels);
-    addJsonOption(*command, options->json);
-    command->add_flag("-q,--quiet", options->verbosity.quiet, "no report; the exit code tells");
-    command->add_flag("-v,--verbose", options->verbosity.verbose, "tell each slice that failed, and the hashes");
+    Subcommand command = addCommand(
+        commandLine, "verify", "Decode frames, report slices that fail, and compare with hashes", options, runVerify);
+    addFramesArgument(command, options->frames, options->numbers);
+    const Argument list =
+        command.option("--list", options->list, "file of hashes, as decode -F xxh3 or md5 prints them").value("FILE");
+    command.option("--hash", options->hash, "hash that the frame's pixels must have, such as xxh3:0123456789abcdef")
+        .value("HASH")
+        .excludes(list);
+    addDecodeOptions(command, options->decode);
+    addFailedSlicesOptions(command, options->decode);
+    command.option("--missing", options->missing, "what a hole in a sequence is")
+        .value("WHAT")
+        .oneOf({"error", "skip"})
+        .showDefault();
+    addThreadsOption(command, options->threads);
+    addInFlightOption(command, options->inFlight);
+    addMaxPixelsOption(command, options->maxPixels);
+    addJsonOption(command, options->json);
+    command.flag("-q,--quiet", options->verbosity.quiet, "no report; the exit code tells");
+    command.flag("-v,--verbose", options->verbosity.verbose, "tell each slice that failed, and the hashes");
 }

@@ -1,17 +1,15 @@
 #include <exception>
+#include <functional>
 #include <new>
 #include <string>
-#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "Interrupt.h"
 
 namespace {
@@ -34,20 +32,14 @@ int report(ExitCode exitCode, std::string const& text) {
     return static_cast<int>(exitCode);
 }
 
-// What is wrong with the command line. For a missing subcommand the parser's own text leaves out what stands in its
-// place.
-std::string usageError(CLI::App const& app, CLI::ParseError const& error) {
-    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError) || !app.get_subcommands().empty())
-        return error.what();
-    const std::vector<std::string> unknown = app.remaining();
-    if (unknown.empty())
-        return "a subcommand is required";
-    return fmt::format("{} is no {}", unknown.front(), unknown.front().front() == '-' ? "option" : "subcommand");
-}
-
-int runCommand(Invocation const& invocation) {
+int parseAndRun(int numArguments, char** arguments) {
     try {
-        return static_cast<int>(invocation.run());
+        CommandLine commandLine("ravelo",
+                                "Encodes, decodes and examines frames of the Ravelo intra-frame video format.",
+                                "ravelo " RAVELO_COMMAND_VERSION);
+        addAllCommands(commandLine);
+        const std::function<ExitCode()> run = commandLine.parse(numArguments, arguments);
+        return static_cast<int>(run ? run() : ExitCode::Done);
     } catch (CommandError const& error) {
         return report(error.exitCode(), error.what());
     } catch (std::bad_alloc const&) {
@@ -55,21 +47,6 @@ int runCommand(Invocation const& invocation) {
     } catch (std::exception const& error) {
         return report(ExitCode::Failed, error.what());
     }
-}
-
-int parseAndRun(int numArguments, char** arguments) {
-    CLI::App app("Encodes, decodes and examines frames of the Ravelo intra-frame video format.", "ravelo");
-    app.set_version_flag("--version", "ravelo " RAVELO_COMMAND_VERSION);
-    Invocation invocation;
-    addAllCommands(app, invocation);
-    try {
-        app.parse(numArguments, arguments);
-    } catch (CLI::ParseError const& error) {
-        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-            return app.exit(error);
-        return report(ExitCode::Usage, fmt::format("{}; see ravelo --help", usageError(app, error)));
-    }
-    return runCommand(invocation);
 }
 
 } // namespace

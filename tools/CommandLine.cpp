@@ -1,0 +1,196 @@
+#include "CommandLine.h"
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+#include <utility>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <fmt/format.h>
+
+Argument& Argument::value(std::string const& name) {
+    m_option->type_name(name);
+    return *this;
+}
+
+Argument& Argument::required() {
+    m_option->required();
+    return *this;
+}
+
+Argument& Argument::showDefault() {
+    m_option->capture_default_str();
+    return *this;
+}
+
+Argument& Argument::oneOf(std::vector<std::string> const& choices) {
+    m_option->check(CLI::IsMember(choices));
+    return *this;
+}
+
+Argument& Argument::oneOf(std::initializer_list<int> choices) {
+    m_option->check(CLI::IsMember(choices));
+    return *this;
+}
+
+Argument& Argument::between(int least, int most) {
+    m_option->check(CLI::Range(least, most));
+    return *this;
+}
+
+Argument& Argument::positive() {
+    m_option->check(CLI::PositiveNumber);
+    return *this;
+}
+
+Argument& Argument::notNegative() {
+    m_option->check(CLI::NonNegativeNumber);
+    return *this;
+}
+
+Argument& Argument::separatedBy(char delimiter) {
+    m_option->delimiter(delimiter);
+    return *this;
+}
+
+Argument& Argument::excludes(Argument const& other) {
+    m_option->excludes(other.m_option);
+    return *this;
+}
+
+void Subcommand::flag(std::string const& names, bool& variable, std::string const& description) {
+    m_app->add_flag(names, variable, description);
+}
+
+Argument Subcommand::option(std::string const& names, std::string& variable, std::string const& description) {
+    return Argument(*m_app->add_option(names, variable, description));
+}
+
+Argument Subcommand::option(std::string const& names, std::uint32_t& variable, std::string const& description) {
+    return Argument(*m_app->add_option(names, variable, description));
+}
+
+Argument Subcommand::option(std::string const& names, std::uint64_t& variable, std::string const& description) {
+    return Argument(*m_app->add_option(names, variable, description));
+}
+
+Argument Subcommand::option(std::string const& names, double& variable, std::string const& description) {
+    return Argument(*m_app->add_option(names, variable, description));
+}
+
+Argument Subcommand::option(std::string const& names, std::vector<std::string>& variable,
+                            std::string const& description) {
+    return Argument(*m_app->add_option(names, variable, description));
+}
+
+Argument Subcommand::option(std::string const& names, std::vector<std::uint64_t>& variable,
+                            std::string const& description) {
+    return Argument(*m_app->add_option(names, variable, description));
+}
+
+bool OptionDescription::takesFiles() const {
+    constexpr std::array<const char*, 6> kFileNames = {"FRAME", "PICTURE", "OUT", "FILE", "FIRST", "SECOND"};
+    std::string const& name = isPositional() ? positionalName : valueName;
+    return std::find(kFileNames.begin(), kFileNames.end(), name) != kFileNames.end();
+}
+
+namespace {
+
+// The values in "SIZE:{full,half}", as the parser shows the set of values that it accepts.
+std::vector<std::string> choicesOf(std::string const& typeName) {
+    const std::size_t open = typeName.find('{');
+    const std::size_t close = typeName.find('}', open);
+    std::vector<std::string> choices;
+    if (open == std::string::npos || close == std::string::npos)
+        return choices;
+    std::istringstream list(typeName.substr(open + 1, close - open - 1));
+    for (std::string choice; std::getline(list, choice, ',');)
+        choices.push_back(choice);
+    return choices;
+}
+
+std::string upToColon(std::string const& text) {
+    return text.substr(0, text.find(':'));
+}
+
+OptionDescription describeOption(CLI::Option const& option) {
+    OptionDescription result;
+    result.shortNames = option.get_snames();
+    result.longNames = option.get_lnames();
+    const bool isFlag = option.get_items_expected_max() == 0;
+    const std::string typeName = isFlag ? "" : option.get_type_name();
+    if (option.get_positional())
+        result.positionalName = upToColon(typeName);
+    else
+        result.valueName = upToColon(typeName);
+    result.choices = choicesOf(typeName);
+    result.description = option.get_description();
+    result.defaultValue = isFlag ? "" : option.get_default_str();
+    result.isRequired = option.get_required();
+    result.takesMany = option.get_items_expected_max() > 1;
+    return result;
+}
+
+CommandDescription describeApp(CLI::App const& app) {
+    CommandDescription result;
+    result.name = app.get_name();
+    result.description = app.get_description();
+    for (const CLI::Option* option : app.get_options())
+        result.options.push_back(describeOption(*option));
+    std::stable_partition(result.options.begin(), result.options.end(),
+                          [](OptionDescription const& option) { return option.isPositional(); });
+    return result;
+}
+
+// What is wrong with the arguments. For a missing subcommand the parser's own text leaves out what is in its place.
+std::string messageOf(CLI::App const& app, CLI::ParseError const& error) {
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError) || !app.get_subcommands().empty())
+        return error.what();
+    const std::vector<std::string> unknown = app.remaining();
+    if (unknown.empty())
+        return "a subcommand is required";
+    return fmt::format("{} is no {}", unknown.front(), unknown.front().front() == '-' ? "option" : "subcommand");
+}
+
+} // namespace
+
+CommandLine::CommandLine(std::string const& name, std::string const& description, std::string const& version)
+    : m_app(std::make_unique<CLI::App>(description, name)) {
+    m_app->set_version_flag("--version", version);
+    m_app->require_subcommand(1);
+}
+
+CommandLine::~CommandLine() = default;
+
+Subcommand CommandLine::add(std::string const& name, std::string const& description, std::function<ExitCode()> run) {
+    CLI::App* const subcommand = m_app->add_subcommand(name, description);
+    subcommand->callback([this, run = std::move(run)] { m_chosen = run; });
+    return Subcommand(*subcommand);
+}
+
+std::function<ExitCode()> CommandLine::parse(int numArguments, char** arguments) {
+    try {
+        m_app->parse(numArguments, arguments);
+    } catch (CLI::ParseError const& error) {
+        if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
+            throw usageError("{}; see ravelo --help", messageOf(*m_app, error));
+        m_app->exit(error);
+        return {};
+    }
+    return m_chosen;
+}
+
+CommandDescription CommandLine::describe() const {
+    return describeApp(*m_app);
+}
+
+std::vector<CommandDescription> CommandLine::describeSubcommands() const {
+    std::vector<CommandDescription> commands;
+    for (const CLI::App* subcommand : m_app->get_subcommands([](const CLI::App*) { return true; }))
+        commands.push_back(describeApp(*subcommand));
+    return commands;
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CommandError.h"
+
+namespace CLI {
+class App;
+class Option;
+} // namespace CLI
+
+// The command line of `ravelo`: what a subcommand needs to describe its options, and nothing of the parser's own
+// headers, which take longer to compile than all the rest of a subcommand.
+
+// One option or positional argument: the name of its value in --help, and what it accepts. Calls can be chained.
+class Argument {
+public:
+    explicit Argument(CLI::Option& option) : m_option(&option) {}
+
+    Argument& value(std::string const& name);
+    Argument& required();
+    Argument& showDefault(); // the variable's present value
+    Argument& oneOf(std::vector<std::string> const& choices);
+    Argument& oneOf(std::initializer_list<int> choices);
+    Argument& between(int least, int most);
+    Argument& positive();
+    Argument& notNegative();
+    Argument& separatedBy(char delimiter); // several values in one word
+    Argument& excludes(Argument const& other);
+
+private:
+    CLI::Option* m_option;
+};
+
+// A subcommand, whose options store their values in variables of the caller. `names` is "-o,--output" for an option and
+// "frames" for a positional argument.
+class Subcommand {
+public:
+    explicit Subcommand(CLI::App& app) : m_app(&app) {}
+
+    void flag(std::string const& names, bool& variable, std::string const& description);
+    Argument option(std::string const& names, std::string& variable, std::string const& description);
+    Argument option(std::string const& names, std::uint32_t& variable, std::string const& description);
+    Argument option(std::string const& names, std::uint64_t& variable, std::string const& description);
+    Argument option(std::string const& names, double& variable, std::string const& description);
+    Argument option(std::string const& names, std::vector<std::string>& variable, std::string const& description);
+    Argument option(std::string const& names, std::vector<std::uint64_t>& variable, std::string const& description);
+
+private:
+    CLI::App* m_app;
+};
+
+// What the parser knows of an option or a positional argument. Completions and manual pages are made from it alone, so
+// that they always agree with --help.
+struct OptionDescription {
+    std::vector<std::string> shortNames; // without dashes
+    std::vector<std::string> longNames;
+    std::string positionalName; // as shown; empty for options
+    std::string valueName;      // empty for flags
+    std::vector<std::string> choices;
+    std::string description;
+    std::string defaultValue;
+    bool isRequired = false;
+    bool takesMany = false;
+
+    bool isPositional() const { return !positionalName.empty(); }
+    bool isFlag() const { return !isPositional() && valueName.empty(); }
+    // Names of files come from the disk and not from a list.
+    bool takesFiles() const;
+};
+
+struct CommandDescription {
+    std::string name;
+    std::string description;
+    std::vector<OptionDescription> options; // positional arguments first
+};
+
+class CommandLine {
+public:
+    CommandLine(std::string const& name, std::string const& description, std::string const& version);
+    ~CommandLine();
+    CommandLine(CommandLine const&) = delete;
+    CommandLine& operator=(CommandLine const&) = delete;
+
+    Subcommand add(std::string const& name, std::string const& description, std::function<ExitCode()> run);
+
+    // The run function of the subcommand that the arguments choose; empty if they asked for help or the version, which
+    // are printed here. Throws CommandError with ExitCode::Usage if they are wrong.
+    std::function<ExitCode()> parse(int numArguments, char** arguments);
+
+    CommandDescription describe() const;
+    std::vector<CommandDescription> describeSubcommands() const; // in the order of --help
+
+private:
+    std::unique_ptr<CLI::App> m_app;
+    std::function<ExitCode()> m_chosen;
+};

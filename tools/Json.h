@@ -1,0 +1,74 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+// A value of a report in JSON. Members of an object keep the order in which they were added.
+//
+// Reports need little of what a JSON library offers, and its headers take longer to compile than the rest of a
+// subcommand. This class holds the values; only its own unit includes the library, which writes the text.
+class Json {
+public:
+    struct Member;
+
+    Json(); // null
+    Json(std::nullptr_t) : Json() {}
+    Json(std::string text);
+    Json(std::string_view text) : Json(std::string(text)) {}
+    Json(const char* text) : Json(std::string(text)) {}
+    Json(std::same_as<bool> auto truth) : m_value(truth) {}
+    Json(std::floating_point auto number) : m_value(static_cast<double>(number)) {}
+    Json(std::signed_integral auto number) : m_value(static_cast<std::int64_t>(number)) {}
+    template <std::unsigned_integral Number>
+    requires(!std::same_as<Number, bool>) Json(Number number) : m_value(static_cast<std::uint64_t>(number)) {}
+
+    // {{"width", 16}, {"height", 9}}
+    Json(std::initializer_list<Member> members);
+
+    Json(Json const&);
+    Json(Json&&) noexcept;
+    Json& operator=(Json const&);
+    Json& operator=(Json&&) noexcept;
+    ~Json();
+
+    static Json array();
+    static Json object();
+
+    // An array of the elements of a container.
+    static Json list(auto const& elements) {
+        Json json = array();
+        for (auto const& element : elements)
+            json.push_back(element);
+        return json;
+    }
+
+    // The member of an object, added with a null value if there is none of that name. A null becomes an object.
+    Json& operator[](std::string_view name);
+
+    // Adds to the end of an array.
+    void push_back(Json element);
+
+    std::size_t size() const; // elements of an array or members of an object; 0 for other values
+
+    // The text, indented by two spaces. Bytes that are not UTF-8, as names of files may hold them, become U+FFFD.
+    std::string text() const;
+
+    using Array = std::vector<Json>;
+    using Object = std::vector<Member>;
+    using Value = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, Array, Object>;
+    Value const& value() const { return m_value; }
+
+private:
+    Value m_value;
+};
+
+struct Json::Member {
+    std::string name;
+    Json value;
+};
