@@ -1,7 +1,11 @@
 #pragma once
 
 #include "CoefficientScan.h"
+#include "PlainScan_Impl.h"
 #include "SymbolTables.h"
+
+// The state of all lanes must stay in registers, which it does only inside one function.
+#define RAVELO_SCAN_INLINE [[gnu::always_inline]] inline
 
 // The fast form of the coefficient scan.
 //
@@ -11,12 +15,12 @@
 // no look-up holds are decoded by their leading zeros. Whatever is unusual beyond that (an invalid prefix, a code that
 // crosses the end of its range) is left to the plain scan, which goes on from the state of the lane.
 template <OptimizationTarget target>
-class ComponentScanner {
+class FastScan {
 public:
     static constexpr unsigned int kMaxScans = 30;
 
     // `count` is at most kMaxScans.
-    ComponentScanner(ComponentScan* scans, unsigned int count);
+    FastScan(ComponentScan* scans, unsigned int count);
 
     void run();
 
@@ -36,7 +40,7 @@ private:
     // pair of it can be followed by the end of the data, and the load stays in the range.
     static constexpr std::int64_t kBatchBits = 64 + kLookUpsPerBatch * SymbolTables::kWindowBits + 1;
 
-    // A batch may run past the last position; the lane finds out behind it.
+    // A batch may run past the last position; the lane is closed after it.
     static_assert(kLookUpsPerBatch * SymbolTables::kMaxAdvance <= kScanPadding);
 
     struct Lane {
@@ -118,6 +122,14 @@ private:
         return static_cast<std::uint32_t>(entry) >> SymbolTables::kAdvanceShift & SymbolTables::kAdvanceMask;
     }
 
+    // What follows a batch or a long pair.
+    enum class Next {
+        ReadOn,
+        CloseLane, // of one lane at least
+    };
+
+    template <int numLanes>
+    struct Batch;
     struct Tail;
 
     Pair longPair(std::uint64_t word, std::uint32_t stateOffset) const;
@@ -132,6 +144,10 @@ private:
     void closeLane(Lane& lane);
     bool scanTail(Lane& lane) const;
     void scanPlainlyFrom(Lane& lane) const;
+    template <int numLanes, bool skims>
+    Next takeLongPair(Batch<numLanes>& batch, Lane& lane, int i) const;
+    template <int numLanes, bool skims>
+    Next readBatch(Batch<numLanes>& batch, Lane* lanes) const;
     template <int numLanes, bool skims>
     void runBatches(Lane* lanes) const;
     template <bool skims>
@@ -150,8 +166,7 @@ private:
 };
 
 template <OptimizationTarget target>
-ComponentScanner<target>::ComponentScanner(ComponentScan* scans, unsigned int count)
-    : m_tables(symbolTables()), m_numScans(count) {
+FastScan<target>::FastScan(ComponentScan* scans, unsigned int count) : m_tables(symbolTables()), m_numScans(count) {
     for (unsigned int i = 0; i < count; ++i) {
         unsigned int place = i;
         for (; place > 0 && m_scans[place - 1]->range.size < scans[i].range.size; --place)
@@ -161,8 +176,7 @@ ComponentScanner<target>::ComponentScanner(ComponentScan* scans, unsigned int co
 }
 
 template <OptimizationTarget target>
-inline typename ComponentScanner<target>::Pair ComponentScanner<target>::longPair(std::uint64_t word,
-                                                                                  std::uint32_t stateOffset) const {
+inline typename FastScan<target>::Pair FastScan<target>::longPair(std::uint64_t word, std::uint32_t stateOffset) const {
     const std::uint32_t state = stateOffset >> SymbolTables::kStateShift;
     const auto run = m_tables.run[state / SymbolTables::kNumLevelClasses][leadingZeros(word)];
     if (run.length == 0)
@@ -183,7 +197,7 @@ inline typename ComponentScanner<target>::Pair ComponentScanner<target>::longPai
 
 // One DC or DC difference by its leading zeros.
 template <OptimizationTarget target>
-inline void ComponentScanner<target>::readDc(DcLane& lane, std::int16_t* coefficient, bool isFirst) const {
+inline void FastScan<target>::readDc(DcLane& lane, std::int16_t* coefficient, bool isFirst) const {
     const std::int64_t left = lane.endBit - lane.bitPosition;
     // From 72 bits on, eight readable bytes follow wherever in its byte the position is.
     const std::uint64_t word =
@@ -211,7 +225,7 @@ inline void ComponentScanner<target>::readDc(DcLane& lane, std::int16_t* coeffic
 // The DCs of `numLanes` components of the same number of blocks.
 template <OptimizationTarget target>
 template <int numLanes>
-void ComponentScanner<target>::scanDcs(unsigned int firstScan) {
+void FastScan<target>::scanDcs(unsigned int firstScan) {
     ComponentScan* const* scans = m_scans + firstScan;
     DcLane lanes[std::size_t{numLanes}];
     for (int i = 0; i < numLanes; ++i) {
@@ -230,7 +244,7 @@ void ComponentScanner<target>::scanDcs(unsigned int firstScan) {
 }
 
 template <OptimizationTarget target>
-void ComponentScanner<target>::scanAllDcs() {
+void FastScan<target>::scanAllDcs() {
     for (unsigned int first = 0; first < m_numScans;) {
         unsigned int count = 1;
         while (count < kNumDcLanes && first + count < m_numScans &&
@@ -251,7 +265,7 @@ void ComponentScanner<target>::scanAllDcs() {
 
 // Lets the plain scan read on from the state of a lane, whose last position and range are valid.
 template <OptimizationTarget target>
-void ComponentScanner<target>::scanPlainlyFrom(Lane& lane) const {
+void FastScan<target>::scanPlainlyFrom(Lane& lane) const {
     ComponentScan& scan = *lane.scan;
     const std::uint32_t state = lane.stateOffset >> SymbolTables::kStateShift;
     CoeffVLCState symbols;
@@ -265,7 +279,7 @@ void ComponentScanner<target>::scanPlainlyFrom(Lane& lane) const {
 
 // Takes components up until one has AC symbols to read in batches. Returns false when no component is left.
 template <OptimizationTarget target>
-bool ComponentScanner<target>::openLane(Lane& lane) {
+bool FastScan<target>::openLane(Lane& lane) {
     while (m_nextScan < m_numScans) {
         const unsigned int index = m_nextScan++;
         ComponentScan& scan = *m_scans[index];
@@ -296,7 +310,7 @@ bool ComponentScanner<target>::openLane(Lane& lane) {
 }
 
 template <OptimizationTarget target>
-bool ComponentScanner<target>::openSkimLane(Lane& lane) {
+bool FastScan<target>::openSkimLane(Lane& lane) {
     if (m_nextSkim == m_numSkims)
         return false;
     lane = m_skims[m_nextSkim++];
@@ -305,7 +319,7 @@ bool ComponentScanner<target>::openSkimLane(Lane& lane) {
 
 // Ends a component whose lane cannot go on in batches, or leaves it to be skimmed.
 template <OptimizationTarget target>
-void ComponentScanner<target>::closeLane(Lane& lane) {
+void FastScan<target>::closeLane(Lane& lane) {
     if (lane.position >= lane.numPositions)
         lane.scan->succeeded = false;
     else if (lane.canBatch(lane.numPositions))
@@ -319,7 +333,7 @@ void ComponentScanner<target>::closeLane(Lane& lane) {
 // `word` holds `valid` bits from `position` on. From the point on where 64 bits are left it holds all of them, and the
 // zeros behind the end count as valid, which is just what they are to a reader.
 template <OptimizationTarget target>
-struct ComponentScanner<target>::Tail {
+struct FastScan<target>::Tail {
     static constexpr std::size_t kBytes = 32;
     static_assert(kBatchBits / 8 + 2 + 9 <= kBytes);
 
@@ -362,7 +376,7 @@ struct ComponentScanner<target>::Tail {
 // An entry with two pairs never spans the end of the data: behind the first of them only zero bits would be left, which
 // hold no pair.
 template <OptimizationTarget target>
-bool ComponentScanner<target>::scanTail(Lane& lane) const {
+bool FastScan<target>::scanTail(Lane& lane) const {
     Tail tail(*lane.scan, lane.bitPosition);
     while (!tail.isEnd()) {
         const std::uint64_t entry = entryOf(lane.stateOffset, tail.word);
@@ -396,81 +410,120 @@ bool ComponentScanner<target>::scanTail(Lane& lane) const {
     return true;
 }
 
+// Where the lanes of a batch are. Each member is an array, so that a loop over the lanes is unrolled into registers.
+template <OptimizationTarget target>
+template <int numLanes>
+struct FastScan<target>::Batch {
+    const std::uint8_t* bytes[std::size_t{numLanes}];
+    std::int64_t bitPosition[std::size_t{numLanes}]; // of the first bit of `word`
+    Address last[std::size_t{numLanes}];             // of the last coefficient
+    Address limit[std::size_t{numLanes}];
+    std::uint64_t state[std::size_t{numLanes}];
+    std::uint64_t word[std::size_t{numLanes}]; // marked
+
+    RAVELO_SCAN_INLINE void open(const Lane* lanes, bool skims) {
+        for (int i = 0; i < numLanes; ++i) {
+            bytes[i] = lanes[i].scan->range.data;
+            bitPosition[i] = lanes[i].bitPosition;
+            const auto first = reinterpret_cast<Address>(lanes[i].coefficients());
+            last[i] = first + 2 * lanes[i].position;
+            limit[i] = first + 2 * (skims ? lanes[i].numPositions : lanes[i].numKept);
+            state[i] = lanes[i].stateOffset;
+            word[i] = kMarker;
+        }
+    }
+
+    RAVELO_SCAN_INLINE void close(Lane* lanes) const {
+        for (int i = 0; i < numLanes; ++i) {
+            lanes[i].bitPosition = bitPosition[i] + bitsTaken(word[i]);
+            lanes[i].position = (last[i] - reinterpret_cast<Address>(lanes[i].coefficients())) / 2;
+            lanes[i].stateOffset = static_cast<std::uint32_t>(state[i]);
+        }
+    }
+
+    RAVELO_SCAN_INLINE void refill(int i) { word[i] = markedWordAt(bytes[i], bitPosition[i]); }
+
+    // Counts what has been taken from the word, of which nothing is left then.
+    RAVELO_SCAN_INLINE void countTaken(int i) {
+        bitPosition[i] += bitsTaken(word[i]);
+        word[i] = kMarker;
+    }
+};
+
+// Takes the pair of lane `i` that no look-up holds, and refills the lane.
+template <OptimizationTarget target>
+template <int numLanes, bool skims>
+RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::takeLongPair(Batch<numLanes>& batch, Lane& lane,
+                                                                                  int i) const {
+    batch.countTaken(i);
+    const Pair found =
+        longPair(wordAt(batch.bytes[i], batch.bitPosition[i]), static_cast<std::uint32_t>(batch.state[i]));
+    if (found.length == 0) {
+        lane.needsPlainScan = true;
+        return Next::CloseLane;
+    }
+    batch.bitPosition[i] += found.length;
+    batch.last[i] += 2 * std::uint64_t{found.runPlusOne};
+    batch.state[i] = found.stateOffset;
+    if (batch.last[i] >= batch.limit[i])
+        return Next::CloseLane;
+    if (!skims)
+        store(batch.last[i], static_cast<std::uint64_t>(found.level));
+    if (batch.bitPosition[i] > lane.lastBatch)
+        return Next::CloseLane;
+    batch.refill(i);
+    return Next::ReadOn;
+}
+
+// One refill and kLookUpsPerBatch look-ups of each lane. May be left after any look-up, since the other lanes are at a
+// consistent place then.
+template <OptimizationTarget target>
+template <int numLanes, bool skims>
+RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::readBatch(Batch<numLanes>& batch,
+                                                                               Lane* lanes) const {
+#pragma GCC unroll 8
+    for (int i = 0; i < numLanes; ++i)
+        batch.refill(i);
+    for (unsigned int lookUp = 0; lookUp < kLookUpsPerBatch; ++lookUp) {
+#pragma GCC unroll 8
+        for (int i = 0; i < numLanes; ++i) {
+            const std::uint64_t entry = entryOf(batch.state[i], batch.word[i]);
+            if (__builtin_expect(entry == 0, 0)) {
+                if (takeLongPair<numLanes, skims>(batch, lanes[i], i) == Next::CloseLane)
+                    return Next::CloseLane;
+                continue;
+            }
+            batch.word[i] <<= entry & SymbolTables::kLengthMask;
+            batch.state[i] = static_cast<std::uint32_t>(entry) & SymbolTables::kStateMask;
+            if (skims)
+                batch.last[i] += 2 * advanceOf(entry);
+            else
+                storePairs(entry, batch.last[i]);
+        }
+    }
+    bool readsOn = true;
+#pragma GCC unroll 8
+    for (int i = 0; i < numLanes; ++i) {
+        batch.countTaken(i);
+        readsOn &= (batch.bitPosition[i] <= lanes[i].lastBatch) & (batch.last[i] < batch.limit[i]);
+    }
+    return readsOn ? Next::ReadOn : Next::CloseLane;
+}
+
 // Reads batches until a lane must be closed: at the end of its kept coefficients, or of all when it skims.
 template <OptimizationTarget target>
 template <int numLanes, bool skims>
-void ComponentScanner<target>::runBatches(Lane* lanes) const {
-    const std::uint8_t* bytes[std::size_t{numLanes}];
-    std::int64_t bitPosition[std::size_t{numLanes}];
-    Address last[std::size_t{numLanes}]; // of the last coefficient
-    Address limit[std::size_t{numLanes}];
-    std::uint64_t state[std::size_t{numLanes}];
-    std::uint64_t word[std::size_t{numLanes}];
-    for (int i = 0; i < numLanes; ++i) {
-        bytes[i] = lanes[i].scan->range.data;
-        bitPosition[i] = lanes[i].bitPosition;
-        const auto first = reinterpret_cast<Address>(lanes[i].coefficients());
-        last[i] = first + 2 * lanes[i].position;
-        limit[i] = first + 2 * (skims ? lanes[i].numPositions : lanes[i].numKept);
-        state[i] = lanes[i].stateOffset;
-        word[i] = kMarker;
+void FastScan<target>::runBatches(Lane* lanes) const {
+    Batch<numLanes> batch;
+    batch.open(lanes, skims);
+    while (readBatch<numLanes, skims>(batch, lanes) == Next::ReadOn) {
     }
-    bool goesOn = true;
-    do {
-#pragma GCC unroll 8
-        for (int i = 0; i < numLanes; ++i)
-            word[i] = markedWordAt(bytes[i], bitPosition[i]);
-        for (unsigned int lookUp = 0; lookUp < kLookUpsPerBatch; ++lookUp) {
-#pragma GCC unroll 8
-            for (int i = 0; i < numLanes; ++i) {
-                const std::uint64_t entry = entryOf(state[i], word[i]);
-                if (__builtin_expect(entry == 0, 0)) {
-                    // The other lanes are at a consistent place too, so the batch can be left from here.
-                    bitPosition[i] += bitsTaken(word[i]);
-                    word[i] = kMarker;
-                    const Pair found = longPair(wordAt(bytes[i], bitPosition[i]), static_cast<std::uint32_t>(state[i]));
-                    if (found.length == 0) {
-                        lanes[i].needsPlainScan = true;
-                        goto leave;
-                    }
-                    bitPosition[i] += found.length;
-                    last[i] += 2 * std::uint64_t{found.runPlusOne};
-                    state[i] = found.stateOffset;
-                    if (last[i] >= limit[i])
-                        goto leave;
-                    if (!skims)
-                        store(last[i], static_cast<std::uint64_t>(found.level));
-                    if (bitPosition[i] > lanes[i].lastBatch)
-                        goto leave;
-                    word[i] = markedWordAt(bytes[i], bitPosition[i]);
-                    continue;
-                }
-                word[i] <<= entry & SymbolTables::kLengthMask;
-                state[i] = static_cast<std::uint32_t>(entry) & SymbolTables::kStateMask;
-                if (skims)
-                    last[i] += 2 * advanceOf(entry);
-                else
-                    storePairs(entry, last[i]);
-            }
-        }
-#pragma GCC unroll 8
-        for (int i = 0; i < numLanes; ++i) {
-            bitPosition[i] += bitsTaken(word[i]);
-            word[i] = kMarker;
-            goesOn &= (bitPosition[i] <= lanes[i].lastBatch) & (last[i] < limit[i]);
-        }
-    } while (goesOn);
-leave:
-    for (int i = 0; i < numLanes; ++i) {
-        lanes[i].bitPosition = bitPosition[i] + bitsTaken(word[i]);
-        lanes[i].position = (last[i] - reinterpret_cast<Address>(lanes[i].coefficients())) / 2;
-        lanes[i].stateOffset = static_cast<std::uint32_t>(state[i]);
-    }
+    batch.close(lanes);
 }
 
 template <OptimizationTarget target>
 template <bool skims>
-void ComponentScanner<target>::runBatches(Lane* lanes, int numLanes) const {
+void FastScan<target>::runBatches(Lane* lanes, int numLanes) const {
     static_assert(kNumLanes == 6);
     switch (numLanes) {
     case 6:
@@ -490,7 +543,7 @@ void ComponentScanner<target>::runBatches(Lane* lanes, int numLanes) const {
 
 template <OptimizationTarget target>
 template <bool skims>
-void ComponentScanner<target>::runLanes() {
+void FastScan<target>::runLanes() {
     Lane lanes[kNumLanes];
     int numLanes = 0;
     while (numLanes < kNumLanes && (skims ? openSkimLane(lanes[numLanes]) : openLane(lanes[numLanes])))
@@ -509,8 +562,10 @@ void ComponentScanner<target>::runLanes() {
 }
 
 template <OptimizationTarget target>
-void ComponentScanner<target>::run() {
+void FastScan<target>::run() {
     scanAllDcs();
     runLanes<false>();
     runLanes<true>();
 }
+
+#undef RAVELO_SCAN_INLINE
