@@ -11,13 +11,17 @@ struct GolombCombinationCodeParams {
     std::uint32_t expGolombBits; // suffix bits of the first escape class
 };
 
-// Where a symbol decoder stands: the place in the range and the adaptive state. A scan that reads symbols by other
-// means hands its state over in this form.
+// Where a symbol decoder is: the position in the range and the adaptive state. A scan that reads symbols by other means
+// hands its state over in this form. The first values are those of the format.
 struct CoeffVLCState {
+    static constexpr int kInitialPreviousDCDiff = 3;
+    static constexpr unsigned int kInitialPreviousRun = 4;
+    static constexpr int kInitialPreviousLevelSymbol = 1;
+
     std::uint64_t bitPosition = 0; // bits from the start of the range
-    int previousDCDiff = 3;
-    unsigned int previousRun = 4;
-    int previousLevelSymbol = 1;
+    int previousDCDiff = kInitialPreviousDCDiff;
+    unsigned int previousRun = kInitialPreviousRun;
+    int previousLevelSymbol = kInitialPreviousLevelSymbol;
 };
 
 // Decodes the symbols of one colour component of one slice, one code at a time. This is the definition of the symbols;
@@ -25,9 +29,9 @@ struct CoeffVLCState {
 template <OptimizationTarget target>
 class CoeffVLCStream : public VLCStream<target> {
 public:
-    static constexpr int kInitialPreviousDCDiff = 3;
-    static constexpr unsigned int kInitialPreviousRun = 4;
-    static constexpr int kInitialPreviousLevelSymbol = 1;
+    static constexpr int kInitialPreviousDCDiff = CoeffVLCState::kInitialPreviousDCDiff;
+    static constexpr unsigned int kInitialPreviousRun = CoeffVLCState::kInitialPreviousRun;
+    static constexpr int kInitialPreviousLevelSymbol = CoeffVLCState::kInitialPreviousLevelSymbol;
     static constexpr unsigned int kInvalidCode = 0xFFFFFFFF;
 
     // The number of zero bits from which a prefix is a failure. The one point in which the targets decide differently.
@@ -56,14 +60,9 @@ public:
     unsigned int golombCombinationCode(GolombCombinationCodeParams const* params); // or kInvalidCode
     int signedGolombCombinationCode(GolombCombinationCodeParams const* params);
 
-    // The zero bits of a prefix without a limit; the one bit behind them is taken too. Where only zeros are left or the
-    // bit count has wrapped, Baseline returns what it counted; AVX2 never counts more than 32.
+    // Operations that frames do not use; ThreeStreamScan.h says what they do.
     unsigned int golombGetQ();
-
-    // One symbol from each of three streams, this one first. The streams must be three distinct objects.
     unsigned int run3(CoeffVLCStream& second, unsigned int& secondRun, CoeffVLCStream& third, unsigned int& thirdRun);
-
-    // One code from each of three streams. There is no limit on the prefixes here, and no failure.
     unsigned int golombCombinationCode3(CoeffVLCStream& second, CoeffVLCStream& third,
                                         GolombCombinationCodeParams const* firstParams,
                                         GolombCombinationCodeParams const* secondParams,

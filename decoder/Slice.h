@@ -21,7 +21,6 @@ class Slice {
 public:
     using CoefFloat = float;
 
-    static constexpr unsigned int kMaxBlocks = 3 * 32;      // 8 macroblocks of 4:4:4
     static constexpr unsigned int kMaxComponentBlocks = 32; // 8 macroblocks
     static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16;
 
@@ -36,20 +35,25 @@ public:
     // slice header. `bits` stands at the slice's first byte and ends with the caller's data. Called once.
     void open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
 
-    // The scans of Y, Cb and Cr, with their coefficients laid out from `coefficients` on and kScanPadding behind each
-    // component. Returns the end of that memory.
-    std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const;
+    // The scans of Y, Cb and Cr from the cursor on, with their coefficients laid out from `coefficients` on and
+    // kScanPadding after each component. Leaves the cursor after Cr and returns the end of that memory.
+    std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients);
 
-    // Decodes the alpha plane, transforms the blocks and writes the pixels.
+    // Decodes the alpha plane at the cursor, transforms the blocks and writes the pixels.
     void reconstruct(ComponentScan const scans[3]) const;
 
-    // Reads one component at the cursor into block order. The cursor stays.
+    // Reads one component at the cursor into block order and leaves the cursor where it is: moveCursor goes on to the
+    // next component. Frames do not come this way; they take the scans of prepareScans, several slices at once.
     bool scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
                               std::uint32_t log2NumBlocks) const;
 
+    // Moves the cursor by the smaller of `numBytes` and what remains.
+    void moveCursor(std::uint64_t numBytes) { m_bitstream.advance(numBytes); }
+
     // Reads Y, Cb and Cr into block order at full size, whatever the reduction, with nothing reported. The three arrays
     // lie back to back, and numChromaBlocks must not exceed numYBlocks. On valid data the result is that of three calls
-    // of scanned_coefficients; values whose position lies outside their array are dropped.
+    // of scanned_coefficients; values whose position lies outside their array are dropped. The cursor stays. Frames do
+    // not use it (ThreeStreamScan.h).
     void scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks, std::uint64_t numYBytes,
                                std::int16_t* cbCoefficients, std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
                                std::int16_t* crCoefficients, std::uint64_t numCrBytes, std::uint32_t log2NumYBlocks,
@@ -69,6 +73,9 @@ private:
     std::uint32_t lumaBlocks() const { return 4 * m_sliceMbs; }
     std::uint32_t chromaBlocks() const { return m_chromaBlocksPerMb * m_sliceMbs; }
     std::uint32_t keptCoefficients() const;
+    ComponentScan scanAtCursor(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
+                               std::uint32_t log2NumBlocks) const;
+    CoefFloat qScale() const;
 
     void reportFailure(ComponentScan const scans[3]) const;
     void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha) const;
@@ -87,7 +94,7 @@ private:
     std::uint32_t m_sliceMbs = 0;          // 1, 2, 4 or 8
     std::uint32_t m_chromaBlocksPerMb = 2; // of each chroma component; 4 in 4:4:4
     Picture<target> const* m_picture = nullptr;
-    Bitstream m_bitstream; // at the Y range
+    Bitstream m_bitstream; // the cursor: at the Y range once the slice is open
     const std::uint8_t* m_firstByte = nullptr;
     Writer* m_writer = nullptr;
 };

@@ -13,7 +13,6 @@
 #include "Slice422MacroblockWriter.h"
 #include "Slice4444MacroblockWriter.h"
 #include "Slice444MacroblockWriter.h"
-#include "ThreeStreamScan.h"
 
 template <OptimizationTarget target>
 unsigned int countBits(std::uint32_t mask) {
@@ -92,27 +91,20 @@ std::uint32_t Slice<target>::keptCoefficients() const {
 }
 
 template <OptimizationTarget target>
-std::int16_t* Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficients) const {
+std::int16_t* Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficients) {
     const std::uint32_t numBlocks[3] = {lumaBlocks(), chromaBlocks(), chromaBlocks()};
     const std::uint64_t numBytes[3] = {coded_size_y, coded_size_cb, coded_size_cr};
-    Bitstream cursor = m_bitstream;
     for (int i = 0; i < 3; ++i) {
-        ComponentScan& scan = scans[i];
-        scan.range = {cursor.data, numBytes[i] < cursor.size ? numBytes[i] : cursor.size};
-        scan.coefficients = coefficients;
-        scan.numBlocks = numBlocks[i];
-        scan.log2NumBlocks = countBits<target>(numBlocks[i] - 1);
-        scan.keptCoefficients = keptCoefficients();
-        scan.dcOnly = scan.keptCoefficients == 1;
-        coefficients += scan.keptCoefficients * scan.numBlocks + kScanPadding;
-        cursor.advance(numBytes[i]);
+        scans[i] = scanAtCursor(coefficients, numBlocks[i], numBytes[i], countBits<target>(numBlocks[i] - 1));
+        coefficients += scans[i].keptCoefficients * scans[i].numBlocks + kScanPadding;
+        moveCursor(numBytes[i]);
     }
     return coefficients;
 }
 
 template <OptimizationTarget target>
-bool Slice<target>::scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
-                                         std::uint32_t log2NumBlocks) const {
+ComponentScan Slice<target>::scanAtCursor(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
+                                          std::uint32_t log2NumBlocks) const {
     ComponentScan scan;
     scan.range = {m_bitstream.data, numBytes < m_bitstream.size ? numBytes : m_bitstream.size};
     scan.coefficients = coefficients;
@@ -120,38 +112,19 @@ bool Slice<target>::scanned_coefficients(std::int16_t* coefficients, std::uint32
     scan.log2NumBlocks = log2NumBlocks;
     scan.keptCoefficients = keptCoefficients();
     scan.dcOnly = scan.keptCoefficients == 1;
-    return scanComponentIntoBlocks<target>(scan);
+    return scan;
 }
 
 template <OptimizationTarget target>
-void Slice<target>::scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks,
-                                          std::uint64_t numYBytes, std::int16_t* cbCoefficients,
-                                          std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
-                                          std::int16_t* crCoefficients, std::uint64_t numCrBytes,
-                                          std::uint32_t log2NumYBlocks, std::uint32_t log2NumChromaBlocks) const {
-    Bitstream cursor = m_bitstream;
-    const Bitstream yRange = cursor;
-    cursor.advance(numYBytes);
-    const Bitstream cbRange = cursor;
-    cursor.advance(numCbBytes);
-    ThreeStreamScan<target> scan{
-        {{yRange, numYBytes}, {cbRange, numCbBytes}, {cursor, numCrBytes}},
-        {yCoefficients, cbCoefficients, crCoefficients},
-        {numYBlocks, numChromaBlocks, numChromaBlocks},
-        {log2NumYBlocks, log2NumChromaBlocks, log2NumChromaBlocks},
-    };
-    scan.run();
+bool Slice<target>::scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
+                                         std::uint32_t log2NumBlocks) const {
+    return scanComponentIntoBlocks<target>(scanAtCursor(coefficients, numBlocks, numBytes, log2NumBlocks));
 }
 
 template <OptimizationTarget target>
 void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const {
-    // The alpha plane stands behind the Cr range and takes all bytes that remain.
-    Bitstream bits = m_bitstream;
-    bits.advance(coded_size_y);
-    bits.advance(coded_size_cb);
-    bits.advance(coded_size_cr);
     const unsigned int alphaBits = m_picture->frame().alpha_channel_type == 1 ? 8 : 16;
-    AlphaVLCStream<target>(bits, alphaBits).fillSamples(samples, numSamples);
+    AlphaVLCStream<target>(m_bitstream, alphaBits).fillSamples(samples, numSamples);
 }
 
 template <OptimizationTarget target>
@@ -198,25 +171,25 @@ void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint1
 }
 
 // The step size of a slice. Indices above 128 count in steps of 4.
-static inline float quantizationScale(std::uint32_t quantization_index) {
-    return static_cast<float>(quantization_index <= 128 ? quantization_index : 4 * quantization_index - 384);
+template <OptimizationTarget target>
+typename Slice<target>::CoefFloat Slice<target>::qScale() const {
+    return static_cast<CoefFloat>(quantization_index <= 128 ? quantization_index : 4 * quantization_index - 384);
 }
 
 // Matrix times step size. Coefficient times step size times matrix entry rounds once in either order, since the first
 // product is exact both ways: 16 + 8 bits with the step size first, 8 + 8 bits here.
-static inline void multiplyMatrix(const float* matrix, float scale, float* product) {
+static inline void multiplyMatrix(const float* matrix, float qScale, float* product) {
     for (int i = 0; i < 64; ++i)
-        product[i] = matrix[i] * scale;
+        product[i] = matrix[i] * qScale;
 }
 
 // The two matrices of a slice in raster order, and the pattern that leads from scan order to raster order.
 template <OptimizationTarget target>
 struct SliceMatrices {
-    SliceMatrices(Frame const& frame, std::uint32_t quantization_index)
+    SliceMatrices(Frame const& frame, float qScale)
         : pattern(frame.interlace_mode != 0 ? interlacedScanPattern : progressiveScanPattern) {
-        const float scale = quantizationScale(quantization_index);
-        multiplyMatrix(frame.luma_quant_scaled, scale, luma);
-        multiplyMatrix(frame.chroma_quant_scaled, scale, chroma);
+        multiplyMatrix(frame.luma_quant_scaled, qScale, luma);
+        multiplyMatrix(frame.chroma_quant_scaled, qScale, chroma);
     }
 
     const std::uint32_t* pattern;
@@ -226,7 +199,7 @@ struct SliceMatrices {
 
 template <OptimizationTarget target>
 void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    const SliceMatrices<target> matrices(m_picture->frame(), quantization_index);
+    const SliceMatrices<target> matrices(m_picture->frame(), qScale());
     alignas(64) std::int16_t raster[3][kMaxComponentBlocks * 64 + kGatherPadding];
     for (int i = 0; i < 3; ++i)
         gatherBlocks<target, 8>(scans[i], matrices.pattern, raster[i]);
@@ -250,7 +223,7 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
 
 template <OptimizationTarget target>
 void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    const SliceMatrices<target> matrices(m_picture->frame(), quantization_index);
+    const SliceMatrices<target> matrices(m_picture->frame(), qScale());
     alignas(64) std::int16_t corners[kMaxComponentBlocks * 16 + kGatherPadding];
     alignas(64) std::int16_t samples[3][kMaxComponentBlocks][4][4];
     for (int i = 0; i < 3; ++i) {
@@ -266,7 +239,7 @@ void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t 
 
 template <OptimizationTarget target>
 void Slice<target>::reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    const SliceMatrices<target> matrices(m_picture->frame(), quantization_index);
+    const SliceMatrices<target> matrices(m_picture->frame(), qScale());
     alignas(64) std::int16_t corners[kMaxComponentBlocks * 4 + kGatherPadding];
     alignas(64) std::int16_t samples[3][kMaxComponentBlocks][2][2];
     for (int i = 0; i < 3; ++i) {
@@ -290,16 +263,11 @@ static inline std::int16_t sampleOfDc(float product) {
 template <OptimizationTarget target>
 void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const {
     Frame const& frame = m_picture->frame();
-    const float scale = quantizationScale(quantization_index);
     std::int16_t samples[3][kMaxComponentBlocks];
     for (int i = 0; i < 3; ++i) {
-        const float matrix = i == 0 ? frame.luma_quant_scaled[0] : frame.chroma_quant_scaled[0];
-        const bool matrixFirst = i == 0 || m_chromaBlocksPerMb == 4;
-        for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block) {
-            const float coefficient = scans[i].coefficients[block];
-            samples[i][block] =
-                sampleOfDc(matrixFirst ? coefficient * (scale * matrix) : (coefficient * scale) * matrix);
-        }
+        const float factor = qScale() * (i == 0 ? frame.luma_quant_scaled[0] : frame.chroma_quant_scaled[0]);
+        for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block)
+            samples[i][block] = sampleOfDc(static_cast<CoefFloat>(scans[i].coefficients[block]) * factor);
     }
     for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
         const std::uint32_t chroma = mb * m_chromaBlocksPerMb;

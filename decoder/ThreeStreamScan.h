@@ -2,12 +2,32 @@
 
 #include <cstdint>
 
-#include "CoefficientScan_Impl.h"
+#include "Bitstream.h"
+#include "OptimizationTarget.h"
+
+// Operations on the three components of a slice side by side. Frames do not use them: they take the scan of
+// CoefficientScan.h, which reads the components of several slices. The bodies of all of them are in
+// ThreeStreamScan.cpp.
+//
+// Slice::scanned_coefficients3 reads Y, Cb and Cr in one call; ThreeStreamScan below does its work.
+//
+// CoeffVLCStream::run3 reads one run from each of three streams, that of the object first. The streams must be three
+// distinct objects.
+//
+// CoeffVLCStream::golombCombinationCode3 reads one code from each of three streams. There is no limit on the prefixes
+// here, and no failure.
+//
+// CoeffVLCStream::golombGetQ counts the zero bits of a prefix without a limit and takes the one bit after them too.
+// Where only zeros are left or the bit count has wrapped, Baseline returns what it has counted; AVX2 never counts more
+// than 32. So it asks the bit reader for up to 33 bits, which nothing on the path of a frame does.
+
+template <OptimizationTarget target>
+class CoeffVLCStream;
 
 // Y, Cb and Cr of a slice read in one call, their DCs side by side, into block order at full size.
 //
-// Unlike the single scan this one reports nothing: invalid codes are passed over. A value whose position lies outside
-// its array is dropped, and a component ends when its bits are gone.
+// Unlike the scan of a frame this one reports nothing: invalid codes are passed over. A value whose position lies
+// outside its array is dropped, and a component ends when its bits are gone.
 template <OptimizationTarget target>
 struct ThreeStreamScan {
     struct Range {
@@ -20,49 +40,13 @@ struct ThreeStreamScan {
     std::uint32_t numBlocks[3];
     std::uint32_t log2NumBlocks[3];
 
-    void run() {
-        // The arrays lie back to back, so one sweep clears all three.
-        const std::size_t numValues = 64 * (std::size_t{numBlocks[0]} + numBlocks[1] + numBlocks[2]);
-        __builtin_memset(coefficients[0], 0, numValues * sizeof(std::int16_t));
-
-        CoeffVLCStream<target> streams[3] = {
-            {ranges[0].bits, ranges[0].size}, {ranges[1].bits, ranges[1].size}, {ranges[2].bits, ranges[2].size}};
-        scanDcs(streams);
-        for (int i = 0; i < 3; ++i)
-            scanAcs(streams[i], coefficients[i], numBlocks[i], log2NumBlocks[i]);
-    }
+    void run();
 
 private:
-    void scanDcs(CoeffVLCStream<target> (&streams)[3]) {
-        std::uint32_t sums[3];
-        for (int i = 0; i < 3; ++i) {
-            sums[i] = static_cast<std::uint32_t>(streams[i].first_dc_coeff());
-            coefficients[i][0] = static_cast<std::int16_t>(sums[i]);
-        }
-        for (std::uint32_t block = 1; block < numBlocks[0]; ++block) {
-            const int numStreams = block < numBlocks[1] ? 3 : 1;
-            for (int i = 0; i < numStreams; ++i) {
-                sums[i] += static_cast<std::uint32_t>(streams[i].dc_coeff_difference());
-                coefficients[i][64 * block] = static_cast<std::int16_t>(sums[i]);
-            }
-        }
-    }
-
+    void scanDcs(CoeffVLCStream<target> (&streams)[3]);
     static void scanAcs(CoeffVLCStream<target>& stream, std::int16_t* values, std::uint32_t blocks,
-                        std::uint32_t log2Blocks) {
-        std::uint32_t position = blocks;
-        std::uint32_t block = 0;
-        // A wrapped bit count would never end by itself.
-        while (!stream.endOfData() && !stream.bitCountWrapped()) {
-            const std::uint32_t skipped = stream.run();
-            block = (block + skipped) & (blocks - 1);
-            const int absLevelMinus1 = stream.abs_level_minus_1();
-            const std::int16_t level = signedLevel(absLevelMinus1, stream.sign());
-            const std::uint64_t index = std::uint64_t{(position + skipped) >> log2Blocks} + 64 * std::uint64_t{block};
-            if (index < 64 * std::uint64_t{blocks})
-                values[index] = level;
-            block = (block + 1) & (blocks - 1);
-            position += skipped + 1;
-        }
-    }
+                        std::uint32_t log2Blocks);
 };
+
+extern template struct ThreeStreamScan<OptimizationTarget::Baseline>;
+extern template struct ThreeStreamScan<OptimizationTarget::AVX2>;

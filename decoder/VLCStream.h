@@ -36,11 +36,9 @@ protected:
     // The next 32 bits without taking them; zeros stand for bits beyond the range.
     std::uint32_t peekBits32() const;
 
-    // Only zero bits are left, however many are read.
-    bool onlyZerosRemain() const { return m_bitBuffer == 0 && m_bitstream.size == 0; }
-
-    std::uint64_t m_bitBuffer = 0; // unread bits, right-aligned; bits at and above m_bitCount are zero
-    std::uint64_t m_bitCount = 0;  // [0, 63] between reads
+    // Until the bit count wraps (see getBits), bits of the buffer at and above the count are zero.
+    std::uint64_t m_bitBuffer = 0; // unread bits, right-aligned
+    std::uint64_t m_bitCount = 0;  // [0, 63] between reads; close to 2 to the 64 once it has wrapped
     Bitstream m_bitstream;         // bytes not yet loaded
     bool m_readPastEnd = false;    // a refill found no bytes
     bool m_invalidCode = false;    // set by the layers above

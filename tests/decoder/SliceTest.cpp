@@ -92,6 +92,12 @@ protected:
                           &rectangles);
     }
 
+    // The ranges of the first slice of a frame.
+    static std::array<ComponentScan, 3> scansOf(MadeFrame const& made, std::uint32_t downSampleFactor) {
+        Opened opened(made.bytes, made.pictureOffsets[0], made.sliceOffsets[0], 0, 0, downSampleFactor);
+        return opened.scans();
+    }
+
     // The one code that a 16x16 picture of equal DCs has in luma.
     static std::uint32_t lumaOfDc(std::int16_t dc, std::uint8_t quantization_index, std::uint8_t matrixEntry,
                                   std::uint32_t bitDepth = 8, std::uint32_t downSampleFactor = 0,
@@ -262,23 +268,47 @@ TYPED_TEST(SliceTest, OnlyEighthSizeAt8BitsStopsBehindTheDcs) {
 
 // --- scans of a slice ------------------------------------------------------------------------------------------------
 
-TYPED_TEST(SliceTest, ScannedCoefficientsGivesTheFirstComponentBlockAfterBlock) {
+TYPED_TEST(SliceTest, ScannedCoefficientsGivesYCbAndCrBlockAfterBlockAsTheCursorMoves) {
     for (std::uint32_t factor = 0; factor <= 3; ++factor) {
-        const MadeFrame made = photo(specOf(128, 16, 2));
+        const MadeFrame made = photo(specOf(128, 16, 3, 2));
+        const std::vector<std::int16_t>* const components[3] = {&made.slices[0].y, &made.slices[0].cb,
+                                                                &made.slices[0].cr};
+        const auto scans = this->scansOf(made, factor);
         typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], made.sliceOffsets[0], 0, 0, factor);
         const std::uint32_t kept = 64u >> 2 * factor;
-        std::vector<std::int16_t> values(32 * kept);
-        ASSERT_TRUE(opened.slice.scanned_coefficients(values.data(), 32, opened.scans()[0].range.size, 5));
-        for (std::size_t i = 0; i < values.size(); ++i)
-            ASSERT_EQ(values[i], made.slices[0].y[i / kept * 64 + i % kept]) << factor << " " << i;
+        for (std::size_t component = 0; component < 3; ++component) {
+            std::vector<std::int16_t> values(32 * kept);
+            // Twice: the scan leaves the cursor where it is.
+            for (int repetition = 0; repetition < 2; ++repetition) {
+                ASSERT_TRUE(opened.slice.scanned_coefficients(values.data(), 32, scans[component].range.size, 5));
+                for (std::size_t i = 0; i < values.size(); ++i)
+                    ASSERT_EQ(values[i], (*components[component])[i / kept * 64 + i % kept]) << component << " " << i;
+            }
+            opened.slice.moveCursor(scans[component].range.size);
+        }
+        std::vector<std::uint16_t> samples(made.slices[0].alpha.size());
+        opened.slice.scanned_alpha(samples.data(), static_cast<std::uint32_t>(samples.size()));
+        EXPECT_EQ(samples, made.slices[0].alpha);
     }
+}
+
+TYPED_TEST(SliceTest, TheCursorStopsAtTheEndOfTheData) {
+    const MadeFrame made = photo(specOf(16, 16, 3, 1));
+    typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], made.sliceOffsets[0]);
+    opened.slice.moveCursor(~std::uint64_t{0});
+    opened.slice.moveCursor(1);
+    std::vector<std::int16_t> values(4 * 64);
+    EXPECT_FALSE(opened.slice.scanned_coefficients(values.data(), 4, 100, 2));
+    std::vector<std::uint16_t> samples(3);
+    opened.slice.scanned_alpha(samples.data(), 3);
+    EXPECT_EQ(samples, (std::vector<std::uint16_t>{0, 1, 2})); // the ramp of an empty range
 }
 
 TYPED_TEST(SliceTest, ScannedCoefficients3GivesAllThreeAtFullSizeWhateverTheReduction) {
     for (std::uint32_t factor = 0; factor <= 3; ++factor) {
         const MadeFrame made = photo(specOf(128, 16, 2));
         typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], made.sliceOffsets[0], 0, 0, factor);
-        const auto scans = opened.scans();
+        const auto scans = this->scansOf(made, factor);
         std::vector<std::int16_t> values(64 * 64, 77);
         std::int16_t* cb = values.data() + 32 * 64;
         std::int16_t* cr = cb + 16 * 64;
@@ -294,6 +324,7 @@ TYPED_TEST(SliceTest, ScannedAlphaReadsBehindCrWithEightBitsForType1AndSixteenFo
     for (std::uint32_t type = 1; type < 16; ++type) {
         const MadeFrame made = photo(specOf(32, 16, 3, type), type);
         typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], made.sliceOffsets[0]);
+        opened.scans(); // leaves the cursor after Cr
         std::vector<std::uint16_t> samples(512);
         opened.slice.scanned_alpha(samples.data(), 512);
         EXPECT_EQ(samples, made.slices[0].alpha) << type;
