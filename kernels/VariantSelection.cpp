@@ -64,3 +64,7 @@ VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual
 bool canRun(const Variant& variant, std::uint64_t actual) {
     return variantForRequest(variant.features, actual).status == kStatusOk;
 }
+
+std::int32_t statusOfInit(std::int32_t selectionStatus, bool isIntel) {
+    return isIntel ? selectionStatus : kStatusNotIntel;
+}

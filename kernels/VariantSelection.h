@@ -58,3 +58,6 @@ VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual
 
 // Whether a processor with the `actual` features can run the variant.
 bool canRun(const Variant& variant, std::uint64_t actual);
+
+// The status of detection and selection together, by who made the processor.
+std::int32_t statusOfInit(std::int32_t selectionStatus, bool isIntel);

@@ -97,6 +97,14 @@ SymbolWriter withDcs(std::uint32_t numBlocks) {
     return writer;
 }
 
+std::vector<std::int16_t> inFrequencyOrder(std::vector<std::int16_t> const& blocks, std::uint32_t numBlocks) {
+    const std::size_t kept = blocks.size() / numBlocks;
+    std::vector<std::int16_t> values(blocks.size());
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        values[i % kept * numBlocks + i / kept] = blocks[i];
+    return values;
+}
+
 std::size_t numNonZero(std::vector<std::int16_t> const& values) {
     return values.size() - static_cast<std::size_t>(std::count(values.begin(), values.end(), std::int16_t{0}));
 }
@@ -206,6 +214,32 @@ TYPED_TEST(CoefficientScanTest, MoreThan64ZeroBitsBehindTheLastSymbolFailAtEvery
             const std::uint64_t zeroBits = 8 * writer.bytes().size() - symbolBits;
             ASSERT_EQ(this->scanned(writer.bytes(), 2).succeeded, zeroBits <= 64)
                 << filler << " symbols, " << zeroBits << " zero bits";
+        }
+    }
+}
+
+// The reader of the last bytes counts the bits that its word holds; a wrong count overlooks a bit that is still to
+// come.
+TYPED_TEST(CoefficientScanTest, ASingleOneBitInATailOfZerosEqualsTheModel) {
+    constexpr std::uint32_t kLongestTail = 140;
+    for (std::uint32_t filler = 0; filler <= 45; ++filler) {
+        SymbolWriter writer = withDcs(2);
+        for (std::uint32_t i = 0; i < filler; ++i)
+            writer.triple(0, 1);
+        const std::uint64_t symbolBits = writer.numBits();
+        // Tails that end in the same byte are one tail.
+        for (std::uint64_t numBytes = (symbolBits + 7) / 8; 8 * numBytes < symbolBits + kLongestTail + 8; ++numBytes) {
+            std::vector<std::uint8_t> bytes = writer.bytes();
+            bytes.resize(numBytes);
+            for (std::uint64_t place = symbolBits; place < 8 * numBytes; ++place) {
+                const auto one = static_cast<std::uint8_t>(0x80u >> place % 8);
+                bytes[place / 8] |= one;
+                const SlowScanResult model = slowScanCoefficients(bytes, 2, 64, TypeParam::target);
+                const auto result = this->scanned(bytes, 2);
+                ASSERT_EQ(result.succeeded, model.ok) << filler << " symbols, bit " << place << " of " << 8 * numBytes;
+                ASSERT_TRUE(!model.ok || result.values == inFrequencyOrder(model.coefficients, 2));
+                bytes[place / 8] ^= one;
+            }
         }
     }
 }
@@ -564,14 +598,6 @@ private:
     GuardedBytes m_guarded;
     std::unique_ptr<std::uint8_t[]> m_heap;
 };
-
-std::vector<std::int16_t> inFrequencyOrder(std::vector<std::int16_t> const& blocks, std::uint32_t numBlocks) {
-    const std::size_t kept = blocks.size() / numBlocks;
-    std::vector<std::int16_t> values(blocks.size());
-    for (std::size_t i = 0; i < blocks.size(); ++i)
-        values[i % kept * numBlocks + i / kept] = blocks[i];
-    return values;
-}
 
 struct Tally {
     int succeeded = 0;

@@ -189,3 +189,10 @@ TEST(VariantSelectionTest, KnownBitsAreNotCalledUnknown) {
         EXPECT_EQ(variantForRequest(actual, actual).status, kStatusOk) << bit;
     }
 }
+
+TEST(VariantSelectionTest, InitReportsStatus20ForEveryOtherMakerWhateverWasSelected) {
+    for (const std::int32_t selection : {0, 36, 49, 50, 51}) {
+        EXPECT_EQ(statusOfInit(selection, true), selection);
+        EXPECT_EQ(statusOfInit(selection, false), 20);
+    }
+}
