@@ -9,6 +9,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using Random = std::minstd_rand;
+using Component = FrameMap::Component;
 
 std::size_t word16(Bytes const& bytes, std::size_t offset) {
     return offset + 1 < bytes.size() ? std::size_t{bytes[offset]} << 8 | bytes[offset + 1] : 0;
@@ -55,27 +56,6 @@ std::size_t mapPicture(Bytes const& frame, std::size_t offset, std::size_t lines
         position += numBytes;
     }
     return offset + word32(frame, offset + 1);
-}
-
-// The component of a slice that a place lies in: its size field and its first byte, or no field for what stands behind
-// the last component with a size of its own.
-struct Component {
-    std::size_t sizeField; // 0 for none
-    std::size_t begin;
-    std::size_t end;
-};
-
-std::vector<Component> componentsOf(Bytes const& frame, FrameMap::Slice const& slice) {
-    std::vector<Component> components;
-    std::size_t position = slice.offset + slice.headerBytes;
-    const std::size_t end = slice.offset + slice.numBytes;
-    for (std::size_t field = slice.offset + 2; field < slice.offset + (slice.hasCrSize ? 8u : 6u); field += 2) {
-        const std::size_t next = std::min(end, position + word16(frame, field));
-        components.push_back({field, position, next});
-        position = next;
-    }
-    components.push_back({0, position, end});
-    return components;
 }
 
 void flipBits(Bytes& bytes, std::size_t from, std::size_t to, Random& random) {
@@ -174,6 +154,19 @@ FrameMap mapOf(std::vector<std::uint8_t> const& frame) {
     if (mode == 1 || mode == 2)
         mapPicture(frame, next, mode == 1 ? lines / 2 : evenLines, map);
     return map;
+}
+
+std::vector<FrameMap::Component> componentsOf(std::vector<std::uint8_t> const& frame, FrameMap::Slice const& slice) {
+    std::vector<FrameMap::Component> components;
+    std::size_t position = slice.offset + slice.headerBytes;
+    const std::size_t end = slice.offset + slice.numBytes;
+    for (std::size_t field = slice.offset + 2; field < slice.offset + (slice.hasCrSize ? 8u : 6u); field += 2) {
+        const std::size_t next = std::min(end, position + word16(frame, field));
+        components.push_back({field, position, next});
+        position = next;
+    }
+    components.push_back({0, position, end});
+    return components;
 }
 
 void replaceInSlice(std::vector<std::uint8_t>& frame, FrameMap::Slice const& slice, std::size_t offset,

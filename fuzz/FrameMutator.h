@@ -21,10 +21,18 @@ struct FrameMap {
         std::size_t headerBytes;
         bool hasCrSize;
     };
+    // A component of a slice: its size field and its bytes, or no field for what follows the last component with a size
+    // of its own.
+    struct Component {
+        std::size_t sizeField; // 0 for none
+        std::size_t begin;
+        std::size_t end;
+    };
     std::vector<Slice> slices;
 };
 
 FrameMap mapOf(std::vector<std::uint8_t> const& frame);
+std::vector<FrameMap::Component> componentsOf(std::vector<std::uint8_t> const& frame, FrameMap::Slice const& slice);
 
 // Replaces `count` bytes at `offset` within a slice, behind its header, and corrects all sizes. Does nothing when a
 // size would not fit its field.

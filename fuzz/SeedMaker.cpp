@@ -2,6 +2,7 @@
 //
 //   make_fuzz_seeds FOLDER
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -12,7 +13,11 @@
 #include <vector>
 
 #include "FrameMaker.h"
+#include "FrameMutator.h"
 #include "FuzzSupport.h"
+#include "VectorManifest.h"
+
+const std::size_t kFrameOffset = 0;
 
 namespace {
 
@@ -48,6 +53,13 @@ Bytes withOptions(Bytes const& frame, Random& random) {
     return bytes;
 }
 
+// A frame for all harnesses that take one.
+void writeFrame(fs::path const& root, std::string const& name, Bytes const& frame, Random& random) {
+    write(root / "WholeFrame", name, frame);
+    for (const char* harness : {"FrameWithOptions", "UnboundedFrame", "HeaderInformation"})
+        write(root / harness, name, withOptions(frame, random));
+}
+
 // Small frames of every kind: a fuzzer is fast on small inputs and finds the same in them.
 FrameSpec smallSpec(Random& random) {
     FrameSpec spec = randomSpec(random);
@@ -59,11 +71,45 @@ FrameSpec smallSpec(Random& random) {
 
 void writeFrames(fs::path const& root, Random& random) {
     for (int i = 0; i < kFramesOfAKind; ++i) {
-        const Bytes frame = randomFrame(smallSpec(random), random).bytes;
-        const std::string name = "frame-" + std::to_string(i);
-        write(root / "WholeFrame", name, frame);
-        for (const char* harness : {"FrameWithOptions", "UnboundedFrame", "HeaderInformation"})
-            write(root / harness, name, withOptions(frame, random));
+        writeFrame(root, "frame-" + std::to_string(i), randomFrame(smallSpec(random), random).bytes, random);
+    }
+}
+
+// The components of a slice, one by one and together, as the scan meets them.
+void writeSlice(fs::path const& root, std::string const& name, Bytes const& frame, FrameMap::Slice const& slice,
+                Random& random) {
+    constexpr std::size_t kMaxBytes = 255;
+    Bytes together = {static_cast<std::uint8_t>(2 | (random() & 0x70)), static_cast<std::uint8_t>(random())};
+    std::vector<FrameMap::Component> components = componentsOf(frame, slice);
+    components.resize(std::min<std::size_t>(components.size(), 3));
+    for (std::size_t i = 0; i < components.size(); ++i) {
+        const auto begin = frame.begin() + static_cast<std::ptrdiff_t>(components[i].begin);
+        const std::size_t numBytes = std::min(components[i].end - components[i].begin, kMaxBytes);
+        const Bytes range(begin, begin + static_cast<std::ptrdiff_t>(numBytes));
+        const std::uint32_t exponent = randomBelow(random, 5);
+        const std::uint32_t choices = random() & 0x70;
+        write(root / "CoefficientScan", name + "-" + std::to_string(i), joined({choices, 0, exponent}, range));
+        together.push_back(static_cast<std::uint8_t>(exponent));
+        if (i + 1 < components.size())
+            together.push_back(static_cast<std::uint8_t>(numBytes));
+        together.insert(together.end(), range.begin(), range.end());
+    }
+    write(root / "CoefficientScan", name, together);
+}
+
+// The frames with known output, which are more varied than random ones, and slices of them.
+void writeKnownFrames(fs::path const& root, Random& random) {
+    constexpr std::size_t kSlicesOfAFrame = 3;
+    std::string last;
+    for (VectorRequest const& request : readVectorManifest()) {
+        if (request.frame == last)
+            continue;
+        last = request.frame;
+        const Bytes frame = readTestData("vectors/" + request.frame);
+        writeFrame(root, request.frame, frame, random);
+        const FrameMap map = mapOf(frame);
+        for (std::size_t i = 0; i < std::min(map.slices.size(), kSlicesOfAFrame); ++i)
+            writeSlice(root, request.frame + "-slice-" + std::to_string(i), frame, map.slices[i], random);
     }
 }
 
@@ -84,7 +130,8 @@ void writeComponents(fs::path const& root, Random& random) {
         if (i % 3 == 0)
             range.resize(range.size() / 2);
         const auto kind = static_cast<std::uint32_t>(i);
-        write(root / "CoefficientScan", "component-" + std::to_string(i), joined({0, kind % 4, exponent}, range));
+        write(root / "CoefficientScan", "component-" + std::to_string(i),
+              joined({(kind & 7) << 4, 0, exponent}, range));
 
         const auto third = static_cast<std::uint32_t>(range.size() / 3);
         write(root / "ThreeStreamScan", "components-" + std::to_string(i),
@@ -151,6 +198,7 @@ int main(int argc, char** argv) {
     }
     Random random(kSeed);
     writeFrames(argv[1], random);
+    writeKnownFrames(argv[1], random);
     writeComponents(argv[1], random);
     writeAlpha(argv[1], random);
     writeNoise(argv[1], random);
