@@ -27,7 +27,7 @@ void addForceOption(Subcommand& command, bool& force) {
 }
 
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
-    command.option("--max-pixels", maxPixels, "refuse frames of more pixels; 0 lifts the limit")
+    command.option("--max-pixels", maxPixels, "refuse frames and pictures of more pixels; 0 lifts the limit")
         .value("N")
         .showDefault();
 }

@@ -51,7 +51,7 @@ Side loadSide(std::string const& path, std::uint64_t maxPixels) {
     InputFile file(path);
     side.name = file.name();
     if (isPicture(file)) {
-        side.picture = makePictureReader(file)->next();
+        side.picture = makePictureReader(file, maxPixels)->next();
         if (!side.picture)
             throw failure("{} holds no picture", side.name);
         return side;

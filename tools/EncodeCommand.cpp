@@ -33,6 +33,7 @@ struct EncodeOptions {
     std::string chroma;
     std::string alpha;
     std::string matrix;
+    std::uint64_t maxPixels = kDefaultMaxPixels;
     std::size_t threads = 0;
     bool force = false;
     bool json = false;
@@ -89,7 +90,9 @@ struct EncodeStep {
 class PictureQueue {
 public:
     PictureQueue(EncodeOptions const& options, OutputName const& output)
-        : m_output(output), m_items(expandSequences(options.pictures, options.numbers)) {
+        : m_output(output),
+          m_maxPixels(options.maxPixels),
+          m_items(expandSequences(options.pictures, options.numbers)) {
         for (SequenceItem const& item : m_items)
             if (!item.exists)
                 throw failure("{} does not exist", item.path);
@@ -119,7 +122,7 @@ public:
 private:
     void open(SequenceItem const& item) {
         m_file = std::make_unique<InputFile>(item.path);
-        m_reader = makePictureReader(*m_file);
+        m_reader = makePictureReader(*m_file, m_maxPixels);
     }
 
     EncodeStep stepFor(SequenceItem const& item, InputPicture picture, bool isFirstOfFile) {
@@ -132,6 +135,7 @@ private:
     }
 
     OutputName const& m_output;
+    std::uint64_t m_maxPixels;
     std::vector<SequenceItem> m_items;
     std::size_t m_nextItem = 0;
     std::unique_ptr<InputFile> m_file;
@@ -263,6 +267,7 @@ void addEncodeCommand(CommandLine& commandLine) {
         .showDefault();
     addFormOptions(command, *options);
     command.option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
+    addMaxPixelsOption(command, options->maxPixels);
     addThreadsOption(command, options->threads);
     addForceOption(command, options->force);
     addJsonOption(command, options->json);

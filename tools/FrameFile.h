@@ -5,9 +5,7 @@
 #include <vector>
 
 #include "InputFile.h"
-
-// The most pixels of a frame or picture that commands accept unless told otherwise.
-inline constexpr std::uint64_t kDefaultMaxPixels = std::uint64_t{1} << 28;
+#include "Limits.h"
 
 // The most bytes of a frame. What a file holds beyond them is not read.
 inline constexpr std::uint64_t kMaxFrameBytes = std::uint64_t{1} << 32;

@@ -6,6 +6,7 @@
 #include "Bitstream.h"
 #include "CommandError.h"
 #include "Frame.h"
+#include "Limits.h"
 
 namespace {
 
@@ -177,9 +178,5 @@ void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, st
     if (frame.size() < kHeaderOffset + header.header_size)
         throw failure("{} is no frame, or cut off: it has {} bytes, and its header says that it takes {} alone", name,
                       frame.size(), kHeaderOffset + header.header_size);
-    if (header.numPixels() == 0)
-        throw failure("{} has no pixels: its size is {} x {}", name, header.horizontal_size, header.vertical_size);
-    if (maxPixels != 0 && header.numPixels() > maxPixels)
-        throw limitExceeded("{} is {} x {} pixels; the limit is {} pixels (--max-pixels lifts it)", name,
-                            header.horizontal_size, header.vertical_size, maxPixels);
+    checkNumPixels(name, header.horizontal_size, header.vertical_size, maxPixels);
 }

@@ -15,9 +15,6 @@ enum class ChromaLayout {
 
 enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
 
-// The most pixels that a reader accepts.
-inline constexpr std::uint64_t kMaxInputPixels = std::uint64_t{1} << 28;
-
 // The most samples of a picture's side that a frame can carry.
 inline constexpr std::uint32_t kMaxSide = 65535;
 
@@ -42,6 +39,6 @@ struct InputPicture {
     }
 };
 
-// Throws CommandError when a picture of this size is empty, or too large for a frame or for this command. Readers call
-// it before they reserve memory.
-void checkPictureSize(std::string const& name, std::uint64_t width, std::uint64_t height);
+// Throws CommandError when a picture of this size is empty, too large for a frame, or larger than `maxPixels`; 0 lifts
+// that limit. Readers call it before they reserve memory.
+void checkPictureSize(std::string const& name, std::uint64_t width, std::uint64_t height, std::uint64_t maxPixels);

@@ -31,16 +31,16 @@ bool isPicture(InputFile& file) {
     return startsWith(start, kPngSignature) || isPnm(start) || startsWith(start, kY4mSignature);
 }
 
-std::unique_ptr<PictureReader> makePictureReader(InputFile& file) {
+std::unique_ptr<PictureReader> makePictureReader(InputFile& file, std::uint64_t maxPixels) {
     const std::span<const std::uint8_t> start = file.peek(kY4mSignature.size());
     if (start.empty())
         throw failure("{} is empty", file.name());
     if (startsWith(start, kPngSignature))
-        return std::make_unique<PngReader>(file);
+        return std::make_unique<PngReader>(file, maxPixels);
     if (isPnm(start))
-        return std::make_unique<PnmReader>(file);
+        return std::make_unique<PnmReader>(file, maxPixels);
     if (startsWith(start, kY4mSignature))
-        return std::make_unique<Y4mReader>(file);
+        return std::make_unique<Y4mReader>(file, maxPixels);
     throw failure("{} is no picture that can be read: PNG, PGM, PPM, PAM (binary) and Y4M are", file.name());
 }
 

@@ -6,6 +6,7 @@
 
 #include "InputFile.h"
 #include "InputPicture.h"
+#include "Limits.h"
 
 // Reads the pictures of one file. The kind of file is known by its first bytes, not by its name:
 //
@@ -25,8 +26,10 @@ public:
 // Whether the file starts as one of these kinds does.
 bool isPicture(InputFile& file);
 
-// Throws CommandError when the file is of no known kind. The file must outlive the reader.
-std::unique_ptr<PictureReader> makePictureReader(InputFile& file);
+// Throws CommandError when the file is of no known kind. The reader refuses pictures of more than `maxPixels`; 0 lifts
+// the limit. The memory that it takes grows with the data that the file has, not with the size that it declares. The
+// file must outlive the reader.
+std::unique_ptr<PictureReader> makePictureReader(InputFile& file, std::uint64_t maxPixels = kDefaultMaxPixels);
 
 // The only or first picture of a file.
 InputPicture readPicture(std::string const& path);

@@ -2,7 +2,11 @@
 
 #include <bit>
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
 
 #include <png.h>
 
@@ -10,17 +14,18 @@
 
 namespace {
 
-constexpr std::uint64_t kMaxFileBytes = std::uint64_t{4} << 30;
-
 // The state of one run through the library. Everything that owns memory stands here, outside of the functions that
 // longjmp leaves.
 struct PngInput {
-    std::vector<std::uint8_t> bytes;
-    std::size_t position = 0;
+    explicit PngInput(InputFile& inputFile) : file(inputFile) {}
+
+    InputFile& file;
+    std::exception_ptr fileError; // what the file threw, which may not pass through the library
     std::string errorText;
     png_structp png = nullptr;
     png_infop info = nullptr;
-    std::vector<std::uint8_t> pixels;
+    // Zeros that take no memory until the rows are read into them.
+    std::unique_ptr<std::uint8_t[], decltype(&std::free)> pixels{nullptr, std::free};
     std::vector<png_bytep> rows;
     std::uint32_t width = 0;
     std::uint32_t height = 0;
@@ -39,10 +44,14 @@ void ignoreWarning(png_structp, png_const_charp) {}
 
 void readBytes(png_structp png, png_bytep target, std::size_t numBytes) {
     auto* input = static_cast<PngInput*>(png_get_io_ptr(png));
-    if (numBytes > input->bytes.size() - input->position)
+    bool isComplete = false;
+    try {
+        isComplete = input->file.read({target, numBytes});
+    } catch (...) {
+        input->fileError = std::current_exception();
+    }
+    if (!isComplete)
         png_error(png, "the file ends early");
-    std::memcpy(target, input->bytes.data() + input->position, numBytes);
-    input->position += numBytes;
 }
 
 // Reads everything before the pixels and asks for plain gray or RGB samples of 8 or 16 bits. False after an error.
@@ -50,6 +59,8 @@ bool readHeader(PngInput& input) {
     if (setjmp(png_jmpbuf(input.png)))
         return false;
     png_set_user_limits(input.png, kMaxSide, kMaxSide);
+    // Texts and profiles would be kept, however many there are.
+    png_set_keep_unknown_chunks(input.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_set_read_fn(input.png, &input, readBytes);
     png_read_info(input.png, input.info);
     png_set_expand(input.png);
@@ -64,6 +75,16 @@ bool readHeader(PngInput& input) {
     return true;
 }
 
+void makeRoom(PngInput& input) {
+    const std::size_t rowBytes = std::size_t{input.width} * input.channels * input.bytesPerSample;
+    input.pixels.reset(static_cast<std::uint8_t*>(std::calloc(input.height, rowBytes)));
+    if (!input.pixels)
+        throw std::bad_alloc();
+    input.rows.resize(input.height);
+    for (std::uint32_t y = 0; y < input.height; ++y)
+        input.rows[y] = input.pixels.get() + y * rowBytes;
+}
+
 bool readPixels(PngInput& input) {
     if (setjmp(png_jmpbuf(input.png)))
         return false;
@@ -76,7 +97,7 @@ std::uint16_t sampleAt(PngInput const& input, std::size_t index) {
     if (input.bytesPerSample == 1)
         return input.pixels[index];
     std::uint16_t sample;
-    std::memcpy(&sample, input.pixels.data() + 2 * index, 2);
+    std::memcpy(&sample, input.pixels.get() + 2 * index, 2);
     return sample;
 }
 
@@ -103,6 +124,12 @@ InputPicture pictureOf(PngInput const& input) {
     return picture;
 }
 
+[[noreturn]] void throwError(PngInput const& input) {
+    if (input.fileError)
+        std::rethrow_exception(input.fileError);
+    throw failure("{} is damaged: {}", input.file.name(), input.errorText);
+}
+
 } // namespace
 
 std::optional<InputPicture> PngReader::next() {
@@ -110,23 +137,17 @@ std::optional<InputPicture> PngReader::next() {
         return std::nullopt;
     m_done = true;
 
-    PngInput input;
-    input.bytes = m_file.readAll(kMaxFileBytes);
+    PngInput input(m_file);
     input.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &input, reportError, ignoreWarning);
     if (input.png != nullptr)
         input.info = png_create_info_struct(input.png);
     if (input.info == nullptr)
         throw std::bad_alloc();
     if (!readHeader(input))
-        throw failure("{} is damaged: {}", m_file.name(), input.errorText);
-    checkPictureSize(m_file.name(), input.width, input.height);
-
-    const std::size_t rowBytes = std::size_t{input.width} * input.channels * input.bytesPerSample;
-    input.pixels.resize(rowBytes * input.height);
-    input.rows.resize(input.height);
-    for (std::uint32_t y = 0; y < input.height; ++y)
-        input.rows[y] = input.pixels.data() + y * rowBytes;
+        throwError(input);
+    checkPictureSize(m_file.name(), input.width, input.height, m_maxPixels);
+    makeRoom(input);
     if (!readPixels(input))
-        throw failure("{} is damaged: {}", m_file.name(), input.errorText);
+        throwError(input);
     return pictureOf(input);
 }

@@ -120,7 +120,7 @@ std::optional<InputPicture> PnmReader::next() {
     if (!m_file.read(signature) || signature[0] != 'P' || signature[1] < '5' || signature[1] > '7')
         throw failure("{} is damaged: behind a picture stands something that is none", m_file.name());
     const Header header = signature[1] == '7' ? pamHeader() : pnmHeader(signature[1] == '6' ? 3 : 1);
-    checkPictureSize(m_file.name(), header.width, header.height);
+    checkPictureSize(m_file.name(), header.width, header.height, m_maxPixels);
     if (header.maxValue < 1 || header.maxValue > 65535)
         throw failure("{} is damaged: its largest value is {}, not 1 to 65535", m_file.name(), header.maxValue);
     if (header.depth < 1 || header.depth > 4)

@@ -5,7 +5,7 @@
 // Binary PGM, PPM and PAM.
 class PnmReader : public PictureReader {
 public:
-    explicit PnmReader(InputFile& file) : m_file(file) {}
+    PnmReader(InputFile& file, std::uint64_t maxPixels) : m_file(file), m_maxPixels(maxPixels) {}
 
     std::optional<InputPicture> next() override;
 
@@ -25,4 +25,5 @@ private:
     InputPicture readSamples(Header const& header);
 
     InputFile& m_file;
+    std::uint64_t m_maxPixels;
 };

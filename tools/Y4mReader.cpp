@@ -25,13 +25,13 @@ std::uint32_t bitDepthOf(std::string_view suffix) {
 
 } // namespace
 
-Y4mReader::Y4mReader(InputFile& file) : m_file(file) {
+Y4mReader::Y4mReader(InputFile& file, std::uint64_t maxPixels) : m_file(file), m_maxPixels(maxPixels) {
     m_form.model = ColorModel::YCbCr;
     m_form.fullRange = false;
     m_form.maxValue = 255;
     m_form.chroma = ChromaLayout::C420Centred;
     readStreamHeader();
-    checkPictureSize(m_file.name(), m_form.width, m_form.height);
+    checkPictureSize(m_file.name(), m_form.width, m_form.height, m_maxPixels);
 }
 
 std::string Y4mReader::takeLine() {
@@ -60,7 +60,7 @@ void Y4mReader::readParameter(std::string const& parameter) {
     case 'W':
     case 'H': {
         const std::uint64_t size = numberOf(value);
-        checkPictureSize(m_file.name(), size, 1);
+        checkPictureSize(m_file.name(), size, 1, m_maxPixels);
         (parameter.front() == 'W' ? m_form.width : m_form.height) = static_cast<std::uint32_t>(size);
         break;
     }

@@ -6,7 +6,7 @@
 class Y4mReader : public PictureReader {
 public:
     // Reads the stream's header.
-    explicit Y4mReader(InputFile& file);
+    Y4mReader(InputFile& file, std::uint64_t maxPixels);
 
     std::optional<InputPicture> next() override;
 
@@ -18,5 +18,6 @@ private:
     std::vector<std::uint16_t> readPlane(std::uint32_t width, std::uint32_t height);
 
     InputFile& m_file;
+    std::uint64_t m_maxPixels;
     InputPicture m_form; // everything of a picture but its samples
 };

@@ -38,3 +38,62 @@ TEST(HostileCommandTest, WhatFollowsAFrameWithoutEndIsNotRead) {
         expectMemoryBelow(40 * kMebibyte, result);
     }
 }
+
+TEST(HostileCommandTest, APictureTakesTheMemoryOfItsDataAndNotOfItsSize) {
+    const TestFolder folder;
+    const std::string png = plainPng(16384, 16384, 16, 6, "");
+    writeTestFile(folder.path("a.png"), png.substr(0, 74));
+    writeTestFile(folder.path("b.png"), png);
+    // The last byte but the checksum of the first chunk says whether the rows are interlaced.
+    std::string interlacedHeader = png.substr(16, 13);
+    interlacedHeader.back() = 1;
+    writeTestFile(folder.path("c.png"), png.substr(0, 8) + pngChunk("IHDR", interlacedHeader) + png.substr(33));
+    writeTestFile(folder.path("d.ppm"), "P6\n16384 16384\n65535\nabc");
+    writeTestFile(folder.path("e.pam"), "P7\nWIDTH 16384\nHEIGHT 16384\nDEPTH 4\nMAXVAL 65535\nENDHDR\nabc");
+    writeTestFile(folder.path("f.y4m"), "YUV4MPEG2 W16384 H16384 C444p16\nFRAME\nabc");
+    for (const char* name : {"a.png", "b.png", "c.png", "d.ppm", "e.pam", "f.y4m"})
+        for (std::vector<std::string> const& arguments :
+             {std::vector<std::string>{"encode", folder.path(name), "-o", folder.path("out.rvl")},
+              {"compare", folder.path(name), kFrame}}) {
+            const CommandResult result = runRavelo(arguments);
+            EXPECT_EQ(result.exitCode, 1) << arguments[0] << " " << name;
+            expectOneLine(result.error);
+            expectMemoryBelow(40 * kMebibyte, result);
+        }
+}
+
+TEST(HostileCommandTest, TextsInAPictureTakeNoMemory) {
+    const TestFolder folder;
+    std::string png = plainPng(1, 1, 8, 0, "a");
+    const std::string text = pngChunk("tEXt", std::string("Comment\0", 8) + std::string(2 * kMebibyte, 'a'));
+    for (int i = 0; i < 30; ++i)
+        png.insert(33, text);
+    writeTestFile(folder.path("a.png"), png);
+    const CommandResult result =
+        runShell(fmt::format("$RAVELO encode '{}' -o '{}'", folder.path("a.png"), folder.path("a.rvl")));
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    expectMemoryBelow(40 * kMebibyte, result);
+}
+
+TEST(HostileCommandTest, PicturesHaveTheLimitOfFrames) {
+    const TestFolder folder;
+    writeTestFile(folder.path("small.png"), plainPng(2, 3, 8, 0, "abcdef"));
+    writeTestFile(folder.path("small.ppm"), smoothPpm(2, 3));
+    writeTestFile(folder.path("small.y4m"), "YUV4MPEG2 W2 H3 Cmono\nFRAME\nabcdef");
+    writeTestFile(folder.path("large.ppm"), "P6\n16385 16384\n255\n");
+    for (const char* name : {"small.png", "small.ppm", "small.y4m"}) {
+        for (const char* limit : {"5", "6", "0"}) {
+            const int expected = limit[0] == '5' ? 4 : 0;
+            EXPECT_EQ(
+                runRavelo({"encode", folder.path(name), "--max-pixels", limit, "-fo", folder.path("a.rvl")}).exitCode,
+                expected);
+            EXPECT_EQ(runRavelo({"compare", folder.path(name), folder.path(name), "--max-pixels", limit}).exitCode,
+                      expected);
+        }
+    }
+    for (const char* command : {"encode", "compare"}) {
+        const std::string second = command[0] == 'e' ? "-o/dev/null" : kFrame;
+        EXPECT_EQ(runRavelo({command, folder.path("large.ppm"), second}).exitCode, 4);
+        EXPECT_EQ(runRavelo({command, folder.path("large.ppm"), second, "--max-pixels", "0"}).exitCode, 1);
+    }
+}

@@ -256,12 +256,6 @@ std::string bigEndian(std::uint32_t value) {
             static_cast<char>(value)};
 }
 
-std::string pngChunk(std::string const& type, std::string const& data) {
-    const std::string checked = type + data;
-    const std::uint32_t crc = crc32Of(reinterpret_cast<const std::uint8_t*>(checked.data()), checked.size());
-    return bigEndian(static_cast<std::uint32_t>(data.size())) + checked + bigEndian(crc);
-}
-
 // A zlib stream of one stored block, which holds up to 65,535 bytes.
 std::string storedZlib(std::string const& data) {
     std::uint32_t a = 1;
@@ -288,6 +282,12 @@ std::string smoothPpm(std::uint32_t width, std::uint32_t height) {
 std::string smoothPam(std::uint32_t width, std::uint32_t height) {
     return fmt::format("P7\nWIDTH {}\nHEIGHT {}\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n", width, height) +
            smoothSamples(width, height, true);
+}
+
+std::string pngChunk(std::string const& type, std::string const& data) {
+    const std::string checked = type + data;
+    const std::uint32_t crc = crc32Of(reinterpret_cast<const std::uint8_t*>(checked.data()), checked.size());
+    return bigEndian(static_cast<std::uint32_t>(data.size())) + checked + bigEndian(crc);
 }
 
 std::string plainPng(std::uint32_t width, std::uint32_t height, std::uint8_t bitDepth, std::uint8_t colorType,

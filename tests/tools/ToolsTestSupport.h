@@ -98,6 +98,9 @@ std::string smoothPam(std::uint32_t width, std::uint32_t height);
 std::string plainPng(std::uint32_t width, std::uint32_t height, std::uint8_t bitDepth, std::uint8_t colorType,
                      std::string const& rows);
 
+// One chunk of a PNG file, with its length and checksum.
+std::string pngChunk(std::string const& type, std::string const& data);
+
 // Turns an `encode` of smoothPpm() into the frame at `path`; `options` are options of the command.
 void encodeSmooth(TestFolder const& folder, std::string const& frameName, std::uint32_t width, std::uint32_t height,
                   std::vector<std::string> const& options = {});
