@@ -1,11 +1,8 @@
 #include "ravelo.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <new>
-
-#include <tbb/task_arena.h>
 
 #include "Frame.h"
 #include "HostError.h"
@@ -61,24 +58,10 @@ PixelBuffer formOf(HostFrameHeader const& header, ravelo_decode_options const& o
     return form;
 }
 
-// Runs `work` in the caller's arena, or in a smaller one where the host wants fewer threads than that has.
-template <typename Work>
-void withThreads(std::uint32_t maxThreads, Work const& work) {
-    const int available = tbb::this_task_arena::max_concurrency();
-    if (maxThreads == 0 || maxThreads >= static_cast<std::uint32_t>(available)) {
-        work();
-        return;
-    }
-    tbb::task_arena arena(static_cast<int>(maxThreads));
-    arena.execute(work);
-}
-
 void decodeFrame(Bitstream const& bits, HostPixels const& pixels, ravelo_decode_options const& options,
                  DecodeMonitor* monitor) {
-    withThreads(options.max_threads, [&] {
-        const Frame frame(bits, static_cast<ColorCoding>(options.coding), options.bit_depth, pixels.firstLine,
-                          pixels.stride, resolved(options.target), options.reduction, monitor);
-    });
+    const Frame frame(bits, static_cast<ColorCoding>(options.coding), options.bit_depth, pixels.firstLine,
+                      pixels.stride, resolved(options.target), options.reduction, monitor, options.max_threads);
 }
 
 ravelo_status decodeMonitored(Bitstream const& bits, HostPixels const& pixels, ravelo_decode_options const& options,

@@ -138,7 +138,7 @@ typedef struct ravelo_decode_options {
     uint32_t coding;        /**< A ravelo_coding. */
     uint32_t bit_depth;     /**< Bits of an output sample: 8 (one byte), 10, 15 or 16 (two); 0 stands for 8. */
     uint32_t target;        /**< A ravelo_target. */
-    uint32_t max_threads;   /**< Most threads, the calling one included; 0: as many as its task arena has. */
+    uint32_t max_threads;   /**< Most threads, the calling one included; 0: as many as its arena allows. */
     uint32_t failed_slices; /**< A ravelo_failed_slices. */
     uint32_t mark_color;    /**< 0xRRGGBB for RAVELO_FAILED_MARKED; 0 stands for magenta. */
     uint32_t reserved;      /**< Zero. */
@@ -219,7 +219,9 @@ RAVELO_API ravelo_status ravelo_get_buffer_requirements(const void* data, size_t
  * Only [data, data + size) is read and only the output's memory is written; everything is checked before the first
  * pixel. Damaged slices are no error: they are treated as `failed_slices` says and listed in the damage report.
  *
- * The decode runs in the caller's task arena, with no more threads than `max_threads`.
+ * The decode takes place in the calling thread and in helpers, which are threads of the library. Together they are no
+ * more than `max_threads`, than the caller's oneTBB arena has and than tbb::global_control allows; helpers do not enter
+ * the arena. A thread that the system refuses costs time and nothing else.
  *
  * @param data     the frame's first byte
  * @param size     bytes at `data`

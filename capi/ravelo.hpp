@@ -71,7 +71,7 @@ struct Options {
     std::uint32_t coding = RAVELO_YCBCR;                  /**< A ravelo_coding. */
     std::uint32_t bitDepth = 8;                           /**< 8, 10, 15 or 16. */
     std::uint32_t target = RAVELO_TARGET_BEST;            /**< A ravelo_target. */
-    std::uint32_t maxThreads = 0;                         /**< 0: as many as the caller's task arena has. */
+    std::uint32_t maxThreads = 0;                         /**< 0: as many as the caller's task arena allows. */
     std::uint32_t failedSlices = RAVELO_FAILED_UNTOUCHED; /**< A ravelo_failed_slices. */
     std::uint32_t markColor = 0xFF00FF;                   /**< 0xRRGGBB for RAVELO_FAILED_MARKED. */
     std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;  /**< Or RAVELO_NO_PIXEL_LIMIT. */

@@ -53,7 +53,7 @@ const std::uint8_t Frame::s_defaultQuantizationMatrix[64] = {
 
 Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
              std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
-             DecodeMonitor* decodeMonitor)
+             DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
     : outer_word_0(frameBits.word32At(0)),
       outer_word_1(frameBits.word32At(4)),
       downSampleFactor(requestedDownSampleFactor),
@@ -62,6 +62,7 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
       bitDepth(requestedBitDepth),
       target(resolvedTarget),
       monitor(decodeMonitor),
+      maxThreads(maxDecodeThreads),
       data(frameBits.data) {
     bitstream.advance(kOuterWordBytes);
     frame_header();

@@ -14,9 +14,10 @@ class Frame {
 public:
     // The arguments are those of RaveloDecoderInterface::DecompressFrameFromBits, with its errors; `resolvedTarget` is
     // one that the processor can run. `decodeMonitor`, if any, hears of slices that fail and may stop the decode.
+    // `maxDecodeThreads` limits the threads, the calling one included; 0: as many as the caller's task arena has.
     Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
           std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
-          DecodeMonitor* decodeMonitor = nullptr);
+          DecodeMonitor* decodeMonitor = nullptr, std::uint32_t maxDecodeThreads = 0);
 
     // The geometry of a frame from its header alone: nothing is decoded and nothing is checked.
     //
@@ -61,6 +62,7 @@ public:
     float chroma_quant_scaled[64] = {}; // chroma_quant / 8, exact
     OptimizationTarget target = OptimizationTarget::Baseline;
     DecodeMonitor* monitor = nullptr;
+    std::uint32_t maxThreads = 0;       // 0: as many as the caller's task arena has
     const std::uint8_t* data = nullptr; // the frame's first byte
 
 private:

@@ -9,9 +9,9 @@
 template <OptimizationTarget target>
 Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
     : PictureLayout(order, owner, pictureBits) {
-    const std::uint32_t numRows = rowsToVisit();
-    forEachSliceGroup(numRows, numberOfGroups(), sliceOrder(), decodeGroupOf, this);
-    reportMissingRows(numRows);
+    const SliceWalk walk{rowsToVisit(), numberOfGroups(), sliceOrder(), owner.maxThreads};
+    forEachSliceGroup(walk, decodeGroupOf, this);
+    reportMissingRows(walk.numRows);
 }
 
 template <OptimizationTarget target>

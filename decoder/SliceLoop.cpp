@@ -3,116 +3,89 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <memory>
-#include <new>
+#include <exception>
+#include <utility>
 
-#include <tbb/global_control.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
-
-#include "ThreadProbe.h"
+#include "HelperThreads.h"
 
 namespace {
 
-// The task library cannot cope with a system that refuses what it needs: its set-up never ends after a failure, and a
-// thread that is refused while work is handed out raises an error half way, or ends the process when it is a worker
-// that starts the next. So both are tried out before it is given work.
-class TaskLibrary {
+// Units of work that threads take one after the other, and the first error of a unit.
+template <class Body>
+class SharedUnits {
 public:
-    // How many threads, the caller's included, a loop begun here would have.
-    static std::size_t concurrency() {
-        if (s_isBroken)
-            return 1;
+    SharedUnits(std::uint64_t numUnits, Body const& body) : m_body(body), m_numUnits(numUnits) {}
+
+    // Takes units until none is left or one has failed.
+    void work() noexcept {
         try {
-            return std::min(static_cast<std::size_t>(tbb::this_task_arena::max_concurrency()),
-                            tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism));
+            for (std::uint64_t unit = m_next++; unit < m_numUnits; unit = m_next++)
+                m_body(unit);
         } catch (...) {
-            s_isBroken = true;
-            throw;
+            m_next = m_numUnits;
+            if (!m_hasFailed.exchange(true))
+                m_error = std::current_exception();
         }
     }
 
-    static bool canStartWorkers(std::size_t numWorkers) {
-        if (numWorkers <= s_numProven)
-            return true;
-        if (!canStartThreads(static_cast<unsigned>(numWorkers)))
-            return false;
-        s_numProven = numWorkers;
-        return true;
+    // To be called when no thread works any more.
+    void rethrowError() {
+        if (m_error != nullptr)
+            std::rethrow_exception(std::exchange(m_error, nullptr));
     }
 
 private:
-    static inline std::atomic<bool> s_isBroken{false};
-    // Workers stay, so a number that has once been started is there for later calls too.
-    static inline std::atomic<std::size_t> s_numProven{0};
+    Body const& m_body;
+    const std::uint64_t m_numUnits;
+    std::atomic<std::uint64_t> m_next{0};
+    std::atomic<bool> m_hasFailed{false};
+    std::exception_ptr m_error;
 };
 
+// Calls `body` with every number below `numUnits`, on any threads.
 template <class Body>
-void forEachInTurn(std::uint32_t numRows, std::uint32_t groupsPerRow, Body const& body) {
-    for (std::uint32_t row = 0; row < numRows; ++row) {
-        for (std::uint32_t group = 0; group < groupsPerRow; ++group)
-            body(row, group);
-    }
-}
-
-template <class Body>
-void forEachInAnyOrder(std::uint32_t numRows, std::uint32_t groupsPerRow, Body const& body) {
-    const std::size_t concurrency = TaskLibrary::concurrency();
-    if (concurrency <= 1 || !TaskLibrary::canStartWorkers(concurrency - 1)) {
-        forEachInTurn(numRows, groupsPerRow, body);
+void forEachUnit(std::uint64_t numUnits, std::uint32_t maxThreads, Body const& body) {
+    ThreadAllowance allowance;
+    if (numUnits > 1 && maxThreads != 1)
+        allowance = allowanceOfCaller();
+    if (maxThreads != 0)
+        allowance.numThreads = std::min(allowance.numThreads, std::size_t{maxThreads});
+    allowance.numThreads = std::min(allowance.numThreads, static_cast<std::size_t>(numUnits));
+    if (allowance.numThreads <= 1) {
+        for (std::uint64_t unit = 0; unit < numUnits; ++unit)
+            body(unit);
         return;
     }
-
-    const auto isDone = std::make_unique<std::atomic<bool>[]>(std::size_t{numRows} * groupsPerRow);
-    std::atomic<bool> hasBodyFailed{false};
-    const auto call = [&](std::uint32_t row, std::uint32_t group) {
-        try {
-            body(row, group);
-        } catch (...) {
-            hasBodyFailed = true;
-            throw;
-        }
-        isDone[std::size_t{row} * groupsPerRow + group].store(true, std::memory_order_relaxed);
-    };
-    try {
-        tbb::parallel_for(std::uint32_t{0}, numRows, [&](std::uint32_t row) {
-            tbb::parallel_for(std::uint32_t{0}, groupsPerRow, [&](std::uint32_t group) { call(row, group); });
-        });
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (...) {
-        if (hasBodyFailed)
-            throw;
-        // A worker was refused after all. What has not been done is done here.
-        forEachInTurn(numRows, groupsPerRow, [&](std::uint32_t row, std::uint32_t group) {
-            if (!isDone[std::size_t{row} * groupsPerRow + group].load(std::memory_order_relaxed))
-                call(row, group);
-        });
-    }
+    SharedUnits<Body> units(numUnits, body);
+    runWithHelpers(
+        allowance, [](void* context) noexcept { static_cast<SharedUnits<Body>*>(context)->work(); }, &units);
+    units.rethrowError();
 }
 
 } // namespace
 
-void forEachSliceGroup(std::uint32_t numRows, std::uint32_t groupsPerRow, SliceOrder order, SliceGroupBody* body,
-                       void const* context) {
-    if (numRows == 0 || groupsPerRow == 0)
-        return;
-    const auto call = [&](std::uint32_t row, std::uint32_t group) { body(context, row, group); };
-    switch (order) {
+void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context) {
+    const auto callGroupsOfRow = [&](std::uint32_t row) {
+        for (std::uint32_t group = 0; group < walk.groupsPerRow; ++group)
+            body(context, row, group);
+    };
+    switch (walk.order) {
     case SliceOrder::Any:
-        forEachInAnyOrder(numRows, groupsPerRow, call);
+        forEachUnit(std::uint64_t{walk.numRows} * walk.groupsPerRow, walk.maxThreads, [&](std::uint64_t unit) {
+            body(context, static_cast<std::uint32_t>(unit / walk.groupsPerRow),
+                 static_cast<std::uint32_t>(unit % walk.groupsPerRow));
+        });
         break;
     case SliceOrder::AlternateRows:
         for (std::uint32_t parity = 0; parity < 2; ++parity) {
-            const std::uint32_t rowsOfParity = numRows / 2 + (parity == 0 ? numRows % 2 : 0);
-            forEachInAnyOrder(rowsOfParity, 1, [&](std::uint32_t index, std::uint32_t) {
-                for (std::uint32_t group = 0; group < groupsPerRow; ++group)
-                    call(2 * index + parity, group);
-            });
+            const std::uint32_t rowsOfParity = walk.numRows / 2 + (parity == 0 ? walk.numRows % 2 : 0);
+            forEachUnit(rowsOfParity, walk.maxThreads,
+                        [&](std::uint64_t index) { callGroupsOfRow(2 * static_cast<std::uint32_t>(index) + parity); });
         }
         break;
     case SliceOrder::InTurn:
-        forEachInTurn(numRows, groupsPerRow, call);
+        for (std::uint32_t row = 0; row < walk.numRows; ++row)
+            callGroupsOfRow(row);
         break;
     }
 }

@@ -3,19 +3,28 @@
 #include <cstdint>
 
 // The parallel walk over a picture. It is the one place where threads begin, and a plain function, so that units built
-// for other instructions bring in none of the task library's inline code.
+// for other instructions bring in none of what it needs for that.
 
 using SliceGroupBody = void(void const* context, std::uint32_t row, std::uint32_t group);
 
 // What may be done at once.
 enum class SliceOrder {
     Any,           // all groups
-    AlternateRows, // rows that are no neighbours, even ones before odd ones; the groups of a row in turn
+    AlternateRows, // rows that are not neighbours, even ones before odd ones; the groups of a row in turn
     InTurn         // nothing: row after row, group after group
 };
 
+struct SliceWalk {
+    std::uint32_t numRows = 0;
+    std::uint32_t groupsPerRow = 0;
+    SliceOrder order = SliceOrder::Any;
+    std::uint32_t maxThreads = 0; // the calling one included; 0: as many as its task arena has
+};
+
 // Calls `body` once for every group of every row, on any threads, and returns when all are done. What an order does not
-// leave open is the same for any number of threads. An exception from a body reaches the caller; groups that had not
-// started are then skipped.
-void forEachSliceGroup(std::uint32_t numRows, std::uint32_t groupsPerRow, SliceOrder order, SliceGroupBody* body,
-                       void const* context);
+// leave open is the same for any number of threads. The first exception from a body reaches the caller as it is;
+// groups that have not been started then are skipped, and those that have been are completed.
+//
+// No more threads are asked for than groups can be decoded at once. Where that is one, or `maxThreads` is 1, the task
+// library is not even asked what the caller's arena has.
+void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context);

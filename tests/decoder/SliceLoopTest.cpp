@@ -22,8 +22,8 @@ constexpr SliceOrder kOrders[3] = {SliceOrder::Any, SliceOrder::AlternateRows, S
 struct Walk {
     Walk(std::uint32_t rows, std::uint32_t groups) : numRows(rows), groupsPerRow(groups), calls(rows * groups) {}
 
-    void run(SliceGroupBody* body, SliceOrder order = SliceOrder::Any) {
-        forEachSliceGroup(numRows, groupsPerRow, order, body, this);
+    void run(SliceGroupBody* body, SliceOrder order = SliceOrder::Any, std::uint32_t maxThreads = 0) {
+        forEachSliceGroup({numRows, groupsPerRow, order, maxThreads}, body, this);
     }
     void count(std::uint32_t row, std::uint32_t group) const { ++calls[row * groupsPerRow + group]; }
     bool isMiddle(std::uint32_t row, std::uint32_t group) const {
@@ -124,9 +124,9 @@ TEST(SliceLoopTest, OneThreadCallsEveryGroupOnceToo) {
 TEST(SliceLoopTest, NoRowsOrGroupsMeanNoCall) {
     SliceGroupBody* const body = [](void const*, std::uint32_t, std::uint32_t) { FAIL() << "called"; };
     for (const SliceOrder order : kOrders) {
-        forEachSliceGroup(0, 5, order, body, nullptr);
-        forEachSliceGroup(5, 0, order, body, nullptr);
-        forEachSliceGroup(0, 0, order, body, nullptr);
+        forEachSliceGroup({0, 5, order}, body, nullptr);
+        forEachSliceGroup({5, 0, order}, body, nullptr);
+        forEachSliceGroup({0, 0, order}, body, nullptr);
     }
 }
 
@@ -150,7 +150,7 @@ TEST(SliceLoopTest, GroupsRunOnSeveralThreadsAtOnce) {
     for (const SliceOrder order : {SliceOrder::Any, SliceOrder::AlternateRows}) {
         Meeting meeting;
         Meeting* const place = &meeting;
-        forEachSliceGroup(16, 4, order, meetingBody, &place);
+        forEachSliceGroup({16, 4, order}, meetingBody, &place);
         EXPECT_FALSE(meeting.hasFailed);
         EXPECT_GE(meeting.threads.size(), 2u);
     }
@@ -162,7 +162,7 @@ TEST(SliceLoopTest, AlternateRowsNeverHaveANeighbourBesideThemAndKeepTheirGroups
         for (const std::uint32_t numRows : {1u, 2u, 9u, 40u}) {
             Log log;
             Log* const place = &log;
-            arena.execute([&] { forEachSliceGroup(numRows, 3, SliceOrder::AlternateRows, loggingBody, &place); });
+            arena.execute([&] { forEachSliceGroup({numRows, 3, SliceOrder::AlternateRows}, loggingBody, &place); });
             ASSERT_EQ(log.entries.size(), numRows * 3);
             EXPECT_FALSE(log.neighboursMet);
             const std::size_t numEvenCalls = (numRows + 1) / 2 * 3;
@@ -178,7 +178,7 @@ TEST(SliceLoopTest, AlternateRowsNeverHaveANeighbourBesideThemAndKeepTheirGroups
 TEST(SliceLoopTest, InTurnTheCallingThreadGoesFromGroupToGroup) {
     Log log;
     Log* const place = &log;
-    forEachSliceGroup(5, 4, SliceOrder::InTurn, loggingBody, &place);
+    forEachSliceGroup({5, 4, SliceOrder::InTurn}, loggingBody, &place);
     ASSERT_EQ(log.entries.size(), 20u);
     for (std::uint32_t i = 0; i < 20; ++i) {
         EXPECT_EQ(log.entries[i].row, i / 4);

@@ -1,81 +1,372 @@
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
+#include <latch>
+#include <memory>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 
 #include "BufferRequirements.h"
+#include "Frame.h"
 #include "HostileFrames.h"
 #include "RaveloDecoderInterface.h"
 
-// A system that starts no more threads: frames are then decoded in the calling thread. This executable replaces
-// pthread_create, so it holds nothing else. A process whose workers run already needs no more of them, so each case
-// has a process of its own.
+// A system that starts no more threads, or has no memory for them: frames are then decoded by the threads that are
+// there. This executable replaces pthread_create and the questions that the task library answers, so it holds nothing
+// else. Threads stay once they are started, so each case has a process of its own. The environment's RAVELO_HOSTILE=all
+// repeats each case 200 times.
 
 namespace {
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kHasSanitizer = true;
+#else
+constexpr bool kHasSanitizer = false;
+#endif
+
 std::atomic<long> s_numUntilRefusal{-1}; // threads that still start; below 0: all do
 std::atomic<long> s_numRefused{0};
+std::atomic<long> s_numStarted{0};
+std::atomic<long> s_numQuestions{0}; // that the task library has been asked
+
+template <class Function>
+Function* nextFunction(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
 
 } // namespace
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
                               void* argument) noexcept {
-    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-    static const Create next = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
-    if (s_numUntilRefusal.load() == 0) {
+    using Create = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static Create* const next = nextFunction<Create>("pthread_create");
+    long numLeft = s_numUntilRefusal;
+    while (numLeft > 0 && !s_numUntilRefusal.compare_exchange_weak(numLeft, numLeft - 1)) {
+    }
+    if (numLeft == 0) {
         ++s_numRefused;
         return EAGAIN;
     }
-    if (s_numUntilRefusal.load() > 0)
-        --s_numUntilRefusal;
+    ++s_numStarted;
     return next(thread, attributes, routine, argument);
 }
 
-namespace {
+namespace tbb::detail::r1 {
 
-std::vector<std::uint8_t> decoded(HostileFrame const& frame) {
-    const BufferRequirements needs = bufferRequirements({frame.bytes().data(), frame.bytes().size()}, 8, 0);
-    std::vector<std::uint8_t> output(needs.bytes, 0xA5);
-    RaveloDecoderInterface::DecompressFrameFromBits(frame.bytes().data(), frame.bytes().size(), 0, ColorCoding_YCbCr, 8,
-                                                    output.data(), static_cast<std::int64_t>(needs.safeStride),
-                                                    OptimizationTarget::AVX2);
-    return output;
+std::size_t global_control_active_value(int parameter) {
+    ++s_numQuestions;
+    static auto* const next = nextFunction<std::size_t(int)>("_ZN3tbb6detail2r127global_control_active_valueEi");
+    return next(parameter);
 }
 
-enum ExitCode { kAllEqual = 0, kOtherPixels = 1, kNothingRefused = 2 };
+int max_concurrency(const d1::task_arena_base* arena) {
+    ++s_numQuestions;
+    static auto* const next =
+        nextFunction<int(const d1::task_arena_base*)>("_ZN3tbb6detail2r115max_concurrencyEPKNS0_2d115task_arena_baseE");
+    return next(arena);
+}
 
-// Decodes every frame in an arena of so many threads, of which the system starts `numStarted`.
-[[noreturn]] void decodeAndExit(int concurrency, long numStarted) {
-    std::vector<std::vector<std::uint8_t>> expected;
-    tbb::task_arena alone(1);
-    for (HostileFrame const& frame : hostileFrames())
-        alone.execute([&] { expected.push_back(decoded(frame)); });
+} // namespace tbb::detail::r1
 
-    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
-                                    static_cast<std::size_t>(concurrency));
-    tbb::task_arena arena(concurrency);
-    s_numUntilRefusal = numStarted;
-    int code = kAllEqual;
-    for (int round = 0; round < 3; ++round) {
-        for (std::size_t i = 0; i < expected.size(); ++i) {
-            arena.execute([&] {
-                if (decoded(hostileFrames()[i]) != expected[i])
-                    code = kOtherPixels;
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+enum ExitCode { kAsPromised = 0, kOtherPixels = 1, kNothingRefused = 2, kNothingStarted = 3, kTooMany = 4 };
+
+Bytes frameOf(std::uint32_t width, std::uint32_t height) {
+    FrameSpec spec;
+    spec.horizontal_size = width;
+    spec.vertical_size = height;
+    Random random(width + height);
+    return makeFrame(spec, randomSlices(spec, Texture::Photo, random)).bytes;
+}
+
+// A frame, what it decodes to, and room for that.
+class Decode {
+public:
+    explicit Decode(Bytes frame)
+        : m_frame(std::move(frame)),
+          m_needs(bufferRequirements(bits(), 8, 0)),
+          m_expected(m_needs.bytes, 0xA5),
+          m_output(m_needs.bytes) {
+        decodeInto(m_expected, 1);
+    }
+
+    bool isAsExpected(std::uint32_t maxThreads = 0) {
+        std::fill(m_output.begin(), m_output.end(), 0xA5);
+        decodeInto(m_output, maxThreads);
+        return m_output == m_expected;
+    }
+
+private:
+    Bitstream bits() const { return {m_frame.data(), m_frame.size()}; }
+
+    void decodeInto(Bytes& output, std::uint32_t maxThreads) const {
+        const Frame frame(bits(), ColorCoding_YCbCr, 8, output.data(), static_cast<std::int64_t>(m_needs.safeStride),
+                          RaveloDecoderInterface::GetMaxOptType() != 0 ? OptimizationTarget::AVX2
+                                                                       : OptimizationTarget::Baseline,
+                          0, nullptr, maxThreads);
+    }
+
+    Bytes m_frame;
+    BufferRequirements m_needs;
+    Bytes m_expected;
+    Bytes m_output;
+};
+
+void require(bool condition, ExitCode code) {
+    if (!condition)
+        std::_Exit(code);
+}
+
+// A process that hangs is ended, which is none of the exit codes.
+void beginCase() {
+    alarm(kHasSanitizer ? 120 : 30);
+}
+
+class ThreadsAllowed {
+public:
+    explicit ThreadsAllowed(std::size_t numThreads)
+        : m_limit(tbb::global_control::max_allowed_parallelism, numThreads) {}
+
+private:
+    tbb::global_control m_limit;
+};
+
+// Threads of the host, which are there before any is refused, and begin when they are told.
+class HostThreads {
+public:
+    template <class Work>
+    HostThreads(std::size_t numThreads, Work const& work) {
+        for (std::size_t i = 0; i < numThreads; ++i) {
+            m_threads.emplace_back([this, work, i] {
+                m_begin.wait();
+                work(i);
             });
         }
     }
-    if (code == kAllEqual && s_numRefused == 0)
-        code = kNothingRefused;
-    std::_Exit(code);
+    void run() {
+        m_begin.count_down();
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+
+private:
+    std::latch m_begin{1};
+    std::vector<std::thread> m_threads;
+};
+
+// All frames of the hostile cases, and one that asks for every thread.
+std::vector<Decode> allDecodes() {
+    std::vector<Decode> decodes;
+    decodes.emplace_back(frameOf(640, 480));
+    for (HostileFrame const& frame : hostileFrames())
+        decodes.emplace_back(frame.bytes());
+    return decodes;
 }
+
+[[noreturn]] void decodeInOneArenaAndExit(int numAllowed, long numStarted) {
+    beginCase();
+    std::vector<Decode> decodes = allDecodes();
+    const ThreadsAllowed allowed(static_cast<std::size_t>(numAllowed));
+    tbb::task_arena arena(numAllowed);
+    s_numUntilRefusal = numStarted;
+    for (int round = 0; round < 3; ++round) {
+        for (Decode& decode : decodes)
+            arena.execute([&] { require(decode.isAsExpected(), kOtherPixels); });
+    }
+    require(s_numRefused > 0 || numStarted >= numAllowed - 1, kNothingRefused);
+    std::_Exit(kAsPromised);
+}
+
+// The first decode has all the threads that it asks for; later ones ask for more.
+[[noreturn]] void decodeInOneArenaAfterTheFirstAndExit(int numAllowed, long numStarted) {
+    beginCase();
+    Decode decode(frameOf(640, 480));
+    {
+        const ThreadsAllowed allowed(static_cast<std::size_t>(numAllowed));
+        tbb::task_arena(numAllowed).execute([&] { require(decode.isAsExpected(), kOtherPixels); });
+    }
+    require(s_numStarted > 0, kNothingStarted);
+    const ThreadsAllowed allowed(static_cast<std::size_t>(2 * numAllowed));
+    tbb::task_arena arena(2 * numAllowed);
+    s_numUntilRefusal = numStarted;
+    for (int round = 0; round < 20; ++round)
+        arena.execute([&] { require(decode.isAsExpected(), kOtherPixels); });
+    require(s_numRefused > 0 || numStarted >= numAllowed, kNothingRefused);
+    std::_Exit(kAsPromised);
+}
+
+// Arenas of 2 to 13 threads, one after the other or all at once.
+[[noreturn]] void decodeInManyArenasAndExit(long numStarted, bool isAfterFirst, bool isAtOnce) {
+    beginCase();
+    constexpr int kNumArenas = 12;
+    const Bytes frame = frameOf(640, 480);
+    std::vector<Decode> decodes(kNumArenas, Decode(frame));
+    const ThreadsAllowed allowed(16);
+    std::vector<std::unique_ptr<tbb::task_arena>> arenas;
+    for (int i = 0; i < kNumArenas; ++i)
+        arenas.push_back(std::make_unique<tbb::task_arena>(i + 2));
+    const auto decodeInArena = [&](std::size_t i) {
+        for (int round = 0; round < 5; ++round)
+            arenas[i]->execute([&] { require(decodes[i].isAsExpected(), kOtherPixels); });
+    };
+    if (isAfterFirst)
+        decodeInArena(0);
+    if (isAtOnce) {
+        HostThreads hosts(kNumArenas, decodeInArena);
+        s_numUntilRefusal = numStarted;
+        hosts.run();
+    } else {
+        s_numUntilRefusal = numStarted;
+        for (std::size_t i = 0; i < kNumArenas; ++i)
+            decodeInArena(i);
+        require(s_numRefused > 0 || numStarted >= kNumArenas - (isAfterFirst ? 1 : 0), kNothingRefused);
+    }
+    std::_Exit(kAsPromised);
+}
+
+// Four threads of the host, each of which allows its decodes two.
+[[noreturn]] void decodeInFourHostThreadsAndExit(long numStarted) {
+    beginCase();
+    const Bytes frame = frameOf(640, 480);
+    std::vector<Decode> decodes(4, Decode(frame));
+    const ThreadsAllowed allowed(8);
+    require(decodes[0].isAsExpected(2), kOtherPixels);
+    HostThreads hosts(4, [&](std::size_t i) {
+        for (int round = 0; round < 100; ++round)
+            require(decodes[i].isAsExpected(2), kOtherPixels);
+    });
+    s_numUntilRefusal = numStarted;
+    hosts.run();
+    std::_Exit(kAsPromised);
+}
+
+std::uint64_t bytesOfAddressSpace() {
+    std::ifstream status("/proc/self/statm");
+    std::uint64_t numPages = 0;
+    status >> numPages;
+    return numPages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+// A small frame, and then a larger one without the memory that it took to start threads.
+[[noreturn]] void decodeWithoutMemoryAndExit(std::uint64_t bytesLeft) {
+    beginCase();
+    Decode small(frameOf(16, 16));
+    Decode large(frameOf(640, 480));
+    const ThreadsAllowed allowed(8);
+    tbb::task_arena arena(8);
+    arena.execute([&] {
+        require(small.isAsExpected(), kOtherPixels);
+        const rlim_t limit = bytesOfAddressSpace() + bytesLeft;
+        const struct rlimit addressSpace = {limit, limit};
+        require(setrlimit(RLIMIT_AS, &addressSpace) == 0, kNothingRefused);
+        for (int round = 0; round < 5; ++round)
+            require(large.isAsExpected(), kOtherPixels);
+    });
+    std::_Exit(kAsPromised);
+}
+
+// A host whose own loops have started the workers of the task library.
+[[noreturn]] void decodeBesideTheHostsOwnLoopsAndExit(long numStarted) {
+    beginCase();
+    Decode decode(frameOf(640, 480));
+    const ThreadsAllowed allowed(8);
+    tbb::task_arena arena(8);
+    std::latch allWorkersRun(8);
+    const auto meet = [&](int) { allWorkersRun.arrive_and_wait(); };
+    arena.execute([&] { tbb::parallel_for(0, 8, meet, tbb::static_partitioner()); });
+    s_numUntilRefusal = numStarted;
+    for (int round = 0; round < 20; ++round)
+        arena.execute([&] { require(decode.isAsExpected(), kOtherPixels); });
+    require(s_numRefused > 0 || numStarted >= 7, kNothingRefused);
+    std::_Exit(kAsPromised);
+}
+
+[[noreturn]] void askAgainAndExit() {
+    beginCase();
+    Decode decode(frameOf(640, 480));
+    const ThreadsAllowed allowed(8);
+    tbb::task_arena arena(8);
+    arena.execute([&] {
+        s_numUntilRefusal = 0;
+        for (int round = 0; round < 5; ++round) {
+            require(decode.isAsExpected(), kOtherPixels);
+            // One attempt in each decode.
+            require(s_numRefused == round + 1, round < s_numRefused ? kTooMany : kNothingRefused);
+        }
+        s_numUntilRefusal = -1;
+        require(decode.isAsExpected(), kOtherPixels);
+        require(s_numStarted == 7, s_numStarted > 7 ? kTooMany : kNothingStarted);
+        // Those that have been started serve all later decodes.
+        for (int round = 0; round < 20; ++round)
+            require(decode.isAsExpected(), kOtherPixels);
+        require(s_numStarted == 7, kTooMany);
+    });
+    std::_Exit(kAsPromised);
+}
+
+// Frames of one group, and decodes that are allowed one thread, in a process that has not met the task library.
+[[noreturn]] void decodeAloneAndExit() {
+    beginCase();
+    Decode oneGroup(frameOf(640, 16));
+    Decode large(frameOf(640, 480));
+    for (int round = 0; round < 5; ++round) {
+        require(oneGroup.isAsExpected(), kOtherPixels);
+        require(oneGroup.isAsExpected(16), kOtherPixels);
+        require(large.isAsExpected(1), kOtherPixels);
+    }
+    require(s_numQuestions == 0 && s_numStarted == 0, kTooMany);
+    require(large.isAsExpected(), kOtherPixels);
+    require(s_numQuestions > 0, kNothingStarted);
+    std::_Exit(kAsPromised);
+}
+
+[[noreturn]] void decodeFewGroupsAndExit() {
+    beginCase();
+    const ThreadsAllowed allowed(8);
+    tbb::task_arena arena(8);
+    for (const std::uint32_t numGroups : {2u, 3u, 5u}) {
+        Decode decode(frameOf(16, 16 * numGroups));
+        arena.execute([&] { require(decode.isAsExpected(), kOtherPixels); });
+        require(s_numStarted == long{numGroups} - 1, s_numStarted < long{numGroups} ? kNothingStarted : kTooMany);
+    }
+    std::_Exit(kAsPromised);
+}
+
+bool longFormWanted() {
+    const char* const wish = std::getenv("RAVELO_HOSTILE");
+    return wish != nullptr && std::string(wish) == "all";
+}
+
+int numRepeats() {
+    return longFormWanted() ? 200 : 1;
+}
+
+// Before the first decode and after it; the suite tries one of them for each number of threads.
+std::vector<bool> timesOfRefusal(long numStarted) {
+    if (longFormWanted())
+        return {false, true};
+    return {numStarted % 2 != 0};
+}
+
+// From the first thread that a decode of eight asks for to far beyond the last.
+constexpr long kNumStarted[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 
 class RefusedThreadsTest : public testing::Test {
 protected:
@@ -84,17 +375,66 @@ protected:
 
 } // namespace
 
-TEST_F(RefusedThreadsTest, TheCallingThreadDecodesWhenNoThreadStarts) {
-    EXPECT_EXIT(decodeAndExit(2, 0), testing::ExitedWithCode(kAllEqual), "");
-    EXPECT_EXIT(decodeAndExit(8, 0), testing::ExitedWithCode(kAllEqual), "");
+#define EXPECT_AS_PROMISED(call)                                                                                       \
+    for (int repeat = 0; repeat < numRepeats(); ++repeat)                                                              \
+    EXPECT_EXIT(call, testing::ExitedWithCode(kAsPromised), "") << "repeat " << repeat
+
+TEST_F(RefusedThreadsTest, ThreadsThatAreRefusedCostNoPixel) {
+    for (const long numStarted : kNumStarted)
+        EXPECT_AS_PROMISED(decodeInOneArenaAndExit(8, numStarted)) << ", " << numStarted << " started";
 }
 
-TEST_F(RefusedThreadsTest, TheCallingThreadDecodesWhenTooFewThreadsStart) {
-    for (long numStarted = 1; numStarted < 7; ++numStarted)
-        EXPECT_EXIT(decodeAndExit(8, numStarted), testing::ExitedWithCode(kAllEqual), "");
+TEST_F(RefusedThreadsTest, AThreadThatIsRefusedOutOfTwoCostsNoPixel) {
+    for (const long numStarted : {0L, 1L})
+        EXPECT_AS_PROMISED(decodeInOneArenaAndExit(2, numStarted)) << ", " << numStarted << " started";
 }
 
-// The first thread only tries whether the system starts one; the task library's own is refused.
-TEST_F(RefusedThreadsTest, AThreadRefusedWhileWorkIsHandedOutCostsNoPixel) {
-    EXPECT_EXIT(decodeAndExit(2, 1), testing::ExitedWithCode(kAllEqual), "");
+TEST_F(RefusedThreadsTest, ThreadsThatAreRefusedAfterTheFirstDecodeCostNoPixel) {
+    for (const long numStarted : kNumStarted)
+        EXPECT_AS_PROMISED(decodeInOneArenaAfterTheFirstAndExit(8, numStarted)) << ", " << numStarted << " started";
+}
+
+TEST_F(RefusedThreadsTest, ArenasOneAfterTheOtherEndWhateverIsRefused) {
+    for (const long numStarted : kNumStarted) {
+        for (const bool isAfterFirst : timesOfRefusal(numStarted))
+            EXPECT_AS_PROMISED(decodeInManyArenasAndExit(numStarted, isAfterFirst, false))
+                << ", " << numStarted << " started";
+    }
+}
+
+TEST_F(RefusedThreadsTest, ArenasAtOnceEndWhateverIsRefused) {
+    for (const long numStarted : kNumStarted) {
+        for (const bool isAfterFirst : timesOfRefusal(numStarted))
+            EXPECT_AS_PROMISED(decodeInManyArenasAndExit(numStarted, isAfterFirst, true))
+                << ", " << numStarted << " started";
+    }
+}
+
+TEST_F(RefusedThreadsTest, FourHostThreadsWithTwoThreadsEachEndWhateverIsRefused) {
+    for (const long numStarted : {0L, 1L, 2L, 3L})
+        EXPECT_AS_PROMISED(decodeInFourHostThreadsAndExit(numStarted)) << ", " << numStarted << " started";
+}
+
+TEST_F(RefusedThreadsTest, MemoryThatIsTakenAwayAfterTheFirstDecodeCostsNoPixel) {
+    if (kHasSanitizer)
+        GTEST_SKIP() << "a sanitizer takes terabytes of addresses";
+    for (const std::uint64_t megabytesLeft : {8u, 16u})
+        EXPECT_AS_PROMISED(decodeWithoutMemoryAndExit(megabytesLeft << 20)) << ", " << megabytesLeft << " MiB left";
+}
+
+TEST_F(RefusedThreadsTest, ADecodeNeedsNoWorkerOfTheHostsOwnLoops) {
+    for (const long numStarted : {0L, 1L, 6L, 7L})
+        EXPECT_AS_PROMISED(decodeBesideTheHostsOwnLoopsAndExit(numStarted)) << ", " << numStarted << " started";
+}
+
+TEST_F(RefusedThreadsTest, TheNextDecodeAsksAgainForThreadsThatWereRefused) {
+    EXPECT_AS_PROMISED(askAgainAndExit());
+}
+
+TEST_F(RefusedThreadsTest, OneGroupOrOneThreadAsksNeitherTheSystemNorTheTaskLibrary) {
+    EXPECT_AS_PROMISED(decodeAloneAndExit());
+}
+
+TEST_F(RefusedThreadsTest, NoMoreThreadsAreAskedForThanThereAreGroups) {
+    EXPECT_AS_PROMISED(decodeFewGroupsAndExit());
 }
