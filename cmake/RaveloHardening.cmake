@@ -4,7 +4,8 @@
 #   relocations read-only and bound at load     no table of addresses can be overwritten later
 #   no executable stack
 #   stack protector                             in functions with arrays
-#   -fcf-protection                             indirect jumps end at marked places, on processors that can
+#   -fcf-protection                             every object of ours marks where indirect jumps may end; a library says so
+#                                               where the system's start files do too, which those of Debian 12 do not
 #   _FORTIFY_SOURCE                             copies of a known size are checked; needs an optimised build
 option(RAVELO_HARDENING "Build with the linker's and the compiler's protections" ON)
 if(NOT RAVELO_HARDENING)

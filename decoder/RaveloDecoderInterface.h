@@ -18,8 +18,7 @@ public:
     // colorCoding       the coding of the output. 4:2:2 frames give ColorCoding_YCbCr only.
     // bitDepth          bits of an output sample: 8 (one byte), 10, 15 (maximum 32768) or 16 (two bytes, native order).
     // pixels            the address of the first (top) line of the output. No alignment is needed; large pictures of
-    // 16-bit
-    //                   samples are written faster where this address and the stride are multiples of 64 bytes.
+    //                   16-bit samples are written faster where this address and the stride are multiples of 64 bytes.
     // lineStride        bytes from one line to the next; negative where the picture runs towards lower addresses. Its
     //                   magnitude must be at least width * samplesPerPixel * bytes of a sample, with the width of the
     //                   reduced picture.

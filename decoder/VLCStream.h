@@ -17,8 +17,9 @@ public:
     // The next `n` bits, right-aligned; n in [0, 32] for a meaningful result. The format's longest suffix asks for 35
     // bits, of which the low 32 are returned.
     //
-    // A request that goes beyond what one refill supplies, which only happens in the last bytes of a range, wraps the
-    // bit count. What later reads return is then unspecified, but they stay in the range and a scan fails.
+    // A request that goes beyond what one refill supplies wraps the bit count. That happens in two places: in the last
+    // partial word of a range, where what later reads return is unspecified, but they stay in the range and a scan
+    // fails; and past the end, where a refill supplies eight bits, and later reads return zeros all the same.
     unsigned int getBits(unsigned int n);
 
     bool readPastEnd() const { return m_readPastEnd; }

@@ -108,8 +108,8 @@ TEST(RequestTest, ChromaFormats0And1Are422AndIgnoreTheCoding) {
     }
 }
 
-TEST(RequestTest, AnUnknownDepthFailsInTheSlicesWithItsTextAndWritesNothing) {
-    // Many slices fail at once, in rows and columns, on any thread; one exception must come out.
+TEST(RequestTest, AnUnknownDepthFailsWithItsTextAndWritesNothing) {
+    // The picture refuses it before its loops begin, however many slices it has.
     FrameSpec spec = specOf(3, 200, 100);
     spec.log2_slice_size_in_mb = 0;
     const MadeFrame made = flatFrame(spec, 10, 20, 30);
