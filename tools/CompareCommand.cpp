@@ -12,6 +12,7 @@
 #include "InputFile.h"
 #include "Json.h"
 #include "PictureReader.h"
+#include "Printable.h"
 #include "SourceConversion.h"
 
 namespace {
@@ -186,9 +187,9 @@ std::string psnrText(double psnr) {
 
 std::string describe(Side const& side) {
     if (side.picture)
-        return fmt::format("{}: picture, {} x {}", side.name, side.width(), side.height());
-    return fmt::format("{}: frame, {} x {}, {}, {} bytes, {:.3f} bits a pixel", side.name, side.width(), side.height(),
-                       side.is444() ? "4:4:4" : "4:2:2", side.frame.size(), bitsPerPixel(side));
+        return fmt::format("{}: picture, {} x {}", printable(side.name), side.width(), side.height());
+    return fmt::format("{}: frame, {} x {}, {}, {} bytes, {:.3f} bits a pixel", printable(side.name), side.width(),
+                       side.height(), side.is444() ? "4:4:4" : "4:2:2", side.frame.size(), bitsPerPixel(side));
 }
 
 std::string textOf(Side const& first, Side const& second, Comparison const& comparison) {

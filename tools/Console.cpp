@@ -7,17 +7,32 @@
 
 #include <fmt/format.h>
 
+#include "Printable.h"
+
 namespace {
 
 constexpr std::chrono::milliseconds kTerminalInterval{100};
 constexpr std::chrono::seconds kPlainInterval{5};
 constexpr const char* kClearLine = "\r\x1b[K";
 
+// The stream has no buffer, so one call is one piece among those of other threads.
+void printRaw(std::string const& text) {
+    std::fputs(text.c_str(), stderr);
+}
+
 } // namespace
+
+void printMessage(std::string const& text) {
+    printNote("ravelo: " + text);
+}
+
+void printNote(std::string const& text) {
+    printRaw(printable(text) + "\n");
+}
 
 void warn(Verbosity const& verbosity, std::string const& text) {
     if (!verbosity.quiet)
-        fmt::print(stderr, "ravelo: warning: {}\n", text);
+        printMessage("warning: " + text);
 }
 
 Progress::Progress(std::string const& action, std::size_t total, Verbosity const& verbosity)
@@ -25,7 +40,7 @@ Progress::Progress(std::string const& action, std::size_t total, Verbosity const
 
 Progress::~Progress() {
     if (m_lineShown)
-        std::fputs(kClearLine, stderr);
+        printRaw(kClearLine);
 }
 
 std::string Progress::status() const {
@@ -39,18 +54,19 @@ std::string Progress::status() const {
 
 void Progress::advance(std::string const& step) {
     ++m_done;
-    if (m_verbosity.verbose)
-        fmt::print(stderr, "{}{}\n", m_lineShown ? kClearLine : "", step);
+    if (m_verbosity.verbose) {
+        printRaw(m_lineShown ? kClearLine : "");
+        printNote(step);
+    }
     if (m_verbosity.quiet || m_total == 1)
         return;
     const Clock::time_point now = Clock::now();
     if (m_onTerminal && now - m_lastShown >= kTerminalInterval) {
-        fmt::print(stderr, "{}{}", kClearLine, status());
-        std::fflush(stderr);
+        printRaw(kClearLine + status());
         m_lineShown = true;
         m_lastShown = now;
     } else if (!m_onTerminal && now - m_lastShown >= kPlainInterval) {
-        fmt::print(stderr, "{}\n", status());
+        printNote(status());
         m_lastShown = now;
     }
 }

@@ -9,7 +9,12 @@ struct Verbosity {
     bool verbose = false;
 };
 
-// One line on standard error, unless the user asked for silence.
+// One line on standard error. Whatever the text holds, it stays one line without control characters; a standard error
+// that cannot be written is nobody's loss.
+void printMessage(std::string const& text); // with the name of the command in front
+void printNote(std::string const& text);
+
+// A message, unless the user asked for silence.
 void warn(Verbosity const& verbosity, std::string const& text);
 
 // How far a job of several steps is. On a terminal one line shows the rate and the time left, and goes away at the end.

@@ -292,8 +292,8 @@ void DecodeJob::printTotals(double seconds) const {
                    {"seconds", seconds},
                    {"frames_per_second", seconds > 0 ? static_cast<double>(m_steps.size()) / seconds : 0}});
     else if (m_options.verbosity.verbose && m_steps.size() > 1)
-        fmt::print(stderr, "{} frames in {:.3f} s, {:.1f} a second\n", m_steps.size(), seconds,
-                   static_cast<double>(m_steps.size()) / std::max(seconds, 1e-6));
+        printNote(fmt::format("{} frames in {:.3f} s, {:.1f} a second", m_steps.size(), seconds,
+                              static_cast<double>(m_steps.size()) / std::max(seconds, 1e-6)));
 }
 
 ExitCode DecodeJob::run() {

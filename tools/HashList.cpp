@@ -3,17 +3,18 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <sstream>
 
 #include <fmt/format.h>
 
 #include "CommandError.h"
 #include "InputFile.h"
 #include "OutputFormat.h"
+#include "Printable.h"
 
 namespace {
 
 constexpr std::uint64_t kMaxListBytes = std::uint64_t{1} << 28;
+constexpr std::size_t kMaxLineBytes = 1 << 16; // more than a hash and the longest path, even where it is escaped
 constexpr std::size_t kXxh3Digits = 16;
 constexpr std::size_t kMd5Digits = 32;
 
@@ -58,11 +59,15 @@ PixelHash parsePixelHash(std::string const& text) {
 }
 
 HashList::HashList(std::string const& path) : m_path(displayName(path)) {
-    const std::vector<std::uint8_t> bytes = readFile(path, kMaxListBytes);
-    std::istringstream lines(std::string(bytes.begin(), bytes.end()));
+    InputFile file(path);
     std::size_t lineNumber = 0;
-    for (std::string line; std::getline(lines, line);)
+    std::uint64_t numBytes = 0;
+    for (std::string line; file.readLine(line, kMaxLineBytes);) {
+        numBytes += line.size() + 1;
+        if (numBytes > kMaxListBytes)
+            throw limitExceeded("{} is larger than the limit of {} bytes", m_path, kMaxListBytes);
         add(line, ++lineNumber);
+    }
 }
 
 void HashList::add(std::string const& line, std::size_t lineNumber) {
@@ -82,14 +87,24 @@ void HashList::add(std::string const& line, std::size_t lineNumber) {
         m_byLastPart.emplace(lastPartOf(name), *hash);
 }
 
-PixelHash const& HashList::hashFor(std::string const& name) const {
+// Null when there is none.
+PixelHash const* HashList::find(std::string const& name) const {
     const auto whole = m_byName.find(name);
     if (whole != m_byName.end())
-        return whole->second;
+        return &whole->second;
     const auto [first, end] = m_byLastPart.equal_range(lastPartOf(name));
     if (first == end)
-        throw failure("{} has no hash for {}", m_path, name);
+        return nullptr;
     if (std::next(first) != end)
         throw failure("{} has several hashes for names like {}", m_path, name);
-    return first->second;
+    return &first->second;
+}
+
+PixelHash const& HashList::hashFor(std::string const& name) const {
+    PixelHash const* hash = find(printable(name));
+    if (hash == nullptr)
+        hash = find(name);
+    if (hash == nullptr)
+        throw failure("{} has no hash for {}", m_path, name);
+    return *hash;
 }

@@ -34,11 +34,13 @@ public:
     explicit HashList(std::string const& path);
 
     // The hash for a frame: that of its whole name, or else that of a name with the same last part, as the list may
-    // have been made in another folder. Throws CommandError when there is none, or no single one.
+    // have been made in another folder. Names in the list may be written as printable() writes them, or as they are.
+    // Throws CommandError when there is none, or no single one.
     PixelHash const& hashFor(std::string const& name) const;
 
 private:
     void add(std::string const& line, std::size_t lineNumber);
+    PixelHash const* find(std::string const& name) const;
 
     std::string m_path;
     std::map<std::string, PixelHash> m_byName;

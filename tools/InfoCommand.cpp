@@ -12,6 +12,7 @@
 #include "FrameHeader.h"
 #include "InputFile.h"
 #include "Json.h"
+#include "Printable.h"
 #include "Sequence.h"
 
 namespace {
@@ -167,7 +168,7 @@ std::string pictureText(PictureHeader const& picture, std::size_t index) {
 
 std::string textOf(std::string const& name, std::span<const std::uint8_t> frame) {
     const FrameHeader header = parseFrameHeader(frame);
-    std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits a pixel\n", name,
+    std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits a pixel\n", printable(name),
                                    header.horizontal_size, header.vertical_size, frame.size(),
                                    8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels()));
     text += "  header\n";

@@ -86,6 +86,23 @@ bool InputFile::read(std::span<std::uint8_t> target) {
     return true;
 }
 
+bool InputFile::readLine(std::string& line, std::size_t maxBytes) {
+    constexpr std::size_t kStep = 1 << 16;
+    line.clear();
+    while (m_pendingStart != m_pending.size() || !peek(kStep).empty()) {
+        const auto start = m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart);
+        const auto end = std::find(start, m_pending.end(), '\n');
+        const bool isWhole = end != m_pending.end();
+        line.append(start, end);
+        m_pendingStart += static_cast<std::size_t>(end - start) + (isWhole ? 1 : 0);
+        if (line.size() > maxBytes)
+            throw failure("{} has a line of more than {} bytes", m_name, maxBytes);
+        if (isWhole)
+            return true;
+    }
+    return !line.empty();
+}
+
 // Makes room in one piece, which is not touched before it is filled. A vector that grows by itself would hold its
 // content twice at times.
 void InputFile::reserve(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes) const {

@@ -27,6 +27,9 @@ public:
     // Moves `target.size()` bytes on and copies them; false when fewer remain (they are consumed all the same).
     bool read(std::span<std::uint8_t> target);
 
+    // The next line without its end; false at the end of the file. Throws CommandError for one of more than `maxBytes`.
+    bool readLine(std::string& line, std::size_t maxBytes);
+
     // Appends the bytes from here on until `bytes` has `wantedBytes`; false when the file ends before. The memory that
     // this takes grows with the bytes that are there, not with those that are wanted.
     bool readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes);

@@ -12,6 +12,7 @@
 #include "OutputFile.h"
 #include "OutputName.h"
 #include "PngWriter.h"
+#include "Printable.h"
 #include "Sequence.h"
 #include "SliceReport.h"
 
@@ -76,9 +77,10 @@ std::string totalsText(InspectedFrame const& frame) {
 }
 
 std::string textOf(InspectedFrame const& frame, bool totalsOnly) {
-    std::string text = fmt::format("{}\n  {} x {} pixels, {}, {} bytes; {}\n", frame.name, frame.header.horizontal_size,
-                                   frame.header.vertical_size, frame.header.is444() ? "4:4:4" : "4:2:2", frame.bytes,
-                                   damageSummary(frame.failedSlices, frame.slices.size()));
+    std::string text =
+        fmt::format("{}\n  {} x {} pixels, {}, {} bytes; {}\n", printable(frame.name), frame.header.horizontal_size,
+                    frame.header.vertical_size, frame.header.is444() ? "4:4:4" : "4:2:2", frame.bytes,
+                    damageSummary(frame.failedSlices, frame.slices.size()));
     if (!totalsOnly)
         text += slicesText(frame);
     return text + totalsText(frame);

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "CommandError.h"
+#include "Printable.h"
 
 namespace {
 
@@ -12,9 +13,9 @@ std::vector<std::uint8_t> bytesOf(std::string const& text) {
     return {text.begin(), text.end()};
 }
 
-// The line that checksum tools print and read.
+// The line that checksum tools print and read. A name cannot make it two.
 std::vector<std::uint8_t> hashLine(std::string const& hash, std::string const& name) {
-    return bytesOf(hash + "  " + name + "\n");
+    return bytesOf(hash + "  " + printable(name) + "\n");
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "InputFile.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
+#include "Printable.h"
 #include "Sequence.h"
 
 namespace {
@@ -169,12 +170,12 @@ Json jsonOf(Finding const& finding) {
 
 void VerifyJob::printText(Finding const& finding) const {
     if (!finding.error.empty()) {
-        fmt::print(stderr, "ravelo: {}\n", finding.error);
+        printMessage(finding.error);
         return;
     }
     if (m_options.verbosity.quiet)
         return;
-    std::string text = fmt::format("{}: {}", finding.name, finding.status());
+    std::string text = fmt::format("{}: {}", printable(finding.name), finding.status());
     if (!finding.damage.empty())
         text += ", " + damageSummary(finding.damage.size(), finding.slices);
     if (!finding.isEqual())

@@ -6,18 +6,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include "Command.h"
 #include "CommandLine.h"
+#include "Console.h"
 #include "Interrupt.h"
 
 namespace {
-
-// Messages of other libraries may run over several lines; the first says what is wrong.
-std::string firstLine(std::string const& text) {
-    return text.substr(0, text.find('\n'));
-}
 
 // A file that is opened must not get the number of a stream that the caller has closed, or reports would go there. In
 // the wrong direction, so that the use of such a stream is still an error.
@@ -28,7 +22,7 @@ void occupyClosedStreams() {
 }
 
 int report(ExitCode exitCode, std::string const& text) {
-    fmt::print(stderr, "ravelo: {}\n", firstLine(text));
+    printMessage(text);
     return static_cast<int>(exitCode);
 }
 

@@ -1,15 +1,30 @@
 // What files and names from strangers can make the command do: take memory and time, and write to the terminal.
 
+#include <algorithm>
+
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "ToolsTestSupport.h"
+
+using testing::HasSubstr;
 
 namespace {
 
 constexpr std::uint64_t kMebibyte = 1 << 20;
 
 const std::string kFrame = vectorPath("valid422-1.rvl");
+
+// A name that would clear the screen and forge a line.
+const std::string kEvilName = "a\x1b[2J\n0123456789abcdef  \xc2\x9b\\b.rvl";
+const std::string kPrintedName = R"(a\x1b[2J\x0a0123456789abcdef  \xc2\x9b\\b.rvl)";
+
+// Lines are what the command prints itself.
+void expectNoControlCharacters(std::string const& text) {
+    for (const char byte : text)
+        EXPECT_TRUE(byte == '\n' || static_cast<unsigned char>(byte) >= 0x20) << text;
+    EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos) << text;
+}
 
 } // namespace
 
@@ -21,7 +36,8 @@ TEST(HostileCommandTest, AFileWithoutEndThatIsNotAFrameIsRefusedAtOnce) {
                                                       {"bench", "/dev/zero"},
                                                       {"compare", "/dev/zero", kFrame},
                                                       {"compare", kFrame, "/dev/zero"},
-                                                      {"encode", "/dev/zero", "-o", "-"}}) {
+                                                      {"encode", "/dev/zero", "-o", "-"},
+                                                      {"verify", kFrame, "--list", "/dev/zero"}}) {
         const CommandResult result = runRavelo(arguments);
         EXPECT_EQ(result.exitCode, 1) << arguments[0];
         expectOneLine(result.error);
@@ -96,4 +112,86 @@ TEST(HostileCommandTest, PicturesHaveTheLimitOfFrames) {
         EXPECT_EQ(runRavelo({command, folder.path("large.ppm"), second}).exitCode, 4);
         EXPECT_EQ(runRavelo({command, folder.path("large.ppm"), second, "--max-pixels", "0"}).exitCode, 1);
     }
+}
+
+TEST(HostileCommandTest, NamesOfFilesReachNoReportUnescaped) {
+    const TestFolder folder;
+    const std::string frame = folder.path(kEvilName);
+    writeTestFile(frame, readTestFile(kFrame));
+    for (std::vector<std::string> const& arguments : {std::vector<std::string>{"info", frame},
+                                                      {"verify", "-v", frame},
+                                                      {"inspect", frame},
+                                                      {"compare", frame, frame},
+                                                      {"decode", frame, "-F", "xxh3", "-o", "-"},
+                                                      {"decode", frame, "-F", "md5", "-o", "-"}}) {
+        const CommandResult result = runRavelo(arguments);
+        EXPECT_EQ(result.exitCode, 0) << arguments[0];
+        EXPECT_THAT(result.output, HasSubstr(kPrintedName)) << arguments[0];
+        expectNoControlCharacters(result.output);
+    }
+}
+
+TEST(HostileCommandTest, NamesOfFilesReachNoMessageUnescaped) {
+    const TestFolder folder;
+    const std::string missing = folder.path(kEvilName);
+    const std::string damaged = folder.path("damaged" + kEvilName);
+    writeTestFile(damaged, readTestFile(kFrame));
+    damageSlices(damaged, {0});
+    for (std::vector<std::string> const& arguments : {std::vector<std::string>{"info", missing},
+                                                      {"verify", missing},
+                                                      {"compare", missing, kFrame},
+                                                      {"encode", missing, "-o", "-"},
+                                                      {"decode", kFrame, "-F", "png", "-o", missing + "/a"},
+                                                      {"decode", "-v", damaged, "-F", "null"},
+                                                      {"info", kFrame, "--" + kEvilName},
+                                                      {kEvilName}}) {
+        const CommandResult result = runRavelo(arguments);
+        EXPECT_NE(result.exitCode, 0) << arguments[0];
+        EXPECT_THAT(result.error, HasSubstr(kPrintedName)) << arguments[0];
+        expectNoControlCharacters(result.error);
+        EXPECT_EQ(result.output, "");
+    }
+}
+
+TEST(HostileCommandTest, AnErrorIsOneLineWhateverItsText) {
+    for (std::vector<std::string> const& arguments : {std::vector<std::string>{"info", "no\nfile"},
+                                                      {"info", kFrame, "--no\noption"},
+                                                      {"no\nsubcommand"},
+                                                      {"decode", kFrame, "-F", "no\nform", "-o", "-"},
+                                                      {"decode", kFrame, "--fps", "no\nrate", "-o", "-"}}) {
+        const CommandResult result = runRavelo(arguments);
+        expectOneLine(result.error);
+        EXPECT_THAT(result.error, HasSubstr("no\\x0a"));
+    }
+}
+
+TEST(HostileCommandTest, TextsInFilesReachNoMessageUnescaped) {
+    const CommandResult y4m = runRavelo({"encode", "-", "-o", "-"}, "YUV4MPEG2 W2 H2 C\x1b[2J\n");
+    EXPECT_THAT(y4m.error, HasSubstr(R"(\x1b[2J)"));
+    expectNoControlCharacters(y4m.error);
+    const CommandResult list =
+        runRavelo({"verify", kFrame, "--list", "-"}, "0123456789abcdef  \x1b[2J\n0123456789abcdee  \x1b[2J\n");
+    EXPECT_THAT(list.error, HasSubstr(R"(\x1b[2J)"));
+    expectNoControlCharacters(list.error);
+}
+
+TEST(HostileCommandTest, AListOfHashesKnowsNamesThatAreEscapedInIt) {
+    const TestFolder folder;
+    const std::string frame = folder.path(kEvilName);
+    writeTestFile(frame, readTestFile(kFrame));
+    const std::string list = runRavelo({"decode", frame, "-F", "xxh3", "-o", "-"}).output;
+    EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 1);
+    EXPECT_EQ(runRavelo({"verify", frame, "--list", "-"}, list).exitCode, 0);
+    const std::string hash = list.substr(0, list.find(' '));
+    writeTestFile(folder.path("back\\slash.rvl"), readTestFile(kFrame));
+    EXPECT_EQ(
+        runRavelo({"verify", folder.path("back\\slash.rvl"), "--list", "-"}, hash + "  back\\slash.rvl\n").exitCode, 0);
+}
+
+TEST(HostileCommandTest, JsonHasNamesAsTheyAre) {
+    const TestFolder folder;
+    const std::string frame = folder.path("a\n\x1b.rvl");
+    writeTestFile(frame, readTestFile(kFrame));
+    EXPECT_EQ(jsonAt(runRavelo({"info", "--json", frame}).output, "/frames/0/file"),
+              "\"" + folder.path("a") + R"(\n\u001b.rvl")");
 }
