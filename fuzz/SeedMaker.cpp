@@ -35,7 +35,7 @@ void write(fs::path const& folder, std::string const& name, Bytes const& bytes) 
         throw std::runtime_error("cannot write " + (folder / name).string());
 }
 
-Bytes joined(std::initializer_list<std::uint32_t> front, Bytes const& back) {
+Bytes joined(std::initializer_list<std::uint_fast32_t> front, Bytes const& back) {
     Bytes bytes;
     bytes.reserve(front.size() + back.size());
     for (const std::uint32_t byte : front)
@@ -46,12 +46,9 @@ Bytes joined(std::initializer_list<std::uint32_t> front, Bytes const& back) {
 }
 
 Bytes withOptions(Bytes const& frame, Random& random) {
-    Bytes bytes;
-    for (std::size_t i = 0; i < FuzzOptions::kNumBytes; ++i)
-        bytes.push_back(static_cast<std::uint8_t>(random()));
-    bytes.insert(bytes.end(), frame.begin(), frame.end());
-    return bytes;
+    return joined({random() & 0xFF, random() & 0xFF, random() & 0xFF, random() & 0xFF}, frame);
 }
+static_assert(FuzzOptions::kNumBytes == 4);
 
 // A frame for all harnesses that take one.
 void writeFrame(fs::path const& root, std::string const& name, Bytes const& frame, Random& random) {
@@ -79,7 +76,7 @@ void writeFrames(fs::path const& root, Random& random) {
 void writeSlice(fs::path const& root, std::string const& name, Bytes const& frame, FrameMap::Slice const& slice,
                 Random& random) {
     constexpr std::size_t kMaxBytes = 255;
-    Bytes together = {static_cast<std::uint8_t>(2 | (random() & 0x70)), static_cast<std::uint8_t>(random())};
+    Bytes together = joined({2 | (random() & 0x70), random() & 0xFF}, {});
     std::vector<FrameMap::Component> components = componentsOf(frame, slice);
     components.resize(std::min<std::size_t>(components.size(), 3));
     for (std::size_t i = 0; i < components.size(); ++i) {
@@ -89,10 +86,11 @@ void writeSlice(fs::path const& root, std::string const& name, Bytes const& fram
         const std::uint32_t exponent = randomBelow(random, 5);
         const std::uint32_t choices = random() & 0x70;
         write(root / "CoefficientScan", name + "-" + std::to_string(i), joined({choices, 0, exponent}, range));
-        together.push_back(static_cast<std::uint8_t>(exponent));
-        if (i + 1 < components.size())
-            together.push_back(static_cast<std::uint8_t>(numBytes));
-        together.insert(together.end(), range.begin(), range.end());
+        const bool isLast = i + 1 == components.size();
+        const Bytes part =
+            isLast ? joined({exponent}, range) : joined({exponent, static_cast<std::uint32_t>(numBytes)}, range);
+        for (const std::uint8_t byte : part)
+            together.push_back(byte);
     }
     write(root / "CoefficientScan", name, together);
 }
