@@ -4,6 +4,7 @@
 #include "Frame.h"
 #include "HostError.h"
 #include "HostStructure.h"
+#include "SliceReads.h"
 
 namespace {
 
@@ -25,8 +26,6 @@ void checkChoices(ravelo_decode_options const& options) {
                options.failed_slices);
     if (options.mark_color > 0xFFFFFF)
         refuse(RAVELO_ERROR_OPTION, "mark_color is 0x%X; it is 0xRRGGBB, to 0xFFFFFF", options.mark_color);
-    if (options.reserved != 0)
-        refuse(RAVELO_ERROR_OPTION, "reserved is %u; it must be 0", options.reserved);
     if (options.reduction != RAVELO_FULL_SIZE && options.bit_depth > 8)
         refuse(RAVELO_ERROR_COMBINATION, "reduction %u with bit_depth %u: reduced pictures come in 8 bits only",
                options.reduction, options.bit_depth);
@@ -85,6 +84,8 @@ ravelo_decode_options checkedOptions(const ravelo_decode_options* options) {
         checked.bit_depth = 8;
     if (checked.max_pixels == 0)
         checked.max_pixels = RAVELO_DEFAULT_MAX_PIXELS;
+    if (checked.max_read_factor == 0)
+        checked.max_read_factor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     if (checked.mark_color == 0)
         checked.mark_color = 0xFF00FF;
     checkChoices(checked);
@@ -99,6 +100,18 @@ void checkFrame(HostFrameHeader const& header, ravelo_decode_options const& opti
         refuse(RAVELO_ERROR_LIMIT, "the frame has %u x %u = %llu pixels; max_pixels allows %llu",
                header.horizontal_size, header.vertical_size, static_cast<UnsignedLongLong>(header.pixels()),
                static_cast<UnsignedLongLong>(options.max_pixels));
+}
+
+void checkReads(const void* data, std::size_t size, ravelo_decode_options const& options) {
+    std::uint64_t allowed = 0;
+    if (options.max_read_factor == RAVELO_NO_READ_LIMIT ||
+        __builtin_mul_overflow(std::uint64_t{size}, options.max_read_factor, &allowed))
+        return;
+    if (bytesReadBySlices({static_cast<const std::uint8_t*>(data), size}, allowed) > allowed)
+        refuse(RAVELO_ERROR_LIMIT,
+               "the slices of the frame read more than %llu bytes, %u times its size of %zu; max_read_factor allows no "
+               "more",
+               static_cast<UnsignedLongLong>(allowed), options.max_read_factor, size);
 }
 
 ravelo_buffer_requirements requirementsOf(const void* data, std::size_t size, ravelo_decode_options const& options) {

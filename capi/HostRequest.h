@@ -14,6 +14,9 @@ ravelo_decode_options checkedOptions(const ravelo_decode_options* options);
 // Refuses options that do not go with this frame.
 void checkFrame(HostFrameHeader const& header, ravelo_decode_options const& options);
 
+// Refuses a frame whose slices share so many bytes that they read more than the options allow.
+void checkReads(const void* data, std::size_t size, ravelo_decode_options const& options);
+
 ravelo_buffer_requirements requirementsOf(const void* data, std::size_t size, ravelo_decode_options const& options);
 
 // Where the pixels go.

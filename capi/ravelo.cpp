@@ -86,6 +86,7 @@ ravelo_status decode(const void* data, std::size_t size, const ravelo_output* ou
     }
     const HostFrameHeader header = readFrameHeader(data, size);
     checkFrame(header, options);
+    checkReads(data, size, options);
     const HostPixels pixels = checkedOutput(output, requirementsOf(data, size, options));
     const Bitstream bits{static_cast<const std::uint8_t*>(data), size};
     if (HostMonitor::isNeeded(options))
@@ -127,7 +128,7 @@ const char* ravelo_status_text(int32_t status) {
     case RAVELO_ERROR_COMBINATION:
         return "the options do not go together";
     case RAVELO_ERROR_LIMIT:
-        return "the frame has more pixels than allowed";
+        return "the frame exceeds a limit";
     case RAVELO_ERROR_BUFFER:
         return "the output is too small";
     case RAVELO_ERROR_MEMORY:
@@ -153,6 +154,7 @@ ravelo_status ravelo_get_buffer_requirements(const void* data, size_t size, cons
         checkStructure(requirements, "the buffer requirements");
         const ravelo_decode_options checked = checkedOptions(options);
         checkFrame(readFrameHeader(data, size), checked);
+        checkReads(data, size, checked);
         copyOut(requirementsOf(data, size, checked), requirements);
         return RAVELO_OK;
     });

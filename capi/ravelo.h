@@ -44,7 +44,7 @@ typedef enum ravelo_status {
     RAVELO_ERROR_FRAME = 4,       /**< The frame is shorter than its header. */
     RAVELO_ERROR_OPTION = 5,      /**< An option has a value that does not exist. */
     RAVELO_ERROR_COMBINATION = 6, /**< Options that do not go together, or not with this frame. */
-    RAVELO_ERROR_LIMIT = 7,       /**< The frame has more pixels than the limit allows. */
+    RAVELO_ERROR_LIMIT = 7,       /**< The frame exceeds `max_pixels` or `max_read_factor`. */
     RAVELO_ERROR_BUFFER = 8,      /**< The stride or the output memory is too small. */
     RAVELO_ERROR_MEMORY = 9,      /**< Memory is exhausted; some slices may be written. */
     RAVELO_ERROR_INTERNAL = 10    /**< Anything else; some slices may be written. */
@@ -78,6 +78,11 @@ enum ravelo_failed_slices {
 #define RAVELO_DEFAULT_MAX_PIXELS (UINT64_C(1) << 28)
 /** A value of `max_pixels` that allows every frame. */
 #define RAVELO_NO_PIXEL_LIMIT UINT64_MAX
+
+/** The limit on the bytes that slices read that holds where the options name none: twice the size of the frame. */
+#define RAVELO_DEFAULT_MAX_READ_FACTOR 2u
+/** A value of `max_read_factor` that allows every frame. */
+#define RAVELO_NO_READ_LIMIT UINT32_MAX
 
 /** Says what was wrong and with which value. A caller who wants no text passes a null pointer instead. */
 typedef struct ravelo_error {
@@ -141,9 +146,15 @@ typedef struct ravelo_decode_options {
     uint32_t max_threads;   /**< Most threads, the calling one included; 0: as many as its arena allows. */
     uint32_t failed_slices; /**< A ravelo_failed_slices. */
     uint32_t mark_color;    /**< 0xRRGGBB for RAVELO_FAILED_MARKED; 0 stands for magenta. */
-    uint32_t reserved;      /**< Zero. */
-    uint64_t max_pixels;    /**< Frames with more pixels are refused; 0 stands for RAVELO_DEFAULT_MAX_PIXELS. */
-    const int32_t* stop;    /**< Null, or a flag that ends the decode once it is not 0; see ravelo_request_stop. */
+    /**
+     * Frames whose slices may read more than so many times the size of the frame, all together, are refused; 0 stands
+     * for RAVELO_DEFAULT_MAX_READ_FACTOR. Every slice of a sound frame has bytes of its own, so 1 is enough for it. A
+     * damaged frame may exceed 2 where thousands of slices take their sizes from the wrong place; a file that is made
+     * to cost time lets all slices read the same bytes.
+     */
+    uint32_t max_read_factor;
+    uint64_t max_pixels; /**< Frames with more pixels are refused; 0 stands for RAVELO_DEFAULT_MAX_PIXELS. */
+    const int32_t* stop; /**< Null, or a flag that ends the decode once it is not 0; see ravelo_request_stop. */
     ravelo_damage_report* damage; /**< Null, or where to report slices that failed. */
 } ravelo_decode_options;
 
@@ -203,7 +214,7 @@ RAVELO_API ravelo_status ravelo_get_frame_info(const void* data, size_t size, ra
  * Tells what the output of a decode needs. Refuses all that ravelo_decode refuses, the output itself left aside.
  *
  * @param data          the frame's first byte
- * @param size          bytes at `data`; the header is enough
+ * @param size          bytes at `data`; the header is enough, but `max_read_factor` applies to what is there
  * @param options       those of the decode; null stands for the usual choices
  * @param requirements  filled in
  * @param error         filled in unless null

@@ -67,16 +67,17 @@ private:
 
 /** What a decode shall do. */
 struct Options {
-    std::uint32_t reduction = RAVELO_FULL_SIZE;           /**< A ravelo_reduction. */
-    std::uint32_t coding = RAVELO_YCBCR;                  /**< A ravelo_coding. */
-    std::uint32_t bitDepth = 8;                           /**< 8, 10, 15 or 16. */
-    std::uint32_t target = RAVELO_TARGET_BEST;            /**< A ravelo_target. */
-    std::uint32_t maxThreads = 0;                         /**< 0: as many as the caller's task arena allows. */
-    std::uint32_t failedSlices = RAVELO_FAILED_UNTOUCHED; /**< A ravelo_failed_slices. */
-    std::uint32_t markColor = 0xFF00FF;                   /**< 0xRRGGBB for RAVELO_FAILED_MARKED. */
-    std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;  /**< Or RAVELO_NO_PIXEL_LIMIT. */
-    const StopFlag* stop = nullptr;                       /**< A flag that may end the decode. */
-    std::size_t damageCapacity = 0;                       /**< Most slices of the damage list; 0 asks for none. */
+    std::uint32_t reduction = RAVELO_FULL_SIZE;                   /**< A ravelo_reduction. */
+    std::uint32_t coding = RAVELO_YCBCR;                          /**< A ravelo_coding. */
+    std::uint32_t bitDepth = 8;                                   /**< 8, 10, 15 or 16. */
+    std::uint32_t target = RAVELO_TARGET_BEST;                    /**< A ravelo_target. */
+    std::uint32_t maxThreads = 0;                                 /**< 0: as many as the caller's task arena allows. */
+    std::uint32_t failedSlices = RAVELO_FAILED_UNTOUCHED;         /**< A ravelo_failed_slices. */
+    std::uint32_t markColor = 0xFF00FF;                           /**< 0xRRGGBB for RAVELO_FAILED_MARKED. */
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; /**< Or RAVELO_NO_READ_LIMIT. */
+    std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;          /**< Or RAVELO_NO_PIXEL_LIMIT. */
+    const StopFlag* stop = nullptr;                               /**< A flag that may end the decode. */
+    std::size_t damageCapacity = 0; /**< Most slices of the damage list; 0 asks for none. */
 
     /** The same for the C interface. */
     ravelo_decode_options toC() const noexcept {
@@ -89,6 +90,7 @@ struct Options {
         options.max_threads = maxThreads;
         options.failed_slices = failedSlices;
         options.mark_color = markColor;
+        options.max_read_factor = maxReadFactor;
         options.max_pixels = maxPixels;
         options.stop = stop != nullptr ? stop->flag() : nullptr;
         return options;

@@ -51,23 +51,27 @@ const std::uint8_t Frame::s_defaultQuantizationMatrix[64] = {
     4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4,
 };
 
-Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
-             std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
-             DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
+Frame::Frame(Bitstream const& frameBits)
     : outer_word_0(frameBits.word32At(0)),
       outer_word_1(frameBits.word32At(4)),
-      downSampleFactor(requestedDownSampleFactor),
       bitstream(frameBits),
-      colorCoding(requestedCoding),
-      bitDepth(requestedBitDepth),
-      target(resolvedTarget),
-      monitor(decodeMonitor),
-      maxThreads(maxDecodeThreads),
       data(frameBits.data) {
     bitstream.advance(kOuterWordBytes);
     frame_header();
-    initializeFrameBuffer(pixels, lineStride);
     bitstream.advance(header_size);
+}
+
+Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
+             std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
+             DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
+    : Frame(frameBits) {
+    downSampleFactor = requestedDownSampleFactor;
+    colorCoding = requestedCoding;
+    bitDepth = requestedBitDepth;
+    target = resolvedTarget;
+    monitor = decodeMonitor;
+    maxThreads = maxDecodeThreads;
+    initializeFrameBuffer(pixels, lineStride);
     if (target == OptimizationTarget::AVX2)
         decodePictures<OptimizationTarget::AVX2>();
     else
@@ -77,7 +81,7 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
 template <OptimizationTarget resolvedTarget>
 void Frame::decodePictures() {
     const Picture<resolvedTarget> first(TemporalOrder::First, *this, bitstream);
-    if (interlace_mode != 1 && interlace_mode != 2)
+    if (!hasSecondPicture())
         return;
     bitstream.advance(first.picture_size());
     const Picture<resolvedTarget> second(TemporalOrder::Second, *this, bitstream);

@@ -12,6 +12,9 @@ class DecodeMonitor;
 // picture, or the two field pictures, decoded into the caller's buffer. A host uses GetFrameInfo only.
 class Frame {
 public:
+    // Reads the header alone; nothing is checked or decoded.
+    explicit Frame(Bitstream const& frameBits);
+
     // The arguments are those of RaveloDecoderInterface::DecompressFrameFromBits, with its errors; `resolvedTarget` is
     // one that the processor can run. `decodeMonitor`, if any, hears of slices that fail and may stop the decode.
     // `maxDecodeThreads` limits the threads, the calling one included; 0: as many as the caller's task arena has.
@@ -28,6 +31,9 @@ public:
     // Filled in are width and height (of the reduced picture), lineStride (the least that the decode call accepts),
     // downSampleFactor, samplesPerPixel, bitDepth and alpha_channel_type. The other members say nothing.
     static PixelBuffer GetFrameInfo(Bitstream frameBits, std::uint32_t bitDepth, std::uint32_t downSampleFactor);
+
+    // True for two fields. One field alone, interlace_mode 3, is a single picture.
+    bool hasSecondPicture() const { return interlace_mode == 1 || interlace_mode == 2; }
 
     // The matrix of a frame that brings none: 64 times 4.
     static const std::uint8_t s_defaultQuantizationMatrix[64];
@@ -52,7 +58,7 @@ public:
     std::uint32_t load_chroma_matrix = 0;
     std::uint8_t raw_luma_matrix[64] = {};
     std::uint8_t raw_chroma_matrix[64] = {};
-    Bitstream bitstream;
+    Bitstream bitstream; // at the first picture
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 0;
     PixelBuffer frame_buffer;

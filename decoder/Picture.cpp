@@ -113,14 +113,19 @@ std::uint32_t PictureLayout::firstMb(std::uint32_t column) const {
     return m_sliceTable.firstMb(column);
 }
 
-std::uint32_t PictureLayout::rowsToVisit() const {
-    if (m_heightInMb == 0 || number_of_slices_per_mb_row() == 0)
+std::uint32_t PictureLayout::rowsInData() const {
+    if (number_of_slices_per_mb_row() == 0)
         return 0;
-    maximumCode(m_pictureBuffer.bitDepth);
     std::uint32_t rows = m_heightInMb;
     while (rows > 0 && sliceBits(rows - 1, 0).size == 0)
         --rows;
     return rows;
+}
+
+std::uint32_t PictureLayout::rowsToVisit() const {
+    if (m_heightInMb != 0 && number_of_slices_per_mb_row() != 0)
+        maximumCode(m_pictureBuffer.bitDepth);
+    return rowsInData();
 }
 
 void PictureLayout::reportMissingRows(std::uint32_t firstRow) const {
@@ -172,6 +177,22 @@ SliceOrder PictureLayout::sliceOrder() const {
 
 Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) const {
     return behind(m_slices, m_sliceTable.sliceOffset(row, column));
+}
+
+SliceHeader PictureLayout::sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const {
+    SliceHeader header;
+    header.slice_header_size = bits.byteAt(0) >> 3;
+    header.quantization_index = bits.byteAt(1);
+    header.coded_size_y = bits.word16At(2);
+    header.coded_size_cb = bits.word16At(4);
+    if (m_frame.alpha_channel_type != 0) {
+        header.coded_size_cr = bits.word16At(6);
+        return header;
+    }
+    // Sizes that contradict each other wrap to a very large range, which ends with the data.
+    const std::uint32_t behindHeader = coded_size_of_slice(row, column) - header.slice_header_size;
+    header.coded_size_cr = std::uint64_t{behindHeader} - header.coded_size_y - header.coded_size_cb;
+    return header;
 }
 
 template class Picture<OptimizationTarget::Baseline>;

@@ -13,6 +13,15 @@ class Frame;
 // First or second coded picture of a frame.
 enum class TemporalOrder : std::uint32_t { First = 0, Second = 1 };
 
+// What a slice says of itself in its first bytes.
+struct SliceHeader {
+    std::uint32_t slice_header_size = 0; // bytes
+    std::uint32_t quantization_index = 0;
+    std::uint32_t coded_size_y = 0; // bytes
+    std::uint32_t coded_size_cb = 0;
+    std::uint64_t coded_size_cr = 0; // very large where the sizes of the stream contradict each other
+};
+
 // The part of a picture that no target differs in: its header, its geometry and its slice table.
 class PictureLayout {
 public:
@@ -37,8 +46,10 @@ public:
     // Macroblocks to the left of a slice.
     std::uint32_t firstMb(std::uint32_t column) const;
 
-    // The macroblock rows whose slices have to be visited. A row that starts past the end of the data holds no slice
-    // that could be decoded. Throws for a bit depth that no writer knows, as the first slice would.
+    // The macroblock rows that start before the end of the data. The others hold no slice that could be decoded.
+    std::uint32_t rowsInData() const;
+
+    // The same, for a decode: throws for a bit depth that no writer knows, as the first slice would.
     std::uint32_t rowsToVisit() const;
 
     // Reports the rows from `firstRow` to the last, which start past the end of the data, to the frame's monitor, if
@@ -55,6 +66,9 @@ public:
 
     // The cursor at the first byte of a slice.
     Bitstream sliceBits(std::uint32_t row, std::uint32_t column) const;
+
+    // The header of the slice at `bits`.
+    SliceHeader sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const;
 
 private:
     // What the header says; the cursor stays at the picture's first byte.

@@ -62,7 +62,7 @@ public:
     // Fills the alpha samples of the slice from the cursor on.
     void scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const;
 
-    std::uint32_t quantizationIndex() const { return quantization_index; }
+    std::uint32_t quantizationIndex() const { return m_header.quantization_index; }
 
 private:
     using Writer = SliceMacroblockWriter<target, float>;
@@ -84,11 +84,7 @@ private:
     void reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const;
 
-    std::uint32_t slice_header_size = 0; // bytes
-    std::uint32_t quantization_index = 0;
-    std::uint32_t coded_size_y = 0; // bytes
-    std::uint32_t coded_size_cb = 0;
-    std::uint64_t coded_size_cr = 0; // very large where the sizes of the stream contradict each other
+    SliceHeader m_header;
     std::uint32_t m_mbRow = 0;
     std::uint32_t m_sliceColumn = 0;
     std::uint32_t m_sliceMbs = 0;          // 1, 2, 4 or 8

@@ -45,18 +45,8 @@ void Slice<target>::open(std::uint32_t mbRow, std::uint32_t slice_column, Pictur
 
 template <OptimizationTarget target>
 void Slice<target>::slice_header() {
-    slice_header_size = m_bitstream.byteAt(0) >> 3;
-    quantization_index = m_bitstream.byteAt(1);
-    coded_size_y = m_bitstream.word16At(2);
-    coded_size_cb = m_bitstream.word16At(4);
-    if (m_picture->frame().alpha_channel_type != 0) {
-        coded_size_cr = m_bitstream.word16At(6);
-    } else {
-        // Sizes that contradict each other wrap to a very large range, which ends with the data.
-        const std::uint32_t behindHeader = m_picture->coded_size_of_slice(m_mbRow, m_sliceColumn) - slice_header_size;
-        coded_size_cr = std::uint64_t{behindHeader} - coded_size_y - coded_size_cb;
-    }
-    m_bitstream.advance(slice_header_size);
+    m_header = m_picture->sliceHeader(m_mbRow, m_sliceColumn, m_bitstream);
+    m_bitstream.advance(m_header.slice_header_size);
 }
 
 template <OptimizationTarget target>
@@ -93,7 +83,7 @@ std::uint32_t Slice<target>::keptCoefficients() const {
 template <OptimizationTarget target>
 std::int16_t* Slice<target>::prepareScans(ComponentScan scans[3], std::int16_t* coefficients) {
     const std::uint32_t numBlocks[3] = {lumaBlocks(), chromaBlocks(), chromaBlocks()};
-    const std::uint64_t numBytes[3] = {coded_size_y, coded_size_cb, coded_size_cr};
+    const std::uint64_t numBytes[3] = {m_header.coded_size_y, m_header.coded_size_cb, m_header.coded_size_cr};
     for (int i = 0; i < 3; ++i) {
         scans[i] = scanAtCursor(coefficients, numBlocks[i], numBytes[i], countBits<target>(numBlocks[i] - 1));
         coefficients += scans[i].keptCoefficients * scans[i].numBlocks + kScanPadding;
@@ -173,7 +163,8 @@ void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint1
 // The step size of a slice. Indices above 128 count in steps of 4.
 template <OptimizationTarget target>
 typename Slice<target>::CoefFloat Slice<target>::qScale() const {
-    return static_cast<CoefFloat>(quantization_index <= 128 ? quantization_index : 4 * quantization_index - 384);
+    const std::uint32_t index = m_header.quantization_index;
+    return static_cast<CoefFloat>(index <= 128 ? index : 4 * index - 384);
 }
 
 // Matrix times step size. Coefficient times step size times matrix entry rounds once in either order, since the first

@@ -32,6 +32,7 @@ struct BenchOptions {
     std::uint32_t warmUps = 3;
     std::uint32_t iterations = 0; // 0: kLeastIterations, and more until the decodes fill kLeastSeconds
     std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     bool json = false;
 };
 
@@ -168,6 +169,7 @@ std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
     std::vector<LoadedFrame> frames;
     for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
         std::vector<std::uint8_t> bytes = readFrame(item.path, options.maxPixels);
+        checkReads(displayName(item.path), bytes, options.maxReadFactor);
         const FrameHeader header = parseFrameHeader(bytes);
         frames.push_back({displayName(item.path), std::move(bytes), header});
     }
@@ -247,4 +249,5 @@ void addBenchCommand(CommandLine& commandLine) {
         .between(1, 1000000);
     addJsonOption(command, options->json);
     addMaxPixelsOption(command, options->maxPixels);
+    addMaxReadFactorOption(command, options->maxReadFactor);
 }

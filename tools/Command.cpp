@@ -32,6 +32,15 @@ void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
         .showDefault();
 }
 
+void addMaxReadFactorOption(Subcommand& command, std::uint32_t& maxReadFactor) {
+    command
+        .option("--max-read-factor", maxReadFactor,
+                "refuse frames whose slices read more than so many times the bytes of the frame; 0 lifts the limit")
+        .value("N")
+        .between(0, 1000000)
+        .showDefault();
+}
+
 void addThreadsOption(Subcommand& command, std::size_t& threads) {
     command.option("--threads", threads, "most threads; 0 for all that the machine has")
         .value("N")

@@ -34,6 +34,7 @@ Subcommand addCommand(CommandLine& commandLine, std::string const& name, std::st
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity);
 void addForceOption(Subcommand& command, bool& force);
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels);
+void addMaxReadFactorOption(Subcommand& command, std::uint32_t& maxReadFactor);
 void addThreadsOption(Subcommand& command, std::size_t& threads);
 void addInFlightOption(Subcommand& command, std::size_t& inFlight);
 void addJsonOption(Subcommand& command, bool& json);

@@ -24,6 +24,7 @@ struct CompareOptions {
     double minPsnr = -1;
     double maxDifference = -1;
     std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     bool json = false;
     bool equal = false;
 };
@@ -47,17 +48,18 @@ struct Side {
     }
 };
 
-Side loadSide(std::string const& path, std::uint64_t maxPixels) {
+Side loadSide(std::string const& path, CompareOptions const& options) {
     Side side;
     InputFile file(path);
     side.name = file.name();
     if (isPicture(file)) {
-        side.picture = makePictureReader(file, maxPixels)->next();
+        side.picture = makePictureReader(file, options.maxPixels)->next();
         if (!side.picture)
             throw failure("{} holds no picture", side.name);
         return side;
     }
-    side.frame = readFrame(file, maxPixels);
+    side.frame = readFrame(file, options.maxPixels);
+    checkReads(side.name, side.frame, options.maxReadFactor);
     side.header = parseFrameHeader(side.frame);
     return side;
 }
@@ -246,8 +248,8 @@ ExitCode runCompare(CompareOptions const& options) {
     DecodeOptions decode;
     decode.target = options.target;
     const OptimizationTarget target = requestOf(decode, kBits, ColorCoding_YCbCr).target;
-    Side first = loadSide(options.first, options.maxPixels);
-    Side second = loadSide(options.second, options.maxPixels);
+    Side first = loadSide(options.first, options);
+    Side second = loadSide(options.second, options);
     checkSides(first, second);
     const Comparison comparison = compareSides(first, second, target);
     if (options.json)
@@ -280,4 +282,5 @@ void addCompareCommand(CommandLine& commandLine) {
         .showDefault();
     addJsonOption(command, options->json);
     addMaxPixelsOption(command, options->maxPixels);
+    addMaxReadFactorOption(command, options->maxReadFactor);
 }

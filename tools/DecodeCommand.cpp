@@ -30,6 +30,7 @@ struct DecodeCommandOptions {
     DecodeOptions decode;
     std::string framesPerSecond = "25";
     std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     std::size_t threads = 0;
     std::size_t inFlight = 0;
     bool force = false;
@@ -127,6 +128,7 @@ public:
 
     void work() override {
         m_bytes = readFrame(m_step.path, m_job.m_options.maxPixels);
+        checkReads(m_step.name, m_bytes, m_job.m_options.maxReadFactor);
         m_frame = m_job.m_frames.take();
         try {
             decodeAndConvert();
@@ -351,6 +353,7 @@ void addDecodeCommand(CommandLine& commandLine) {
     addThreadsOption(command, options->threads);
     addInFlightOption(command, options->inFlight);
     addMaxPixelsOption(command, options->maxPixels);
+    addMaxReadFactorOption(command, options->maxReadFactor);
     addForceOption(command, options->force);
     addJsonOption(command, options->json);
     addVerbosityOptions(command, options->verbosity);

@@ -29,8 +29,9 @@ ravelo_decode_options optionsFor(DecodeForm const& request, ravelo_damage_report
                             : isMarked                                 ? RAVELO_FAILED_MARKED
                                                                        : RAVELO_FAILED_BLACK;
     options.mark_color = request.markColor;
-    // checkFrame has applied the limit of the command line.
+    // checkFrame and checkReads have applied the limits of the command line.
     options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
+    options.max_read_factor = RAVELO_NO_READ_LIMIT;
     options.stop = interruptFlag();
     options.damage = &report;
     return options;

@@ -26,7 +26,7 @@ struct DecodeForm {
 // its memory.
 class DecodedFrame {
 public:
-    // Decodes a frame that checkFrame has let through. Pixels that no slice writes are black, or 0 for
+    // Decodes a frame that checkFrame and checkReads have let through. Pixels that no slice writes are black, or 0 for
     // FailedSlices::Left. Throws CommandError with ExitCode::Interrupted when a signal ends the decode, and
     // ravelo::Error where the C interface refuses it.
     void decode(std::span<const std::uint8_t> frame, DecodeForm const& request);

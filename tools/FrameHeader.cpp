@@ -7,6 +7,7 @@
 #include "CommandError.h"
 #include "Frame.h"
 #include "Limits.h"
+#include "SliceReads.h"
 
 namespace {
 
@@ -179,4 +180,13 @@ void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, st
         throw failure("{} is no frame, or cut off: it has {} bytes, and its header says that it takes {} alone", name,
                       frame.size(), kHeaderOffset + header.header_size);
     checkNumPixels(name, header.horizontal_size, header.vertical_size, maxPixels);
+}
+
+void checkReads(std::string const& name, std::span<const std::uint8_t> frame, std::uint32_t maxReadFactor) {
+    const std::uint64_t allowed = maxReadFactor * std::uint64_t{frame.size()};
+    if (maxReadFactor != 0 && bytesReadBySlices({frame.data(), frame.size()}, allowed) > allowed)
+        throw limitExceeded(
+            "{}: its slices read more than {} bytes, {} times its size of {} (--max-read-factor 0 lifts "
+            "the limit)",
+            name, allowed, maxReadFactor, frame.size());
 }

@@ -87,3 +87,7 @@ std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame);
 // Throws CommandError when the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit when the frame
 // has more than `maxPixels` pixels; 0 lifts the limit. Nothing else in a frame tells it from other data.
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels);
+
+// Throws CommandError with ExitCode::Limit when the slices of the frame read more than `maxReadFactor` times its bytes,
+// as those do that share their bytes to cost time; 0 lifts the limit.
+void checkReads(std::string const& name, std::span<const std::uint8_t> frame, std::uint32_t maxReadFactor);

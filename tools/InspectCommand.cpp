@@ -25,6 +25,7 @@ struct InspectOptions {
     std::string show = "bytes";
     std::string target = "auto";
     std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     bool json = false;
     bool totalsOnly = false;
     bool force = false;
@@ -181,6 +182,7 @@ void InspectJob::inspect(SequenceItem const& item) {
     InspectedFrame inspected;
     inspected.name = displayName(item.path);
     const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.maxPixels);
+    checkReads(displayName(item.path), frame, m_options.maxReadFactor);
     inspected.bytes = frame.size();
     inspected.header = parseFrameHeader(frame);
     try {
@@ -236,6 +238,7 @@ void addInspectCommand(CommandLine& commandLine) {
         .oneOf({"auto", "baseline", "avx2"})
         .showDefault();
     addMaxPixelsOption(command, options->maxPixels);
+    addMaxReadFactorOption(command, options->maxReadFactor);
     addForceOption(command, options->force);
     addJsonOption(command, options->json);
     command.flag("-q,--quiet", options->quiet, "no report; the picture and the exit code tell");

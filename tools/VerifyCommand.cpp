@@ -22,6 +22,7 @@ struct VerifyOptions {
     std::string missing = "error";
     DecodeOptions decode;
     std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     std::size_t threads = 0;
     std::size_t inFlight = 0;
     bool json = false;
@@ -139,6 +140,7 @@ void VerifyJob::decodeInto(Finding& finding, SequenceItem const& item) {
         throw failure("{} does not exist; --missing skip goes on without it", item.path);
     finding.wantedHash = m_list ? m_list->hashFor(finding.name) : m_hash;
     const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.maxPixels);
+    checkReads(displayName(item.path), frame, m_options.maxReadFactor);
     std::unique_ptr<DecodedFrame> decoded = m_frames.take();
     decoded->decode(frame, m_request);
     finding.width = decoded->width();
@@ -277,6 +279,7 @@ void addVerifyCommand(CommandLine& commandLine) {
     addThreadsOption(command, options->threads);
     addInFlightOption(command, options->inFlight);
     addMaxPixelsOption(command, options->maxPixels);
+    addMaxReadFactorOption(command, options->maxReadFactor);
     addJsonOption(command, options->json);
     command.flag("-q,--quiet", options->verbosity.quiet, "no report; the exit code tells");
     command.flag("-v,--verbose", options->verbosity.verbose, "tell each slice that failed, and the hashes");

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "HostFrames.h"
+#include "SliceReads.h"
 #include "VectorManifest.h"
 
 // Every wrong call is answered by its status, and by a text that holds the value that was wrong. Nothing is written.
@@ -145,7 +146,6 @@ TEST(ErrorsTest, UnknownOptionsAreRefusedWithTheirValue) {
         {&ravelo_decode_options::target, 3, "target is 3"},
         {&ravelo_decode_options::failed_slices, 3, "failed_slices is 3"},
         {&ravelo_decode_options::mark_color, 0x1000000, "mark_color is 0x1000000"},
-        {&ravelo_decode_options::reserved, 5, "reserved is 5"},
     };
     for (Case const& wrong : cases) {
         Call call(smallSpec(3, 0, 0));
@@ -196,6 +196,49 @@ TEST(ErrorsTest, TheLimitOnPixelsIsOnByDefault) {
     expectRefused(call, RAVELO_ERROR_LIMIT, "268435456");
     call.options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
     EXPECT_EQ(needsOf(call).height, 16385u);
+}
+
+// The slices of the usual frame read four times: every one of them begins where the first does.
+TEST(ErrorsTest, TheLimitOnReadsIsExactAndCanBeLifted) {
+    Call call;
+    const MadeFrame made = smallFrame(smallSpec(2, 0, 0), 1);
+    for (std::size_t slice = 0; slice < made.slices.size(); ++slice)
+        call.frame[made.sliceTableOffsets[0] + 2 * slice] = call.frame[made.sliceTableOffsets[0] + 2 * slice + 1] = 0;
+    const std::uint64_t reads = bytesReadBySlices({call.frame.data(), call.frame.size()}, UINT64_MAX);
+    const auto factor = static_cast<std::uint32_t>((reads + call.frame.size() - 1) / call.frame.size());
+    ASSERT_GT(factor, RAVELO_DEFAULT_MAX_READ_FACTOR) << "the frame must exceed the usual limit";
+    call.options.max_read_factor = factor - 1;
+    expectRefused(call, RAVELO_ERROR_LIMIT,
+                  std::to_string((factor - 1) * call.frame.size()) + " bytes, " + std::to_string(factor - 1) +
+                      " times its size of " + std::to_string(call.frame.size()));
+    ravelo_buffer_requirements needs{};
+    needs.struct_size = sizeof needs;
+    EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), &call.options, &needs, nullptr),
+              RAVELO_ERROR_LIMIT);
+    for (const std::uint32_t allowed : {factor, RAVELO_NO_READ_LIMIT}) {
+        call.options.max_read_factor = allowed;
+        EXPECT_EQ(call.decode().status, RAVELO_OK);
+        EXPECT_EQ(needsOf(call).width, 75u);
+    }
+}
+
+TEST(ErrorsTest, TheLimitOnReadsIsTwiceTheFrameByDefault) {
+    FrameSpec spec;
+    // Four slices of one row that begin at the same byte: each reads its header of 6 bytes and the rest of the frame.
+    spec.horizontal_size = 64;
+    spec.log2_slice_size_in_mb = 0;
+    Call call(spec);
+    MadeFrame four = smallFrame(spec, 1);
+    const std::size_t slice = four.sliceOffsets[0];
+    for (std::size_t i = four.sliceTableOffsets[0]; i < four.sliceTableOffsets[0] + 8; ++i)
+        four.bytes[i] = 0;
+    four.bytes[slice + 2] = 0x40;
+    // 4 * (size - slice) <= 2 * size, where the slice's offset is half of the size or more.
+    call.frame.assign(four.bytes.begin(), four.bytes.begin() + static_cast<std::ptrdiff_t>(slice) + 6);
+    call.frame.resize(2 * slice);
+    EXPECT_EQ(call.decode().status, RAVELO_OK);
+    call.frame.resize(2 * slice + 1);
+    expectRefused(call, RAVELO_ERROR_LIMIT, "2 times its size of " + std::to_string(2 * slice + 1));
 }
 
 TEST(ErrorsTest, StridesBelowTheSafeOneAreRefusedOnBothSidesOfZero) {

@@ -189,6 +189,58 @@ TEST(HostileCostTest, AStopFlagForTheLargestPictureOfAllTakesLessThanTwentyMilli
     }
 }
 
+// A dense slice of 28 KB that 131072 slices of 4:4:4:4 share decodes to a picture in more than ten seconds.
+TEST(HostileCostTest, AFrameWhoseSlicesShareTheirBytesIsRefusedAtOnce) {
+    FrameSpec spec;
+    spec.horizontal_size = 128;
+    spec.chroma_format = 3;
+    spec.alpha_channel_type = 2;
+    spec.modularAlphaDifferences = true;
+    Random random(5);
+    const MadeFrame dense = makeFrame(spec, randomSlices(spec, Texture::Dense, random));
+    std::vector<std::uint8_t> frame = headersAlone(16384, 16384, 3, 3);
+    frame[25] = 2; // alpha of sixteen bits
+    frame.resize(36 + 2 * 131072);
+    frame.insert(frame.end(), dense.bytes.begin() + static_cast<std::ptrdiff_t>(dense.sliceOffsets[0]),
+                 dense.bytes.end());
+    double least = std::numeric_limits<double>::max();
+    for (int round = 0; round < 5; ++round) {
+        std::uint8_t pixel = 0;
+        ravelo_output output{};
+        output.struct_size = sizeof output;
+        output.memory = &pixel;
+        output.memory_bytes = 1;
+        ravelo_error error{};
+        const double start = secondsNow();
+        EXPECT_EQ(ravelo_decode(frame.data(), frame.size(), &output, nullptr, &error), RAVELO_ERROR_LIMIT);
+        least = std::min(least, secondsNow() - start);
+        EXPECT_NE(std::string(error.text).find("max_read_factor"), std::string::npos) << error.text;
+    }
+    std::cout << frame.size() << " bytes: " << least * 1e6 << " us\n";
+    if (!kHasSanitizer) {
+        EXPECT_LT(least, 0.005);
+    }
+}
+
+// Frames that hold as little as makes the decode begin their slices: a whole table of slices without bytes of their
+// own, and a few bytes that they share, which keep within the limit. No other frame makes so many slices of so few
+// bytes.
+TEST(HostileCostTest, TimeGrowsWithTheBytes) {
+    for (const std::uint32_t log2_slice_size_in_mb : {0u, 3u}) {
+        std::vector<std::uint8_t> frame = headersAlone(4096, 4096, 2, log2_slice_size_in_mb);
+        frame.resize(36 + 2 * 256 * (256u >> log2_slice_size_in_mb) + 3);
+        const Mapping memory(needsOf(frame, usualOptions()).bytes);
+        ASSERT_TRUE(memory.exists());
+        ravelo_decode_options options = usualOptions();
+        options.max_threads = 1;
+        const double seconds = secondsOf(memory, frame, options);
+        std::cout << frame.size() << " bytes: " << seconds * 1e3 << " ms\n";
+        if (!kHasSanitizer) {
+            EXPECT_LT(seconds, 5e-6 * static_cast<double>(frame.size()));
+        }
+    }
+}
+
 // Against memset, in turns and one thread each, over memory that was touched before.
 TEST(HostileCostTest, FillingWhatIsMissingCostsAtMostHalfMoreThanAMemset) {
     if (kHasSanitizer)

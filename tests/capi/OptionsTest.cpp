@@ -64,6 +64,7 @@ TEST(OptionsTest, ZerosAreTheUsualChoices) {
     spelled.bit_depth = 8;
     spelled.target = ravelo_best_target();
     spelled.max_pixels = RAVELO_DEFAULT_MAX_PIXELS;
+    spelled.max_read_factor = RAVELO_DEFAULT_MAX_READ_FACTOR;
     EXPECT_EQ(hostDecode(frame.bytes, usualOptions()).pixels, hostDecode(frame.bytes, spelled).pixels);
 }
 

@@ -431,14 +431,40 @@ TEST(BoundsTest, AHundredBytesThatDeclareALargePictureTakeLittleMemory) {
     EXPECT_LT(peak, before + 1024);
 }
 
-// Noise in the slices of a frame against dense coefficients in a frame of the same geometry.
-TEST(BoundsTest, NoDamageTakesLongerThanThreeTimesADenseFrame) {
-    FrameSpec spec;
+namespace {
+
+// A frame of dense slices. 4:4:4:4 has the largest.
+MadeFrame denseFrame(FrameSpec& spec, Random& random) {
     spec.horizontal_size = 320;
     spec.vertical_size = 192;
     spec.chroma_format = 3;
+    return makeFrame(spec, randomSlices(spec, Texture::Dense, random));
+}
+
+} // namespace
+
+// Nothing but the declared pixels bounds the time of the C++ call.
+TEST(BoundsTest, SlicesThatShareADenseOneTakeNoLongerThanThreeTimesADenseFrame) {
+    FrameSpec spec;
+    spec.alpha_channel_type = 2;
+    Random random(78);
+    const MadeFrame dense = denseFrame(spec, random);
+    std::vector<std::uint8_t> shared = dense.bytes;
+    std::fill(shared.begin() + static_cast<std::ptrdiff_t>(dense.sliceTableOffsets[0]),
+              shared.begin() + static_cast<std::ptrdiff_t>(dense.sliceOffsets[0]), std::uint8_t{0});
+    const std::int64_t stride = 320 * 4;
+    std::vector<std::uint8_t> output(static_cast<std::size_t>(stride) * 192);
+    const double valid = secondsOf(dense.bytes, output.data(), stride, 7);
+    const double slowest = secondsOf(shared, output.data(), stride, 7);
+    std::cout << "dense " << valid * 1000 << " ms, shared " << slowest * 1000 << " ms\n";
+    EXPECT_LT(slowest, 3 * valid);
+}
+
+// Noise in the slices of a frame against dense coefficients in a frame of the same geometry.
+TEST(BoundsTest, NoDamageTakesLongerThanThreeTimesADenseFrame) {
+    FrameSpec spec;
     Random random(77);
-    const MadeFrame dense = makeFrame(spec, randomSlices(spec, Texture::Dense, random));
+    const MadeFrame dense = denseFrame(spec, random);
     const std::int64_t stride = 320 * 4;
     std::vector<std::uint8_t> output(static_cast<std::size_t>(stride) * 192);
     const double valid = secondsOf(dense.bytes, output.data(), stride, 7);

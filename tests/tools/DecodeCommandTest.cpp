@@ -205,6 +205,31 @@ TEST(DecodeCommandTest, FramesBeyondTheLimitAreRefused) {
     EXPECT_EQ(runRavelo({"decode", k422, "-o", "-", "--max-pixels", "39168"}).exitCode, 0);
 }
 
+// Every slice of the frame begins where the first one does.
+TEST(DecodeCommandTest, FramesWhoseSlicesShareTheirBytesAreRefusedByEveryCommandThatDecodes) {
+    const TestFolder folder;
+    const std::string shared = folder.path("shared.rvl");
+    encodeSmooth(folder, "shared.rvl", 640, 320);
+    std::string bytes = readTestFile(shared);
+    const std::size_t picture = 8 + 256 * static_cast<std::uint8_t>(bytes[8]) + static_cast<std::uint8_t>(bytes[9]);
+    const std::size_t table = picture + static_cast<std::uint8_t>(bytes[picture]) / 8;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(table), 2 * 5 * 20, '\0');
+    // The first slice takes a large part of the bytes.
+    const std::size_t slice = table + 2 * 5 * 20;
+    bytes[slice + 2] = '\x20';
+    writeTestFile(shared, bytes);
+    const std::string text = "shared.rvl: its slices read more than " + std::to_string(2 * bytes.size()) +
+                             " bytes, 2 times its size of " + std::to_string(bytes.size());
+    expectFailure({"decode", shared, "-F", "null"}, 4, text);
+    expectFailure({"inspect", shared}, 4, text);
+    expectFailure({"compare", shared, shared}, 4, text);
+    expectFailure({"bench", shared}, 4, text);
+    EXPECT_EQ(runRavelo({"verify", shared}).exitCode, 4);
+    EXPECT_EQ(runRavelo({"info", shared}).exitCode, 0) << "nothing is decoded";
+    EXPECT_EQ(runRavelo({"decode", shared, "-F", "null", "--max-read-factor", "0"}).exitCode, 3);
+    EXPECT_EQ(runRavelo({"decode", shared, "-F", "null", "--max-read-factor", "100"}).exitCode, 3);
+}
+
 TEST(DecodeCommandTest, PicturesWithoutPixelsAreRefused) {
     const TestFolder folder;
     encodeSmooth(folder, "one.rvl", 1, 1);
