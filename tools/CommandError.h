@@ -13,7 +13,8 @@ enum class ExitCode : int {
     Damaged = 3,       // everything is done, but slices of a frame failed
     Limit = 4,         // an input is larger than the limits allow
     NotEqual = 5,      // a comparison found more difference than asked for, or a hash is another one
-    Interrupted = 130, // SIGINT or SIGTERM
+    Interrupted = 130, // by SIGINT; main() makes it 128 + the number of the signal
+    ClosedPipe = 141,  // nobody reads standard output any more; ends without a message
 };
 
 // An error that ends the command: one clear line for the user and the exit code that goes with it.

@@ -10,6 +10,8 @@
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
+#include "InputSet.h"
+#include "Interrupt.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
@@ -57,6 +59,7 @@ std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeC
     std::string const* lastPath = &firstExisting->path;
     std::vector<DecodeStep> steps;
     for (SequenceItem const& item : items) {
+        throwIfInterrupted();
         if (item.exists) {
             lastPath = &item.path;
         } else if (options.missing == "error") {
@@ -100,7 +103,7 @@ private:
     friend class DecodeTask;
 
     static OutputFormat formatOf(DecodeCommandOptions const& options, OutputName const& output);
-    void checkOutputs() const;
+    void checkOutputs(InputSet const& inputs) const;
     void openSharedOutput();
     DecodeForm requestFor(FrameHeader const& header, std::string const& name) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
@@ -199,21 +202,25 @@ OutputFormat DecodeJob::formatOf(DecodeCommandOptions const& options, OutputName
 }
 
 // Everything that can go wrong with the names of the outputs goes wrong before the first frame is decoded.
-void DecodeJob::checkOutputs() const {
+void DecodeJob::checkOutputs(InputSet const& inputs) const {
     OutputFormatInfo const& info = infoOf(m_outputOptions.format);
     if (m_output.isSingleFile()) {
         if (m_steps.size() > 1 && !info.holdsManyFrames)
             throw usageError("{} frames do not fit into one {}; -o takes a folder or a name such as out.%04d.{}",
                              m_steps.size(), info.name, info.name);
-        if (info.format != OutputFormat::Null)
-            refuseExisting(m_options.output, m_options.force);
+        if (info.format == OutputFormat::Null)
+            return;
+        refuseExisting(m_options.output, m_options.force);
+        inputs.refuse(m_options.output);
         return;
     }
     std::set<std::string> paths;
     for (DecodeStep const& step : m_steps) {
+        throwIfInterrupted();
         if (!paths.insert(step.outputPath).second)
             throw usageError("two frames would both be written to {}", step.outputPath);
         refuseExisting(step.outputPath, m_options.force);
+        inputs.refuse(step.outputPath);
     }
 }
 
@@ -301,8 +308,9 @@ void DecodeJob::printTotals(double seconds) const {
 ExitCode DecodeJob::run() {
     const Clock::time_point start = Clock::now();
     std::string extension(infoOf(m_outputOptions.format).name);
-    m_steps = stepsFor(expandSequences(m_options.frames, m_options.numbers), m_options, m_output, extension);
-    checkOutputs();
+    const std::vector<SequenceItem> items = expandSequences(m_options.frames, m_options.numbers);
+    m_steps = stepsFor(items, m_options, m_output, extension);
+    checkOutputs(InputSet(items));
     openSharedOutput();
 
     const ThreadLimit limit(m_options.threads);

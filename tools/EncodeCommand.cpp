@@ -10,6 +10,7 @@
 #include "Command.h"
 #include "DamageReport.h"
 #include "FrameEncoder.h"
+#include "InputSet.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
@@ -92,7 +93,8 @@ public:
     PictureQueue(EncodeOptions const& options, OutputName const& output)
         : m_output(output),
           m_maxPixels(options.maxPixels),
-          m_items(expandSequences(options.pictures, options.numbers)) {
+          m_items(expandSequences(options.pictures, options.numbers)),
+          m_inputs(m_items) {
         for (SequenceItem const& item : m_items)
             if (!item.exists)
                 throw failure("{} does not exist", item.path);
@@ -131,12 +133,15 @@ private:
             throw failure("{} holds more than one picture; -o takes a name such as shot.%04d.rvl", m_file->name());
         // The further pictures of a file push the numbers of all that follow.
         m_extraPictures += isFirstOfFile ? 0 : 1;
-        return {m_file->name(), m_output.pathFor(item.path, item.number + m_extraPictures, "rvl"), std::move(picture)};
+        const std::string outputPath = m_output.pathFor(item.path, item.number + m_extraPictures, "rvl");
+        m_inputs.refuse(outputPath);
+        return {m_file->name(), outputPath, std::move(picture)};
     }
 
     OutputName const& m_output;
     std::uint64_t m_maxPixels;
     std::vector<SequenceItem> m_items;
+    InputSet m_inputs;
     std::size_t m_nextItem = 0;
     std::unique_ptr<InputFile> m_file;
     std::unique_ptr<PictureReader> m_reader;

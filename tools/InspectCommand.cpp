@@ -8,6 +8,8 @@
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
+#include "InputSet.h"
+#include "Interrupt.h"
 #include "Json.h"
 #include "OutputFile.h"
 #include "OutputName.h"
@@ -127,7 +129,8 @@ public:
 private:
     void checkPictures() const;
     void inspect(SequenceItem const& item);
-    void writePicture(SequenceItem const& item, InspectedFrame const& frame) const;
+    void print(std::string const& text);
+    void writePicture(SequenceItem const& item, InspectedFrame const& frame);
 
     InspectOptions const& m_options;
     OutputName m_pictureName;
@@ -135,6 +138,7 @@ private:
     std::vector<SequenceItem> m_items;
     DecodedFrame m_decoded;
     bool m_isDamaged = false;
+    bool m_reportIsClosed = false; // nobody reads it any more
     Json m_report = Json::array(); // of --json, a frame each
 };
 
@@ -158,24 +162,39 @@ void InspectJob::checkPictures() const {
         throw usageError("{} frames do not fit into one picture; --picture takes a folder or a name such as "
                          "slices.%04d.png",
                          m_items.size());
+    const InputSet inputs(m_items);
     std::set<std::string> paths;
     for (SequenceItem const& item : m_items) {
+        throwIfInterrupted();
         const std::string path = m_pictureName.pathFor(item.path, item.number, "png");
         if (!paths.insert(path).second)
             throw usageError("two pictures would both be written to {}", path);
         refuseExisting(path, m_options.force);
+        inputs.refuse(path);
     }
 }
 
-void InspectJob::writePicture(SequenceItem const& item, InspectedFrame const& frame) const {
+// Pictures that were asked for are written though nobody reads the report any more.
+void InspectJob::print(std::string const& text) {
+    if (m_reportIsClosed)
+        return;
+    try {
+        printReport(text);
+    } catch (CommandError const& error) {
+        if (error.exitCode() != ExitCode::ClosedPipe || m_options.picture.empty())
+            throw;
+        m_reportIsClosed = true;
+    }
+}
+
+void InspectJob::writePicture(SequenceItem const& item, InspectedFrame const& frame) {
     const bool showsIndex = m_options.show == "index";
     const SlicePicture picture =
         pictureOfSlices(frame.slices, m_decoded, showsIndex ? SliceColors::Index : SliceColors::Bytes);
     writeFile(m_pictureName.pathFor(item.path, item.number, "png"), m_options.force, pngOf(picture.image));
     if (!m_options.quiet && !m_options.json)
-        printReport(fmt::format("  picture: {}, from {:.1f} in blue to {:.1f} in red; slices that failed in magenta\n",
-                                showsIndex ? "quantization_index" : "bytes a macroblock", picture.least,
-                                picture.largest));
+        print(fmt::format("  picture: {}, from {:.1f} in blue to {:.1f} in red; slices that failed in magenta\n",
+                          showsIndex ? "quantization_index" : "bytes a macroblock", picture.least, picture.largest));
 }
 
 void InspectJob::inspect(SequenceItem const& item) {
@@ -198,7 +217,7 @@ void InspectJob::inspect(SequenceItem const& item) {
     if (m_options.json)
         m_report.push_back(jsonOf(inspected, m_options.totalsOnly));
     else if (!m_options.quiet)
-        printReport(textOf(inspected, m_options.totalsOnly));
+        print(textOf(inspected, m_options.totalsOnly));
     if (!m_options.picture.empty())
         writePicture(item, inspected);
 }
@@ -210,6 +229,8 @@ ExitCode InspectJob::run() {
         inspect(item);
     if (m_options.json)
         printJson({{"frames", m_report}});
+    if (m_reportIsClosed)
+        return ExitCode::ClosedPipe;
     return m_isDamaged ? ExitCode::Damaged : ExitCode::Done;
 }
 

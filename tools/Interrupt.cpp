@@ -1,27 +1,60 @@
 #include "Interrupt.h"
 
 #include <csignal>
+#include <ctime>
+#include <string_view>
+
+#include <unistd.h>
 
 #include "CommandError.h"
+#include "TemporaryFile.h"
 
 namespace {
 
 // Set in signal handlers and read by all threads.
 std::int32_t s_signalArrived = 0;
 
+timer_t s_timer;
+bool s_hasTimer = false;
+
+// Safe in a signal handler. A process that computes for long, or whose disk does not answer, sees no flag.
+void startTimer() {
+    struct itimerspec time = {};
+    time.it_value.tv_nsec = kMaxEndMilliseconds * 1'000'000L;
+    if (s_hasTimer)
+        ::timer_settime(s_timer, 0, &time, nullptr);
+}
+
 } // namespace
 
 extern "C" {
-static void rememberSignal(int) {
-    __atomic_store_n(&s_signalArrived, 1, __ATOMIC_RELAXED);
+static void endAtOnce(int signal) {
+    constexpr std::string_view kMessage = "ravelo: interrupted\n";
+    removeTemporaryFiles();
+    [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, kMessage.data(), kMessage.size());
+    const int first = interruptSignal();
+    ::_exit(128 + (first != 0 ? first : signal));
+}
+
+static void rememberSignal(int signal) {
+    std::int32_t none = 0;
+    if (!__atomic_compare_exchange_n(&s_signalArrived, &none, signal, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED))
+        endAtOnce(signal);
+    startTimer();
 }
 }
 
 void installInterruptHandler() {
+    struct sigaction alarm = {};
+    alarm.sa_handler = endAtOnce;
+    sigaction(SIGALRM, &alarm, nullptr);
+    struct sigevent event = {};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGALRM;
+    s_hasTimer = ::timer_create(CLOCK_MONOTONIC, &event, &s_timer) == 0;
+
     struct sigaction action = {};
     action.sa_handler = rememberSignal;
-    // The default action comes back with the first signal, so that a second one works whatever the command is doing.
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     // A user who has told the command to outlive the terminal is obeyed.
@@ -37,8 +70,8 @@ void installInterruptHandler() {
     sigaction(SIGXFSZ, &ignore, nullptr);
 }
 
-bool interrupted() {
-    return __atomic_load_n(&s_signalArrived, __ATOMIC_RELAXED) != 0;
+int interruptSignal() {
+    return __atomic_load_n(&s_signalArrived, __ATOMIC_RELAXED);
 }
 
 const std::int32_t* interruptFlag() {
@@ -46,6 +79,6 @@ const std::int32_t* interruptFlag() {
 }
 
 void throwIfInterrupted() {
-    if (interrupted())
+    if (interruptSignal() != 0)
         throw CommandError(ExitCode::Interrupted, "interrupted");
 }

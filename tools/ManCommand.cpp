@@ -38,7 +38,8 @@ std::string exitCodes() {
            ".TP\n.B 3\nEverything is done, but slices of a frame failed.\n"
            ".TP\n.B 4\nAn input is larger than the limits allow.\n"
            ".TP\n.B 5\nA comparison found more difference than asked for, or a hash is another one.\n"
-           ".TP\n.B 130\nInterrupted by a signal.\n";
+           ".TP\n.B 129, 130, 143\nInterrupted by SIGHUP, SIGINT or SIGTERM; unfinished files are removed.\n"
+           ".TP\n.B 141\nNobody reads standard output any more.\n";
 }
 
 std::string spelling(OptionDescription const& option) {

@@ -1,10 +1,9 @@
 #include "OutputFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -18,13 +17,34 @@
 
 namespace {
 
-// Where the bytes of `path` really belong: a symbolic link stays, and the file that it names is replaced.
+std::string folderOf(std::string const& path) {
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    return parent.empty() ? "." : parent.string();
+}
+
+// Somebody who may write the folder too could have put the link there to have another file overwritten.
+bool isForeignLink(std::string const& path, struct stat const& link) {
+    struct stat folder;
+    if (::stat(folderOf(path).c_str(), &folder) != 0)
+        return false;
+    const bool isShared = (folder.st_mode & S_ISVTX) != 0 && (folder.st_mode & S_IWOTH) != 0;
+    return isShared && link.st_uid != ::geteuid() && link.st_uid != folder.st_uid;
+}
+
+// Where the bytes for `path` really belong: a symbolic link stays, and the file that it names is written.
 std::string resolvedPath(std::string const& path) {
-    std::error_code error;
-    if (!std::filesystem::is_symlink(path, error))
+    struct stat status;
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode))
         return path;
+    if (isForeignLink(path, status))
+        throw failure("cannot write {}: it is a symbolic link of another user in a folder that all may write", path);
+    if (::stat(path.c_str(), &status) != 0 && errno != ENOENT)
+        throw failure("cannot write {}: {}", path, std::strerror(errno));
+    std::error_code error;
     const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, error);
-    return error ? path : resolved.string();
+    if (error)
+        throw failure("cannot write {}: {}", path, error.message());
+    return resolved.string();
 }
 
 // The mask can only be read by setting it, which concerns all threads; so it is read once.
@@ -48,29 +68,35 @@ void refuseExisting(std::string const& path, bool overwrite) {
 }
 
 OutputFile::OutputFile(std::string const& path, bool overwrite)
-    : m_path(resolvedPath(path)), m_displayName(path == "-" ? "standard output" : path), m_overwrite(overwrite) {
+    : m_displayName(path == "-" ? "standard output" : path), m_overwrite(overwrite) {
     if (path == "-") {
         m_descriptor = STDOUT_FILENO;
-        m_ownsDescriptor = false;
+        m_isStandardOutput = true;
         preparePipe();
         return;
     }
-    refuseExisting(m_path, overwrite);
+    refuseExisting(path, overwrite);
     struct stat status;
-    if (::stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-        openSpecial(S_ISFIFO(status.st_mode));
+    const bool exists = ::stat(path.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode))
+        openSpecial(path, S_ISFIFO(status.st_mode));
     else
-        openTemporary();
+        openRegular(resolvedPath(path));
+}
+
+void OutputFile::fail() const {
+    throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
 }
 
 // A named pipe waits for its reader, but not deaf to signals.
-void OutputFile::openSpecial(bool isPipe) {
-    while ((m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK)) < 0) {
+void OutputFile::openSpecial(std::string const& path, bool isPipe) {
+    while ((m_descriptor = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK)) < 0) {
         throwIfInterrupted();
         if (errno != EINTR && !(isPipe && errno == ENXIO))
-            throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
+            fail();
         ::poll(nullptr, 0, kPauseMilliseconds);
     }
+    m_ownsDescriptor = true;
     m_isPipe = true;
 }
 
@@ -92,22 +118,31 @@ void OutputFile::preparePipe() {
     m_ownsDescriptor = true;
 }
 
-void OutputFile::openTemporary() {
-    const std::filesystem::path path(m_path);
-    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
-    m_temporaryPath = (folder / fmt::format(".{}.XXXXXX.part", path.filename().string())).string();
-    m_descriptor = ::mkostemps(m_temporaryPath.data(), 5, O_CLOEXEC);
-    if (m_descriptor < 0) {
-        m_temporaryPath.clear();
-        throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
+void OutputFile::openRegular(std::string const& path) {
+    m_name = std::filesystem::path(path).filename().string();
+    m_folder = ::open(folderOf(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (m_folder < 0)
+        fail();
+    // A name that the file system cannot hold is found out now and not when the content is there.
+    struct stat status;
+    if (::fstatat(m_folder, m_name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || errno == ENOENT)
+        m_temporary = std::make_unique<TemporaryFile>(m_folder);
+    if (!m_temporary || m_temporary->descriptor() < 0) {
+        const int error = errno;
+        m_temporary.reset();
+        ::close(m_folder);
+        errno = error;
+        fail();
     }
+    m_descriptor = m_temporary->descriptor();
 }
 
 OutputFile::~OutputFile() {
+    m_temporary.reset();
     if (m_descriptor >= 0 && m_ownsDescriptor)
         ::close(m_descriptor);
-    if (!m_temporaryPath.empty())
-        ::unlink(m_temporaryPath.c_str());
+    if (m_folder >= 0)
+        ::close(m_folder);
 }
 
 void OutputFile::write(std::span<const std::uint8_t> bytes) {
@@ -119,8 +154,10 @@ void OutputFile::write(std::span<const std::uint8_t> bytes) {
         const ssize_t written = ::write(m_descriptor, bytes.data(), std::min(bytes.size(), m_maxPiece));
         if (written >= 0)
             bytes = bytes.subspan(static_cast<std::size_t>(written));
+        else if (errno == EPIPE && m_isStandardOutput)
+            throw CommandError(ExitCode::ClosedPipe, "");
         else if (errno != EINTR && errno != EAGAIN)
-            throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
+            fail();
     }
 }
 
@@ -128,35 +165,59 @@ void OutputFile::write(std::string_view text) {
     write(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
 
-void OutputFile::takeFinalName() {
-    // Without leave to overwrite the last step refuses too, so that a file made meanwhile survives. File systems that
-    // do not know this form of renaming get the plain one.
-    if (!m_overwrite) {
-        if (::renameat2(AT_FDCWD, m_temporaryPath.c_str(), AT_FDCWD, m_path.c_str(), RENAME_NOREPLACE) == 0)
-            return;
-        if (errno == EEXIST)
-            throw failure("{} exists; -f overwrites it", m_displayName);
-        if (errno != EINVAL && errno != ENOSYS)
-            throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
+// False when only the owner of the file that is there could make such a file.
+bool OutputFile::keepOwnerAndMode() {
+    struct stat existing;
+    struct stat own;
+    if (!m_overwrite || ::fstatat(m_folder, m_name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(existing.st_mode)) {
+        ::fchmod(m_descriptor, permissionsOfNewFiles());
+        return true;
     }
-    if (::rename(m_temporaryPath.c_str(), m_path.c_str()) != 0)
-        throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
+    if (::fstat(m_descriptor, &own) != 0)
+        fail();
+    const bool isSameOwner = own.st_uid == existing.st_uid && own.st_gid == existing.st_gid;
+    if (!isSameOwner && ::fchown(m_descriptor, existing.st_uid, existing.st_gid) != 0)
+        return false;
+    // Not the bits by which a program runs as its owner: the content is another one.
+    return ::fchmod(m_descriptor, existing.st_mode & 0777) == 0;
+}
+
+void OutputFile::copyIntoExisting() {
+    const int target = ::openat(m_folder, m_name.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (target < 0)
+        fail();
+    const int source = m_descriptor;
+    std::array<std::uint8_t, 1 << 16> piece;
+    ssize_t got = 0;
+    m_descriptor = target;
+    m_ownsDescriptor = true;
+    ::lseek(source, 0, SEEK_SET);
+    while ((got = ::read(source, piece.data(), piece.size())) > 0)
+        write(std::span(piece).first(static_cast<std::size_t>(got)));
+    if (got < 0 || ::ftruncate(target, ::lseek(target, 0, SEEK_CUR)) != 0)
+        fail();
 }
 
 void OutputFile::commit() {
+    if (m_temporary && keepOwnerAndMode()) {
+        // Network file systems report a full disk as late as here.
+        if (!m_temporary->close())
+            fail();
+        if (m_temporary->rename(m_name, m_overwrite))
+            return;
+        if (errno == EEXIST)
+            throw failure("{} exists; -f overwrites it", m_displayName);
+        fail();
+    }
+    if (m_temporary)
+        copyIntoExisting();
     if (!m_ownsDescriptor)
         return;
-    if (!m_temporaryPath.empty())
-        ::fchmod(m_descriptor, permissionsOfNewFiles());
     const int descriptor = m_descriptor;
     m_descriptor = -1;
-    // Network file systems report a full disk as late as here.
     if (::close(descriptor) != 0)
-        throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
-    if (m_temporaryPath.empty())
-        return;
-    takeFinalName();
-    m_temporaryPath.clear();
+        fail();
 }
 
 void writeFile(std::string const& path, bool overwrite, std::span<const std::uint8_t> bytes) {

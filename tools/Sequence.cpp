@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "CommandError.h"
+#include "Interrupt.h"
 
 namespace {
 
@@ -177,6 +178,7 @@ std::vector<std::uint64_t> SequencePattern::existingNumbers() const {
     std::vector<std::uint64_t> numbers;
     std::error_code error;
     for (auto const& entry : std::filesystem::directory_iterator(folder, error)) {
+        throwIfInterrupted();
         const std::string name = entry.path().filename().string();
         if (name.size() <= start.size() + m_suffix.size() || !name.starts_with(start) || !name.ends_with(m_suffix))
             continue;
@@ -218,6 +220,7 @@ void appendSequence(std::string const& argument, SequencePattern const& pattern,
         numbers = everyNumberBetween(existing, argument);
     }
     for (const std::uint64_t number : numbers) {
+        throwIfInterrupted();
         std::string path = pattern.nameOf(number);
         const bool exists = fileExists(path);
         items.push_back({std::move(path), number, exists});

@@ -22,8 +22,9 @@ void occupyClosedStreams() {
 }
 
 int report(ExitCode exitCode, std::string const& text) {
-    printMessage(text);
-    return static_cast<int>(exitCode);
+    if (exitCode != ExitCode::ClosedPipe)
+        printMessage(text);
+    return exitCode == ExitCode::Interrupted ? 128 + interruptSignal() : static_cast<int>(exitCode);
 }
 
 int parseAndRun(int numArguments, char** arguments) {
