@@ -34,7 +34,7 @@ void checkChoices(ravelo_decode_options const& options) {
 void checkReport(const ravelo_damage_report* report) {
     if (report == nullptr)
         return;
-    checkStructure(report, "the damage report");
+    copiedIn(report, "the damage report");
     if (report->slices == nullptr && report->capacity != 0)
         refuse(RAVELO_ERROR_ARGUMENT, "the damage report has room for %zu slices, but its array is null",
                report->capacity);

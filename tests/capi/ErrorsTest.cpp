@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -109,6 +110,128 @@ TEST(ErrorsTest, StructuresWithoutTheirSizeAreRefused) {
     ravelo_buffer_requirements needs{};
     EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), nullptr, &needs, nullptr),
               RAVELO_ERROR_STRUCTURE);
+}
+
+namespace {
+
+// A structure at the start of memory that holds the largest size of any structure, and more. The bytes behind it are
+// zero up to `endOfZeros`.
+template <typename Structure>
+struct LargeStructure {
+    alignas(Structure) std::uint8_t bytes[8192];
+
+    LargeStructure(Structure structure, std::size_t size, std::size_t endOfZeros) {
+        structure.struct_size = size;
+        std::memset(bytes, 0, endOfZeros);
+        std::memset(bytes + endOfZeros, 0x5A, sizeof bytes - endOfZeros);
+        std::memcpy(bytes, &structure, sizeof structure);
+    }
+    Structure* get() { return reinterpret_cast<Structure*>(bytes); }
+};
+
+constexpr std::size_t kLargestStructSize = 4096;
+
+// The structures that a host hands in.
+enum class Handed { Options, Output, Report };
+struct HandedStructure {
+    Handed which;
+    std::string name;
+    std::size_t size;
+};
+const HandedStructure kHandedStructures[] = {
+    {Handed::Options, "the decode options", sizeof(ravelo_decode_options)},
+    {Handed::Output, "the output", sizeof(ravelo_output)},
+    {Handed::Report, "the damage report", sizeof(ravelo_damage_report)},
+};
+
+// Decodes with one of the structures as large as that, and the others as they should be.
+Outcome decodeWithLarge(Call& call, Handed which, std::size_t size, std::size_t endOfZeros) {
+    const auto sizeOf = [=](Handed structure, std::size_t usual) { return structure == which ? size : usual; };
+    const auto endOf = [=](Handed structure) { return structure == which ? endOfZeros : 8192; };
+    LargeStructure<ravelo_damage_report> report({}, sizeOf(Handed::Report, sizeof(ravelo_damage_report)),
+                                                endOf(Handed::Report));
+    call.options.damage = report.get();
+    LargeStructure<ravelo_decode_options> options(call.options, sizeOf(Handed::Options, sizeof call.options),
+                                                  endOf(Handed::Options));
+    call.options.damage = nullptr;
+    LargeStructure<ravelo_output> output(call.output, sizeOf(Handed::Output, sizeof call.output),
+                                         endOf(Handed::Output));
+    ravelo_error error{};
+    const ravelo_status status =
+        ravelo_decode(call.frame.data(), call.frame.size(), output.get(), options.get(), &error);
+    return {status, error.text};
+}
+
+} // namespace
+
+TEST(ErrorsTest, StructuresAreRefusedFromTheSizeOnThatNoneHas) {
+    Call call;
+    for (HandedStructure const& structure : kHandedStructures) {
+        EXPECT_EQ(decodeWithLarge(call, structure.which, kLargestStructSize, 8192).status, RAVELO_OK);
+        for (const std::size_t size : {kLargestStructSize + 1, std::size_t{8000}}) {
+            const Outcome outcome = decodeWithLarge(call, structure.which, size, 8192);
+            EXPECT_EQ(outcome.status, RAVELO_ERROR_STRUCTURE) << structure.name;
+            EXPECT_THAT(outcome.text, HasSubstr("struct_size of " + structure.name + " is " + std::to_string(size)));
+        }
+    }
+}
+
+TEST(ErrorsTest, StructuresThatAreFilledInAreRefusedFromTheSizeOnThatNoneHas) {
+    Call call;
+    for (const std::size_t size : {kLargestStructSize, kLargestStructSize + 1, std::size_t{8000}}) {
+        LargeStructure<ravelo_frame_info> info({}, size, sizeof(ravelo_frame_info));
+        LargeStructure<ravelo_buffer_requirements> needs({}, size, sizeof(ravelo_buffer_requirements));
+        const ravelo_status expected = size > kLargestStructSize ? RAVELO_ERROR_STRUCTURE : RAVELO_OK;
+        EXPECT_EQ(ravelo_get_frame_info(call.frame.data(), call.frame.size(), info.get(), nullptr), expected);
+        EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), nullptr, needs.get(), nullptr),
+                  expected);
+        const std::size_t written = expected == RAVELO_OK ? size : 0;
+        EXPECT_TRUE(std::all_of(info.bytes + std::max(written, sizeof(ravelo_frame_info)), info.bytes + 8192,
+                                [](std::uint8_t byte) { return byte == 0x5A; }));
+        EXPECT_TRUE(std::all_of(needs.bytes + std::max(written, sizeof(ravelo_buffer_requirements)), needs.bytes + 8192,
+                                [](std::uint8_t byte) { return byte == 0x5A; }));
+    }
+}
+
+// Whatever a newer host asks for in a member that the library does not know, be it in its last byte alone.
+TEST(ErrorsTest, MembersThatTheLibraryDoesNotKnowAreRefusedUnlessTheyAreZero) {
+    Call call;
+    for (HandedStructure const& structure : kHandedStructures) {
+        for (const std::size_t numUnknown : {1u, 8u, 31u}) {
+            // What lies behind the structure belongs to somebody else.
+            const std::size_t size = structure.size + numUnknown;
+            EXPECT_EQ(decodeWithLarge(call, structure.which, size, size).status, RAVELO_OK) << structure.name;
+            const Outcome outcome = decodeWithLarge(call, structure.which, size, size - 1);
+            EXPECT_EQ(outcome.status, RAVELO_ERROR_STRUCTURE) << structure.name;
+            EXPECT_THAT(outcome.text, HasSubstr(structure.name + " asks for something"));
+            EXPECT_THAT(outcome.text, HasSubstr("(byte " + std::to_string(size - 1) + ")"));
+        }
+    }
+}
+
+// The size that the header gives itself does not cover the matrices that it announces.
+TEST(ErrorsTest, FramesThatEndInsideTheirMatricesAreRefused) {
+    for (const std::uint32_t flags : {1u, 2u, 3u}) {
+        const std::size_t needed = 8 + 20 + (flags == 3 ? 128 : 64);
+        for (const std::uint32_t headerSize : {0u, 20u, 27u}) {
+            Call call;
+            call.frame.assign(28, 0);
+            call.frame[9] = static_cast<std::uint8_t>(headerSize);
+            call.frame[8 + 9] = call.frame[8 + 11] = 16;
+            call.frame[8 + 12] = 2 << 6;
+            call.frame[8 + 19] = static_cast<std::uint8_t>(flags);
+            for (const std::size_t size : {std::size_t{28}, std::size_t{29}, needed - 64, needed - 1}) {
+                call.frame.resize(size);
+                expectRefused(call, RAVELO_ERROR_FRAME, "takes " + std::to_string(needed));
+                ravelo_frame_info info{};
+                info.struct_size = sizeof info;
+                EXPECT_EQ(ravelo_get_frame_info(call.frame.data(), call.frame.size(), &info, nullptr),
+                          RAVELO_ERROR_FRAME);
+            }
+            call.frame.resize(needed);
+            EXPECT_EQ(call.decode().status, RAVELO_OK);
+        }
+    }
 }
 
 TEST(ErrorsTest, FramesShorterThanTheirHeaderAreRefused) {
@@ -266,6 +389,25 @@ TEST(ErrorsTest, StridesThatOverflowAreRefused) {
         expectRefused(call, RAVELO_ERROR_BUFFER, std::to_string(stride));
         call.output.first_line = std::numeric_limits<std::size_t>::max();
         expectRefused(call, RAVELO_ERROR_BUFFER, "first_line");
+    }
+}
+
+// The product of a stride and the lines between first and last comes out as a few bytes when its upper half is lost,
+// and so does the sum with the last line.
+TEST(ErrorsTest, StridesWhoseProductsWrapToLittleAreRefused) {
+    Call call;
+    const std::uint64_t numBetween = needsOf(call).lines - 1;
+    const std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t belowLimit = largest / numBetween;
+    for (const std::uint64_t magnitude : {belowLimit, belowLimit + 1, belowLimit + 2}) {
+        const auto stride = static_cast<std::int64_t>(magnitude);
+        for (const std::int64_t signedStride : {stride, -stride}) {
+            for (const std::size_t firstLine : {std::size_t{0}, std::size_t{150}, std::size_t{32768}}) {
+                call.output.stride = signedStride;
+                call.output.first_line = firstLine;
+                expectRefused(call, RAVELO_ERROR_BUFFER, std::to_string(signedStride));
+            }
+        }
     }
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,4 +39,43 @@ TEST(FailingMemoryTest, EveryFailureBecomesAStatus) {
         }
         EXPECT_GT(numFailures, 0);
     }
+}
+
+// The slices of the first picture have failed when there is no memory for the second.
+TEST(FailingMemoryTest, AReportIsCompleteWhereMemoryFailsAfterDamage) {
+    MadeFrame frame = smallFrame(smallSpec(2, 1, 0), 2);
+    const std::size_t slicesOfPicture = frame.slices.size() / 2;
+    for (std::size_t slice = 0; slice < slicesOfPicture; ++slice) {
+        // Slices whose components have no bytes fail.
+        for (std::size_t i = 2; i < 6; ++i)
+            frame.bytes[frame.sliceOffsets[slice] + i] = 0;
+    }
+    std::vector<std::uint8_t> memory(1 << 16);
+    ravelo_output output{};
+    output.struct_size = sizeof output;
+    output.memory = memory.data();
+    output.memory_bytes = memory.size();
+    std::vector<ravelo_damage> slices(7);
+    int numAfterDamage = 0;
+    for (long k = 0;; ++k) {
+        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 99, 99};
+        ravelo_decode_options options = usualOptions();
+        options.max_threads = 1;
+        options.damage = &report;
+        planAllocationFailure(k);
+        const ravelo_status status = ravelo_decode(frame.bytes.data(), frame.bytes.size(), &output, &options, nullptr);
+        endAllocationFailure();
+        if (!hasAllocationFailed()) {
+            ASSERT_EQ(status, RAVELO_OK);
+            ASSERT_EQ(report.failed, slicesOfPicture);
+            break;
+        }
+        ASSERT_EQ(status, RAVELO_ERROR_MEMORY) << "allocation " << k;
+        ASSERT_LE(report.failed, slicesOfPicture);
+        ASSERT_EQ(report.stored, std::min<std::uint64_t>(report.failed, slices.size()));
+        for (std::size_t i = 0; i < report.stored; ++i)
+            ASSERT_EQ(3 * slices[i].row + slices[i].column, i) << "in the order of the frame";
+        numAfterDamage += report.failed == slicesOfPicture ? 1 : 0;
+    }
+    EXPECT_GT(numAfterDamage, 0) << "no allocation came after the damage";
 }

@@ -242,6 +242,21 @@ TYPED_TEST(FrameTest, AStrideOfExactlyALinePassesAndOneByteLessFailsInBothDirect
     }
 }
 
+// No slice has data, so no line of these buffers is ever written.
+TYPED_TEST(FrameTest, StridesAreComparedInSixtyFourBits) {
+    const HeaderBytes header = HeaderBytes().size(101, 16).format(3);
+    constexpr std::int64_t k32Bits = std::int64_t{1} << 32;
+    for (const std::int64_t sign : {1, -1}) {
+        for (const std::int64_t low : {std::int64_t{0}, std::int64_t{403}, k32Bits / 2, k32Bits - 404}) {
+            for (const std::int64_t high : {k32Bits, 5 * k32Bits, k32Bits << 30})
+                EXPECT_EQ(this->failureOf(header.bytes, 0, 8, sign * (high + low)), "") << sign * (high + low);
+        }
+        EXPECT_EQ(this->failureOf(header.bytes, 0, 8, sign * 404), "");
+        EXPECT_EQ(this->failureOf(header.bytes, 0, 8, sign * 403), kStrideMessage);
+        EXPECT_EQ(this->failureOf(header.bytes, 0, 8, 0), kStrideMessage);
+    }
+}
+
 TYPED_TEST(FrameTest, TheMostNegativeStrideFails) {
     const HeaderBytes header = HeaderBytes().size(16, 16).format(2);
     EXPECT_EQ(this->failureOf(header.bytes, 0, 8, std::numeric_limits<std::int64_t>::min()), kStrideMessage);
@@ -295,6 +310,17 @@ TEST(FrameGetFrameInfoTest, TellsSizeStrideAndFormatOfEveryReductionAndDepth) {
                 EXPECT_EQ(info.bitDepth, bitDepth);
                 EXPECT_EQ(info.alpha_channel_type, 2u);
             }
+        }
+    }
+}
+
+TEST(FrameGetFrameInfoTest, TheAlphaTypeHasFourBits) {
+    for (std::uint32_t alpha_channel_type = 0; alpha_channel_type < 16; ++alpha_channel_type) {
+        HeaderBytes header = HeaderBytes().size(16, 16).format(3);
+        for (const std::uint32_t ignored : {0u, 0xF0u}) {
+            header.at(17) = static_cast<std::uint8_t>(ignored | alpha_channel_type);
+            const GuardedBytes held(header.bytes);
+            EXPECT_EQ(Frame::GetFrameInfo(held.bits(), 8, 0).alpha_channel_type, alpha_channel_type);
         }
     }
 }

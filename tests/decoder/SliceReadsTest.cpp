@@ -140,6 +140,12 @@ TEST(SliceReadsTest, TheSecondPictureCountsFromItsOwnStart) {
     EXPECT_EQ(first, made.pictureOffsets[1] - made.sliceOffsets[0]);
 }
 
+TEST(SliceReadsTest, APictureAfterASingleFieldDoesNotCount) {
+    MadeFrame made = photo(specOf(2, 1, 0));
+    made.bytes[8 + 12] = static_cast<std::uint8_t>((made.bytes[8 + 12] & ~0x0Cu) | 3u << 2);
+    EXPECT_EQ(readsOf(made.bytes), made.pictureOffsets[1] - made.sliceOffsets[0]);
+}
+
 TEST(SliceReadsTest, HeadersAloneReadNothing) {
     const MadeFrame made = photo(specOf(2, 0, 0));
     for (std::size_t size = 0; size <= made.sliceOffsets[0]; ++size)

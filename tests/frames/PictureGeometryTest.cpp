@@ -180,6 +180,30 @@ TEST(PictureTest, TheSecondPictureIsFoundByThePictureSizeOfTheFirst) {
     }
 }
 
+TEST(PictureTest, APictureSizeBelowTheSumOfTheSlicesFindsTheSecondPictureWhereItSays) {
+    // A size of 0 makes the second picture one with the first; the bytes behind it stay unread.
+    MadeFrame made = twoFields(fieldSpec(1, 48, 40));
+    for (std::size_t i = 1; i <= 4; ++i)
+        made.bytes[made.pictureOffsets[0] + i] = 0;
+    for (const OptimizationTarget target : runnableTargets()) {
+        const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
+        const OutputBuffer output = decoded(made.bytes, request);
+        for (std::int64_t line = 0; line < 40; ++line)
+            ASSERT_EQ(lumaOfLine(output, request, line), code8(100)) << line;
+    }
+}
+
+TEST(PictureTest, AFrameOfOneFieldLeavesAPictureThatFollowsUnread) {
+    MadeFrame made = twoFields(fieldSpec(1, 48, 40));
+    made.bytes[8 + 12] = static_cast<std::uint8_t>((made.bytes[8 + 12] & ~0x0Cu) | 3u << 2);
+    for (const OptimizationTarget target : runnableTargets()) {
+        const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
+        const OutputBuffer output = decoded(made.bytes, request);
+        for (std::int64_t line = 0; line < 40; ++line)
+            ASSERT_EQ(lumaOfLine(output, request, line), line % 2 == 0 ? code8(100) : -1) << line;
+    }
+}
+
 TEST(PictureTest, APictureSizeBeyondTheDataLosesTheSecondPictureOnly) {
     MadeFrame made = twoFields(fieldSpec(1, 48, 40));
     made.bytes[made.pictureOffsets[0] + 1] = 0x7F;
