@@ -27,6 +27,10 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kSeed = 20;
 constexpr int kFramesOfAKind = 48;
 
+// What stands before the frame for HostInterface, and the byte of it that asks for a report of failed slices.
+constexpr std::size_t kHostOptionBytes = 24;
+constexpr std::size_t kHostReportByte = 4;
+
 void write(fs::path const& folder, std::string const& name, Bytes const& bytes) {
     fs::create_directories(folder);
     std::ofstream file(folder / name, std::ios::binary);
@@ -55,6 +59,13 @@ void writeFrame(fs::path const& root, std::string const& name, Bytes const& fram
     write(root / "WholeFrame", name, frame);
     for (const char* harness : {"FrameWithOptions", "UnboundedFrame", "HeaderInformation"})
         write(root / harness, name, withOptions(frame, random));
+    Bytes options(kHostOptionBytes);
+    for (std::size_t i = 0; i < options.size(); ++i)
+        options[i] = randomBelow(random, 3) == 0 ? static_cast<std::uint8_t>(random() & 0xFF) : std::uint8_t{0};
+    options[kHostReportByte] |= 0x80;
+    options.resize(options.size() + frame.size());
+    std::copy(frame.begin(), frame.end(), options.begin() + kHostOptionBytes);
+    write(root / "HostInterface", name, options);
 }
 
 // Small frames of every kind: a fuzzer is fast on small inputs and finds the same in them.
@@ -187,6 +198,48 @@ void writePictures(fs::path const& root, Random& random) {
     }
 }
 
+// Texts, each with the bytes that a harness takes before it.
+void writeTexts(fs::path const& root) {
+    const std::string lines[] = {"info a.rvl",
+                                 "decode -o out a.rvl --size half --depth 8 --failed marked --mark-color 00FF00",
+                                 "decode - -F raw --coding rgb-video --target baseline --threads 4 --in-flight 3 -f -q",
+                                 "encode in.png -o x.rvl --bpp 4.5 --max-pixels 100",
+                                 "verify --json --frames 1-10x2 s.####.rvl",
+                                 "inspect a.rvl --slices --picture p.png",
+                                 "compare a b --max-error 1",
+                                 "bench a.rvl",
+                                 "completion bash",
+                                 "man decode",
+                                 "--help",
+                                 "--version",
+                                 "decode --help",
+                                 "nothing",
+                                 "-x"};
+    int number = 0;
+    for (std::string line : lines) {
+        std::replace(line.begin(), line.end(), ' ', '\0');
+        write(root / "CommandArguments", "line-" + std::to_string(number++), Bytes(line.begin(), line.end()));
+    }
+    const std::string names[] = {"shot.%04d.rvl",
+                                 "shot.####.rvl",
+                                 "a/b.@@@@.rvl",
+                                 "shot.1-100x2####.rvl",
+                                 "%d",
+                                 "#",
+                                 "1-3,7,10-20x5",
+                                 "7",
+                                 "5-2",
+                                 "1-9x0",
+                                 "folder#/x.1-2,4-5@@.png",
+                                 "999999999999999999",
+                                 "1-",
+                                 "x.%0d",
+                                 "%%05d"};
+    for (std::string const& name : names)
+        write(root / "SequenceNames", "name-" + std::to_string(number++),
+              joined({0, 7, 0}, Bytes(name.begin(), name.end())));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -201,5 +254,6 @@ int main(int argc, char** argv) {
     writeAlpha(argv[1], random);
     writeNoise(argv[1], random);
     writePictures(argv[1], random);
+    writeTexts(argv[1]);
     return 0;
 }

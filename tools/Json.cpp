@@ -8,6 +8,7 @@
 
 Json::Json() : m_value(nullptr) {}
 Json::Json(std::string text) : m_value(std::move(text)) {}
+Json::Json(Scalar scalar) : m_value(std::visit([](auto value) { return Value(value); }, scalar)) {}
 Json::Json(std::initializer_list<Member> members) : m_value(Object(members)) {}
 Json::Json(Json const&) = default;
 Json::Json(Json&&) noexcept = default;

@@ -22,11 +22,11 @@ public:
     Json(std::string text);
     Json(std::string_view text) : Json(std::string(text)) {}
     Json(const char* text) : Json(std::string(text)) {}
-    Json(std::same_as<bool> auto truth) : m_value(truth) {}
-    Json(std::floating_point auto number) : m_value(static_cast<double>(number)) {}
-    Json(std::signed_integral auto number) : m_value(static_cast<std::int64_t>(number)) {}
+    Json(std::same_as<bool> auto truth) : Json(Scalar(truth)) {}
+    Json(std::floating_point auto number) : Json(Scalar(static_cast<double>(number))) {}
+    Json(std::signed_integral auto number) : Json(Scalar(static_cast<std::int64_t>(number))) {}
     template <std::unsigned_integral Number>
-    requires(!std::same_as<Number, bool>) Json(Number number) : m_value(static_cast<std::uint64_t>(number)) {}
+    requires(!std::same_as<Number, bool>) Json(Number number) : Json(Scalar(static_cast<std::uint64_t>(number))) {}
 
     // {{"width", 16}, {"height", 9}}
     Json(std::initializer_list<Member> members);
@@ -65,6 +65,10 @@ public:
     Value const& value() const { return m_value; }
 
 private:
+    // The members of an object are incomplete here, and clang wants them complete where m_value is set.
+    using Scalar = std::variant<bool, std::int64_t, std::uint64_t, double>;
+    explicit Json(Scalar scalar);
+
     Value m_value;
 };
 
