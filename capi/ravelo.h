@@ -232,7 +232,8 @@ RAVELO_API ravelo_status ravelo_get_buffer_requirements(const void* data, size_t
  *
  * The decode takes place in the calling thread and in helpers, which are threads of the library. Together they are no
  * more than `max_threads`, than the caller's oneTBB arena has and than tbb::global_control allows; helpers do not enter
- * the arena. A thread that the system refuses costs time and nothing else.
+ * the arena. A thread that the system refuses costs time and nothing else. The calling thread needs at most 64 KiB of
+ * stack.
  *
  * @param data     the frame's first byte
  * @param size     bytes at `data`

@@ -4,6 +4,7 @@
 #   relocations read-only and bound at load     no table of addresses can be overwritten later
 #   no executable stack
 #   stack protector                             in functions with arrays
+#   probes of the stack, page by page           a stack that is too small ends in a fault at its guard page, not beyond
 #   -fcf-protection                             every object of ours marks where indirect jumps may end; a library says so
 #                                               where the system's start files do too, which those of Debian 12 do not
 #   _FORTIFY_SOURCE                             copies of a known size are checked; needs an optimised build
@@ -19,7 +20,7 @@ foreach(target RaveloKernels RaveloDecoder RaveloC RaveloCStatic RaveloEncoder R
     if(NOT TARGET ${target})
         continue()
     endif()
-    target_compile_options(${target} PRIVATE -fstack-protector-strong -fcf-protection=full
+    target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
         "$<${ravelo_isOptimised}:-U_FORTIFY_SOURCE>" "$<${ravelo_isOptimised}:-D_FORTIFY_SOURCE=2>")
 endforeach()
 foreach(target RaveloOpt RaveloC ravelo)

@@ -16,7 +16,7 @@
 
 namespace {
 
-// Four times what a decode needs, for signal handlers of profilers.
+// Four times what a decode may need, for signal handlers of profilers.
 constexpr std::size_t kStackBytes = 256 * 1024;
 
 // How often a thread that waits offers its processor to others before it sleeps. To wake a thread takes about as long.

@@ -9,6 +9,8 @@
 #include "SliceTable.h"
 
 class Frame;
+template <OptimizationTarget target>
+class SliceGroup;
 
 // First or second coded picture of a frame.
 enum class TemporalOrder : std::uint32_t { First = 0, Second = 1 };
@@ -103,8 +105,8 @@ public:
 private:
     // A row's slices are decoded in groups of neighbours.
     std::uint32_t numberOfGroups() const;
-    void decodeGroup(std::uint32_t row, std::uint32_t group) const;
-    static void decodeGroupOf(void const* picture, std::uint32_t row, std::uint32_t group);
+    void decodeGroup(SliceGroup<target>& sliceGroup, std::uint32_t row, std::uint32_t group) const;
+    static void decodeGroupOf(void const* picture, void* memory, std::uint32_t row, std::uint32_t group);
 };
 
 extern template class Picture<OptimizationTarget::Baseline>;

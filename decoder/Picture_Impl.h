@@ -9,7 +9,9 @@
 template <OptimizationTarget target>
 Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
     : PictureLayout(order, owner, pictureBits) {
-    const SliceWalk walk{rowsToVisit(), numberOfGroups(), sliceOrder(), owner.maxThreads};
+    static_assert(sizeof(SliceGroup<target>) <= SliceGroup<target>::kMaxBytes);
+    static_assert(alignof(SliceGroup<target>) <= kSliceMemoryAlignment);
+    const SliceWalk walk{rowsToVisit(), numberOfGroups(), sliceOrder(), owner.maxThreads, sizeof(SliceGroup<target>)};
     forEachSliceGroup(walk, decodeGroupOf, this);
     reportMissingRows(walk.numRows);
 }
@@ -22,18 +24,18 @@ std::uint32_t Picture<target>::numberOfGroups() const {
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeGroupOf(void const* picture, std::uint32_t row, std::uint32_t group) {
-    static_cast<Picture const*>(picture)->decodeGroup(row, group);
+void Picture<target>::decodeGroupOf(void const* picture, void* memory, std::uint32_t row, std::uint32_t group) {
+    const PlacedSliceGroup<target> placed(memory);
+    static_cast<Picture const*>(picture)->decodeGroup(placed.group(), row, group);
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeGroup(std::uint32_t row, std::uint32_t group) const {
+void Picture<target>::decodeGroup(SliceGroup<target>& sliceGroup, std::uint32_t row, std::uint32_t group) const {
     // Groups of a row differ by one slice at most.
     const std::uint64_t slices = number_of_slices_per_mb_row();
     const auto first = static_cast<std::uint32_t>(slices * group / numberOfGroups());
     const auto end = static_cast<std::uint32_t>(slices * (group + 1) / numberOfGroups());
     Bitstream bits = sliceBits(row, first);
-    SliceGroup<target> sliceGroup;
     for (std::uint32_t column = first; column < end; ++column) {
         if (frame().monitor != nullptr && frame().monitor->wantsStop())
             break;

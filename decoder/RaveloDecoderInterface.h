@@ -42,6 +42,9 @@ public:
     //   "Ravelo decoder: insufficient line stride given."
     //   "Unsupported bit depth in PixelBuffer"
     // and std::bad_alloc when memory is exhausted; the output may then hold some finished slices.
+    //
+    // The calling thread decodes together with helpers, threads of the library, as far as its oneTBB arena and
+    // tbb::global_control allow. It needs at most 64 KiB of stack.
     static int DecompressFrameFromBits(const std::uint8_t* data, std::uint64_t size, std::uint32_t downSampleFactor,
                                        ColorCoding colorCoding, std::uint32_t bitDepth, void* pixels,
                                        std::int64_t lineStride, OptimizationTarget target);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "BlockGather.h"
 #include "CoefficientScan.h"
 #include "OptimizationTarget.h"
 #include "Picture.h"
@@ -12,6 +14,20 @@
 template <OptimizationTarget target>
 unsigned int countBits(std::uint32_t mask);
 
+// Memory that one slice after the other uses while it is reconstructed. Too large for the stacks of some hosts'
+// threads.
+template <OptimizationTarget target>
+struct SliceScratch {
+    static constexpr unsigned int kMaxComponentBlocks = 32; // 8 macroblocks
+    // A few macroblocks at a time: enough to make up for the start of a transform call, few enough for the samples to
+    // stay in the first-level cache until they are written.
+    static constexpr unsigned int kMbsAtOnce = 4;
+
+    alignas(64) std::int16_t raster[3][kMaxComponentBlocks * 64 + kGatherPadding];
+    alignas(64) float samples[3][kMbsAtOnce * 4][8][8];
+    std::uint16_t alpha[8 * 16 * 16];
+};
+
 // The unit of parallel work: up to 8 macroblocks of one macroblock row, with their own bytes.
 //
 // A damaged slice ends in silence: if a component fails to decode, nothing of the slice is written. Sizes that reach
@@ -21,8 +37,7 @@ class Slice {
 public:
     using CoefFloat = float;
 
-    static constexpr unsigned int kMaxComponentBlocks = 32; // 8 macroblocks
-    static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16;
+    static constexpr unsigned int kMaxComponentBlocks = SliceScratch<target>::kMaxComponentBlocks;
 
     Slice() = default;
 
@@ -40,7 +55,7 @@ public:
     std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients);
 
     // Decodes the alpha plane at the cursor, transforms the blocks and writes the pixels.
-    void reconstruct(ComponentScan const scans[3]) const;
+    void reconstruct(ComponentScan const scans[3], SliceScratch<target>& scratch) const;
 
     // Reads one component at the cursor into block order and leaves the cursor where it is: moveCursor goes on to the
     // next component. Frames do not come this way; they take the scans of prepareScans, several slices at once.
@@ -78,8 +93,9 @@ private:
     CoefFloat qScale() const;
 
     void reportFailure(ComponentScan const scans[3]) const;
-    void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha) const;
-    void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+    void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
+                             SliceScratch<target>& scratch) const;
+    void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
     void reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const;
@@ -101,7 +117,7 @@ template <OptimizationTarget target>
 class SliceGroup {
 public:
     // The most slices of a group: as many as the coefficient memory holds whatever their size. It is bounded by the
-    // cache, and by hosts that run the decoder on small stacks.
+    // cache.
     static constexpr unsigned int kMaxSlices422 = 6;
     static constexpr unsigned int kMaxSlices444 = 4;
     static constexpr unsigned int kMaxReducedSlices = 10;
@@ -112,6 +128,13 @@ public:
             return kMaxReducedSlices;
         return is444 ? kMaxSlices444 : kMaxSlices422;
     }
+
+    // The most memory that a thread may take for its groups.
+    static constexpr std::size_t kMaxBytes = 1024 * 1024;
+
+    // Into memory of this size and alignment. A member, so that units for other instructions share none with the rest.
+    static void* operator new(std::size_t, void* memory) noexcept { return memory; }
+    static void operator delete(void*, void*) noexcept {}
 
     SliceGroup() = default;
     SliceGroup(SliceGroup const&) = delete;
@@ -132,6 +155,22 @@ private:
     unsigned int m_count = 0;
     Slice<target> m_slices[kMaxReducedSlices];
     alignas(64) std::int16_t m_coefficients[kElements];
+    SliceScratch<target> m_scratch;
+};
+
+// A group in memory that one group after the other uses. Groups are too large for the stacks of some hosts' threads.
+template <OptimizationTarget target>
+class PlacedSliceGroup {
+public:
+    explicit PlacedSliceGroup(void* memory) : m_group(*new (memory) SliceGroup<target>) {}
+    ~PlacedSliceGroup() { m_group.~SliceGroup(); }
+    PlacedSliceGroup(PlacedSliceGroup const&) = delete;
+    PlacedSliceGroup& operator=(PlacedSliceGroup const&) = delete;
+
+    SliceGroup<target>& group() const { return m_group; }
+
+private:
+    SliceGroup<target>& m_group;
 };
 
 extern template class Slice<OptimizationTarget::Baseline>;

@@ -3,29 +3,55 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <exception>
+#include <new>
+#include <thread>
 #include <utility>
 
 #include "HelperThreads.h"
 
 namespace {
 
+// What one thread has for its groups.
+class ThreadMemory {
+public:
+    explicit ThreadMemory(std::size_t numBytes)
+        : m_memory(std::aligned_alloc(kSliceMemoryAlignment, roundedUp(numBytes))) {}
+    ~ThreadMemory() { std::free(m_memory); }
+    ThreadMemory(ThreadMemory const&) = delete;
+    ThreadMemory& operator=(ThreadMemory const&) = delete;
+
+    void* get() const { return m_memory; } // null if there is none
+
+private:
+    // At least one byte, since null stands for a failure.
+    static std::size_t roundedUp(std::size_t numBytes) {
+        return (numBytes / kSliceMemoryAlignment + 1) * kSliceMemoryAlignment;
+    }
+
+    void* m_memory;
+};
+
 // Units of work that threads take one after the other, and the first error of a unit.
 template <class Body>
 class SharedUnits {
 public:
-    SharedUnits(std::uint64_t numUnits, Body const& body) : m_body(body), m_numUnits(numUnits) {}
+    SharedUnits(std::uint64_t numUnits, std::size_t bytesPerThread, Body const& body, void* memoryOfCaller)
+        : m_body(body),
+          m_numUnits(numUnits),
+          m_bytesPerThread(bytesPerThread),
+          m_memoryOfCaller(memoryOfCaller),
+          m_caller(std::this_thread::get_id()) {}
 
-    // Takes units until none is left or one has failed.
     void work() noexcept {
-        try {
-            for (std::uint64_t unit = m_next++; unit < m_numUnits; unit = m_next++)
-                m_body(unit);
-        } catch (...) {
-            m_next = m_numUnits;
-            if (!m_hasFailed.exchange(true))
-                m_error = std::current_exception();
+        if (std::this_thread::get_id() == m_caller) {
+            workWith(m_memoryOfCaller);
+            return;
         }
+        const ThreadMemory memory(m_bytesPerThread);
+        if (memory.get() != nullptr)
+            workWith(memory.get());
     }
 
     // To be called when no thread works any more.
@@ -35,8 +61,23 @@ public:
     }
 
 private:
+    // Takes units until none is left or one has failed.
+    void workWith(void* memory) noexcept {
+        try {
+            for (std::uint64_t unit = m_next++; unit < m_numUnits; unit = m_next++)
+                m_body(memory, unit);
+        } catch (...) {
+            m_next = m_numUnits;
+            if (!m_hasFailed.exchange(true))
+                m_error = std::current_exception();
+        }
+    }
+
     Body const& m_body;
     const std::uint64_t m_numUnits;
+    const std::size_t m_bytesPerThread;
+    void* const m_memoryOfCaller;
+    const std::thread::id m_caller;
     std::atomic<std::uint64_t> m_next{0};
     std::atomic<bool> m_hasFailed{false};
     std::exception_ptr m_error;
@@ -44,19 +85,19 @@ private:
 
 // Calls `body` with every number below `numUnits`, on any threads.
 template <class Body>
-void forEachUnit(std::uint64_t numUnits, std::uint32_t maxThreads, Body const& body) {
+void forEachUnit(std::uint64_t numUnits, SliceWalk const& walk, void* memory, Body const& body) {
     ThreadAllowance allowance;
-    if (numUnits > 1 && maxThreads != 1)
+    if (numUnits > 1 && walk.maxThreads != 1)
         allowance = allowanceOfCaller();
-    if (maxThreads != 0)
-        allowance.numThreads = std::min(allowance.numThreads, std::size_t{maxThreads});
+    if (walk.maxThreads != 0)
+        allowance.numThreads = std::min(allowance.numThreads, std::size_t{walk.maxThreads});
     allowance.numThreads = std::min(allowance.numThreads, static_cast<std::size_t>(numUnits));
     if (allowance.numThreads <= 1) {
         for (std::uint64_t unit = 0; unit < numUnits; ++unit)
-            body(unit);
+            body(memory, unit);
         return;
     }
-    SharedUnits<Body> units(numUnits, body);
+    SharedUnits<Body> units(numUnits, walk.bytesPerThread, body, memory);
     runWithHelpers(
         allowance, [](void* context) noexcept { static_cast<SharedUnits<Body>*>(context)->work(); }, &units);
     units.rethrowError();
@@ -65,27 +106,34 @@ void forEachUnit(std::uint64_t numUnits, std::uint32_t maxThreads, Body const& b
 } // namespace
 
 void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context) {
-    const auto callGroupsOfRow = [&](std::uint32_t row) {
+    if (walk.numRows == 0 || walk.groupsPerRow == 0)
+        return;
+    const ThreadMemory memoryOfCaller(walk.bytesPerThread);
+    if (memoryOfCaller.get() == nullptr)
+        throw std::bad_alloc();
+    const auto callGroupsOfRow = [&](void* memory, std::uint32_t row) {
         for (std::uint32_t group = 0; group < walk.groupsPerRow; ++group)
-            body(context, row, group);
+            body(context, memory, row, group);
+    };
+    const auto callGroup = [&](void* memory, std::uint64_t unit) {
+        body(context, memory, static_cast<std::uint32_t>(unit / walk.groupsPerRow),
+             static_cast<std::uint32_t>(unit % walk.groupsPerRow));
     };
     switch (walk.order) {
     case SliceOrder::Any:
-        forEachUnit(std::uint64_t{walk.numRows} * walk.groupsPerRow, walk.maxThreads, [&](std::uint64_t unit) {
-            body(context, static_cast<std::uint32_t>(unit / walk.groupsPerRow),
-                 static_cast<std::uint32_t>(unit % walk.groupsPerRow));
-        });
+        forEachUnit(std::uint64_t{walk.numRows} * walk.groupsPerRow, walk, memoryOfCaller.get(), callGroup);
         break;
     case SliceOrder::AlternateRows:
         for (std::uint32_t parity = 0; parity < 2; ++parity) {
             const std::uint32_t rowsOfParity = walk.numRows / 2 + (parity == 0 ? walk.numRows % 2 : 0);
-            forEachUnit(rowsOfParity, walk.maxThreads,
-                        [&](std::uint64_t index) { callGroupsOfRow(2 * static_cast<std::uint32_t>(index) + parity); });
+            forEachUnit(rowsOfParity, walk, memoryOfCaller.get(), [&](void* memory, std::uint64_t index) {
+                callGroupsOfRow(memory, 2 * static_cast<std::uint32_t>(index) + parity);
+            });
         }
         break;
     case SliceOrder::InTurn:
         for (std::uint32_t row = 0; row < walk.numRows; ++row)
-            callGroupsOfRow(row);
+            callGroupsOfRow(memoryOfCaller.get(), row);
         break;
     }
 }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // The parallel walk over a picture. It is the one place where threads begin, and a plain function, so that units built
 // for other instructions bring in none of what it needs for that.
 
-using SliceGroupBody = void(void const* context, std::uint32_t row, std::uint32_t group);
+// `memory` belongs to the thread for the length of the walk and holds what the last group left there.
+using SliceGroupBody = void(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
 
 // What may be done at once.
 enum class SliceOrder {
@@ -18,12 +20,18 @@ struct SliceWalk {
     std::uint32_t numRows = 0;
     std::uint32_t groupsPerRow = 0;
     SliceOrder order = SliceOrder::Any;
-    std::uint32_t maxThreads = 0; // the calling one included; 0: as many as its task arena has
+    std::uint32_t maxThreads = 0;   // the calling one included; 0: as many as its task arena has
+    std::size_t bytesPerThread = 0; // of memory for the body, aligned to kSliceMemoryAlignment
 };
+
+constexpr std::size_t kSliceMemoryAlignment = 64;
 
 // Calls `body` once for every group of every row, on any threads, and returns when all are done. What an order does not
 // leave open is the same for any number of threads. The first exception from a body reaches the caller as it is;
 // groups that have not been started then are skipped, and those that have been are completed.
+//
+// The memory of each thread is allocated once. Throws std::bad_alloc before any call when there is none for the calling
+// thread; another thread without memory leaves the groups to the rest.
 //
 // No more threads are asked for than groups can be decoded at once. Where that is one, or `maxThreads` is 1, the task
 // library is not even asked what the caller's arena has.

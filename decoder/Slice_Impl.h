@@ -118,19 +118,18 @@ void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSampl
 }
 
 template <OptimizationTarget target>
-void Slice<target>::reconstruct(ComponentScan const scans[3]) const {
+void Slice<target>::reconstruct(ComponentScan const scans[3], SliceScratch<target>& scratch) const {
     if (!scans[0].succeeded || !scans[1].succeeded || !scans[2].succeeded) {
         if (m_picture->frame().monitor != nullptr)
             reportFailure(scans);
         return;
     }
     if (m_picture->frame().alpha_channel_type == 0 || !m_writer->readsAlpha()) {
-        pixelReconstruction(scans, nullptr);
+        pixelReconstruction(scans, nullptr, scratch);
         return;
     }
-    std::uint16_t alpha[kMaxAlphaSamples];
-    scanned_alpha(alpha, alphaSamples());
-    pixelReconstruction(scans, alpha);
+    scanned_alpha(scratch.alpha, alphaSamples());
+    pixelReconstruction(scans, scratch.alpha, scratch);
 }
 
 template <OptimizationTarget target>
@@ -146,12 +145,13 @@ void Slice<target>::reportFailure(ComponentScan const scans[3]) const {
 }
 
 template <OptimizationTarget target>
-void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                        SliceScratch<target>& scratch) const {
     const std::uint32_t reduction = m_picture->getDownSampleFactor();
     if (reduction > 3)
         return;
     if (reduction == 0 || m_picture->pictureBuffer().bitDepth > 8)
-        reconstructFull(scans, alpha);
+        reconstructFull(scans, alpha, scratch);
     else if (reduction == 1)
         reconstructHalf(scans, alpha);
     else if (reduction == 2)
@@ -189,18 +189,15 @@ struct SliceMatrices {
 };
 
 template <OptimizationTarget target>
-void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                    SliceScratch<target>& scratch) const {
     const SliceMatrices<target> matrices(m_picture->frame(), qScale());
-    alignas(64) std::int16_t raster[3][kMaxComponentBlocks * 64 + kGatherPadding];
+    auto& raster = scratch.raster;
     for (int i = 0; i < 3; ++i)
         gatherBlocks<target, 8>(scans[i], matrices.pattern, raster[i]);
 
-    // A few macroblocks at a time: enough to make up for the start of a transform call, few enough for the samples to
-    // stay in the first-level cache until they are written.
-    constexpr std::uint32_t kMbsAtOnce = 4;
-    alignas(64) float y[kMbsAtOnce * 4][8][8];
-    alignas(64) float cb[kMbsAtOnce * 4][8][8];
-    alignas(64) float cr[kMbsAtOnce * 4][8][8];
+    constexpr std::uint32_t kMbsAtOnce = SliceScratch<target>::kMbsAtOnce;
+    auto& [y, cb, cr] = scratch.samples;
     const std::uint32_t chromaBlocks = m_chromaBlocksPerMb;
     for (std::uint32_t first = 0; first < m_sliceMbs; first += kMbsAtOnce) {
         const std::uint32_t mbs = m_sliceMbs - first < kMbsAtOnce ? m_sliceMbs - first : kMbsAtOnce;
@@ -281,6 +278,6 @@ void SliceGroup<target>::decode() {
         coefficients = m_slices[i].prepareScans(scans + 3 * i, coefficients);
     scanComponents<target>(scans, 3 * m_count);
     for (unsigned int i = 0; i < m_count; ++i)
-        m_slices[i].reconstruct(scans + 3 * i);
+        m_slices[i].reconstruct(scans + 3 * i, m_scratch);
     PixelRows<target>::finishStores();
 }

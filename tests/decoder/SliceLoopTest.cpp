@@ -1,17 +1,25 @@
 #include "SliceLoop.h"
 
 #include <atomic>
+#include <bit>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <map>
 #include <mutex>
 #include <new>
 #include <set>
 #include <stdexcept>
+#include <string>
 #include <thread>
-#include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 
 namespace {
@@ -35,20 +43,88 @@ struct Walk {
     mutable std::vector<std::atomic<int>> calls;
 };
 
-void countedBody(void const* context, std::uint32_t row, std::uint32_t group) {
+void countedBody(void const* context, void*, std::uint32_t row, std::uint32_t group) {
     static_cast<Walk const*>(context)->count(row, group);
 }
 
-template <class Error>
-void throwingBody(void const* context, std::uint32_t row, std::uint32_t group) {
-    countedBody(context, row, group);
-    if (!static_cast<Walk const*>(context)->isMiddle(row, group))
-        return;
-    if constexpr (std::is_constructible_v<Error, char const*>)
-        throw Error("from a group");
-    else
-        throw Error();
+// An error of a host's own, with more to it than a text.
+struct OddError : std::runtime_error {
+    explicit OddError(int errorNumber) : std::runtime_error("the group is odd"), number(errorNumber) {}
+    int number;
+};
+
+enum class Thrown { Runtime, Odd, NoMemory, Number };
+constexpr Thrown kThrown[4] = {Thrown::Runtime, Thrown::Odd, Thrown::NoMemory, Thrown::Number};
+
+[[noreturn]] void throwOne(Thrown thrown) {
+    switch (thrown) {
+    case Thrown::Runtime:
+        throw std::runtime_error("from a group");
+    case Thrown::Odd:
+        throw OddError(77);
+    case Thrown::NoMemory:
+        throw std::bad_alloc();
+    case Thrown::Number:
+        break;
+    }
+    throw 42;
 }
+
+// The exact type of what `call` throws, and all that it says.
+template <class Call>
+std::string whatIsThrownBy(Call const& call) {
+    try {
+        call();
+    } catch (OddError const& error) {
+        return std::string(typeid(error).name()) + ": " + error.what() + ", " + std::to_string(error.number);
+    } catch (std::exception const& error) {
+        return std::string(typeid(error).name()) + ": " + error.what();
+    } catch (int number) {
+        return "int: " + std::to_string(number);
+    }
+    return "nothing";
+}
+
+// Throws in the middle group, or in the first that a helper takes, which the calling thread waits for.
+struct FailingWalk : Walk {
+    using Walk::Walk;
+
+    Thrown thrown = Thrown::Runtime;
+    bool failsInHelper = false;
+    std::thread::id caller = std::this_thread::get_id();
+    mutable std::atomic<bool> hasFailed{false};
+
+    void call(std::uint32_t row, std::uint32_t group) const {
+        count(row, group);
+        if (!failsInHelper) {
+            if (isMiddle(row, group))
+                throwOne(thrown);
+        } else if (std::this_thread::get_id() == caller) {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (!hasFailed && std::chrono::steady_clock::now() < end)
+                std::this_thread::yield();
+        } else if (!hasFailed.exchange(true)) {
+            throwOne(thrown);
+        }
+    }
+};
+
+void failingBody(void const* context, void*, std::uint32_t row, std::uint32_t group) {
+    static_cast<FailingWalk const*>(static_cast<Walk const*>(context))->call(row, group);
+}
+
+// Allows eight threads.
+class EightThreads {
+public:
+    template <class Work>
+    void run(Work const& work) const {
+        m_arena.execute(work);
+    }
+
+private:
+    tbb::global_control m_allowed{tbb::global_control::max_allowed_parallelism, 8};
+    mutable tbb::task_arena m_arena{8};
+};
 
 // The calls in the order in which they began, and whether neighbouring rows were ever under way together.
 struct Log {
@@ -63,7 +139,7 @@ struct Log {
     bool neighboursMet = false;
 };
 
-void loggingBody(void const* context, std::uint32_t row, std::uint32_t group) {
+void loggingBody(void const* context, void*, std::uint32_t row, std::uint32_t group) {
     Log& log = **static_cast<Log* const*>(context);
     {
         const std::lock_guard lock(log.mutex);
@@ -72,7 +148,8 @@ void loggingBody(void const* context, std::uint32_t row, std::uint32_t group) {
                             (row > 0 && log.rowsUnderWay.contains(row - 1)) || log.rowsUnderWay.contains(row);
         log.rowsUnderWay.insert(row);
     }
-    std::this_thread::yield();
+    // Long enough for another thread to begin a group, if it may.
+    std::this_thread::sleep_for(std::chrono::microseconds(300));
     const std::lock_guard lock(log.mutex);
     log.rowsUnderWay.erase(log.rowsUnderWay.find(row));
 }
@@ -85,7 +162,7 @@ struct Meeting {
     bool hasFailed = false;
 };
 
-void meetingBody(void const* context, std::uint32_t, std::uint32_t) {
+void meetingBody(void const* context, void*, std::uint32_t, std::uint32_t) {
     Meeting& meeting = **static_cast<Meeting* const*>(context);
     std::unique_lock lock(meeting.mutex);
     meeting.threads.insert(std::this_thread::get_id());
@@ -122,7 +199,7 @@ TEST(SliceLoopTest, OneThreadCallsEveryGroupOnceToo) {
 }
 
 TEST(SliceLoopTest, NoRowsOrGroupsMeanNoCall) {
-    SliceGroupBody* const body = [](void const*, std::uint32_t, std::uint32_t) { FAIL() << "called"; };
+    SliceGroupBody* const body = [](void const*, void*, std::uint32_t, std::uint32_t) { FAIL() << "called"; };
     for (const SliceOrder order : kOrders) {
         forEachSliceGroup({0, 5, order}, body, nullptr);
         forEachSliceGroup({5, 0, order}, body, nullptr);
@@ -130,17 +207,124 @@ TEST(SliceLoopTest, NoRowsOrGroupsMeanNoCall) {
     }
 }
 
-TEST(SliceLoopTest, AnErrorOfAGroupReachesTheCallerAndNoGroupIsCalledTwice) {
-    for (int round = 0; round < 51; ++round) {
-        const SliceOrder order = kOrders[round % 3];
-        Walk failing(40, 3);
-        EXPECT_THROW(failing.run(throwingBody<std::runtime_error>, order), std::runtime_error);
-        Walk withoutMemory(40, 3);
-        EXPECT_THROW(withoutMemory.run(throwingBody<std::bad_alloc>, order), std::bad_alloc);
-        for (std::size_t i = 0; i < failing.calls.size(); ++i) {
-            ASSERT_LE(failing.calls[i], 1);
-            ASSERT_LE(withoutMemory.calls[i], 1);
+TEST(SliceLoopTest, AnErrorOfAGroupReachesTheCallerWithItsTypeAndText) {
+    const EightThreads eight;
+    for (int round = 0; round < 20; ++round) {
+        for (const Thrown thrown : kThrown) {
+            const std::string expected = whatIsThrownBy([thrown] { throwOne(thrown); });
+            for (const SliceOrder order : kOrders) {
+                for (const std::uint32_t maxThreads : {0u, 1u}) {
+                    FailingWalk walk(40, 3);
+                    walk.thrown = thrown;
+                    EXPECT_EQ(whatIsThrownBy([&] { eight.run([&] { walk.run(failingBody, order, maxThreads); }); }),
+                              expected);
+                    for (auto const& calls : walk.calls)
+                        ASSERT_LE(calls, 1);
+                }
+            }
         }
+    }
+}
+
+TEST(SliceLoopTest, AnErrorInAnotherThreadReachesTheCallerWithItsTypeAndText) {
+    if (std::thread::hardware_concurrency() < 2)
+        GTEST_SKIP() << "This machine has one processor.";
+    const EightThreads eight;
+    for (const Thrown thrown : kThrown) {
+        const std::string expected = whatIsThrownBy([thrown] { throwOne(thrown); });
+        for (const SliceOrder order : {SliceOrder::Any, SliceOrder::AlternateRows}) {
+            FailingWalk walk(40, 3);
+            walk.thrown = thrown;
+            walk.failsInHelper = true;
+            EXPECT_EQ(whatIsThrownBy([&] { eight.run([&] { walk.run(failingBody, order); }); }), expected);
+            EXPECT_TRUE(walk.hasFailed);
+        }
+    }
+}
+
+TEST(SliceLoopTest, AfterAnErrorNoGroupIsBegunAndThoseThatWereBegunAreCompleted) {
+    struct SlowWalk : Walk {
+        using Walk::Walk;
+        mutable std::atomic<int> numCompleted{0};
+    };
+    const auto body = [](void const* context, void*, std::uint32_t row, std::uint32_t group) {
+        SlowWalk const& walk = *static_cast<SlowWalk const*>(static_cast<Walk const*>(context));
+        walk.count(row, group);
+        if (row == 1 && group == 0)
+            throw std::runtime_error("from a group");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++walk.numCompleted;
+    };
+    const EightThreads eight;
+    for (const SliceOrder order : kOrders) {
+        for (const std::uint32_t maxThreads : {0u, 1u}) {
+            SlowWalk walk(200, 3);
+            eight.run([&] { EXPECT_THROW(walk.run(body, order, maxThreads), std::runtime_error); });
+            int numBegun = 0;
+            for (auto const& calls : walk.calls)
+                numBegun += calls;
+            EXPECT_EQ(walk.numCompleted, numBegun - 1);
+            const int numBefore = order == SliceOrder::AlternateRows ? 100 * 3 : 3;
+            if (maxThreads == 1 || order == SliceOrder::InTurn) {
+                EXPECT_EQ(numBegun, numBefore + 1);
+            } else {
+                // Without a stop all 600 would be begun.
+                EXPECT_LT(numBegun, numBefore + 200);
+            }
+        }
+    }
+}
+
+TEST(SliceLoopTest, EachThreadHasMemoryOfItsOwnForTheWholeWalk) {
+    struct Owners {
+        std::mutex mutex;
+        std::map<void*, std::thread::id> ofMemory;
+        std::map<std::thread::id, void*> ofThread;
+        bool isMisaligned = false;
+        bool isShared = false;
+    };
+    static constexpr std::size_t kBytes = 100'001;
+    const auto body = [](void const* context, void* memory, std::uint32_t row, std::uint32_t) {
+        Owners& owners = **static_cast<Owners* const*>(context);
+        std::memset(memory, static_cast<int>(row), kBytes);
+        const std::thread::id self = std::this_thread::get_id();
+        const std::lock_guard lock(owners.mutex);
+        owners.isMisaligned = owners.isMisaligned || std::bit_cast<std::uintptr_t>(memory) % kSliceMemoryAlignment != 0;
+        const bool isForeign = owners.ofMemory.try_emplace(memory, self).first->second != self;
+        const bool isAnother = owners.ofThread.try_emplace(self, memory).first->second != memory;
+        owners.isShared = owners.isShared || isForeign || isAnother;
+    };
+    const EightThreads eight;
+    for (int round = 0; round < 50; ++round) {
+        // One loop each: in the two of alternate rows a helper may have other memory.
+        for (const SliceOrder order : {SliceOrder::Any, SliceOrder::InTurn}) {
+            Owners owners;
+            Owners* const place = &owners;
+            eight.run([&] { forEachSliceGroup({20, 3, order, 0, kBytes}, body, &place); });
+            EXPECT_FALSE(owners.isMisaligned);
+            EXPECT_FALSE(owners.isShared);
+        }
+    }
+}
+
+TEST(SliceLoopTest, WithoutMemoryForTheCallerNoGroupIsBegun) {
+    for (const SliceOrder order : kOrders) {
+        Walk walk(4, 2);
+        constexpr std::size_t kTooMuch = std::numeric_limits<std::size_t>::max() / 4;
+        EXPECT_THROW(forEachSliceGroup({4, 2, order, 0, kTooMuch}, countedBody, &walk), std::bad_alloc);
+        for (auto const& calls : walk.calls)
+            EXPECT_EQ(calls, 0);
+    }
+}
+
+TEST(SliceLoopTest, OneThreadThatIsAllowedIsTheCallingOne) {
+    const EightThreads eight;
+    for (const SliceOrder order : kOrders) {
+        Log log;
+        Log* const place = &log;
+        eight.run([&] { forEachSliceGroup({10, 3, order, 1}, loggingBody, &place); });
+        for (Log::Entry const& entry : log.entries)
+            EXPECT_EQ(entry.thread, std::this_thread::get_id());
     }
 }
 
@@ -157,12 +341,14 @@ TEST(SliceLoopTest, GroupsRunOnSeveralThreadsAtOnce) {
 }
 
 TEST(SliceLoopTest, AlternateRowsNeverHaveANeighbourBesideThemAndKeepTheirGroupsInTurn) {
-    for (const int numThreads : {1, 2, 8}) {
-        tbb::task_arena arena(numThreads);
+    const EightThreads eight;
+    for (const std::uint32_t maxThreads : {1u, 2u, 8u}) {
         for (const std::uint32_t numRows : {1u, 2u, 9u, 40u}) {
             Log log;
             Log* const place = &log;
-            arena.execute([&] { forEachSliceGroup({numRows, 3, SliceOrder::AlternateRows}, loggingBody, &place); });
+            eight.run([&] {
+                forEachSliceGroup({numRows, 3, SliceOrder::AlternateRows, maxThreads}, loggingBody, &place);
+            });
             ASSERT_EQ(log.entries.size(), numRows * 3);
             EXPECT_FALSE(log.neighboursMet);
             const std::size_t numEvenCalls = (numRows + 1) / 2 * 3;
@@ -178,7 +364,8 @@ TEST(SliceLoopTest, AlternateRowsNeverHaveANeighbourBesideThemAndKeepTheirGroups
 TEST(SliceLoopTest, InTurnTheCallingThreadGoesFromGroupToGroup) {
     Log log;
     Log* const place = &log;
-    forEachSliceGroup({5, 4, SliceOrder::InTurn}, loggingBody, &place);
+    const EightThreads eight;
+    eight.run([&] { forEachSliceGroup({5, 4, SliceOrder::InTurn}, loggingBody, &place); });
     ASSERT_EQ(log.entries.size(), 20u);
     for (std::uint32_t i = 0; i < 20; ++i) {
         EXPECT_EQ(log.entries[i].row, i / 4);

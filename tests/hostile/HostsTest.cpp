@@ -217,7 +217,7 @@ TEST(HostsTest, ResidentMemoryStaysFlatOverManyFrames) {
 
 TEST(HostsTest, SmallStacksAreEnough) {
     // A sanitizer makes stack frames several times larger.
-    const std::size_t stackBytes = (kHasSanitizer ? 8 : 1) * 128 * 1024;
+    const std::size_t stackBytes = (kHasSanitizer ? 16 : 1) * 64 * 1024;
     expectedOutputs();
     bool isAsExpected = false;
     runWithStack(stackBytes, [&isAsExpected] { isAsExpected = allCasesAreAsExpected(); });
