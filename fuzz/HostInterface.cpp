@@ -69,7 +69,7 @@ ravelo_decode_options optionsFrom(FuzzInput& input) {
     const std::uint8_t third = input.byte();
     options.mark_color = (third & 1) != 0 ? input.word() * 0x101u : 0;
     options.max_pixels = (third & 2) != 0 ? input.word() : 0;
-    options.reserved = third == 255 ? 1 : 0;
+    options.max_read_factor = third >> 4 == 15 ? RAVELO_NO_READ_LIMIT : third >> 4 == 14 ? 1 : 0;
     return options;
 }
 
