@@ -14,24 +14,53 @@ struct QuadrantRow {
     unsigned int width;    // pixels, 1 to half a macroblock
 };
 
-// Visits the rows of a clipped macroblock from the top, each with its left and then its right part, and calls
-// writePart(QuadrantRow, std::uint8_t* out) for every part that has pixels. `firstPixel` is the macroblock's first
-// byte.
+// Visits the rows of a macroblock from the top, each with its left and then its right part, and calls
+// writePart(QuadrantRow, std::uint8_t* out) for every part that has pixels.
 template <class Writer, class WritePart>
-void walkMacroblock(Writer const& writer, unsigned int mb, std::uint8_t* firstPixel, std::int64_t lineStride,
-                    unsigned int bytesPerPixel, WritePart const& writePart) {
+[[gnu::always_inline]] inline void walkMacroblock(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
+                                                  unsigned int bytesPerPixel, WritePart const& writePart) {
     unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
     writer.setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
+    std::uint8_t* const firstPixel = writer.firstPixel(mb, bytesPerMb);
+    const std::int64_t lineStride = writer.pixelBuffer().lineStride;
     for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
         const bool isTop = mbRow < topHeight;
         const unsigned int row = isTop ? mbRow : mbRow - topHeight;
         const unsigned int firstQuadrant = isTop ? 0 : 2;
-        std::uint8_t* out = lineBelow(firstPixel, mbRow, lineStride);
-        if (leftWidth != 0)
-            writePart(QuadrantRow{firstQuadrant, row, mbRow, leftWidth}, out);
-        if (rightWidth != 0)
-            writePart(QuadrantRow{firstQuadrant + 1, row, mbRow, rightWidth}, out + leftWidth * bytesPerPixel);
+        std::uint8_t* const out = lineBelow(firstPixel, mbRow, lineStride);
+        // One call for both sides, so that the compiler puts the pixel rule in its place, once.
+#pragma GCC unroll 1
+        for (unsigned int side = 0; side < 2; ++side) {
+            const unsigned int width = side == 0 ? leftWidth : rightWidth;
+            if (width != 0)
+                writePart(QuadrantRow{firstQuadrant + side, row, mbRow, width}, out + side * leftWidth * bytesPerPixel);
+        }
     }
+}
+
+// One row of a macroblock that is not clipped at the right.
+struct WholeRow {
+    unsigned int half;  // 0 top, 1 bottom
+    unsigned int row;   // of the half's blocks
+    unsigned int mbRow; // of the macroblock
+};
+
+// Visits the rows of a macroblock of blocks of `size` x `size` values from the top and calls
+// writeRow(WholeRow, std::uint8_t* out) for each. Returns false, without any call, where the macroblock is clipped at
+// the right.
+template <unsigned int size, class Writer, class WriteRow>
+bool walkWholeRows(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb, WriteRow const& writeRow) {
+    unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
+    writer.setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
+    if (leftWidth != size || rightWidth != size)
+        return false;
+    std::uint8_t* const firstPixel = writer.firstPixel(mb, bytesPerMb);
+    const std::int64_t lineStride = writer.pixelBuffer().lineStride;
+    for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
+        const unsigned int half = mbRow < topHeight ? 0 : 1;
+        writeRow(WholeRow{half, mbRow - half * topHeight, mbRow}, lineBelow(firstPixel, mbRow, lineStride));
+    }
+    return true;
 }
 
 // Whether a member of full size for 16-bit blocks and 16-bit samples leaves whole groups of eight empty, as AVX2 does.

@@ -23,18 +23,19 @@ struct RowForm {
 };
 
 template <OptimizationTarget target, FormOf form, unsigned int size>
-static inline RowForm rowFormOf(QuadrantRow const& part) {
-    const bool isGroup = target == OptimizationTarget::AVX2 && form != FormOf::allByDivision && part.width == size;
+static constexpr RowForm rowFormOf(unsigned int width) {
+    const bool isGroup = target == OptimizationTarget::AVX2 && form != FormOf::allByDivision && width == size;
     const bool byReciprocals = target == OptimizationTarget::AVX2 && (form == FormOf::allByReciprocals || isGroup);
     return {isGroup, byReciprocals, isGroup && size == 8};
 }
 
 // The alpha sample of a frame without alpha.
+template <OptimizationTarget target>
 struct OpaqueAlpha {
     std::uint16_t code;
 
-    template <class Sample, class Writer>
-    std::int32_t codeAt(Writer const&, RowForm const&, QuadrantRow const&, unsigned int) const {
+    template <class Sample>
+    std::int32_t codeAt(OutputLevels const&, RowForm const&, QuadrantRow const&, unsigned int) const {
         return code;
     }
 };
@@ -45,27 +46,27 @@ struct PlaneAlpha {
     std::uint16_t const* firstSample; // of the macroblock
     std::uint64_t pitch;              // samples from row to row
 
-    template <class Sample, class Writer>
-    std::int32_t codeAt(Writer const& writer, RowForm const& form, QuadrantRow const& part, unsigned int x) const {
+    template <class Sample>
+    std::int32_t codeAt(OutputLevels const& levels, RowForm const& form, QuadrantRow const& part,
+                        unsigned int x) const {
         const std::int32_t sample = firstSample[part.mbRow * pitch + 8 * (part.quadrant & 1) + x];
-        return form.isGroup ? rounded<Sample>(writer, sample) : roundedDown<Sample>(writer, sample);
+        return form.isGroup ? rounded<Sample>(levels, sample) : roundedDown<Sample>(levels, sample);
     }
 
 private:
-    template <class Sample, class Writer>
-    static std::int32_t rounded(Writer const& writer, std::int32_t sample) {
-        const float scale = depth == 16 ? writer.alpha16Scale() : writer.alpha8Scale();
+    template <class Sample>
+    static std::int32_t rounded(OutputLevels const& levels, std::int32_t sample) {
+        const float scale = depth == 16 ? levels.alpha16Scale : levels.alpha8Scale;
         const auto code = static_cast<std::int32_t>(multiplyAdd<target>(static_cast<float>(sample), scale, 0.5f));
         const std::int32_t saturated = code < 65535 ? code : 65535;
         // Bytes keep the low half of the saturated code.
-        return sizeof(Sample) == 1 ? saturated & 0xFF : writer.clamp(saturated);
+        return sizeof(Sample) == 1 ? saturated & 0xFF : limitedCode(levels, saturated);
     }
 
     // The product wraps for large samples of 16 bits, and the quotient is then one too small.
-    template <class Sample, class Writer>
-    static std::int32_t roundedDown(Writer const& writer, std::int32_t sample) {
-        const std::uint32_t product =
-            static_cast<std::uint32_t>(sample) * static_cast<std::uint32_t>(writer.maxValue());
+    template <class Sample>
+    static std::int32_t roundedDown(OutputLevels const& levels, std::int32_t sample) {
+        const std::uint32_t product = static_cast<std::uint32_t>(sample) * static_cast<std::uint32_t>(levels.maxValue);
         return (static_cast<std::int32_t>(product) / (depth == 16 ? 65535 : 255)) &
                (sizeof(Sample) == 1 ? 0xFF : 0xFFFF);
     }
@@ -75,16 +76,11 @@ private:
 // frame with 16-bit alpha.
 template <OptimizationTarget target, unsigned int depth>
 struct ReducedAlpha {
-    template <class Sample, class Writer>
-    std::int32_t codeAt(Writer const&, RowForm const& form, QuadrantRow const&, unsigned int) const {
+    template <class Sample>
+    std::int32_t codeAt(OutputLevels const&, RowForm const& form, QuadrantRow const&, unsigned int) const {
         return depth == 16 && form.isGroup ? 127 : 255;
     }
 };
-
-// Single values as blocks of one.
-static inline std::int16_t const (*blocksOfOne(std::int16_t const* values))[1][1] {
-    return reinterpret_cast<std::int16_t const(*)[1][1]>(values);
-}
 
 // Bytes of a wide group pass through signed 16 bits on their way, where codes of 32768 and more turn negative.
 template <class Sample, class Writer>
@@ -94,7 +90,7 @@ static inline std::int32_t clampedCode(Writer const& writer, RowForm const& form
     return writer.clamp(code);
 }
 
-// The three codes behind the alpha of one pixel, before clamping.
+// The three codes after the alpha of one pixel, before clamping.
 template <bool rgb, OptimizationTarget target, class Real>
 static inline typename SliceMacroblockWriter<target, Real>::ColorCodes
 colorCodes(SliceMacroblockWriter<target, Real> const& writer, RowForm const& form, Real y, Real cb, Real cr) {
@@ -103,44 +99,73 @@ colorCodes(SliceMacroblockWriter<target, Real> const& writer, RowForm const& for
     return form.byReciprocals ? writer.convertToRGBByReciprocals(y, cb, cr) : writer.convertToRGB(y, cb, cr);
 }
 
-// Writes one macroblock of blocks of `size` x `size` values, macroblocks `mbPitch` samples apart. The definition of the
-// pixel forms, one pixel at a time.
+// The values of one part of a row.
+template <class Value>
+struct PartValues {
+    Value const* y;
+    Value const* cb;
+    Value const* cr;
+};
+
+// Writes a part of a row of blocks of `size` x `size` values, one pixel at a time: the definition of the pixel forms.
+template <bool rgb, class Sample, unsigned int size, OptimizationTarget target, class Real, class Value, class Alpha>
+inline void writePixels444(SliceMacroblockWriter<target, Real> const& writer, QuadrantRow const& part,
+                           RowForm const& form, PartValues<Value> const& values, Alpha const& alpha,
+                           std::uint8_t* out) {
+    for (unsigned int x = 0; x < size; ++x, out += 4 * sizeof(Sample)) {
+        // Left from inside, so that the compiler makes no vector form of a loop of at most `size` steps.
+        if (x == part.width)
+            return;
+        const auto codes = colorCodes<rgb>(writer, form, static_cast<Real>(values.y[x]),
+                                           static_cast<Real>(values.cb[x]), static_cast<Real>(values.cr[x]));
+        storeSample<Sample>(out, 0, alpha.template codeAt<Sample>(writer.levels(), form, part, x));
+        storeSample<Sample>(out, 1, clampedCode<Sample>(writer, form, codes.first));
+        storeSample<Sample>(out, 2, clampedCode<Sample>(writer, form, codes.second));
+        storeSample<Sample>(out, 3, clampedCode<Sample>(writer, form, codes.third));
+    }
+}
+
+// The same for a part that is rare. It stays out of the loop over the rows, of which the compiler would otherwise make
+// copies with all this in them.
+template <bool rgb, class Sample, OptimizationTarget target, class Real, class Value, class Alpha>
+[[gnu::noinline]] void writeRarePixels444(SliceMacroblockWriter<target, Real> const& writer, QuadrantRow const& part,
+                                          RowForm const& form, PartValues<Value> const& values, Alpha const& alpha,
+                                          std::uint8_t* out) {
+    writePixels444<rgb, Sample, 8>(writer, part, form, values, alpha, out);
+}
+
+// Writes one macroblock of blocks of `size` x `size` values. At full size whole groups of eight pixels take the vector
+// forms of PixelRows.
 template <bool rgb, class Sample, FormOf form, OptimizationTarget target, class Real, class Value, unsigned int size,
           class Alpha>
-void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, PixelBuffer const& buffer, unsigned int mb,
-                    unsigned int mbPitch, Value const (*y)[size][size], Value const (*cb)[size][size],
-                    Value const (*cr)[size][size], Alpha const& alpha) {
+void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, unsigned int mb, Value const (*y)[size][size],
+                    Value const (*cb)[size][size], Value const (*cr)[size][size], Alpha const& alpha) {
     // Chroma blocks run down the columns, luma blocks along the rows.
     static constexpr unsigned int kChromaBlock[4] = {0, 2, 1, 3};
-    std::uint8_t* firstPixel = movedBy(buffer.pixels, static_cast<std::int64_t>(mb * mbPitch * sizeof(Sample)));
+    // A copy, which the compiler need not read again after each store.
     const OutputLevels levels = writer.levels();
-    walkMacroblock(
-        writer, mb, firstPixel, buffer.lineStride, 4 * sizeof(Sample), [&](QuadrantRow const& part, std::uint8_t* out) {
-            if constexpr (kHasEmptyGroups<target, Sample, Value, size>) {
-                if (part.width == 8)
-                    return;
+    const auto writePart = [&](QuadrantRow const& part, std::uint8_t* out) {
+        if (kHasEmptyGroups<target, Sample, Value, size> && part.width == 8)
+            return;
+        const unsigned int chromaBlock = kChromaBlock[part.quadrant];
+        const PartValues<Value> values{y[part.quadrant][part.row], cb[chromaBlock][part.row],
+                                       cr[chromaBlock][part.row]};
+        if constexpr (size == 8 && std::is_same_v<Value, float>) {
+            if (part.width == 8) {
+                constexpr RowForm groupForm = rowFormOf<target, form, size>(size);
+                std::int32_t alphaCodes[8];
+                for (unsigned int x = 0; x < 8; ++x)
+                    alphaCodes[x] = alpha.template codeAt<Sample>(levels, groupForm, part, x);
+                PixelRows<target>::template write444<rgb>(alphaCodes, values.y, values.cb, values.cr, levels,
+                                                          static_cast<Sample*>(nullptr), out, writer.streams());
+                return;
             }
-            const RowForm rowForm = rowFormOf<target, form, size>(part);
-            const Value* yRow = y[part.quadrant][part.row];
-            const Value* cbRow = cb[kChromaBlock[part.quadrant]][part.row];
-            const Value* crRow = cr[kChromaBlock[part.quadrant]][part.row];
-            if constexpr (size == 8 && std::is_same_v<Value, float>) {
-                if (part.width == 8) {
-                    std::int32_t alphaCodes[8];
-                    for (unsigned int x = 0; x < 8; ++x)
-                        alphaCodes[x] = alpha.template codeAt<Sample>(writer, rowForm, part, x);
-                    PixelRows<target>::template write444<rgb>(alphaCodes, yRow, cbRow, crRow, levels,
-                                                              static_cast<Sample*>(nullptr), out, writer.streams());
-                    return;
-                }
-            }
-            for (unsigned int x = 0; x < part.width; ++x, out += 4 * sizeof(Sample)) {
-                const auto codes = colorCodes<rgb>(writer, rowForm, static_cast<Real>(yRow[x]),
-                                                   static_cast<Real>(cbRow[x]), static_cast<Real>(crRow[x]));
-                storeSample<Sample>(out, 0, alpha.template codeAt<Sample>(writer, rowForm, part, x));
-                storeSample<Sample>(out, 1, clampedCode<Sample>(writer, rowForm, codes.first));
-                storeSample<Sample>(out, 2, clampedCode<Sample>(writer, rowForm, codes.second));
-                storeSample<Sample>(out, 3, clampedCode<Sample>(writer, rowForm, codes.third));
-            }
-        });
+        }
+        const RowForm rowForm = rowFormOf<target, form, size>(part.width);
+        if constexpr (size == 8)
+            writeRarePixels444<rgb, Sample>(writer, part, rowForm, values, alpha, out);
+        else
+            writePixels444<rgb, Sample, size>(writer, part, rowForm, values, alpha, out);
+    };
+    walkMacroblock(writer, mb, 8 * size * sizeof(Sample), 4 * sizeof(Sample), writePart);
 }

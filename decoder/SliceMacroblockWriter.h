@@ -17,6 +17,10 @@ static inline std::uint8_t* lineBelow(std::uint8_t* pixels, unsigned int lines, 
     return movedBy(pixels, static_cast<std::int64_t>(lines * static_cast<std::uint64_t>(lineStride)));
 }
 
+// Blocks of `size` x `size` values, row by row.
+template <class Value, unsigned int size>
+using Blocks = Value const (*)[size][size];
+
 // Hands finished macroblocks of one slice to the caller's memory.
 //
 // Samples arrive signed, 512 steps from -256 up at every output depth: a code of 8 bits is (s + 256) / 2, so -224 is
@@ -33,16 +37,14 @@ public:
     SliceMacroblockWriter(SliceMacroblockWriter const&) = delete;
     SliceMacroblockWriter& operator=(SliceMacroblockWriter const&) = delete;
 
-    virtual void operator()(unsigned int mb, Real const (*y)[8][8], Real const (*cb)[8][8], Real const (*cr)[8][8],
+    virtual void operator()(unsigned int mb, Blocks<Real, 8> y, Blocks<Real, 8> cb, Blocks<Real, 8> cr,
                             std::uint16_t const* alpha) const = 0;
-    virtual void reconstructBlock16s(unsigned int mb, std::int16_t const (*y)[8][8], std::int16_t const (*cb)[8][8],
-                                     std::int16_t const (*cr)[8][8], std::uint16_t const* alpha) const = 0;
-    virtual void reconstructBlock16s_Half(unsigned int mb, std::int16_t const (*y)[4][4],
-                                          std::int16_t const (*cb)[4][4], std::int16_t const (*cr)[4][4],
-                                          std::uint16_t const* alpha) const = 0;
-    virtual void reconstructBlock16s_Quarter(unsigned int mb, std::int16_t const (*y)[2][2],
-                                             std::int16_t const (*cb)[2][2], std::int16_t const (*cr)[2][2],
-                                             std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s(unsigned int mb, Blocks<std::int16_t, 8> y, Blocks<std::int16_t, 8> cb,
+                                     Blocks<std::int16_t, 8> cr, std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s_Half(unsigned int mb, Blocks<std::int16_t, 4> y, Blocks<std::int16_t, 4> cb,
+                                          Blocks<std::int16_t, 4> cr, std::uint16_t const* alpha) const = 0;
+    virtual void reconstructBlock16s_Quarter(unsigned int mb, Blocks<std::int16_t, 2> y, Blocks<std::int16_t, 2> cb,
+                                             Blocks<std::int16_t, 2> cr, std::uint16_t const* alpha) const = 0;
     virtual void reconstructBlock16s_Eighth(unsigned int mb, std::int16_t const* y, std::int16_t const* cb,
                                             std::int16_t const* cr, std::uint16_t const* alpha) const = 0;
 
@@ -56,14 +58,14 @@ public:
     // floor(x + 0.5) as an integer; beyond the range of 32 bits the nearer end.
     static std::int32_t round(Real x);
 
-    // m_minValue if the argument is below it, else the lesser of the argument and m_maxValue.
+    // The least code if the argument is below it, else the lesser of the argument and the greatest code.
     std::int32_t clamp(std::int32_t code) const;
 
     // The code of a Y, Cb or Cr sample.
     std::int32_t encodeSample(Real sample) const { return clamp(unclampedCode(sample)); }
     std::int32_t unclampedCode(Real sample) const;
 
-    // The three codes of one pixel behind its alpha, before clamping.
+    // The three codes of one pixel after its alpha, before clamping.
     struct ColorCodes {
         std::int32_t first, second, third;
     };
@@ -74,29 +76,21 @@ public:
     // The same with multiplications by rounded reciprocals: the form of a vector lane.
     ColorCodes convertToRGBByReciprocals(Real y, Real cb, Real cr) const;
 
-    std::int32_t maxValue() const { return m_maxValue; }
-    Real alpha8Scale() const { return m_alpha8Scale; }
-    Real alpha16Scale() const { return m_alpha16Scale; }
-    OutputLevels levels() const;
+    PixelBuffer const& pixelBuffer() const { return m_pixelBuffer; }
+    OutputLevels const& levels() const { return m_levels; }
+
+    // Whole lines of the output go past the caches.
     bool streams() const { return m_streams; }
 
-protected:
-    const PixelBuffer m_pixelBuffer;
-    std::int32_t m_minValue;
-    std::int32_t m_maxValue;
-    Real m_alpha8Scale;
-    Real m_alpha16Scale;
-    Real m_sampleScale;
-    Real m_cbToGreen;
-    Real m_cbToBlue;
-    Real m_crToRed;
-    Real m_crToGreen;
-    Real m_rgbScale;
-    Real m_rgbOffset;
-    bool m_streams; // whole lines of the output go past the caches
+    // Macroblocks begin `bytesPerMb` bytes apart, whatever is clipped of them.
+    std::uint8_t* firstPixel(unsigned int mb, std::uint64_t bytesPerMb) const {
+        return movedBy(m_pixelBuffer.pixels, static_cast<std::int64_t>(mb * bytesPerMb));
+    }
 
 private:
-    SliceMacroblockWriter(PixelBuffer const& pixelBuffer, OutputLevels const& levels);
+    const PixelBuffer m_pixelBuffer;
+    const OutputLevels m_levels;
+    const bool m_streams;
 };
 
 extern template class SliceMacroblockWriter<OptimizationTarget::Baseline, float>;

@@ -20,6 +20,13 @@ static inline std::int32_t truncatedToInt(float x) {
     return static_cast<std::int32_t>(x);
 }
 
+// The least code if the argument is below it, else the lesser of the argument and the greatest code.
+static inline std::int32_t limitedCode(OutputLevels const& levels, std::int32_t code) {
+    if (code < levels.minValue)
+        return levels.minValue;
+    return code < levels.maxValue ? code : levels.maxValue;
+}
+
 // Whether the vector forms of 16-bit samples may stream: every macroblock row that they write is made of whole cache
 // lines, and the picture is large.
 static inline bool canStream(PixelBuffer const& buffer) {
@@ -32,23 +39,7 @@ static inline bool canStream(PixelBuffer const& buffer) {
 
 template <OptimizationTarget target, class Real>
 SliceMacroblockWriter<target, Real>::SliceMacroblockWriter(PixelBuffer const& pixelBuffer)
-    : SliceMacroblockWriter(pixelBuffer, outputLevels(pixelBuffer)) {}
-
-template <OptimizationTarget target, class Real>
-SliceMacroblockWriter<target, Real>::SliceMacroblockWriter(PixelBuffer const& pixelBuffer, OutputLevels const& levels)
-    : m_pixelBuffer(pixelBuffer),
-      m_minValue(levels.minValue),
-      m_maxValue(levels.maxValue),
-      m_alpha8Scale(levels.alpha8Scale),
-      m_alpha16Scale(levels.alpha16Scale),
-      m_sampleScale(levels.sampleScale),
-      m_cbToGreen(levels.cbToGreen),
-      m_cbToBlue(levels.cbToBlue),
-      m_crToRed(levels.crToRed),
-      m_crToGreen(levels.crToGreen),
-      m_rgbScale(levels.rgbScale),
-      m_rgbOffset(levels.rgbOffset),
-      m_streams(canStream(pixelBuffer)) {}
+    : m_pixelBuffer(pixelBuffer), m_levels(outputLevels(pixelBuffer)), m_streams(canStream(pixelBuffer)) {}
 
 template <OptimizationTarget target, class Real>
 SliceMacroblockWriter<target, Real>::~SliceMacroblockWriter() = default;
@@ -74,27 +65,33 @@ void SliceMacroblockWriter<target, Real>::setBlockBounds(unsigned int mb, unsign
 }
 
 template <OptimizationTarget target, class Real>
-OutputLevels SliceMacroblockWriter<target, Real>::levels() const {
-    return {m_minValue, m_maxValue, m_alpha8Scale, m_alpha16Scale, m_sampleScale, m_cbToGreen,
-            m_cbToBlue, m_crToRed,  m_crToGreen,   m_rgbScale,     m_rgbOffset};
-}
-
-template <OptimizationTarget target, class Real>
 std::int32_t SliceMacroblockWriter<target, Real>::round(Real x) {
     return truncatedToInt(__builtin_floorf(x + 0.5f));
 }
 
 template <OptimizationTarget target, class Real>
 std::int32_t SliceMacroblockWriter<target, Real>::clamp(std::int32_t code) const {
-    if (code < m_minValue)
-        return m_minValue;
-    return code < m_maxValue ? code : m_maxValue;
+    return limitedCode(m_levels, code);
 }
 
 template <OptimizationTarget target, class Real>
 std::int32_t SliceMacroblockWriter<target, Real>::unclampedCode(Real sample) const {
     // A value below 0 can only end at 0, so cutting towards zero serves as well as the floor.
-    return truncatedToInt(multiplyAdd<target>(sample + 256.0f, m_sampleScale, 0.5f));
+    return truncatedToInt(multiplyAdd<target>(sample + 256.0f, m_levels.sampleScale, 0.5f));
+}
+
+// Red, green and blue of samples that are normalised: luma from 0 to 1, chroma from -1/2 to 1/2.
+struct NormalRgb {
+    float red, green, blue;
+};
+
+template <OptimizationTarget target>
+static inline NormalRgb normalRgb(OutputLevels const& levels, float y, float cb, float cr) {
+    return {
+        multiplyAdd<target>(levels.crToRed, cr, y),
+        multiplyAdd<target>(levels.crToGreen, cr, multiplyAdd<target>(levels.cbToGreen, cb, y)),
+        multiplyAdd<target>(levels.cbToBlue, cb, y),
+    };
 }
 
 template <OptimizationTarget target, class Real>
@@ -102,14 +99,11 @@ typename SliceMacroblockWriter<target, Real>::ColorCodes
 SliceMacroblockWriter<target, Real>::convertToRGB(Real y, Real cb, Real cr) const {
     // Luma runs over 438 steps from -224, chroma over 224 steps either side of 0.
     const Real normalY = static_cast<Real>((static_cast<double>(y) + 224.0) / 438.0);
-    const Real normalCb = cb / 448.0f;
-    const Real normalCr = cr / 448.0f;
-    const Real red = multiplyAdd<target>(m_crToRed, normalCr, normalY);
-    const Real green = multiplyAdd<target>(m_crToGreen, normalCr, multiplyAdd<target>(m_cbToGreen, normalCb, normalY));
-    const Real blue = multiplyAdd<target>(m_cbToBlue, normalCb, normalY);
-    return {truncatedToInt(((red * m_rgbScale) + m_rgbOffset) + 0.5f),
-            truncatedToInt(((green * m_rgbScale) + m_rgbOffset) + 0.5f),
-            truncatedToInt(((blue * m_rgbScale) + m_rgbOffset) + 0.5f)};
+    const NormalRgb rgb = normalRgb<target>(m_levels, normalY, cb / 448.0f, cr / 448.0f);
+    const auto code = [this](Real color) {
+        return truncatedToInt(((color * m_levels.rgbScale) + m_levels.rgbOffset) + 0.5f);
+    };
+    return {code(rgb.red), code(rgb.green), code(rgb.blue)};
 }
 
 template <OptimizationTarget target, class Real>
@@ -117,13 +111,10 @@ typename SliceMacroblockWriter<target, Real>::ColorCodes
 SliceMacroblockWriter<target, Real>::convertToRGBByReciprocals(Real y, Real cb, Real cr) const {
     constexpr Real kLumaReciprocal = 1.0f / 438.0f;
     constexpr Real kChromaReciprocal = 1.0f / 448.0f;
-    const Real normalY = (y + 224.0f) * kLumaReciprocal;
-    const Real normalCb = cb * kChromaReciprocal;
-    const Real normalCr = cr * kChromaReciprocal;
-    const Real red = multiplyAdd<target>(m_crToRed, normalCr, normalY);
-    const Real green = multiplyAdd<target>(m_crToGreen, normalCr, multiplyAdd<target>(m_cbToGreen, normalCb, normalY));
-    const Real blue = multiplyAdd<target>(m_cbToBlue, normalCb, normalY);
-    return {truncatedToInt(multiplyAdd<target>(red, m_rgbScale, m_rgbOffset) + 0.5f),
-            truncatedToInt(multiplyAdd<target>(green, m_rgbScale, m_rgbOffset) + 0.5f),
-            truncatedToInt(multiplyAdd<target>(blue, m_rgbScale, m_rgbOffset) + 0.5f)};
+    const NormalRgb rgb =
+        normalRgb<target>(m_levels, (y + 224.0f) * kLumaReciprocal, cb * kChromaReciprocal, cr * kChromaReciprocal);
+    const auto code = [this](Real color) {
+        return truncatedToInt(multiplyAdd<target>(color, m_levels.rgbScale, m_levels.rgbOffset) + 0.5f);
+    };
+    return {code(rgb.red), code(rgb.green), code(rgb.blue)};
 }

@@ -20,19 +20,6 @@ public:
     using Base = SliceMacroblockWriter<target, float>;
     using Base::Base;
 
-    using Base::m_alpha16Scale;
-    using Base::m_alpha8Scale;
-    using Base::m_cbToBlue;
-    using Base::m_cbToGreen;
-    using Base::m_crToGreen;
-    using Base::m_crToRed;
-    using Base::m_maxValue;
-    using Base::m_minValue;
-    using Base::m_pixelBuffer;
-    using Base::m_rgbOffset;
-    using Base::m_rgbScale;
-    using Base::m_sampleScale;
-
     void operator()(unsigned int, float const (*)[8][8], float const (*)[8][8], float const (*)[8][8],
                     std::uint16_t const*) const override {}
     void reconstructBlock16s(unsigned int, std::int16_t const (*)[8][8], std::int16_t const (*)[8][8],
@@ -103,19 +90,19 @@ TYPED_TEST(SliceMacroblockWriterTest, TheConstructorCopiesTheRecordAndTheLevels)
     slice.lineStride = -12345;
     const typename TestFixture::Writer writer(slice);
     const OutputLevels levels = outputLevels(slice);
-    EXPECT_EQ(writer.m_pixelBuffer.width, 77u);
-    EXPECT_EQ(writer.m_pixelBuffer.lineStride, -12345);
-    EXPECT_EQ(writer.m_minValue, 0);
-    EXPECT_EQ(writer.m_maxValue, 32768);
-    EXPECT_EQ(writer.m_sampleScale, levels.sampleScale);
-    EXPECT_EQ(writer.m_alpha8Scale, levels.alpha8Scale);
-    EXPECT_EQ(writer.m_alpha16Scale, levels.alpha16Scale);
-    EXPECT_EQ(writer.m_cbToGreen, levels.cbToGreen);
-    EXPECT_EQ(writer.m_cbToBlue, levels.cbToBlue);
-    EXPECT_EQ(writer.m_crToRed, levels.crToRed);
-    EXPECT_EQ(writer.m_crToGreen, levels.crToGreen);
-    EXPECT_EQ(writer.m_rgbScale, levels.rgbScale);
-    EXPECT_EQ(writer.m_rgbOffset, levels.rgbOffset);
+    EXPECT_EQ(writer.pixelBuffer().width, 77u);
+    EXPECT_EQ(writer.pixelBuffer().lineStride, -12345);
+    EXPECT_EQ(writer.levels().minValue, 0);
+    EXPECT_EQ(writer.levels().maxValue, 32768);
+    EXPECT_EQ(writer.levels().sampleScale, levels.sampleScale);
+    EXPECT_EQ(writer.levels().alpha8Scale, levels.alpha8Scale);
+    EXPECT_EQ(writer.levels().alpha16Scale, levels.alpha16Scale);
+    EXPECT_EQ(writer.levels().cbToGreen, levels.cbToGreen);
+    EXPECT_EQ(writer.levels().cbToBlue, levels.cbToBlue);
+    EXPECT_EQ(writer.levels().crToRed, levels.crToRed);
+    EXPECT_EQ(writer.levels().crToGreen, levels.crToGreen);
+    EXPECT_EQ(writer.levels().rgbScale, levels.rgbScale);
+    EXPECT_EQ(writer.levels().rgbOffset, levels.rgbOffset);
 }
 
 TYPED_TEST(SliceMacroblockWriterTest, AnUnknownBitDepthThrowsFromEveryWriter) {
@@ -216,10 +203,10 @@ TYPED_TEST(SliceMacroblockWriterTest, ClampKeepsCodesBetweenZeroAndTheMaximum) {
         EXPECT_EQ(writer.clamp(-1), 0);
         EXPECT_EQ(writer.clamp(-2147483647 - 1), 0);
         EXPECT_EQ(writer.clamp(0), 0);
-        EXPECT_EQ(writer.clamp(writer.m_maxValue - 1), writer.m_maxValue - 1);
-        EXPECT_EQ(writer.clamp(writer.m_maxValue), writer.m_maxValue);
-        EXPECT_EQ(writer.clamp(writer.m_maxValue + 1), writer.m_maxValue);
-        EXPECT_EQ(writer.clamp(2147483647), writer.m_maxValue);
+        EXPECT_EQ(writer.clamp(writer.levels().maxValue - 1), writer.levels().maxValue - 1);
+        EXPECT_EQ(writer.clamp(writer.levels().maxValue), writer.levels().maxValue);
+        EXPECT_EQ(writer.clamp(writer.levels().maxValue + 1), writer.levels().maxValue);
+        EXPECT_EQ(writer.clamp(2147483647), writer.levels().maxValue);
     }
 }
 
@@ -248,7 +235,7 @@ TYPED_TEST(SliceMacroblockWriterTest, SamplesBeyond32BitsClampToTheNearerEnd) {
     for (const std::uint32_t depth : kDepths) {
         const typename TestFixture::Writer writer(TestFixture::buffer(depth));
         for (const float sample : {1e8f, 4.3e9f, 1e12f, 1e30f}) {
-            EXPECT_EQ(writer.encodeSample(sample), writer.m_maxValue);
+            EXPECT_EQ(writer.encodeSample(sample), writer.levels().maxValue);
             EXPECT_EQ(writer.encodeSample(-sample), 0);
         }
     }
@@ -260,10 +247,10 @@ TYPED_TEST(SliceMacroblockWriterTest, EncodedSamplesHaveTheRoundingsOfTheTarget)
         const typename TestFixture::Writer writer(TestFixture::buffer(depth));
         for (int i = 0; i < 200000; ++i) {
             // Around the middle between two codes, where the roundings show.
-            const float code = static_cast<float>(below(random, static_cast<std::uint32_t>(writer.m_maxValue)));
-            const float middle = (code + 0.5f) / writer.m_sampleScale - 256.0f;
+            const float code = static_cast<float>(below(random, static_cast<std::uint32_t>(writer.levels().maxValue)));
+            const float middle = (code + 0.5f) / writer.levels().sampleScale - 256.0f;
             const float sample = below(random, 2) == 0 ? std::nextafter(middle, -1e9f) : middle;
-            const float scaled = this->multiplyAdd(sample + 256.0f, writer.m_sampleScale, 0.5f);
+            const float scaled = this->multiplyAdd(sample + 256.0f, writer.levels().sampleScale, 0.5f);
             ASSERT_EQ(writer.unclampedCode(sample), truncated(scaled)) << sample;
         }
     }
@@ -290,13 +277,13 @@ TYPED_TEST(SliceMacroblockWriterTest, TheScalarFormDividesAndScalesEachStepRound
                     const float normalY = static_cast<float>((static_cast<double>(y) + 224.0) / 438.0);
                     const float normalCb = cb / 448.0f;
                     const float normalCr = cr / 448.0f;
-                    const float red = this->multiplyAdd(writer.m_crToRed, normalCr, normalY);
-                    const float withCb = this->multiplyAdd(writer.m_cbToGreen, normalCb, normalY);
-                    const float green = this->multiplyAdd(writer.m_crToGreen, normalCr, withCb);
-                    const float blue = this->multiplyAdd(writer.m_cbToBlue, normalCb, normalY);
+                    const float red = this->multiplyAdd(writer.levels().crToRed, normalCr, normalY);
+                    const float withCb = this->multiplyAdd(writer.levels().cbToGreen, normalCb, normalY);
+                    const float green = this->multiplyAdd(writer.levels().crToGreen, normalCr, withCb);
+                    const float blue = this->multiplyAdd(writer.levels().cbToBlue, normalCb, normalY);
                     const auto scaled = [&writer](float value) {
-                        const volatile float product = value * writer.m_rgbScale;
-                        const volatile float raised = product + writer.m_rgbOffset;
+                        const volatile float product = value * writer.levels().rgbScale;
+                        const volatile float raised = product + writer.levels().rgbOffset;
                         return truncated(raised + 0.5f);
                     };
                     const auto codes = writer.convertToRGB(y, cb, cr);
@@ -325,13 +312,13 @@ TYPED_TEST(SliceMacroblockWriterTest, TheVectorFormMultipliesByReciprocalsAndFus
                 const float normalCb = cb * perChroma;
                 const float normalCr = cr * perChroma;
                 const auto scaled = [&writer](float value) {
-                    return truncated(std::fma(value, writer.m_rgbScale, writer.m_rgbOffset) + 0.5f);
+                    return truncated(std::fma(value, writer.levels().rgbScale, writer.levels().rgbOffset) + 0.5f);
                 };
                 const auto codes = writer.convertToRGBByReciprocals(y, cb, cr);
-                ASSERT_EQ(codes.first, scaled(std::fma(writer.m_crToRed, normalCr, normalY)));
-                ASSERT_EQ(codes.second, scaled(std::fma(writer.m_crToGreen, normalCr,
-                                                        std::fma(writer.m_cbToGreen, normalCb, normalY))));
-                ASSERT_EQ(codes.third, scaled(std::fma(writer.m_cbToBlue, normalCb, normalY)));
+                ASSERT_EQ(codes.first, scaled(std::fma(writer.levels().crToRed, normalCr, normalY)));
+                ASSERT_EQ(codes.second, scaled(std::fma(writer.levels().crToGreen, normalCr,
+                                                        std::fma(writer.levels().cbToGreen, normalCb, normalY))));
+                ASSERT_EQ(codes.third, scaled(std::fma(writer.levels().cbToBlue, normalCb, normalY)));
                 numDifferent += codes.first != writer.convertToRGB(y, cb, cr).first;
             }
         }
