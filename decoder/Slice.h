@@ -7,7 +7,7 @@
 #include "CoefficientScan.h"
 #include "OptimizationTarget.h"
 #include "Picture.h"
-#include "SliceMacroblockWriter.h"
+#include "Slice4444MacroblockWriter.h"
 
 // The number of set bits of n - 1 for a power of two n, which is log2(n). Baseline counts the run of set bits from bit
 // 0 on, AVX2 all set bits; for n - 1 the two agree.
@@ -83,7 +83,8 @@ private:
     using Writer = SliceMacroblockWriter<target, float>;
 
     void slice_header();
-    Writer* createSliceMacroblockWriter() const;
+    // Builds the writer in m_writerMemory.
+    Writer const* createSliceMacroblockWriter();
     std::uint32_t alphaSamples() const;
     std::uint32_t lumaBlocks() const { return 4 * m_sliceMbs; }
     std::uint32_t chromaBlocks() const { return m_chromaBlocksPerMb * m_sliceMbs; }
@@ -108,7 +109,10 @@ private:
     Picture<target> const* m_picture = nullptr;
     Bitstream m_bitstream; // the cursor: at the Y range once the slice is open
     const std::uint8_t* m_firstByte = nullptr;
-    Writer* m_writer = nullptr;
+    Writer const* m_writer = nullptr;
+    // A writer of any kind: the one with an alpha plane is the largest.
+    using LargestWriter = Slice4444MacroblockWriter<target, float>;
+    alignas(LargestWriter) unsigned char m_writerMemory[sizeof(LargestWriter)];
 };
 
 // A few neighbouring slices of one row, decoded together: their components are independent streams of symbols, and

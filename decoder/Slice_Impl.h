@@ -1,5 +1,7 @@
 #pragma once
 
+#include <new>
+
 #include "AlphaVLCStream.h"
 #include "Block.h"
 #include "BlockGather.h"
@@ -26,7 +28,8 @@ unsigned int countBits(std::uint32_t mask) {
 
 template <OptimizationTarget target>
 Slice<target>::~Slice() {
-    delete m_writer;
+    if (m_writer != nullptr)
+        m_writer->~Writer();
 }
 
 template <OptimizationTarget target>
@@ -50,18 +53,22 @@ void Slice<target>::slice_header() {
 }
 
 template <OptimizationTarget target>
-typename Slice<target>::Writer* Slice<target>::createSliceMacroblockWriter() const {
+typename Slice<target>::Writer const* Slice<target>::createSliceMacroblockWriter() {
+    using Writer422 = Slice422MacroblockWriter<target, float>;
+    using Writer444 = Slice444MacroblockWriter<target, float>;
+    static_assert(sizeof(Writer422) <= sizeof m_writerMemory && alignof(Writer422) <= alignof(LargestWriter));
+    static_assert(sizeof(Writer444) <= sizeof m_writerMemory && alignof(Writer444) <= alignof(LargestWriter));
     const PixelBuffer buffer = m_picture->sliceBuffer(m_mbRow, m_sliceColumn);
     Frame const& frame = m_picture->frame();
     if (frame.chroma_format != 3)
-        return new Slice422MacroblockWriter<target, float>(buffer);
+        return new (m_writerMemory) Writer422(buffer);
     if (frame.alpha_channel_type == 0)
-        return new Slice444MacroblockWriter<target, float>(buffer);
+        return new (m_writerMemory) Writer444(buffer);
     // The alpha pitch follows the reduced macroblock, although the plane is always decoded whole; no reduced writer
     // reads it.
     const std::uint32_t mbSize = buffer.downSampleFactor < 5 ? 16u >> buffer.downSampleFactor : 0;
-    return new Slice4444MacroblockWriter<target, float>(buffer, frame.alpha_channel_type == 2 ? 16 : 8,
-                                                        std::uint64_t{mbSize} * m_sliceMbs);
+    return new (m_writerMemory)
+        LargestWriter(buffer, frame.alpha_channel_type == 2 ? 16 : 8, std::uint64_t{mbSize} * m_sliceMbs);
 }
 
 template <OptimizationTarget target>
