@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include <charconv>
+#include <limits>
 
 #include "OutputFile.h"
 #include "RaveloDecoderInterface.h"
@@ -29,6 +30,7 @@ void addForceOption(Subcommand& command, bool& force) {
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
     command.option("--max-pixels", maxPixels, "refuse frames and pictures of more pixels; 0 lifts the limit")
         .value("N")
+        .between(0, std::numeric_limits<std::uint64_t>::max())
         .showDefault();
 }
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
 #include <sstream>
+#include <type_traits>
 #include <utility>
 
 #include <CLI/App.hpp>
@@ -37,18 +40,44 @@ Argument& Argument::oneOf(std::initializer_list<int> choices) {
     return *this;
 }
 
-Argument& Argument::between(int least, int most) {
-    m_option->check(CLI::Range(least, most));
+namespace {
+
+// What is wrong with the text of a number, with the range that would be accepted; empty if nothing is. A number that is
+// right gets its plain form, since the parser takes one with a leading zero for octal.
+template <typename Number>
+std::string checkNumber(std::string& text, Number least, Number most) {
+    Number number{};
+    const char* const textEnd = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), textEnd, number);
+    if (error == std::errc() && end == textEnd && number >= least && number <= most) {
+        text = fmt::format("{}", number);
+        return "";
+    }
+    double anyNumber = 0;
+    const auto [anyEnd, anyError] = std::from_chars(text.data(), textEnd, anyNumber);
+    const bool isWhole = std::floor(anyNumber) == anyNumber || !std::isfinite(anyNumber);
+    const bool isNumber = anyError != std::errc::invalid_argument && anyEnd == textEnd;
+    const char* const fault = isNumber && (std::is_floating_point_v<Number> || isWhole) ? "out of range"
+                              : std::is_floating_point_v<Number>                        ? "not a number"
+                                                                                        : "not a whole number";
+    return fmt::format("{} is {} ({} to {})", text, fault, least, most);
+}
+
+template <typename Number>
+CLI::Validator numberValidator(Number least, Number most) {
+    return CLI::Validator([least, most](std::string& text) { return checkNumber(text, least, most); },
+                          fmt::format("{} to {}", least, most));
+}
+
+} // namespace
+
+Argument& Argument::between(std::uint64_t least, std::uint64_t most) {
+    m_option->transform(numberValidator(least, most));
     return *this;
 }
 
-Argument& Argument::positive() {
-    m_option->check(CLI::PositiveNumber);
-    return *this;
-}
-
-Argument& Argument::notNegative() {
-    m_option->check(CLI::NonNegativeNumber);
+Argument& Argument::within(double least, double most) {
+    m_option->transform(numberValidator(least, most));
     return *this;
 }
 

@@ -27,9 +27,8 @@ public:
     Argument& showDefault(); // the variable's present value
     Argument& oneOf(std::vector<std::string> const& choices);
     Argument& oneOf(std::initializer_list<int> choices);
-    Argument& between(int least, int most);
-    Argument& positive();
-    Argument& notNegative();
+    Argument& between(std::uint64_t least, std::uint64_t most); // whole numbers
+    Argument& within(double least, double most);
     Argument& separatedBy(char delimiter); // several values in one word
     Argument& excludes(Argument const& other);
 

@@ -272,10 +272,10 @@ void addCompareCommand(CommandLine& commandLine) {
     command.flag("--equal", options->equal, "exit with 5 unless all samples are equal");
     command.option("--min-psnr", options->minPsnr, "exit with 5 if the PSNR of all samples is lower")
         .value("DB")
-        .notNegative();
+        .within(0, 200);
     command.option("--max-difference", options->maxDifference, "exit with 5 if a sample differs by more codes")
         .value("CODES")
-        .notNegative();
+        .within(0, 256);
     command.option("--target", options->target, "code path of the library; auto takes the best")
         .value("TARGET")
         .oneOf({"auto", "baseline", "avx2"})

@@ -263,8 +263,9 @@ void addEncodeCommand(CommandLine& commandLine) {
                 "frame, folder, numbered name such as shot.%04d.rvl, or - for standard output")
         .value("FRAME")
         .required();
-    const Argument rate =
-        command.option("--bpp", options->bitsPerPixel, "wanted bits a pixel, met within 3 %").value("RATE").positive();
+    const Argument rate = command.option("--bpp", options->bitsPerPixel, "wanted bits a pixel, met within 3 %")
+                              .value("RATE")
+                              .within(0.05, 64);
     command.option("--q", options->quantization_index, "quantization_index, 0 to 255; small is fine")
         .value("INDEX")
         .between(0, 255)

@@ -63,6 +63,7 @@ std::optional<FrameRate> parse(std::string const& text) {
 FrameRate parseFrameRate(std::string const& text) {
     const std::optional<FrameRate> rate = parse(text);
     if (!rate || rate->numerator == 0)
-        throw usageError("--fps takes a number such as 25, 24000/1001 or 29.97, not {}", text);
+        throw usageError("--fps: {} is not a rate such as 25, 24000/1001 or 29.97, of numbers from 1 to {}", text,
+                         kMaxPart);
     return *rate;
 }

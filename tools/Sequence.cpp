@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr std::size_t kMaxNumbers = 10'000'000;
 constexpr std::string_view kDigits = "0123456789";
 
 std::optional<std::uint64_t> numberOf(std::string const& text) {
@@ -71,17 +70,17 @@ std::optional<Range> parseRange(std::string_view part) {
     return Range{*first, *last, *step};
 }
 
-void appendRange(std::string const& part, std::vector<std::uint64_t>& numbers) {
+void appendRange(std::string const& part, std::string const& where, std::vector<std::uint64_t>& numbers) {
     const std::optional<Range> range = parseRange(part);
     if (!range)
-        throw usageError("'{}' is no list of numbers such as 1-100x2,200", part);
+        throw usageError("{}'{}' is not a list of numbers such as 1-100x2,200", where, part);
     if (range->last < range->first)
-        throw usageError("the range '{}' runs backwards", part);
+        throw usageError("{}the range '{}' runs backwards", where, part);
     if (range->step == 0)
-        throw usageError("the range '{}' has a step of 0", part);
+        throw usageError("{}the range '{}' has a step of 0", where, part);
     const std::uint64_t count = (range->last - range->first) / range->step + 1;
     if (count > kMaxNumbers - std::min(kMaxNumbers, numbers.size()))
-        throw usageError("the range '{}' has too many numbers; the most is {}", part, kMaxNumbers);
+        throw usageError("{}with the range '{}' there are more numbers than {}", where, part, kMaxNumbers);
     for (std::uint64_t i = 0; i < count; ++i)
         numbers.push_back(range->first + i * range->step);
 }
@@ -137,11 +136,11 @@ std::size_t listStart(std::string const& name, std::size_t end) {
 
 } // namespace
 
-std::vector<std::uint64_t> parseNumberList(std::string const& text) {
+std::vector<std::uint64_t> parseNumberList(std::string const& text, std::string const& where) {
     std::vector<std::uint64_t> numbers;
     for (std::size_t start = 0; start <= text.size();) {
         const std::size_t end = std::min(text.find(',', start), text.size());
-        appendRange(text.substr(start, end - start), numbers);
+        appendRange(text.substr(start, end - start), where, numbers);
         start = end + 1;
     }
     return numbers;
@@ -219,6 +218,8 @@ void appendSequence(std::string const& argument, SequencePattern const& pattern,
             throw failure("no file has a name like {}", argument);
         numbers = everyNumberBetween(existing, argument);
     }
+    if (numbers.size() > kMaxNumbers - std::min(kMaxNumbers, items.size()))
+        throw usageError("with {} there are more files than {}", argument, kMaxNumbers);
     for (const std::uint64_t number : numbers) {
         throwIfInterrupted();
         std::string path = pattern.nameOf(number);
@@ -231,7 +232,7 @@ void appendSequence(std::string const& argument, SequencePattern const& pattern,
 
 std::vector<SequenceItem> expandSequences(std::vector<std::string> const& arguments, std::string const& numbers) {
     const std::vector<std::uint64_t> givenNumbers =
-        numbers.empty() ? std::vector<std::uint64_t>{} : parseNumberList(numbers);
+        numbers.empty() ? std::vector<std::uint64_t>{} : parseNumberList(numbers, "--frames: ");
     std::vector<SequenceItem> items;
     for (std::string const& argument : arguments) {
         // A file that really has such a name is meant itself.

@@ -5,9 +5,12 @@
 #include <string>
 #include <vector>
 
+// The most numbers of a list, and the most items of a command line.
+inline constexpr std::size_t kMaxNumbers = 10'000'000;
+
 // The numbers of a list such as "1-100x2,200": ranges with both ends included and an optional step. Throws CommandError
-// for a list that makes no sense.
-std::vector<std::uint64_t> parseNumberList(std::string const& text);
+// for a list that makes no sense or has more than kMaxNumbers numbers; `where` is what the message starts with.
+std::vector<std::uint64_t> parseNumberList(std::string const& text, std::string const& where = "");
 
 // The name of a numbered sequence, in one of the usual spellings: shot.%04d.rvl, shot.####.rvl or shot.@@@@.rvl, where
 // the count of # or @ is the least count of digits. A list may stand in front of # and @: shot.1-100x2####.rvl.

@@ -206,3 +206,19 @@ TEST(DecodedFrameTest, NothingOfAnEarlierFrameShows) {
         }
     }
 }
+
+TEST_F(DamageCommandTest, JsonSaysWhichLinesASliceCovers) {
+    // Two fields of 4 x 2 slices: the first of the odd lines, and the second of the even ones.
+    encodeSmooth(folder, "fields.rvl", 64, 48, {"--slice", "1", "--interlace", "odd-first"});
+    damageSlices(folder.path("fields.rvl"), {0, 9});
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{"decode", "-F", "null", "--json"}, {"verify", "--json"}}) {
+        const auto linesOf = [&arguments](std::string const& frame) {
+            std::vector<std::string> all = arguments;
+            all.push_back(frame);
+            return jsonTableAt(runRavelo(all).output, "/frames/0/damage", {"picture", "x", "y", "line_step"});
+        };
+        EXPECT_EQ(linesOf(folder.path("fields.rvl")), (std::vector<std::vector<double>>{{0, 0, 1, 2}, {1, 16, 0, 2}}));
+        EXPECT_EQ(linesOf(bad()), (std::vector<std::vector<double>>{{0, 32, 0, 1}, {0, 16, 32, 1}}));
+    }
+}

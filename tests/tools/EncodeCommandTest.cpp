@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -82,6 +83,30 @@ TEST(EncodeCommandTest, TheWantedRateIsMet) {
     encodeSmooth(folder, "a.rvl", 320, 240, {"--bpp", "1.5"});
     const double rate = infoOf(folder.path("a.rvl")).at("bits_per_pixel");
     EXPECT_NEAR(rate, 1.5, 1.5 * 0.03);
+}
+
+TEST(EncodeCommandTest, ARateThatIsMissedByMoreThanThreePercentIsAnError) {
+    // One slice, whose size falls in steps with the index. Between two sizes that are far apart nothing is near enough.
+    const TestFolder folder;
+    std::vector<double> sizes;
+    for (int index = 1; index <= 60; ++index) {
+        encodeSmooth(folder, "a.rvl", 16, 16, {"-f", "--q", std::to_string(index)});
+        sizes.push_back(static_cast<double>(std::filesystem::file_size(folder.path("a.rvl"))));
+    }
+    int gaps = 0;
+    for (std::size_t i = 1; i < sizes.size(); ++i) {
+        if (sizes[i - 1] < 1.09 * sizes[i])
+            continue;
+        ++gaps;
+        const std::string rate = fmt::format("{}", sizes[i] * 1.04 * 8 / 256);
+        expectFailure({"encode", "-", "-f", "-o", folder.path("a.rvl"), "--bpp", rate}, smoothPpm(16, 16), 1,
+                      "within 3 %");
+        const std::string nearer = fmt::format("{}", sizes[i] * 1.029 * 8 / 256);
+        EXPECT_EQ(
+            runRavelo({"encode", "-", "-f", "-o", folder.path("a.rvl"), "--bpp", nearer}, smoothPpm(16, 16)).exitCode,
+            0);
+    }
+    EXPECT_GE(gaps, 1);
 }
 
 TEST(EncodeCommandTest, TheMatrixFollowsTheHeight) {

@@ -48,6 +48,24 @@ TEST(SequenceTest, ListsThatMakeNoSenseAreRefused) {
         EXPECT_EQ(exitCodeOfList(text), ExitCode::Usage) << text;
 }
 
+TEST(SequenceTest, TheNumbersOfAllRangesTogetherHaveALimit) {
+    EXPECT_EQ(parseNumberList("1-9999999,1").size(), kMaxNumbers);
+    EXPECT_EQ(exitCodeOfList("1-10000001"), ExitCode::Usage);
+    EXPECT_EQ(exitCodeOfList("1-6000000,1-6000000"), ExitCode::Usage);
+    EXPECT_EQ(exitCodeOfList("1-10000000,1"), ExitCode::Usage);
+}
+
+TEST(SequenceTest, TheNumbersOfAllArgumentsTogetherHaveALimit) {
+    const std::string longest = "/nowhere/a.1-10000000#.rvl";
+    try {
+        expandSequences({"b.rvl", longest}, "");
+        FAIL();
+    } catch (CommandError const& error) {
+        EXPECT_EQ(error.exitCode(), ExitCode::Usage);
+        EXPECT_THAT(error.what(), HasSubstr("more files than 10000000"));
+    }
+}
+
 TEST(SequenceTest, AllSpellingsNameTheSameFile) {
     EXPECT_EQ(nameOf("a/shot.%04d.rvl", 7), "a/shot.0007.rvl");
     EXPECT_EQ(nameOf("a/shot.####.rvl", 7), "a/shot.0007.rvl");
