@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <memory>
 #include <vector>
 
+#include "CoeffVLCStream.h"
+#include "CoefficientScan.h"
 #include "FuzzSupport.h"
 
 namespace {

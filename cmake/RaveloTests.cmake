@@ -1,0 +1,88 @@
+include_guard(GLOBAL)
+
+# The programs of the suite. All are declared by ravelo_test_program(), so that the headers which they share are compiled
+# once for all of them.
+
+find_package(GTest REQUIRED)
+find_package(TBB REQUIRED)
+include(GoogleTest)
+
+# To optimise a test takes longer than to run it unoptimised; what the tests link is optimised as in the preset. Programs
+# whose own loops take the time say OPTIMISED; with the checks of the sanitizers even that does not pay.
+set(ravelo_optimisedTest -O1)
+if(ravelo_isSanitized)
+    set(ravelo_optimisedTest -O0)
+endif()
+
+function(ravelo_test_options target optimisation)
+    ravelo_target_defaults(${target})
+    # Left to the compiler's default, since the flags of a library and of a program would differ.
+    set_property(TARGET ${target} PROPERTY POSITION_INDEPENDENT_CODE)
+    # With a precompiled header g++ 12 no longer knows that std::string is the system's, and takes its copies for mistakes.
+    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo>:${optimisation}>"
+        "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-array-bounds;-Wno-restrict;-Wno-stringop-overflow>")
+endfunction()
+
+# The library of the precompiled header that programs with the same optimisation share; it holds nothing else.
+function(ravelo_test_headers optimisation library)
+    set(name ravelo_test_headers${optimisation})
+    set(${library} ${name} PARENT_SCOPE)
+    if(TARGET ${name})
+        return()
+    endif()
+    set(source "${PROJECT_BINARY_DIR}/${name}.cpp")
+    file(CONFIGURE OUTPUT "${source}" CONTENT "namespace {}\n")
+    add_library(${name} OBJECT "${source}")
+    ravelo_test_options(${name} ${optimisation})
+    target_link_libraries(${name} PRIVATE GTest::gtest TBB::tbb)
+    target_precompile_headers(${name} PRIVATE
+        <algorithm> <array> <cstdint> <cstring> <functional> <memory> <random> <span> <sstream> <stdexcept> <string>
+        <thread> <vector> <gtest/gtest.h>)
+endfunction()
+
+# ravelo_test_program(NAME SOURCES... [PLAIN sources...] [LIBRARIES...] [OPTIMISED] [SEPARATE] [SHARDS n] [COST n])
+#
+# A program of GoogleTest cases and its entry in the suite. One process runs all cases, since most cases take less time
+# than the start of a process; SHARDS cuts a long program into entries that can run side by side. With SEPARATE each case
+# is an entry and a process of its own, for cases that depend on what the process has done before. COST orders the entries:
+# higher ones start first. PLAIN lists the sources with options of their own, which cannot share the precompiled header.
+function(ravelo_test_program name)
+    cmake_parse_arguments(ARG "OPTIMISED;SEPARATE" "SHARDS;COST" "SOURCES;LIBRARIES;PLAIN" ${ARGN})
+    set(optimisation -O0)
+    if(ARG_OPTIMISED)
+        set(optimisation ${ravelo_optimisedTest})
+    endif()
+    ravelo_test_headers(${optimisation} headers)
+
+    add_executable(${name} ${ARG_SOURCES} ${ARG_PLAIN})
+    ravelo_test_options(${name} ${optimisation})
+    target_precompile_headers(${name} REUSE_FROM ${headers})
+    set_source_files_properties(${ARG_PLAIN} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+    target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} TBB::tbb GTest::gtest GTest::gtest_main)
+
+    if(NOT ARG_COST)
+        set(ARG_COST 1)
+    endif()
+    if(ARG_SEPARATE)
+        gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES COST ${ARG_COST})
+    else()
+        ravelo_add_shards(${name} "${ARG_SHARDS}" ${ARG_COST})
+    endif()
+endfunction()
+
+function(ravelo_add_shards name numShards cost)
+    if(NOT numShards)
+        set(numShards 1)
+    endif()
+    math(EXPR last "${numShards} - 1")
+    foreach(shard RANGE ${last})
+        set(entry ${name})
+        if(numShards GREATER 1)
+            math(EXPR number "${shard} + 1")
+            set(entry ${name}.${number}of${numShards})
+        endif()
+        add_test(NAME ${entry} COMMAND ${name} --gtest_brief=1)
+        set_tests_properties(${entry} PROPERTIES COST ${cost}
+            ENVIRONMENT "GTEST_TOTAL_SHARDS=${numShards};GTEST_SHARD_INDEX=${shard}")
+    endforeach()
+endfunction()
