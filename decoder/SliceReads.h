@@ -13,7 +13,9 @@
 //
 // A slice counts with its header and with the ranges of Y, Cb and Cr as its header gives them, as far as the data reach
 // and as far as so many blocks can read. An alpha plane counts with what the slice table leaves to it, or, where that
-// is nothing, with the most that it can read.
+// is nothing, with the most that it can read. A plane whose own bytes end before its samples reads on in what follows.
+// That does not count, since only its codes could tell; it is bounded by the samples that the slice writes, 33 bits for
+// each.
 //
 // Counting ends as soon as the sum exceeds `enough`, and looks at the first bytes of each slice only.
 std::uint64_t bytesReadBySlices(Bitstream const& frameBits, std::uint64_t enough);
