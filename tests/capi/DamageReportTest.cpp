@@ -319,3 +319,26 @@ TEST(DamageReportTest, ARefusedFrameLeavesAnEmptyReport) {
     EXPECT_EQ(report.stored, 0u);
     EXPECT_EQ(report.failed, 0u);
 }
+
+TEST(DamageReportTest, SlicesThatFailInTheDataAreCountedWithoutRoomToo) {
+    FrameSpec spec = smallSpec(2, 0, 0);
+    spec.horizontal_size = 200;
+    spec.vertical_size = 100;
+    MadeFrame frame = smallFrame(spec, 7);
+    for (const std::size_t offset : frame.sliceOffsets)
+        std::fill_n(frame.bytes.begin() + static_cast<std::ptrdiff_t>(offset + frame.bytes[offset] / 8), 4,
+                    std::uint8_t{0});
+    const Reported all = decodeWithReport(frame.bytes, usualOptions());
+    ASSERT_EQ(all.failed, frame.sliceOffsets.size());
+    for (const std::uint32_t maxThreads : {1u, 4u}) {
+        for (const std::size_t room : {std::size_t{0}, std::size_t{1}, std::size_t{3}}) {
+            ravelo_decode_options options = usualOptions();
+            options.max_threads = maxThreads;
+            const Reported some = decodeWithReport(frame.bytes, options, room);
+            EXPECT_EQ(some.failed, all.failed);
+            ASSERT_EQ(some.slices.size(), room);
+            for (std::size_t i = 0; i < room; ++i)
+                EXPECT_EQ(some.slices[i].byte_offset, all.slices[i].byte_offset);
+        }
+    }
+}

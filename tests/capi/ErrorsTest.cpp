@@ -446,8 +446,12 @@ TEST(ErrorsTest, DamageReportsAreChecked) {
     call.options.damage = &report;
     expectRefused(call, RAVELO_ERROR_STRUCTURE, "the damage report is 0");
     report.struct_size = sizeof report;
-    report.capacity = 12;
-    expectRefused(call, RAVELO_ERROR_ARGUMENT, "room for 12 slices");
+    for (const std::size_t capacity : {std::size_t{1}, std::size_t{12}, SIZE_MAX}) {
+        report.capacity = capacity;
+        expectRefused(call, RAVELO_ERROR_ARGUMENT, "room for " + std::to_string(capacity) + " slices");
+    }
+    report.capacity = 0;
+    EXPECT_EQ(call.decode().status, RAVELO_OK);
 }
 
 TEST(ErrorsTest, EveryStatusHasWords) {

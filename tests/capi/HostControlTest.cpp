@@ -1,6 +1,11 @@
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 #include <vector>
 
@@ -45,6 +50,11 @@ MadeFrame manySlices(std::uint32_t seed) {
     return smallFrame(spec, seed);
 }
 
+std::ptrdiff_t numThreadsOfProcess() {
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return std::distance(begin(threads), end(threads));
+}
+
 } // namespace
 
 TEST(HostControlTest, AnyLimitOnThreadsGivesTheSamePixels) {
@@ -59,20 +69,26 @@ TEST(HostControlTest, AnyLimitOnThreadsGivesTheSamePixels) {
     }
 }
 
-TEST(HostControlTest, OneThreadIsTheCallingOne) {
-    // Often enough for a worker to come by, if it could. The decode has an arena of its own, which no worker can join,
-    // so none has anything to do in the one around it.
-    const tbb::global_control four(tbb::global_control::max_allowed_parallelism, 4);
-    tbb::task_arena arena(4);
-    ThreadsInside inside(arena);
+// In a child, which has none of the threads that other tests have started.
+TEST(HostControlTest, OneThreadIsTheCallingOneAndSeveralAreNot) {
     const MadeFrame frame = manySlices(2);
-    ravelo_decode_options options = usualOptions();
-    options.max_threads = 1;
-    arena.execute([&] {
-        for (int i = 0; i < 300; ++i)
-            EXPECT_EQ(hostDecode(frame.bytes, options).status, RAVELO_OK);
-    });
-    EXPECT_EQ(inside.most(), 1);
+    const auto decodeWith = [&](std::uint32_t maxThreads) {
+        ravelo_decode_options options = usualOptions();
+        options.max_threads = maxThreads;
+        tbb::task_arena arena(4);
+        arena.execute([&] { EXPECT_EQ(hostDecode(frame.bytes, options).status, RAVELO_OK); });
+        return numThreadsOfProcess();
+    };
+    EXPECT_EXIT(
+        {
+            const tbb::global_control four(tbb::global_control::max_allowed_parallelism, 4);
+            const std::ptrdiff_t before = numThreadsOfProcess();
+            const std::ptrdiff_t afterOne = decodeWith(1);
+            const std::ptrdiff_t afterFour = decodeWith(4);
+            std::fprintf(stderr, "%td, %td and %td threads", before, afterOne, afterFour);
+            std::_Exit(afterOne == before && afterFour > before ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST(HostControlTest, ADecodeRunsInTheArenaOfItsCaller) {
