@@ -114,6 +114,28 @@ TEST(FailedSlicesTest, PixelsOf422AreFilledInPairs) {
     }
 }
 
+// Rows of more than 64 KB are written in vectors at aligned addresses, and the bytes at both ends one by one.
+TEST(FailedSlicesTest, LargeRowsAreFilledAtEveryAddress) {
+    FrameSpec spec = smallSpec(2, 0, 0);
+    spec.horizontal_size = 2049;
+    spec.vertical_size = 20;
+    const std::vector<std::uint8_t> frame = withoutSlices(spec);
+    const ravelo_decode_options options = filling(RAVELO_FAILED_MARKED, RAVELO_YCBCR, 8, 0xFF0000);
+    constexpr std::size_t kLineBytes = 2049 * 2;
+    constexpr std::size_t kStride = kLineBytes + 11;
+    const std::uint8_t pair[4] = {102, 63, 240, 63};
+    for (std::size_t first = 0; first < 17; ++first) {
+        std::vector<std::uint8_t> memory(first + 20 * kStride, kHostFill);
+        ravelo_output output{sizeof output, memory.data(), memory.size(), first, static_cast<std::int64_t>(kStride)};
+        ASSERT_EQ(ravelo_decode(frame.data(), frame.size(), &output, &options, nullptr), RAVELO_OK);
+        for (std::size_t i = 0; i < memory.size(); ++i) {
+            const std::size_t inLine = (i + kStride - first) % kStride;
+            const bool isOutside = i < first || inLine >= kLineBytes;
+            ASSERT_EQ(memory[i], isOutside ? kHostFill : pair[inLine % 4]) << first << " " << i;
+        }
+    }
+}
+
 TEST(FailedSlicesTest, OnlySlicesThatFailAreFilled) {
     for (const std::uint32_t interlace_mode : {0u, 2u}) {
         MadeFrame frame = smallFrame(smallSpec(3, interlace_mode, 0), 9);
