@@ -68,7 +68,7 @@ Side loadSide(std::string const& path, CompareOptions const& options) {
 SourcePicture planesOf(Side& side, OptimizationTarget target) {
     DecodedFrame decoded;
     decoded.decode(side.frame, {0, ColorCoding_YCbCr, kBits, target});
-    side.failedSlices = decoded.damage().size();
+    side.failedSlices = decoded.failedSlices();
     warnOfDamage({}, side.name, side.frame, decoded);
     SourcePicture planes;
     planes.width = decoded.width();

@@ -30,9 +30,9 @@ std::string damageText(ravelo_damage const& damage) {
 
 void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span<const std::uint8_t> frame,
                   DecodedFrame const& decoded) {
-    if (decoded.damage().empty())
+    if (decoded.failedSlices() == 0)
         return;
-    warn(verbosity, fmt::format("{}: {}", name, damageSummary(decoded.damage().size(), countSlices(frame))));
+    warn(verbosity, fmt::format("{}: {}", name, damageSummary(decoded.failedSlices(), countSlices(frame))));
     for (ravelo_damage const& damage : decoded.damage())
         if (verbosity.verbose)
             warn(verbosity, fmt::format("{}: {}", name, damageText(damage)));

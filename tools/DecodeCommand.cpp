@@ -91,6 +91,8 @@ public:
         if (std::find(info.bitDepths.begin(), info.bitDepths.end(), m_request.bitDepth) == info.bitDepths.end())
             throw usageError("{} cannot hold {} bits; it takes {}", info.name, m_request.bitDepth,
                              fmt::join(info.bitDepths, ", "));
+        m_request.pixelsCount = m_outputOptions.format != OutputFormat::Null;
+        m_request.listsDamage = options.json || options.verbosity.verbose;
         if (m_outputOptions.format == OutputFormat::Y4m && m_request.colorCoding != ColorCoding_YCbCr)
             throw usageError("y4m holds Y'CbCr only; leave --coding out or give --coding ycbcr");
         if (options.json && m_output.isStandardOutput())
@@ -275,7 +277,7 @@ void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, s
     std::string const& output = step.outputPath.empty() ? m_options.output : step.outputPath;
     const bool isWritten = m_outputOptions.format != OutputFormat::Null;
     m_progress->advance(isWritten ? fmt::format("{} -> {}", step.name, output) : step.name);
-    if (!frame.damage().empty()) {
+    if (frame.failedSlices() != 0) {
         ++m_damagedFrames;
         warnOfDamage(m_options.verbosity, step.name, bytes, frame);
     }
@@ -288,7 +290,7 @@ void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, s
                         {"height", frame.height()},
                         {"depth", frame.request().bitDepth},
                         {"slices", countSlices(bytes)},
-                        {"failed_slices", frame.damage().size()},
+                        {"failed_slices", frame.failedSlices()},
                         {"damage", jsonOfDamage(frame.damage())}});
 }
 

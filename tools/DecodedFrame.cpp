@@ -25,9 +25,8 @@ ravelo_decode_options optionsFor(DecodeForm const& request, ravelo_damage_report
     options.target = request.target == OptimizationTarget::Baseline ? RAVELO_TARGET_BASELINE : RAVELO_TARGET_BEST;
     // The C interface takes the colour 0 for the usual one.
     const bool isMarked = request.failedSlices == FailedSlices::Marked && request.markColor != 0;
-    options.failed_slices = request.failedSlices == FailedSlices::Left ? RAVELO_FAILED_UNTOUCHED
-                            : isMarked                                 ? RAVELO_FAILED_MARKED
-                                                                       : RAVELO_FAILED_BLACK;
+    const bool isLeft = request.failedSlices == FailedSlices::Left || !request.pixelsCount;
+    options.failed_slices = isLeft ? RAVELO_FAILED_UNTOUCHED : isMarked ? RAVELO_FAILED_MARKED : RAVELO_FAILED_BLACK;
     options.mark_color = request.markColor;
     // checkFrame and checkReads have applied the limits of the command line.
     options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
@@ -85,6 +84,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const
     m_header = parseFrameHeader(frame);
     m_request = request;
     m_damage.clear();
+    m_failedSlices = 0;
     const PixelBuffer info =
         Frame::GetFrameInfo({frame.data(), frame.size()}, request.bitDepth, request.downSampleFactor);
     m_width = static_cast<std::uint32_t>(info.width);
@@ -103,7 +103,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const
 }
 
 void DecodedFrame::fillWithBlack() {
-    if (m_bytes == 0)
+    if (m_bytes == 0 || !m_request.pixelsCount)
         return;
     const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request.colorCoding, maxValue());
     const std::span<std::uint8_t> firstRow(m_pixels.get(), m_stride);
@@ -123,7 +123,7 @@ void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeForm con
 void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeForm const& request) {
     prepare(frame, request);
     // Slices that do not fail write all of their pixels, and the library fills those that do.
-    if (request.failedSlices == FailedSlices::Left)
+    if (request.failedSlices == FailedSlices::Left && request.pixelsCount)
         std::memset(m_pixels.get(), 0, m_bytes);
     else if (!slicesTakeEveryLine(m_header, request.downSampleFactor))
         fillWithBlack();
@@ -151,7 +151,8 @@ void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
             throw std::bad_alloc();
         if (status != RAVELO_OK)
             throw ravelo::Error(error);
-        if (report.failed <= report.capacity)
+        m_failedSlices = report.failed;
+        if (report.failed <= report.capacity || !m_request.listsDamage)
             break;
         // The number of slices is known now; a frame with so much damage decodes quickly.
         m_damage.resize(report.failed);

@@ -20,6 +20,8 @@ struct DecodeForm {
     OptimizationTarget target = OptimizationTarget::AVX2;
     FailedSlices failedSlices = FailedSlices::Black;
     std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
+    bool pixelsCount = true;            // false: nobody looks at them, so those that no slice writes are not touched
+    bool listsDamage = true;            // false: of many slices that fail not all are listed, only counted
 };
 
 // A frame's pixels as the library delivers them. The object can be used for one frame after the other and then keeps
@@ -41,7 +43,10 @@ public:
     // A black picture of the form that the frame would have.
     void fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request);
 
-    // The slices that failed in the last decode(), in the order of the frame.
+    // How many slices failed in the last decode().
+    std::uint64_t failedSlices() const { return m_failedSlices; }
+
+    // Those slices in the order of the frame; without DecodeForm::listsDamage perhaps only the first of them.
     std::vector<ravelo_damage> const& damage() const { return m_damage; }
 
     FrameHeader const& header() const { return m_header; }
@@ -83,4 +88,5 @@ private:
     std::uint64_t m_capacity = 0;
     std::unique_ptr<std::uint8_t[], FreeAligned> m_pixels;
     std::vector<ravelo_damage> m_damage;
+    std::uint64_t m_failedSlices = 0;
 };

@@ -71,9 +71,11 @@ PictureHeader parsePictureHeader(std::span<const std::uint8_t> frame, std::uint6
     picture.slice_size_in_mb = slicesOfRow(picture.width_in_mb, 1u << picture.log2_slice_size_in_mb);
 
     const std::size_t numSlices = picture.slice_size_in_mb.size() * picture.height_in_mb;
-    picture.coded_size_of_slice.reserve(numSlices);
-    for (std::size_t i = 0; i < numSlices; ++i)
-        picture.coded_size_of_slice.push_back(bits.word16At(picture.picture_header_size + 2 * i));
+    // Entries past the end of the frame are 0, and a frame of few bytes may declare a million.
+    picture.coded_size_of_slice.assign(numSlices, 0);
+    const std::size_t numPresent = std::min<std::size_t>(numSlices, (frame.size() - picture.offset + 1) / 2);
+    for (std::size_t i = 0; i < numPresent; ++i)
+        picture.coded_size_of_slice[i] = bits.word16At(picture.picture_header_size + 2 * i);
     return picture;
 }
 

@@ -212,7 +212,7 @@ void InspectJob::inspect(SequenceItem const& item) {
         throw failure("{}: {}", inspected.name, error.what());
     }
     inspected.slices = inspectSlices(frame, m_decoded);
-    inspected.failedSlices = m_decoded.damage().size();
+    inspected.failedSlices = m_decoded.failedSlices();
     m_isDamaged = m_isDamaged || inspected.failedSlices != 0;
     if (m_options.json)
         m_report.push_back(jsonOf(inspected, m_options.totalsOnly));

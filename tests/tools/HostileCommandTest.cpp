@@ -26,6 +26,20 @@ void expectNoControlCharacters(std::string const& text) {
     EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos) << text;
 }
 
+// A frame of 100 bytes that declares as many pixels as are accepted, in slices of 1 or 8 macroblocks.
+std::string emptyFrame(std::uint8_t log2_slice_size_in_mb) {
+    constexpr std::size_t kHeaderBytes = 20;
+    constexpr std::size_t kPicture = 8 + kHeaderBytes;
+    std::string frame(100, '\0');
+    frame[9] = kHeaderBytes;
+    frame[16] = '\x40'; // horizontal_size, 16384
+    frame[18] = '\x40'; // vertical_size, 16384
+    frame[20] = '\x80'; // chroma_format 2
+    frame[kPicture] = 8 << 3;
+    frame[kPicture + 7] = static_cast<char>(log2_slice_size_in_mb << 4);
+    return frame;
+}
+
 } // namespace
 
 TEST(HostileCommandTest, AFileWithoutEndThatIsNotAFrameIsRefusedAtOnce) {
@@ -194,4 +208,19 @@ TEST(HostileCommandTest, JsonHasNamesAsTheyAre) {
     writeTestFile(frame, readTestFile(kFrame));
     EXPECT_EQ(jsonAt(runRavelo({"info", "--json", frame}).output, "/frames/0/file"),
               "\"" + folder.path("a") + R"(\n\u001b.rvl")");
+}
+
+TEST(HostileCommandTest, AFrameWithoutDataThatNobodyLooksAtTakesLittleTimeAndMemory) {
+    const TestFolder folder;
+    for (const std::uint8_t log2_slice_size_in_mb : {std::uint8_t{0}, std::uint8_t{3}}) {
+        writeTestFile(folder.path("a.rvl"), emptyFrame(log2_slice_size_in_mb));
+        const std::string slices = log2_slice_size_in_mb == 0 ? "1048576" : "131072";
+        const CommandResult result = runRavelo({"decode", folder.path("a.rvl"), "-F", "null"});
+        EXPECT_EQ(result.exitCode, 3);
+        EXPECT_THAT(result.error, HasSubstr(slices + " of " + slices + " slices failed"));
+        expectMemoryBelow(50 * kMebibyte, result);
+        if (!kHasSanitizer) {
+            EXPECT_LT(result.cpuSeconds, 0.05);
+        }
+    }
 }

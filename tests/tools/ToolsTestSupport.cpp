@@ -1,7 +1,6 @@
 #include "ToolsTestSupport.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -76,7 +75,6 @@ namespace {
 CommandResult run(std::vector<std::string> const& command, std::string const& input) {
     const TestFolder streams;
     writeTestFile(streams.path("input"), input);
-    const auto start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0)
         becomeCommand(command, streams);
@@ -85,7 +83,8 @@ CommandResult run(std::vector<std::string> const& command, std::string const& in
     if (child < 0 || ::wait4(child, &status, 0, &usage) != child)
         throw std::runtime_error("cannot run the command");
     CommandResult result;
-    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    for (const struct timeval time : {usage.ru_utime, usage.ru_stime})
+        result.cpuSeconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
     result.residentBytes = 1024 * static_cast<std::uint64_t>(usage.ru_maxrss);
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     result.output = readTestFile(streams.path("output"));

@@ -37,7 +37,7 @@ struct CommandResult {
     int exitCode = -1; // 128 + number of the signal if one ended the command
     std::string output;
     std::string error;
-    double seconds = 0;
+    double cpuSeconds = 0;           // of all threads
     std::uint64_t residentBytes = 0; // at most; never less than what the test itself has taken, which it starts from
 };
 
