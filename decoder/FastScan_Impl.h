@@ -17,6 +17,7 @@
 template <OptimizationTarget target>
 class FastScan {
 public:
+    // The components of the largest group of slices.
     static constexpr unsigned int kMaxScans = 30;
 
     // `count` is at most kMaxScans.
@@ -30,13 +31,13 @@ private:
     static constexpr unsigned int kLookUpsPerBatch = 5;
 
     // A refilled word holds at least 57 bits; the lowest that count are left of the marker, a single one bit that moves
-    // along and tells how many bits have been taken.
+    // along and shows how many bits have been taken.
     static constexpr unsigned int kMarkerBit = 6;
     static constexpr std::uint64_t kMarker = std::uint64_t{1} << kMarkerBit;
     static constexpr unsigned int kWordBits = 64 - kMarkerBit - 1;
     static_assert(kLookUpsPerBatch * SymbolTables::kWindowBits <= kWordBits);
 
-    // A batch begins where this many bits are left: behind each of its pairs but the last, more than 64 remain, so no
+    // A batch begins where this many bits are left: after each of its pairs but the last, more than 64 remain, so no
     // pair of it can be followed by the end of the data, and the load stays in the range.
     static constexpr std::int64_t kBatchBits = 64 + kLookUpsPerBatch * SymbolTables::kWindowBits + 1;
 
@@ -102,7 +103,7 @@ private:
         return entry;
     }
 
-    // Where a coefficient is stored, as a number: a position may lie far behind the memory of the kept ones.
+    // Where a coefficient is stored, as a number: a position may lie far beyond the memory of the kept ones.
     using Address = std::uintptr_t;
 
     static void store(Address address, std::uint64_t level) {
@@ -155,7 +156,7 @@ private:
     template <bool skims>
     void runLanes();
 
-    SymbolTables const& m_tables;
+    SymbolTables const& m_tables; // 576 KiB, built by the first scan of a process
     unsigned int m_numScans;
     unsigned int m_nextScan = 0;
     ComponentScan* m_scans[kMaxScans];       // the longest range first, so that the lanes end together
@@ -328,10 +329,10 @@ void FastScan<target>::closeLane(Lane& lane) {
         scanPlainlyFrom(lane);
 }
 
-// The last bytes of a range, with zeros behind them.
+// The last bytes of a range, with zeros after them.
 //
 // `word` holds `valid` bits from `position` on. From the point on where 64 bits are left it holds all of them, and the
-// zeros behind the end count as valid, which is just what they are to a reader.
+// zeros after the end count as valid, which is what they are to a reader.
 template <OptimizationTarget target>
 struct FastScan<target>::Tail {
     static constexpr std::size_t kBytes = 32;
@@ -373,7 +374,7 @@ struct FastScan<target>::Tail {
 
 // Reads the last symbols of a component. Returns false when the plain scan must go on from the lane.
 //
-// An entry with two pairs never spans the end of the data: behind the first of them only zero bits would be left, which
+// An entry with two pairs never spans the end of the data: after the first of them only zero bits would be left, which
 // hold no pair.
 template <OptimizationTarget target>
 bool FastScan<target>::scanTail(Lane& lane) const {

@@ -55,8 +55,8 @@ void SliceMacroblockWriter<target, Real>::setBlockBounds(unsigned int mb, unsign
                                                          unsigned int& bottomHeight) const {
     const unsigned int mbSize = m_pixelBuffer.downSampleFactor < 5 ? 16u >> m_pixelBuffer.downSampleFactor : 0;
     const unsigned int half = mbSize >> 1;
-    const unsigned int behind = static_cast<unsigned int>(m_pixelBuffer.width) - mb * mbSize;
-    const unsigned int available = behind < mbSize ? behind : mbSize;
+    const unsigned int left = static_cast<unsigned int>(m_pixelBuffer.width) - mb * mbSize;
+    const unsigned int available = left < mbSize ? left : mbSize;
     const unsigned int height = static_cast<unsigned int>(m_pixelBuffer.height);
     leftWidth = available > half ? half : available;
     rightWidth = available - leftWidth;
