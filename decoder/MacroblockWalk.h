@@ -14,6 +14,9 @@ struct QuadrantRow {
     unsigned int width;    // pixels, 1 to half a macroblock
 };
 
+// Both walks are always inlined: then the compiler keeps what a rule refers to in registers, while a rule of its own
+// would read it from memory again after each store.
+
 // Visits the rows of a macroblock from the top, each with its left and then its right part, and calls
 // writePart(QuadrantRow, std::uint8_t* out) for every part that has pixels.
 template <class Writer, class WritePart>
@@ -49,7 +52,8 @@ struct WholeRow {
 // writeRow(WholeRow, std::uint8_t* out) for each. Returns false, without any call, where the macroblock is clipped at
 // the right.
 template <unsigned int size, class Writer, class WriteRow>
-bool walkWholeRows(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb, WriteRow const& writeRow) {
+[[gnu::always_inline]] inline bool walkWholeRows(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
+                                                 WriteRow const& writeRow) {
     unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
     writer.setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
     if (leftWidth != size || rightWidth != size)
