@@ -103,6 +103,20 @@ TEST(RateSearchTest, ReachesTheEndsOfTheIndex) {
     EXPECT_EQ(searchRate(target), std::vector<std::uint8_t>(10, 255));
 }
 
+TEST(RateSearchTest, ARateIsMissedByThreePercentAtMost) {
+    RateTarget target = modelTarget(10, 0, 0.7);
+    const double finest = bytesWith(target, std::vector<std::uint8_t>(10, 1));
+    const double coarsest = bytesWith(target, std::vector<std::uint8_t>(10, 255));
+    for (const double missed : {0.0299, -0.0299}) {
+        target.wantedBytes = (missed > 0 ? finest : coarsest) / (1 - missed);
+        EXPECT_EQ(failureOf(target), "") << missed;
+    }
+    for (const double missed : {0.0301, 0.04, -0.0301, -0.04}) {
+        target.wantedBytes = (missed > 0 ? finest : coarsest) / (1 - missed);
+        EXPECT_NE(failureOf(target), "") << missed;
+    }
+}
+
 TEST(RateSearchTest, EncodedPicturesMeetTheirRate) {
     std::mt19937 random = printedSeed(701);
     for (const ChromaFormat chromaFormat : {ChromaFormat::C422, ChromaFormat::C444}) {
