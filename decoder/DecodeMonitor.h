@@ -18,11 +18,16 @@ class PictureLayout;
 // A row of macroblocks whose slices all start past the end of the data. None of them is opened.
 class MissingRow {
 public:
+    // Row `mbRow` of the picture, counted from 0.
     MissingRow(PictureLayout const& picture, std::uint32_t mbRow) : m_picture(picture), m_mbRow(mbRow) {}
 
+    // The slices of the row.
     std::uint32_t numSlices() const;
+
     // What DecodeMonitor::sliceFailed receives for a slice of the row.
     SliceFailure failure(std::uint32_t slice_column) const;
+
+    // The rectangle that goes with it.
     PixelBuffer rectangle(std::uint32_t slice_column) const;
 
 private:
