@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -6,7 +8,9 @@
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/task_arena.h>
 
+#include "DecodeMonitor.h"
 #include "FlatFrames.h"
+#include "Frame.h"
 #include "RaveloDecoderInterface.h"
 
 // The same output whatever the number of threads, however often, and whoever else decodes at the same time.
@@ -122,4 +126,66 @@ TEST(DeterminismTest, FramesDecodedAtTheSameTimeDoNotDisturbEachOther) {
         thread.join();
     for (const std::size_t count : numWrong)
         EXPECT_EQ(count, 0u);
+}
+
+namespace {
+
+// Lets so many slices begin.
+class StopAfter : public DecodeMonitor {
+public:
+    explicit StopAfter(std::uint32_t numSlices) : m_numSlices(numSlices) {}
+    bool wantsStop() noexcept override { return m_numAsked++ >= m_numSlices; }
+
+private:
+    std::uint32_t m_numSlices;
+    std::atomic<std::uint32_t> m_numAsked{0};
+};
+
+std::vector<std::uint8_t> stoppedOutput(MadeFrame const& made, DecodeRequest const& request, std::uint32_t numSlices,
+                                        std::uint32_t maxThreads) {
+    OutputBuffer output = bufferFor(made.bytes, request);
+    StopAfter monitor(numSlices);
+    const Frame frame({made.bytes.data(), made.bytes.size()}, static_cast<ColorCoding>(request.colorCoding),
+                      request.bitDepth, output.pixels(), request.lineStride, request.target, request.downSampleFactor,
+                      &monitor, maxThreads);
+    return output.bytes();
+}
+
+} // namespace
+
+TEST(DeterminismTest, AStopLeavesWholeSlicesAndAsManyAsWereBegun) {
+    const tbb::global_control eight(tbb::global_control::max_allowed_parallelism, 8);
+    FrameSpec spec;
+    spec.horizontal_size = 160;
+    spec.vertical_size = 128;
+    spec.log2_slice_size_in_mb = 0;
+    const MadeFrame made = flatFrame(spec, 40, 20, -20);
+    const DecodeRequest request = requestFor(made.bytes);
+    const std::vector<std::uint8_t> whole = stoppedOutput(made, request, 0xFFFFFFFF, 1);
+    const std::vector<std::uint8_t> untouched = bufferFor(made.bytes, request).bytes();
+    constexpr std::uint32_t kBytesOfSlice = 16 * 16 * 2;
+    for (const std::uint32_t maxThreads : {1u, 2u, 8u}) {
+        tbb::task_arena arena(8);
+        for (const std::uint32_t numSlices : {0u, 1u, 5u, 6u, 7u, 33u, 79u, 80u}) {
+            std::vector<std::uint8_t> stopped;
+            arena.execute([&] { stopped = stoppedOutput(made, request, numSlices, maxThreads); });
+            std::uint32_t numWritten = 0, numUnwritten = 0;
+            for (std::size_t i = 0; i < whole.size(); ++i) {
+                ASSERT_TRUE(stopped[i] == whole[i] || stopped[i] == untouched[i]);
+                if (whole[i] != untouched[i])
+                    ++(stopped[i] == whole[i] ? numWritten : numUnwritten);
+            }
+            // The fill of the buffer equals a pixel here and there.
+            EXPECT_NEAR(numWritten, numSlices * kBytesOfSlice, 0.02 * kBytesOfSlice * 80) << maxThreads << " threads";
+            EXPECT_EQ(numUnwritten == 0, numSlices == 80) << numSlices << " slices, " << maxThreads << " threads";
+        }
+    }
+}
+
+TEST(DeterminismTest, AStopBeforeTheFirstSliceLeavesEveryByteInEveryOrderOfSlices) {
+    for (std::vector<Call> const& calls : {someCalls(6005), crampedCalls(6006)}) {
+        for (Call const& call : calls)
+            EXPECT_EQ(stoppedOutput(call.made, call.request, 0, 0), bufferFor(call.made.bytes, call.request).bytes())
+                << describe(call.request);
+    }
 }

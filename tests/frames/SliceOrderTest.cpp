@@ -1,0 +1,152 @@
+#include "SliceLoop.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FlatFrames.h"
+#include "RaveloDecoderInterface.h"
+
+// Groups of slices that are allowed at once never write the same byte. A race would show that in some runs; here the
+// walk over the groups is replaced by one that lets each decode alone and notes the bytes that it writes. So this file
+// is an executable by itself.
+
+namespace {
+
+// Where the walk finds the output, and what it does to it.
+struct Observed {
+    std::vector<std::uint8_t>* output = nullptr;
+    // The last even and the last odd row that wrote each byte, counted from 1; 0 where there is none.
+    std::vector<std::array<std::uint32_t, 2>> rowsOfByte;
+    std::uint64_t numBytesWritten = 0;
+    std::uint64_t numShared = 0; // by groups that are not allowed at once
+    std::uint64_t numRaces = 0;  // by groups that are
+    std::vector<SliceOrder> orders;
+};
+
+Observed s_observed;
+
+bool mayRunAtOnce(SliceOrder order, std::uint32_t row, std::uint32_t otherRow) {
+    switch (order) {
+    case SliceOrder::Any:
+        return true;
+    case SliceOrder::AlternateRows:
+        return row != otherRow && row % 2 == otherRow % 2;
+    case SliceOrder::InTurn:
+        break;
+    }
+    return false;
+}
+
+// The bytes that a call writes: those that differ from one of two fills.
+std::vector<std::size_t> bytesWrittenBy(std::function<void()> const& call) {
+    std::vector<std::uint8_t>& output = *s_observed.output;
+    std::vector<bool> isWritten(output.size(), false);
+    for (const std::uint8_t fill : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
+        std::fill(output.begin(), output.end(), fill);
+        call();
+        for (std::size_t i = 0; i < output.size(); ++i)
+            isWritten[i] = isWritten[i] || output[i] != fill;
+    }
+    std::vector<std::size_t> written;
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        if (isWritten[i])
+            written.push_back(i);
+    }
+    return written;
+}
+
+void note(SliceOrder order, std::uint32_t row, std::vector<std::size_t> const& written) {
+    s_observed.numBytesWritten += written.size();
+    for (const std::size_t i : written) {
+        for (const std::uint32_t otherRow : s_observed.rowsOfByte[i]) {
+            if (otherRow != 0)
+                ++(mayRunAtOnce(order, row, otherRow - 1) ? s_observed.numRaces : s_observed.numShared);
+        }
+        s_observed.rowsOfByte[i][row % 2] = row + 1;
+    }
+}
+
+} // namespace
+
+void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context) {
+    s_observed.orders.push_back(walk.order);
+    // Pictures come one after the other.
+    s_observed.rowsOfByte.assign(s_observed.output->size(), {0, 0});
+    const std::unique_ptr<void, decltype(&std::free)> memory(
+        std::aligned_alloc(kSliceMemoryAlignment, (walk.bytesPerThread / 64 + 1) * 64), std::free);
+    // What groups leave in their memory must not matter either.
+    std::memset(memory.get(), 0xB7, walk.bytesPerThread);
+    for (std::uint32_t row = 0; row < walk.numRows; ++row) {
+        for (std::uint32_t group = 0; group < walk.groupsPerRow; ++group)
+            note(walk.order, row, bytesWrittenBy([&] { body(context, memory.get(), row, group); }));
+    }
+}
+
+namespace {
+
+// Decodes into a buffer in which every write of the request has room.
+Observed observed(std::vector<std::uint8_t> const& frame, DecodeRequest const& request) {
+    OutputBuffer buffer = bufferFor(frame, request);
+    std::vector<std::uint8_t> output = buffer.bytes();
+    s_observed = {};
+    s_observed.output = &output;
+    RaveloDecoderInterface::DecompressFrameFromBits(
+        frame.data(), frame.size(), request.downSampleFactor, static_cast<ColorCoding>(request.colorCoding),
+        request.bitDepth, output.data() - buffer.lowestOffset(), request.lineStride, request.target);
+    s_observed.output = nullptr;
+    return s_observed;
+}
+
+// Every third frame is so narrow that one line of macroblocks may reach over several lines of a small stride.
+bool isNarrow(std::uint32_t number) {
+    return number % 3 == 0;
+}
+
+MadeFrame frameOf(Random& random, std::uint32_t number) {
+    FrameSpec spec = randomSpec(random);
+    spec.horizontal_size = 1 + (isNarrow(number) ? randomBelow(random, 10) : 100 + randomBelow(random, 250));
+    spec.vertical_size = 60 + randomBelow(random, 60);
+    return makeFrame(spec, randomSlices(spec, Texture::Photo, random));
+}
+
+// From the least stride, where columns past the right edge fall on other lines, to one with room for them.
+std::int64_t strideOf(std::uint32_t number, std::int64_t least, std::int64_t safe) {
+    const std::int64_t step = number / 2 % 5;
+    const std::int64_t magnitude = isNarrow(number) ? least + step : least + step * (safe - least) / 4;
+    return number % 2 == 0 ? magnitude : -magnitude;
+}
+
+} // namespace
+
+TEST(SliceOrderTest, GroupsThatAreAllowedAtOnceShareNoByte) {
+    Random random = seeded(7301);
+    std::uint64_t numShared = 0;
+    std::uint64_t numWithPixels = 0; // reduced pictures of a few lines may have none
+    std::uint64_t numOfOrder[3] = {};
+    for (std::uint32_t i = 0; i < 240; ++i) {
+        const MadeFrame made = frameOf(random, i);
+        const std::vector<OptimizationTarget> targets = runnableTargets();
+        DecodeRequest request = requestFor(made.bytes, i % 4, i % 7 == 0 ? 10 : 8, 0, targets[i / 4 % targets.size()]);
+        request.lineStride = strideOf(i, leastStride(made.bytes, request), safeStride(made.bytes, request));
+        const Observed result = observed(made.bytes, request);
+        EXPECT_EQ(result.numRaces, 0u) << describe(request) << ", frame " << i;
+        numWithPixels += result.numBytesWritten > 0 ? 1 : 0;
+        numShared += result.numShared;
+        for (const SliceOrder order : result.orders)
+            ++numOfOrder[static_cast<int>(order)];
+    }
+    // There are requests of every order, and some whose groups do share bytes.
+    EXPECT_GT(numShared, 0u);
+    EXPECT_GT(numWithPixels, 200u);
+    for (const std::uint64_t number : numOfOrder)
+        EXPECT_GT(number, 10u);
+}
