@@ -222,3 +222,23 @@ TEST_F(DamageCommandTest, JsonSaysWhichLinesASliceCovers) {
         EXPECT_EQ(linesOf(bad()), (std::vector<std::vector<double>>{{0, 32, 0, 1}, {0, 16, 32, 1}}));
     }
 }
+
+TEST_F(DamageCommandTest, JsonHasEveryNumberOfTheLibrarysReport) {
+    // Slices of 64 x 16 pixels, in a picture whose last row has 8 lines.
+    encodeSmooth(folder, "wide.rvl", 128, 40, {"--slice", "4"});
+    const std::string wide = folder.path("wide.rvl");
+    damageSlices(wide, {1, 2, 5});
+    const std::vector<std::uint8_t> bytes = readFile(wide, 1 << 20);
+    DecodedFrame decoded;
+    decoded.decode(bytes, {0, ColorCoding_YCbCr, 8, OptimizationTarget::Baseline});
+    std::vector<std::vector<double>> expected;
+    for (ravelo_damage const& slice : decoded.damage())
+        expected.push_back({double(slice.picture), double(slice.row), double(slice.column), double(slice.byte_offset),
+                            double(slice.x), double(slice.y), double(slice.width), double(slice.height)});
+    ASSERT_EQ(expected.size(), 3u);
+    EXPECT_EQ(expected.back().back(), 8);
+    const std::string report = runRavelo({"verify", "--json", wide}).output;
+    EXPECT_EQ(
+        jsonTableAt(report, "/frames/0/damage", {"picture", "row", "slice", "offset", "x", "y", "width", "height"}),
+        expected);
+}
