@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Command.h"
+#include "CommandLine.h"
 #include "FuzzInput.h"
+#include "Subcommands.h"
 
 namespace {
 

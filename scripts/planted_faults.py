@@ -187,7 +187,7 @@ FAULTS = [
     ("wrong arguments fail like files", "CommandError.h", "CommandError(ExitCode::Usage, ", "CommandError(ExitCode::Failed, ", TOOLS),
     ("limits fail like files", "CommandError.h", "CommandError(ExitCode::Limit, ", "CommandError(ExitCode::Failed, ", TOOLS),
     ("signals end with one code", "main.cpp", "128 + interruptSignal()", "130", TOOLS),
-    ("a colour of five digits", "Command.cpp", "text.size() != 6 || ", "", TOOLS),
+    ("a colour of five digits", "SharedOptions.cpp", "text.size() != 6 || ", "", TOOLS),
     ("existing files are overwritten", "OutputFile.cpp", 'if (path == "-" || overwrite || ', 'if (true || path == "-" || overwrite || ', TOOLS),
     ("descriptors leak on errors", "OutputFile.cpp", "    if (m_descriptor >= 0 && m_ownsDescriptor)\n        ::close(m_descriptor);\n", "", TOOLS),
     ("mode of the file is lost", "OutputFile.cpp", "existing.st_mode & 0777", "0600", TOOLS),

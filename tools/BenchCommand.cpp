@@ -1,3 +1,5 @@
+#include "BenchCommand.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -5,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
@@ -13,7 +14,9 @@
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "RaveloDecoderInterface.h"
+#include "Report.h"
 #include "Sequence.h"
+#include "SharedOptions.h"
 
 namespace {
 

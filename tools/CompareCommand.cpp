@@ -1,3 +1,5 @@
+#include "CompareCommand.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -6,13 +8,14 @@
 
 #include <fmt/format.h>
 
-#include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
 #include "Json.h"
 #include "PictureReader.h"
 #include "Printable.h"
+#include "Report.h"
+#include "SharedOptions.h"
 #include "SourceConversion.h"
 
 namespace {

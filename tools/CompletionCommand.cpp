@@ -1,6 +1,9 @@
+#include "CompletionCommand.h"
+
 #include <fmt/format.h>
 
-#include "Command.h"
+#include "Report.h"
+#include "SharedOptions.h"
 
 namespace {
 

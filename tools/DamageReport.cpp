@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "Command.h"
-
 namespace {
 
 constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
@@ -52,8 +50,4 @@ Json jsonOfDamage(std::vector<ravelo_damage> const& damage) {
                         {"height", slice.height},
                         {"line_step", slice.line_step}});
     return list;
-}
-
-void printJson(Json const& report) {
-    printReport(report.text() + "\n");
 }

@@ -22,6 +22,3 @@ void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span
                   DecodedFrame const& decoded);
 
 Json jsonOfDamage(std::vector<ravelo_damage> const& damage);
-
-// Writes a report to standard output.
-void printJson(Json const& report);

@@ -1,3 +1,5 @@
+#include "DecodeCommand.h"
+
 #include <algorithm>
 #include <chrono>
 #include <set>
@@ -6,7 +8,6 @@
 
 #include <unistd.h>
 
-#include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
@@ -17,7 +18,9 @@
 #include "OutputFile.h"
 #include "OutputFormat.h"
 #include "OutputName.h"
+#include "Report.h"
 #include "Sequence.h"
+#include "SharedOptions.h"
 
 namespace {
 

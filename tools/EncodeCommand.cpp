@@ -1,3 +1,5 @@
+#include "EncodeCommand.h"
+
 #include <bit>
 #include <chrono>
 #include <map>
@@ -7,7 +9,6 @@
 #include <unistd.h>
 
 #include "ColorMatrix.h"
-#include "Command.h"
 #include "DamageReport.h"
 #include "FrameEncoder.h"
 #include "InputSet.h"
@@ -16,7 +17,9 @@
 #include "OutputFile.h"
 #include "OutputName.h"
 #include "PictureReader.h"
+#include "Report.h"
 #include "Sequence.h"
+#include "SharedOptions.h"
 #include "SourceConversion.h"
 
 namespace {

@@ -1,3 +1,5 @@
+#include "InfoCommand.h"
+
 #include <algorithm>
 #include <array>
 #include <numeric>
@@ -5,7 +7,6 @@
 #include <fmt/format.h>
 
 #include "BufferRequirements.h"
-#include "Command.h"
 #include "DamageReport.h"
 #include "Frame.h"
 #include "FrameFile.h"
@@ -13,7 +14,9 @@
 #include "InputFile.h"
 #include "Json.h"
 #include "Printable.h"
+#include "Report.h"
 #include "Sequence.h"
+#include "SharedOptions.h"
 
 namespace {
 

@@ -1,10 +1,11 @@
+#include "InspectCommand.h"
+
 #include <set>
 
 #include <unistd.h>
 
 #include <fmt/format.h>
 
-#include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "InputFile.h"
@@ -15,7 +16,9 @@
 #include "OutputName.h"
 #include "PngWriter.h"
 #include "Printable.h"
+#include "Report.h"
 #include "Sequence.h"
+#include "SharedOptions.h"
 #include "SliceReport.h"
 
 namespace {

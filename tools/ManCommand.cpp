@@ -1,8 +1,11 @@
+#include "ManCommand.h"
+
 #include <algorithm>
 
 #include <fmt/format.h>
 
-#include "Command.h"
+#include "Report.h"
+#include "SharedOptions.h"
 
 namespace {
 

@@ -1,8 +1,9 @@
+#include "VerifyCommand.h"
+
 #include <unistd.h>
 
 #include <fmt/format.h>
 
-#include "Command.h"
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "HashList.h"
@@ -10,7 +11,9 @@
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "Printable.h"
+#include "Report.h"
 #include "Sequence.h"
+#include "SharedOptions.h"
 
 namespace {
 

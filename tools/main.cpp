@@ -6,10 +6,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "Command.h"
 #include "CommandLine.h"
 #include "Console.h"
 #include "Interrupt.h"
+#include "Subcommands.h"
 
 namespace {
 

@@ -1,22 +1,9 @@
-#include "Command.h"
+#include "SharedOptions.h"
 
 #include <charconv>
 #include <limits>
 
-#include "OutputFile.h"
 #include "RaveloDecoderInterface.h"
-
-void addAllCommands(CommandLine& commandLine) {
-    addInfoCommand(commandLine);
-    addDecodeCommand(commandLine);
-    addEncodeCommand(commandLine);
-    addVerifyCommand(commandLine);
-    addInspectCommand(commandLine);
-    addCompareCommand(commandLine);
-    addBenchCommand(commandLine);
-    addCompletionCommand(commandLine);
-    addManCommand(commandLine);
-}
 
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
     command.flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
@@ -134,10 +121,4 @@ DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth
                                                       : FailedSlices::Black;
     request.markColor = colorOf(options.markColor);
     return request;
-}
-
-void printReport(std::string const& text) {
-    OutputFile output("-", true);
-    output.write(text);
-    output.commit();
 }

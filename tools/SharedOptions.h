@@ -1,27 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "CommandError.h"
 #include "CommandLine.h"
 #include "Console.h"
 #include "DecodedFrame.h"
-
-// One function for each subcommand; it adds the subcommand and its options to the command line.
-void addInfoCommand(CommandLine& commandLine);
-void addDecodeCommand(CommandLine& commandLine);
-void addEncodeCommand(CommandLine& commandLine);
-void addVerifyCommand(CommandLine& commandLine);
-void addInspectCommand(CommandLine& commandLine);
-void addCompareCommand(CommandLine& commandLine);
-void addBenchCommand(CommandLine& commandLine);
-void addCompletionCommand(CommandLine& commandLine);
-void addManCommand(CommandLine& commandLine);
-
-// All of them.
-void addAllCommands(CommandLine& commandLine);
 
 // A subcommand with its options in `Options`, whose run function gets them.
 template <typename Options>
@@ -56,6 +43,3 @@ void addFailedSlicesOptions(Subcommand& command, DecodeOptions& options);
 
 // Throws CommandError for a target that the processor cannot run, and for reduced sizes with more than eight bits.
 DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);
-
-// Writes a report to standard output.
-void printReport(std::string const& text);

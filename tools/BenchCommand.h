@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// Adds the subcommand and its options to the command line.
+void addBenchCommand(CommandLine& commandLine);
