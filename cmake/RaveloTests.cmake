@@ -40,14 +40,16 @@ function(ravelo_test_headers optimisation library)
         <thread> <vector> <gtest/gtest.h>)
 endfunction()
 
-# ravelo_test_program(NAME SOURCES... [PLAIN sources...] [LIBRARIES...] [OPTIMISED] [SEPARATE] [SHARDS n] [COST n])
+# ravelo_test_program(NAME SOURCES... [PLAIN sources...] [LIBRARIES...] [HEADERS...]
+#                     [OPTIMISED] [SEPARATE] [SHARDS n] [COST n])
 #
 # A program of GoogleTest cases and its entry in the suite. One process runs all cases, since most cases take less time
 # than the start of a process; SHARDS cuts a long program into entries that can run side by side. With SEPARATE each case
 # is an entry and a process of its own, for cases that depend on what the process has done before. COST orders the entries:
 # higher ones start first. PLAIN lists the sources with options of their own, which cannot share the precompiled header.
+# HEADERS names what a program precompiles for itself instead, where its units share heavier headers.
 function(ravelo_test_program name)
-    cmake_parse_arguments(ARG "OPTIMISED;SEPARATE" "SHARDS;COST" "SOURCES;LIBRARIES;PLAIN" ${ARGN})
+    cmake_parse_arguments(ARG "OPTIMISED;SEPARATE" "SHARDS;COST" "SOURCES;LIBRARIES;PLAIN;HEADERS" ${ARGN})
     set(optimisation -O0)
     if(ARG_OPTIMISED)
         set(optimisation ${ravelo_optimisedTest})
@@ -56,7 +58,11 @@ function(ravelo_test_program name)
 
     add_executable(${name} ${ARG_SOURCES} ${ARG_PLAIN})
     ravelo_test_options(${name} ${optimisation})
-    target_precompile_headers(${name} REUSE_FROM ${headers})
+    if(ARG_HEADERS)
+        target_precompile_headers(${name} PRIVATE ${ARG_HEADERS})
+    else()
+        target_precompile_headers(${name} REUSE_FROM ${headers})
+    endif()
     set_source_files_properties(${ARG_PLAIN} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
     target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} TBB::tbb GTest::gtest GTest::gtest_main)
 
