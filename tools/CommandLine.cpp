@@ -182,7 +182,7 @@ std::string messageOf(CLI::App const& app, CLI::ParseError const& error) {
     const std::vector<std::string> unknown = app.remaining();
     if (unknown.empty())
         return "a subcommand is required";
-    return fmt::format("{} is no {}", unknown.front(), unknown.front().front() == '-' ? "option" : "subcommand");
+    return fmt::format("{} is no {}", unknown.front(), unknown.front().starts_with('-') ? "option" : "subcommand");
 }
 
 } // namespace
