@@ -131,11 +131,11 @@ TEST(ReadmeTest, TheProgramDecodesAFrame) {
     fs::remove_all(folder);
 }
 
-// Every identifier of the sources of a folder.
+// Every identifier of the sources of a folder and of the folders below.
 std::set<std::string> identifiersOf(fs::path const& folder) {
     static const std::regex identifier("[A-Za-z_][A-Za-z0-9_]*");
     std::set<std::string> found;
-    for (auto const& entry : fs::directory_iterator(folder)) {
+    for (auto const& entry : fs::recursive_directory_iterator(folder)) {
         if (entry.path().extension() == ".h" || entry.path().extension() == ".cpp") {
             const std::string text = textOf(entry.path());
             for (std::sregex_iterator match(text.begin(), text.end(), identifier), end; match != end; ++match) {

@@ -15,6 +15,7 @@
 #include "Slice422MacroblockWriter.h"
 #include "Slice4444MacroblockWriter.h"
 #include "Slice444MacroblockWriter.h"
+#include "ThreeStreamScan.h"
 
 template <OptimizationTarget target>
 unsigned int countBits(std::uint32_t mask) {
@@ -116,6 +117,26 @@ template <OptimizationTarget target>
 bool Slice<target>::scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
                                          std::uint32_t log2NumBlocks) const {
     return scanComponentIntoBlocks<target>(scanAtCursor(coefficients, numBlocks, numBytes, log2NumBlocks));
+}
+
+template <OptimizationTarget target>
+void Slice<target>::scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks,
+                                          std::uint64_t numYBytes, std::int16_t* cbCoefficients,
+                                          std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
+                                          std::int16_t* crCoefficients, std::uint64_t numCrBytes,
+                                          std::uint32_t log2NumYBlocks, std::uint32_t log2NumChromaBlocks) const {
+    Bitstream cursor = m_bitstream;
+    const Bitstream yRange = cursor;
+    cursor.advance(numYBytes);
+    const Bitstream cbRange = cursor;
+    cursor.advance(numCbBytes);
+    ThreeStreamScan<target> scan{
+        {{yRange, numYBytes}, {cbRange, numCbBytes}, {cursor, numCrBytes}},
+        {yCoefficients, cbCoefficients, crCoefficients},
+        {numYBlocks, numChromaBlocks, numChromaBlocks},
+        {log2NumYBlocks, log2NumChromaBlocks, log2NumChromaBlocks},
+    };
+    scan.run();
 }
 
 template <OptimizationTarget target>

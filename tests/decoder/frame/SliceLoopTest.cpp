@@ -307,7 +307,8 @@ TEST(SliceLoopTest, EachThreadHasMemoryOfItsOwnForTheWholeWalk) {
     }
 }
 
-// AddressSanitizer needs allocator_may_return_null=1, as the test preset sets it, to refuse instead of ending the process.
+// AddressSanitizer needs allocator_may_return_null=1, as the test preset sets it, to refuse instead of ending the
+// process.
 TEST(SliceLoopTest, WithoutMemoryForTheCallerNoGroupIsBegun) {
     for (const SliceOrder order : kOrders) {
         Walk walk(4, 2);

@@ -6,8 +6,7 @@
 #include "OptimizationTarget.h"
 
 // Operations on the three components of a slice side by side. Frames do not use them: they take the scan of
-// CoefficientScan.h, which reads the components of several slices. The bodies of all of them are in
-// ThreeStreamScan.cpp.
+// CoefficientScan.h, which reads the components of several slices. Their bodies are in ThreeStreamScan.cpp.
 //
 // Slice::scanned_coefficients3 reads Y, Cb and Cr in one call; ThreeStreamScan below does its work.
 //

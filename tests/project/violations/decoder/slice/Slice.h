@@ -2,4 +2,6 @@
 
 #include <tbb/parallel_for.h>
 
+#include "Codes.h"
 #include "CommandLine.h"
+#include "Writer.h"

@@ -2,7 +2,6 @@
 
 #include "CoeffVLCStream_Impl.h"
 #include "PlainScan_Impl.h"
-#include "Slice.h"
 
 // Both instances are here: these operations use no instruction that the targets differ in.
 
@@ -98,26 +97,6 @@ unsigned int CoeffVLCStream<target>::golombCombinationCode3(CoeffVLCStream& seco
     return valueOfFirst;
 }
 
-template <OptimizationTarget target>
-void Slice<target>::scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks,
-                                          std::uint64_t numYBytes, std::int16_t* cbCoefficients,
-                                          std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
-                                          std::int16_t* crCoefficients, std::uint64_t numCrBytes,
-                                          std::uint32_t log2NumYBlocks, std::uint32_t log2NumChromaBlocks) const {
-    Bitstream cursor = m_bitstream;
-    const Bitstream yRange = cursor;
-    cursor.advance(numYBytes);
-    const Bitstream cbRange = cursor;
-    cursor.advance(numCbBytes);
-    ThreeStreamScan<target> scan{
-        {{yRange, numYBytes}, {cbRange, numCbBytes}, {cursor, numCrBytes}},
-        {yCoefficients, cbCoefficients, crCoefficients},
-        {numYBlocks, numChromaBlocks, numChromaBlocks},
-        {log2NumYBlocks, log2NumChromaBlocks, log2NumChromaBlocks},
-    };
-    scan.run();
-}
-
 using Params = GolombCombinationCodeParams const*;
 
 template struct ThreeStreamScan<OptimizationTarget::Baseline>;
@@ -127,10 +106,6 @@ template unsigned int CoeffVLCStream<OptimizationTarget::Baseline>::run3(CoeffVL
 template unsigned int
 CoeffVLCStream<OptimizationTarget::Baseline>::golombCombinationCode3(CoeffVLCStream&, CoeffVLCStream&, Params, Params,
                                                                      Params, unsigned int&, unsigned int&);
-template void Slice<OptimizationTarget::Baseline>::scanned_coefficients3(std::int16_t*, std::uint32_t, std::uint64_t,
-                                                                         std::int16_t*, std::uint32_t, std::uint64_t,
-                                                                         std::int16_t*, std::uint64_t, std::uint32_t,
-                                                                         std::uint32_t) const;
 template struct ThreeStreamScan<OptimizationTarget::AVX2>;
 template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::golombGetQ();
 template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::run3(CoeffVLCStream&, unsigned int&, CoeffVLCStream&,
@@ -138,7 +113,3 @@ template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::run3(CoeffVLCStr
 template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::golombCombinationCode3(CoeffVLCStream&, CoeffVLCStream&,
                                                                                        Params, Params, Params,
                                                                                        unsigned int&, unsigned int&);
-template void Slice<OptimizationTarget::AVX2>::scanned_coefficients3(std::int16_t*, std::uint32_t, std::uint64_t,
-                                                                     std::int16_t*, std::uint32_t, std::uint64_t,
-                                                                     std::int16_t*, std::uint64_t, std::uint32_t,
-                                                                     std::uint32_t) const;

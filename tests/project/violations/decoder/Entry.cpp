@@ -1,0 +1,4 @@
+#include "Codes.h"
+#include "Picture.h"
+#include "Slice.h"
+#include "Writer.h"

@@ -1,0 +1,4 @@
+#pragma once
+
+#include "PixelBuffer.h"
+#include "Writer.h"

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "Codes.h"
+#include "OutputLevels.h"
+#include "Slice.h"
+#include "Writer.h"

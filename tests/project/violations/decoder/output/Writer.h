@@ -1,0 +1,4 @@
+#pragma once
+
+#include "OutputLevels.h"
+#include "Slice.h"
