@@ -74,12 +74,12 @@ void addContest(MarkdownTable& table, std::string const& name, double bitsPerPix
 }
 
 // Whole frames against one form of the peer's decode.
-void compareFrames(Options const& options, const char* title, std::string const& chromaFormat, DecodeForm const& form,
-                   void (PeerDecode::*peerDecode)()) {
+void compareFrames(Options const& options, const char* title, std::string const& chromaFormat,
+                   DecodeRequest const& request, void (PeerDecode::*peerDecode)()) {
     MarkdownTable table = ratioTable("pixel");
     for (std::string const& name : pictureNames(options, chromaFormat)) {
         PeerDecode peer = peerNamed(options, name);
-        FrameDecode ours(frameNamed(options, name), form);
+        FrameDecode ours(frameNamed(options, name), request);
         const ContestResult result = contest([&] { (peer.*peerDecode)(); }, [&] { ours.run(); }, options.rules);
         addContest(table, name, ours.bitsPerPixel(), peer.bitsPerPixel(), result, ours.numPixels(), ours.numPixels());
     }
@@ -110,13 +110,13 @@ void compareReduced(Options const& options) {
     for (std::string const& name : pictureNames(options, "422")) {
         if (!name.ends_with("3.5"))
             continue;
-        DecodeForm form;
-        form.bitDepth = 8;
-        FrameDecode full(frameNamed(options, name), form);
+        DecodeRequest request;
+        request.bitDepth = 8;
+        FrameDecode full(frameNamed(options, name), request);
         std::vector<std::string> row{name, ""};
         for (std::uint32_t reduction = 1; reduction <= 3; ++reduction) {
-            form.downSampleFactor = reduction;
-            FrameDecode reduced(frameNamed(options, name), form);
+            request.downSampleFactor = reduction;
+            FrameDecode reduced(frameNamed(options, name), request);
             const ContestResult result = contest([&] { full.run(); }, [&] { reduced.run(); }, options.rules);
             row[1] = fixed(result.firstClocks / full.numPixels(), 1);
             row.push_back(fixed(1 / result.ratio, 2));
@@ -147,7 +147,7 @@ void compareThreads(Options const& options) {
     for (std::string const& name : pictureNames(options, "422")) {
         if (name.find("2160p") == std::string::npos)
             continue;
-        FrameDecode decode(frameNamed(options, name), DecodeForm());
+        FrameDecode decode(frameNamed(options, name), DecodeRequest());
         std::vector<double> milliseconds[2];
         std::vector<double> ratios;
         std::vector<double> processorRatios;
@@ -166,7 +166,7 @@ void compareThreads(Options const& options) {
 }
 
 void runPart(Options const& options, std::string const& part) {
-    DecodeForm form;
+    DecodeRequest request;
     selectKernelVariant("native");
     if (part == "threads") {
         compareThreads(options);
@@ -174,12 +174,12 @@ void runPart(Options const& options, std::string const& part) {
     }
     const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
     if (part == "planar") {
-        compareFrames(options, "4:2:2, 10 bits, AVX2, against planar 8-bit YCbCr (one thread)", "422", form,
+        compareFrames(options, "4:2:2, 10 bits, AVX2, against planar 8-bit YCbCr (one thread)", "422", request,
                       &PeerDecode::toPlanes);
     } else if (part == "rgb") {
-        form.bitDepth = 16;
-        form.colorCoding = ColorCoding_RGBFull;
-        compareFrames(options, "4:4:4, RGB, 16 bits, AVX2, against BGRX (one thread)", "444", form,
+        request.bitDepth = 16;
+        request.colorCoding = ColorCoding_RGBFull;
+        compareFrames(options, "4:4:4, RGB, 16 bits, AVX2, against BGRX (one thread)", "444", request,
                       &PeerDecode::toPixels);
     } else if (part == "entropy") {
         compareEntropy(options);
@@ -187,10 +187,10 @@ void runPart(Options const& options, std::string const& part) {
         compareReduced(options);
     } else if (part == "baseline") {
         selectKernelVariant("y8");
-        form.target = OptimizationTarget::Baseline;
+        request.target = OptimizationTarget::Baseline;
         compareFrames(options,
                       "4:2:2, 10 bits, Baseline with kernel variant y8, against planar 8-bit YCbCr (one thread)", "422",
-                      form, &PeerDecode::toPlanes);
+                      request, &PeerDecode::toPlanes);
     }
 }
 

@@ -38,7 +38,7 @@ struct LinearFit {
 };
 
 Measurement measured(std::filesystem::path const& file, unsigned int numRounds) {
-    FrameDecode decode(readFile(file), DecodeForm());
+    FrameDecode decode(readFile(file), DecodeRequest());
     CostMeter meter;
     decode.run();
     std::vector<double> nanoseconds;

@@ -22,7 +22,7 @@ namespace {
 
 struct Options {
     std::vector<std::filesystem::path> frames;
-    DecodeForm form;
+    DecodeRequest request;
     unsigned int numRuns = 31;
     unsigned int numThreads = 1;
     std::string variant = "native";
@@ -38,22 +38,23 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
     app.add_option("frames", options.frames, "Compressed frames")->required()->check(CLI::ExistingFile);
     app.add_option("--runs", options.numRuns, "Decodes of each frame")->check(CLI::Range(1, 1000000));
     app.add_option("--threads", options.numThreads, "Threads of the decoder")->check(CLI::Range(1, 1024));
-    app.add_option("--target", options.form.target, "Code path")->transform(CLI::CheckedTransformer(targets));
-    app.add_option("--coding", options.form.colorCoding, "Output coding")->transform(CLI::CheckedTransformer(codings));
-    app.add_option("--depth", options.form.bitDepth, "Output bits: 8, 10, 15 or 16");
-    app.add_option("--reduction", options.form.downSampleFactor, "0 full, 1 half, 2 quarter, 3 eighth size")
+    app.add_option("--target", options.request.target, "Code path")->transform(CLI::CheckedTransformer(targets));
+    app.add_option("--coding", options.request.colorCoding, "Output coding")
+        ->transform(CLI::CheckedTransformer(codings));
+    app.add_option("--depth", options.request.bitDepth, "Output bits: 8, 10, 15 or 16");
+    app.add_option("--reduction", options.request.downSampleFactor, "0 full, 1 half, 2 quarter, 3 eighth size")
         ->check(CLI::Range(0, 3));
     CLI::Option* const variant = app.add_option("--variant", options.variant, "Kernels: " + kernelVariantNames());
     app.add_option("--features", options.features, "Kernels by a mask of processor features")->excludes(variant);
     app.parse(argc, argv);
     // Reduced pictures come in 8 bits.
-    if (options.form.downSampleFactor != 0)
-        options.form.bitDepth = 8;
+    if (options.request.downSampleFactor != 0)
+        options.request.bitDepth = 8;
     return options;
 }
 
 void report(std::filesystem::path const& file, Options const& options, CostMeter& meter) {
-    FrameDecode decode(readFile(file), options.form);
+    FrameDecode decode(readFile(file), options.request);
     decode.run();
     std::vector<double> nanoseconds;
     std::vector<double> wallNanoseconds;
@@ -90,9 +91,9 @@ int main(int argc, char** argv) {
         else
             selectKernelVariant(options.variant);
         std::printf("threads %u, target %d, kernel index %d, depth %u, reduction %u, coding %u, %u runs; clocks %s\n",
-                    options.numThreads, static_cast<int>(options.form.target), ippJumpIndexForMergedLibs,
-                    options.form.bitDepth, options.form.downSampleFactor,
-                    static_cast<unsigned int>(options.form.colorCoding), options.numRuns,
+                    options.numThreads, static_cast<int>(options.request.target), ippJumpIndexForMergedLibs,
+                    options.request.bitDepth, options.request.downSampleFactor,
+                    static_cast<unsigned int>(options.request.colorCoding), options.numRuns,
                     meter.countsClocks() ? "counted" : "from processor time and frequency");
         for (std::filesystem::path const& file : options.frames)
             report(file, options, meter);

@@ -8,13 +8,13 @@
 #include "ProcessorDispatch.h"
 #include "RaveloDecoderInterface.h"
 
-FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeForm const& form)
-    : m_frame(std::move(frame)), m_form(form) {
+FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeRequest const& request)
+    : m_frame(std::move(frame)), m_request(request) {
     const Bitstream bits{m_frame.data(), m_frame.size()};
-    const PixelBuffer info = Frame::GetFrameInfo(bits, form.bitDepth, 0);
+    const PixelBuffer info = Frame::GetFrameInfo(bits, request.bitDepth, 0);
     m_width = static_cast<std::uint32_t>(info.width);
     m_height = static_cast<std::uint32_t>(info.height);
-    const BufferRequirements needed = bufferRequirements(bits, form.bitDepth, form.downSampleFactor);
+    const BufferRequirements needed = bufferRequirements(bits, request.bitDepth, request.downSampleFactor);
     m_lineStride = static_cast<std::int64_t>(needed.safeStride);
     constexpr std::size_t kAlignment = 64;
     m_output.assign(needed.bytes + kAlignment, 1);
@@ -24,9 +24,9 @@ FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeForm const& form
 }
 
 void FrameDecode::run() {
-    RaveloDecoderInterface::DecompressFrameFromBits(m_frame.data(), m_frame.size(), m_form.downSampleFactor,
-                                                    m_form.colorCoding, m_form.bitDepth, m_firstLine, m_lineStride,
-                                                    m_form.target);
+    RaveloDecoderInterface::DecompressFrameFromBits(m_frame.data(), m_frame.size(), m_request.downSampleFactor,
+                                                    m_request.colorCoding, m_request.bitDepth, m_firstLine,
+                                                    m_lineStride, m_request.target);
 }
 
 double FrameDecode::bitsPerPixel() const {

@@ -10,7 +10,7 @@
 #include "VariantSelection.h"
 
 // How a frame is decoded for a measurement.
-struct DecodeForm {
+struct DecodeRequest {
     OptimizationTarget target = OptimizationTarget::AVX2;
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 10;
@@ -21,7 +21,7 @@ struct DecodeForm {
 // system's page faults.
 class FrameDecode {
 public:
-    FrameDecode(std::vector<std::uint8_t> frame, DecodeForm const& form);
+    FrameDecode(std::vector<std::uint8_t> frame, DecodeRequest const& request);
 
     // Decodes into the same buffer each time.
     void run();
@@ -34,7 +34,7 @@ public:
 
 private:
     std::vector<std::uint8_t> m_frame;
-    DecodeForm m_form;
+    DecodeRequest m_request;
     std::uint32_t m_width = 0;
     std::uint32_t m_height = 0;
     std::int64_t m_lineStride = 0;

@@ -39,7 +39,7 @@ void resetPeak() {
 
 void report(std::vector<std::uint8_t> frame, std::size_t numThreads) {
     const tbb::global_control threads(tbb::global_control::max_allowed_parallelism, numThreads);
-    FrameDecode decode(std::move(frame), DecodeForm());
+    FrameDecode decode(std::move(frame), DecodeRequest());
     resetPeak();
     const std::uint64_t before = statusValue("VmRSS");
     decode.run();

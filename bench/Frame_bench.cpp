@@ -11,9 +11,9 @@
 
 namespace {
 
-void benchDecode(benchmark::State& state, std::vector<std::uint8_t> const& frame, DecodeForm const& form) {
+void benchDecode(benchmark::State& state, std::vector<std::uint8_t> const& frame, DecodeRequest const& request) {
     const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
-    FrameDecode decode(frame, form);
+    FrameDecode decode(frame, request);
     runLoop(state, "clocks/pixel", decode.numPixels(), [&] { decode.run(); });
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(frame.size()));
 }
@@ -42,10 +42,10 @@ constexpr Case kCases[] = {
 
 void registerCase(std::string const& subject, Case const& frameCase, std::uint32_t width, std::uint32_t height) {
     for (const OptimizationTarget target : runnableTargets()) {
-        const DecodeForm form{target, frameCase.colorCoding, frameCase.bitDepth, frameCase.downSampleFactor};
+        const DecodeRequest request{target, frameCase.colorCoding, frameCase.bitDepth, frameCase.downSampleFactor};
         const std::string name = subject + "/" + frameCase.name + "/" + nameOf(target);
         benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-            benchDecode(state, benchFrame(width, height, frameCase.chromaFormat, frameCase.bitsPerPixel), form);
+            benchDecode(state, benchFrame(width, height, frameCase.chromaFormat, frameCase.bitsPerPixel), request);
         });
     }
 }

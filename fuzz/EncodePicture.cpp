@@ -53,14 +53,14 @@ EncoderSettings settingsFrom(FuzzInput& input) {
     return settings;
 }
 
-void requireEveryPixelWritten(std::vector<std::uint8_t> const& frame, FuzzOptions const& options) {
-    const FuzzOutput first = outputFor(frame, options);
-    const FuzzOutput second = outputFor(frame, options);
+void requireEveryPixelWritten(std::vector<std::uint8_t> const& frame, FuzzRequest const& request) {
+    const FuzzOutput first = outputFor(frame, request);
+    const FuzzOutput second = outputFor(frame, request);
     std::memset(first.bytes.get(), 0x00, first.numBytes);
     std::memset(second.bytes.get(), 0xFF, second.numBytes);
-    if (!decodeInto(frame, options, first))
+    if (!decodeInto(frame, request, first))
         return;
-    decodeInto(frame, options, second);
+    decodeInto(frame, request, second);
     require(std::memcmp(first.bytes.get(), second.bytes.get(), first.numBytes) == 0, "every pixel is written");
 }
 
@@ -68,9 +68,9 @@ void requireEveryPixelWritten(std::vector<std::uint8_t> const& frame, FuzzOption
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzInput input(data, size);
-    FuzzOptions options = FuzzOptions::from(input);
-    options.downSampleFactor = 0;
-    options.spareBytes = 0;
+    FuzzRequest request = FuzzRequest::from(input);
+    request.downSampleFactor = 0;
+    request.spareBytes = 0;
     const EncoderSettings settings = settingsFrom(input);
     const SourcePicture picture = pictureFrom(input);
     EncodedFrame encoded;
@@ -80,6 +80,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         // Settings that the format cannot carry.
         return 0;
     }
-    requireEveryPixelWritten(encoded.bytes, options);
+    requireEveryPixelWritten(encoded.bytes, request);
     return 0;
 }

@@ -11,51 +11,51 @@
 #include "RaveloDecoderInterface.h"
 #include "VariantSelection.h"
 
-FuzzOptions FuzzOptions::from(FuzzInput& input) {
+FuzzRequest FuzzRequest::from(FuzzInput& input) {
     constexpr std::uint32_t kBitDepths[4] = {8, 10, 15, 16};
-    FuzzOptions options;
+    FuzzRequest request;
     const std::uint8_t first = input.byte();
-    options.downSampleFactor = first & 3;
-    options.bitDepth = kBitDepths[first >> 2 & 3];
-    options.variant = (first >> 4 & 3) % kNumVariants;
-    options.target = (first & 64) != 0 ? OptimizationTarget::AVX2 : OptimizationTarget::Baseline;
-    options.strideIsNegative = (first & 128) != 0;
+    request.downSampleFactor = first & 3;
+    request.bitDepth = kBitDepths[first >> 2 & 3];
+    request.variant = (first >> 4 & 3) % kNumVariants;
+    request.target = (first & 64) != 0 ? OptimizationTarget::AVX2 : OptimizationTarget::Baseline;
+    request.strideIsNegative = (first & 128) != 0;
     const std::uint8_t second = input.byte();
-    options.colorCoding = second & 3;
-    options.inParallel = second >> 2 == 63;
-    options.spareBytes = input.byte() % 64;
+    request.colorCoding = second & 3;
+    request.inParallel = second >> 2 == 63;
+    request.spareBytes = input.byte() % 64;
     input.byte();
-    return options;
+    return request;
 }
 
-FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzOptions const& options) {
+FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzRequest const& request) {
     const BufferRequirements needs =
-        bufferRequirements(Bitstream{frame.data(), frame.size()}, options.bitDepth, options.downSampleFactor);
-    const std::uint64_t stride = needs.safeStride + options.spareBytes;
-    const std::uint64_t rowBytes = options.downSampleFactor == 0 ? needs.leastStride : needs.safeStride;
+        bufferRequirements(Bitstream{frame.data(), frame.size()}, request.bitDepth, request.downSampleFactor);
+    const std::uint64_t stride = needs.safeStride + request.spareBytes;
+    const std::uint64_t rowBytes = request.downSampleFactor == 0 ? needs.leastStride : needs.safeStride;
     FuzzOutput output;
     output.lines = needs.lines;
     output.numBytes = needs.lines == 0 ? 0 : (needs.lines - 1) * stride + rowBytes;
     output.bytes.reset(new std::uint8_t[output.numBytes]);
     output.stride = static_cast<std::int64_t>(stride);
     output.pixels = output.bytes.get();
-    if (options.strideIsNegative) {
+    if (request.strideIsNegative) {
         output.stride = -output.stride;
         output.pixels += needs.lines == 0 ? 0 : (needs.lines - 1) * stride;
     }
     return output;
 }
 
-bool decodeInto(std::span<const std::uint8_t> frame, FuzzOptions const& options, FuzzOutput const& output) {
-    selectVariant(options.variant);
+bool decodeInto(std::span<const std::uint8_t> frame, FuzzRequest const& request, FuzzOutput const& output) {
+    selectVariant(request.variant);
     const auto call = [&] {
         require(RaveloDecoderInterface::DecompressFrameFromBits(
-                    frame.data(), frame.size(), options.downSampleFactor, static_cast<ColorCoding>(options.colorCoding),
-                    options.bitDepth, output.pixels, output.stride, options.target) == 1,
+                    frame.data(), frame.size(), request.downSampleFactor, static_cast<ColorCoding>(request.colorCoding),
+                    request.bitDepth, output.pixels, output.stride, request.target) == 1,
                 "the decode call returns 1");
     };
     try {
-        if (options.inParallel)
+        if (request.inParallel)
             call();
         else
             serially(call);

@@ -6,25 +6,21 @@
 #include <memory>
 #include <span>
 
+#include "DecodeRequest.h"
 #include "FuzzInput.h"
-#include "OptimizationTarget.h"
 
 // What the harnesses of the decoder share.
 
-// How a frame is decoded.
-struct FuzzOptions {
+// How a frame is decoded. The stride is that of the output which outputFor() makes.
+struct FuzzRequest : DecodeRequest {
     static constexpr std::size_t kNumBytes = 4;
 
-    std::uint32_t downSampleFactor = 0;
-    std::uint32_t colorCoding = 0;
-    std::uint32_t bitDepth = 8;
     std::uint32_t variant = 1; // of the kernels; taken where the processor can run it
     bool strideIsNegative = false;
     std::uint32_t spareBytes = 0; // of the stride, above the one at which no write leaves its line
-    OptimizationTarget target = OptimizationTarget::Baseline;
     bool inParallel = false;
 
-    static FuzzOptions from(FuzzInput& input);
+    static FuzzRequest from(FuzzInput& input);
 };
 
 // An output buffer of exactly the bytes that a call may write.
@@ -35,10 +31,10 @@ struct FuzzOutput {
     std::uint8_t* pixels = nullptr;
     std::uint64_t lines = 0;
 };
-FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzOptions const& options);
+FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzRequest const& request);
 
 // Decodes and returns whether the call accepted the request; requires that it returns 1 or throws a documented text.
-bool decodeInto(std::span<const std::uint8_t> frame, FuzzOptions const& options, FuzzOutput const& output);
+bool decodeInto(std::span<const std::uint8_t> frame, FuzzRequest const& request, FuzzOutput const& output);
 
 // Whether the picture that a frame declares is small enough to be decoded thousands of times a second.
 bool isSmallFrame(std::span<const std::uint8_t> frame);

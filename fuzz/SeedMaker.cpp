@@ -15,6 +15,7 @@
 #include "FrameMaker.h"
 #include "FrameMutator.h"
 #include "FuzzSupport.h"
+#include "Random.h"
 #include "VectorManifest.h"
 
 const std::size_t kFrameOffset = 0;
@@ -52,7 +53,7 @@ Bytes joined(std::initializer_list<std::uint_fast32_t> front, Bytes const& back)
 Bytes withOptions(Bytes const& frame, Random& random) {
     return joined({random() & 0xFF, random() & 0xFF, random() & 0xFF, random() & 0xFF}, frame);
 }
-static_assert(FuzzOptions::kNumBytes == 4);
+static_assert(FuzzRequest::kNumBytes == 4);
 
 // A frame for all harnesses that take one.
 void writeFrame(fs::path const& root, std::string const& name, Bytes const& frame, Random& random) {

@@ -20,6 +20,7 @@
 #include "FrameMaker.h"
 #include "FrameMutator.h"
 #include "FuzzSupport.h"
+#include "Random.h"
 
 const std::size_t kFrameOffset = 0;
 
@@ -39,10 +40,11 @@ double secondsOfClock(clockid_t clock) {
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-struct Request {
+// A kind of frames and a way to decode them, for which the slowest frame is wanted.
+struct Search {
     const char* name;
     FrameSpec spec;
-    FuzzOptions options;
+    FuzzRequest request;
 };
 
 struct Candidate {
@@ -51,16 +53,16 @@ struct Candidate {
 };
 
 // The least time of `numTimes` decodes; 0 for a frame of another geometry than the request's.
-double workOf(Request const& request, Bytes const& frame, int numTimes) {
-    if (frame.size() < 28 || (frame[16] << 8 | frame[17]) != static_cast<int>(request.spec.horizontal_size) ||
-        (frame[18] << 8 | frame[19]) != static_cast<int>(request.spec.vertical_size) ||
-        frame[20] >> 6 != static_cast<int>(request.spec.chroma_format))
+double workOf(Search const& search, Bytes const& frame, int numTimes) {
+    if (frame.size() < 28 || (frame[16] << 8 | frame[17]) != static_cast<int>(search.spec.horizontal_size) ||
+        (frame[18] << 8 | frame[19]) != static_cast<int>(search.spec.vertical_size) ||
+        frame[20] >> 6 != static_cast<int>(search.spec.chroma_format))
         return 0;
-    const FuzzOutput output = outputFor(frame, request.options);
+    const FuzzOutput output = outputFor(frame, search.request);
     double least = 1e9;
     for (int i = 0; i < numTimes; ++i) {
         const double start = secondsOfClock(CLOCK_THREAD_CPUTIME_ID);
-        decodeInto(frame, request.options, output);
+        decodeInto(frame, search.request, output);
         least = std::min(least, secondsOfClock(CLOCK_THREAD_CPUTIME_ID) - start);
     }
     return least;
@@ -147,12 +149,12 @@ Bytes damaged(Bytes frame, std::vector<Candidate> const& population, Random& ran
 }
 
 // Runs the search for one request. Returns how many times as long as the slowest valid frame the slowest damaged takes.
-double search(Request const& request, double seconds, std::uint32_t seed, std::filesystem::path const& folder) {
+double runSearch(Search const& search, double seconds, std::uint32_t seed, std::filesystem::path const& folder) {
     Random random(seed);
     Candidate slowestValid;
     std::vector<Candidate> population;
-    for (Bytes& frame : validFrames(request.spec, random)) {
-        const double work = workOf(request, frame, 15);
+    for (Bytes& frame : validFrames(search.spec, random)) {
+        const double work = workOf(search, frame, 15);
         population.push_back({frame, 0});
         if (work > slowestValid.seconds)
             slowestValid = {std::move(frame), work};
@@ -165,9 +167,9 @@ double search(Request const& request, double seconds, std::uint32_t seed, std::f
         ++numTried;
         // Most are faster, which one decode shows.
         const double least = population.size() < kPopulation ? 0 : population.back().seconds;
-        child.seconds = workOf(request, child.frame, 1);
+        child.seconds = workOf(search, child.frame, 1);
         if (child.seconds > least)
-            child.seconds = workOf(request, child.frame, 9);
+            child.seconds = workOf(search, child.frame, 9);
         if (child.seconds <= least)
             continue;
         population.push_back(std::move(child));
@@ -179,23 +181,23 @@ double search(Request const& request, double seconds, std::uint32_t seed, std::f
     Candidate const* slowest = &population.front();
     double valid = 1e9, damage = 1e9;
     for (int i = 0; i < 20; ++i) {
-        valid = std::min(valid, workOf(request, slowestValid.frame, 3));
-        damage = std::min(damage, workOf(request, slowest->frame, 3));
+        valid = std::min(valid, workOf(search, slowestValid.frame, 3));
+        damage = std::min(damage, workOf(search, slowest->frame, 3));
     }
-    std::printf("%-28s %8llu tried, slowest valid %7.1f us, slowest damaged %7.1f us, ratio %.2f\n", request.name,
+    std::printf("%-28s %8llu tried, slowest valid %7.1f us, slowest damaged %7.1f us, ratio %.2f\n", search.name,
                 static_cast<unsigned long long>(numTried), valid * 1e6, damage * 1e6, damage / valid);
     std::fflush(stdout);
     if (!folder.empty()) {
         std::filesystem::create_directories(folder);
-        std::ofstream(folder / (std::string(request.name) + ".rvl"), std::ios::binary)
+        std::ofstream(folder / (std::string(search.name) + ".rvl"), std::ios::binary)
             .write(reinterpret_cast<const char*>(slowest->frame.data()),
                    static_cast<std::streamsize>(slowest->frame.size()));
     }
     return damage / valid;
 }
 
-std::vector<Request> requests() {
-    std::vector<Request> all;
+std::vector<Search> searches() {
+    std::vector<Search> all;
     FrameSpec spec422;
     spec422.horizontal_size = 256;
     spec422.vertical_size = 32;
@@ -206,13 +208,13 @@ std::vector<Request> requests() {
                          std::uint32_t coding, std::uint32_t depth) {
         if (target == OptimizationTarget::AVX2 && !canRunAvx2())
             return;
-        FuzzOptions options;
-        options.target = target;
-        options.variant = target == OptimizationTarget::AVX2 ? 1 : 0;
-        options.downSampleFactor = reduction;
-        options.colorCoding = coding;
-        options.bitDepth = depth;
-        all.push_back({name, spec, options});
+        FuzzRequest request;
+        request.target = target;
+        request.variant = target == OptimizationTarget::AVX2 ? 1 : 0;
+        request.downSampleFactor = reduction;
+        request.colorCoding = coding;
+        request.bitDepth = depth;
+        all.push_back({name, spec, request});
     };
     add("422-full-8-avx2", spec422, OptimizationTarget::AVX2, 0, 0, 8);
     add("422-full-16-avx2", spec422, OptimizationTarget::AVX2, 0, 0, 16);
@@ -241,10 +243,10 @@ int main(int count, char** arguments) {
     const double seconds = std::atof(arguments[1]);
     const auto seed = static_cast<std::uint32_t>(count > 2 ? std::atol(arguments[2]) : 1);
     const std::filesystem::path folder = count > 3 ? arguments[3] : "";
-    const std::vector<Request> all = requests();
+    const std::vector<Search> all = searches();
     double worst = 0;
-    for (Request const& request : all)
-        worst = std::max(worst, search(request, seconds / static_cast<double>(all.size()), seed, folder));
+    for (Search const& search : all)
+        worst = std::max(worst, runSearch(search, seconds / static_cast<double>(all.size()), seed, folder));
     std::printf("seed %u, worst ratio %.2f\n", seed, worst);
     return worst > 3 ? 1 : 0;
 }

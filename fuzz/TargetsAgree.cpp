@@ -53,10 +53,10 @@ std::vector<std::uint8_t> frameFrom(FrameSpec const& spec, FuzzInput& input) {
         .bytes;
 }
 
-FuzzOutput decoded(std::vector<std::uint8_t> const& frame, FuzzOptions const& options) {
-    FuzzOutput output = outputFor(frame, options);
+FuzzOutput decoded(std::vector<std::uint8_t> const& frame, FuzzRequest const& request) {
+    FuzzOutput output = outputFor(frame, request);
     std::memset(output.bytes.get(), 0, output.numBytes);
-    decodeInto(frame, options, output);
+    decodeInto(frame, request, output);
     return output;
 }
 
@@ -68,16 +68,16 @@ int sampleAt(FuzzOutput const& output, std::size_t index, bool isWide) {
     return sample;
 }
 
-void requireTargetsAgree(std::vector<std::uint8_t> const& frame, FrameSpec const& spec, FuzzOptions options) {
-    options.downSampleFactor = 0;
-    options.colorCoding = 0;
-    options.spareBytes = 0;
-    options.variant = 1;
-    options.target = OptimizationTarget::Baseline;
-    const FuzzOutput baseline = decoded(frame, options);
-    options.target = OptimizationTarget::AVX2;
-    const FuzzOutput avx2 = decoded(frame, options);
-    const bool isWide = options.bitDepth > 8;
+void requireTargetsAgree(std::vector<std::uint8_t> const& frame, FrameSpec const& spec, FuzzRequest request) {
+    request.downSampleFactor = 0;
+    request.colorCoding = 0;
+    request.spareBytes = 0;
+    request.variant = 1;
+    request.target = OptimizationTarget::Baseline;
+    const FuzzOutput baseline = decoded(frame, request);
+    request.target = OptimizationTarget::AVX2;
+    const FuzzOutput avx2 = decoded(frame, request);
+    const bool isWide = request.bitDepth > 8;
     const bool hasAlpha = spec.chroma_format == 3;
     for (std::size_t i = 0; i < baseline.numBytes / (isWide ? 2 : 1); ++i) {
         if (hasAlpha && i % 4 == 0)
@@ -90,18 +90,18 @@ void requireTargetsAgree(std::vector<std::uint8_t> const& frame, FrameSpec const
 }
 
 // The variants that do not fuse are the same arithmetic at full size; all are at reduced sizes.
-void requireVariantsAgree(std::vector<std::uint8_t> const& frame, FuzzOptions options) {
-    if (options.downSampleFactor != 0)
-        options.bitDepth = 8;
-    options.spareBytes = 0;
-    options.colorCoding = frame[20] >> 6 == 2 ? 0 : options.colorCoding;
-    options.variant = 0;
-    const FuzzOutput plain = decoded(frame, options);
-    for (options.variant = 1; options.variant < kNumVariants; ++options.variant) {
-        const bool isAlike = options.downSampleFactor != 0 || !kVariants[options.variant].isFused;
-        if (!isAlike || !canRunVariant(options.variant))
+void requireVariantsAgree(std::vector<std::uint8_t> const& frame, FuzzRequest request) {
+    if (request.downSampleFactor != 0)
+        request.bitDepth = 8;
+    request.spareBytes = 0;
+    request.colorCoding = frame[20] >> 6 == 2 ? 0 : request.colorCoding;
+    request.variant = 0;
+    const FuzzOutput plain = decoded(frame, request);
+    for (request.variant = 1; request.variant < kNumVariants; ++request.variant) {
+        const bool isAlike = request.downSampleFactor != 0 || !kVariants[request.variant].isFused;
+        if (!isAlike || !canRunVariant(request.variant))
             continue;
-        const FuzzOutput other = decoded(frame, options);
+        const FuzzOutput other = decoded(frame, request);
         require(std::equal(plain.bytes.get(), plain.bytes.get() + plain.numBytes, other.bytes.get()),
                 "kernel variants agree");
     }
@@ -111,11 +111,11 @@ void requireVariantsAgree(std::vector<std::uint8_t> const& frame, FuzzOptions op
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzInput input(data, size);
-    const FuzzOptions options = FuzzOptions::from(input);
+    const FuzzRequest request = FuzzRequest::from(input);
     const FrameSpec spec = specFrom(input);
     const std::vector<std::uint8_t> frame = frameFrom(spec, input);
     if (canRunAvx2())
-        requireTargetsAgree(frame, spec, options);
-    requireVariantsAgree(frame, options);
+        requireTargetsAgree(frame, spec, request);
+    requireVariantsAgree(frame, request);
     return 0;
 }

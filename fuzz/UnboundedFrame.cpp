@@ -11,7 +11,7 @@
 #include "GuardedMemory.h"
 #include "RaveloDecoderInterface.h"
 
-const std::size_t kFrameOffset = FuzzOptions::kNumBytes;
+const std::size_t kFrameOffset = FuzzRequest::kNumBytes;
 
 namespace {
 
@@ -23,23 +23,23 @@ constexpr std::uint64_t kMaxMacroblocks = 8192;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static GuardedMemory memory(kLongestStride * 65536);
     FuzzInput input(data, size);
-    const FuzzOptions options = FuzzOptions::from(input);
+    const FuzzRequest request = FuzzRequest::from(input);
     const ExactCopy copy(input.rest());
     const Bitstream frame{copy.data(), copy.size()};
-    const BufferRequirements needs = bufferRequirements(frame, options.bitDepth, options.downSampleFactor);
-    const PixelBuffer full = Frame::GetFrameInfo(frame, options.bitDepth, 0);
+    const BufferRequirements needs = bufferRequirements(frame, request.bitDepth, request.downSampleFactor);
+    const PixelBuffer full = Frame::GetFrameInfo(frame, request.bitDepth, 0);
     if ((full.width + 15) / 16 * ((full.height + 15) / 16) > kMaxMacroblocks)
         return 0;
 
     FuzzOutput output;
-    output.stride = static_cast<std::int64_t>(kLongestStride - options.spareBytes);
+    output.stride = static_cast<std::int64_t>(kLongestStride - request.spareBytes);
     const std::uint64_t lineBytes = static_cast<std::uint64_t>(output.stride);
     output.pixels = memory.atEnd(needs.lines * lineBytes);
-    if (options.strideIsNegative) {
+    if (request.strideIsNegative) {
         output.pixels = memory.atStart() + (needs.lines == 0 ? 0 : needs.lines - 1) * lineBytes;
         output.stride = -output.stride;
     }
-    decodeInto({copy.data(), copy.size()}, options, output);
+    decodeInto({copy.data(), copy.size()}, request, output);
     static unsigned int executions = 0;
     if (++executions % 64 == 0)
         memory.clear();

@@ -10,10 +10,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!isSmallFrame(frame))
         return 0;
     const ExactCopy copy(frame);
-    FuzzOptions options;
+    FuzzRequest request;
     for (const OptimizationTarget target : {OptimizationTarget::Baseline, OptimizationTarget::AVX2}) {
-        options.target = target;
-        decodeInto({copy.data(), copy.size()}, options, outputFor(frame, options));
+        request.target = target;
+        decodeInto({copy.data(), copy.size()}, request, outputFor(frame, request));
     }
     return 0;
 }

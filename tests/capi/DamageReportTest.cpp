@@ -9,6 +9,7 @@
 #include <tbb/global_control.h>
 
 #include "HostFrames.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
 #include "SlowFrame.h"
 

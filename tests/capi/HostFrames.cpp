@@ -1,5 +1,7 @@
 #include "HostFrames.h"
 
+#include "Random.h"
+
 ravelo_decode_options usualOptions() {
     ravelo_decode_options options{};
     options.struct_size = sizeof options;

@@ -15,22 +15,14 @@
 #include <gtest/gtest.h>
 
 #include "HostFrames.h"
+#include "LongForms.h"
+#include "Random.h"
+#include "Sanitizers.h"
 
 // What frames cost that declare much and hold little. The output is mapped but not touched, unless it is to be filled.
 // The environment's RAVELO_HOSTILE=all fills the largest picture that is allowed by default, which takes 2 GB.
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kHasSanitizer = true;
-#else
-constexpr bool kHasSanitizer = false;
-#endif
-
-bool longFormWanted() {
-    const char* const wish = std::getenv("RAVELO_HOSTILE");
-    return wish != nullptr && std::string(wish) == "all";
-}
 
 // The header of a frame and that of its picture, and nothing else: 36 bytes.
 std::vector<std::uint8_t> headersAlone(std::uint32_t width, std::uint32_t height, std::uint32_t chroma_format,

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "FrameMaker.h"
+#include "Random.h"
 
 namespace {
 

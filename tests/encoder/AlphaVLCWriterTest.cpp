@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "EncoderTestRandom.h"
 #include "NaiveReader.h"
+#include "Random.h"
 
 namespace {
 
@@ -18,14 +18,14 @@ std::vector<NaiveAlphaRun> runsOf(Samples const& samples, std::uint32_t alphaBit
     return readAlphaRuns(codedAlpha(samples, alphaBits, runCoding, differenceCoding), alphaBits, samples.size());
 }
 
-Samples randomSamples(std::mt19937& random, std::uint32_t alphaBits) {
-    Samples samples(256 * (1 + below(random, 8)));
-    const std::uint32_t longestRun = 1 + below(random, 3) * below(random, 300);
+Samples randomSamples(Random& random, std::uint32_t alphaBits) {
+    Samples samples(256 * (1 + randomBelow(random, 8)));
+    const std::uint32_t longestRun = 1 + randomBelow(random, 3) * randomBelow(random, 300);
     const std::uint32_t mask = (1u << alphaBits) - 1;
     std::uint32_t value = random() & mask;
     for (std::size_t i = 0; i < samples.size();) {
-        value = (below(random, 4) == 0 ? random() : value + below(random, 160) - 80) & mask;
-        for (std::uint32_t run = 1 + below(random, longestRun); run > 0 && i < samples.size(); --run)
+        value = (randomBelow(random, 4) == 0 ? random() : value + randomBelow(random, 160) - 80) & mask;
+        for (std::uint32_t run = 1 + randomBelow(random, longestRun); run > 0 && i < samples.size(); --run)
             samples[i++] = static_cast<std::uint16_t>(value);
     }
     return samples;
@@ -123,9 +123,9 @@ TEST(AlphaVLCWriterTest, EveryFormOfARunCanBeWrittenByItself) {
 }
 
 TEST(AlphaVLCWriterTest, RandomPlanesReadBackInEveryCoding) {
-    std::mt19937 random = printedSeed(301);
+    Random random = seeded(301);
     for (int i = 0; i < 200; ++i) {
-        const std::uint32_t alphaBits = below(random, 2) == 0 ? 8 : 16;
+        const std::uint32_t alphaBits = randomBelow(random, 2) == 0 ? 8 : 16;
         const Samples samples = randomSamples(random, alphaBits);
         for (const auto runCoding : {AlphaRunCoding::Shortest, AlphaRunCoding::LongForm, AlphaRunCoding::Split})
             for (const auto differences : {AlphaDifferenceCoding::Shortest, AlphaDifferenceCoding::LongForm})

@@ -5,50 +5,52 @@
 #include <gtest/gtest.h>
 
 #include "NaiveReader.h"
+#include "Random.h"
 #include "TestPictures.h"
 
 namespace {
 
-std::array<std::uint8_t, 64> randomMatrix(std::mt19937& random) {
+std::array<std::uint8_t, 64> randomMatrix(Random& random) {
     std::array<std::uint8_t, 64> matrix{};
     for (std::uint8_t& entry : matrix)
         entry = static_cast<std::uint8_t>(random() & 0xFF);
     return matrix;
 }
 
-void fillRandomly(std::vector<std::int16_t>& coefficients, std::mt19937& random) {
-    const std::uint32_t oneIn = 1 + below(random, 30);
-    const std::uint32_t numBits = 1 + below(random, 16);
+void fillRandomly(std::vector<std::int16_t>& coefficients, Random& random) {
+    const std::uint32_t oneIn = 1 + randomBelow(random, 30);
+    const std::uint32_t numBits = 1 + randomBelow(random, 16);
     for (std::int16_t& value : coefficients)
-        if (below(random, oneIn) == 0)
+        if (randomBelow(random, oneIn) == 0)
             value = static_cast<std::int16_t>(static_cast<std::int32_t>(random() >> (32 - numBits)) -
                                               (std::int32_t{1} << (numBits - 1)));
 }
 
-CoefficientFrame randomCoefficientFrame(std::mt19937& random) {
+CoefficientFrame randomCoefficientFrame(Random& random) {
     CoefficientFrame frame;
-    frame.width = 1 + below(random, 200);
-    frame.height = 1 + below(random, 90);
-    frame.chromaFormat = below(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
-    frame.alphaBits = 8 * below(random, 3);
-    frame.settings.interlace_mode = below(random, 4);
-    frame.settings.log2_slice_size_in_mb = below(random, 4);
-    if (below(random, 2) == 0)
+    frame.width = 1 + randomBelow(random, 200);
+    frame.height = 1 + randomBelow(random, 90);
+    frame.chromaFormat = randomBelow(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
+    frame.alphaBits = 8 * randomBelow(random, 3);
+    frame.settings.interlace_mode = randomBelow(random, 4);
+    frame.settings.log2_slice_size_in_mb = randomBelow(random, 4);
+    if (randomBelow(random, 2) == 0)
         frame.settings.lumaMatrix = randomMatrix(random);
-    if (below(random, 2) == 0)
+    if (randomBelow(random, 2) == 0)
         frame.settings.chromaMatrix = randomMatrix(random);
-    frame.settings.header_size = below(random, 2) * below(random, 400);
-    frame.settings.picture_header_size = 8 + below(random, 24);
-    frame.settings.slice_header_size = below(random, 2) * (8 + below(random, 24));
-    frame.settings.alphaRunCoding = static_cast<AlphaRunCoding>(below(random, 3));
-    frame.settings.alphaDifferenceCoding = static_cast<AlphaDifferenceCoding>(below(random, 2));
+    frame.settings.header_size = randomBelow(random, 2) * randomBelow(random, 400);
+    frame.settings.picture_header_size = 8 + randomBelow(random, 24);
+    frame.settings.slice_header_size = randomBelow(random, 2) * (8 + randomBelow(random, 24));
+    frame.settings.alphaRunCoding = static_cast<AlphaRunCoding>(randomBelow(random, 3));
+    frame.settings.alphaDifferenceCoding = static_cast<AlphaDifferenceCoding>(randomBelow(random, 2));
     frame.makeEmptySlices();
     for (CoefficientSlice& slice : frame.slices) {
-        slice.quantization_index = below(random, 256);
+        slice.quantization_index = randomBelow(random, 256);
         for (std::vector<std::int16_t>* component : {&slice.y, &slice.cb, &slice.cr})
             fillRandomly(*component, random);
         for (std::uint16_t& sample : slice.alpha)
-            sample = static_cast<std::uint16_t>(below(random, 3) == 0 ? below(random, 1u << frame.alphaBits) : 17);
+            sample = static_cast<std::uint16_t>(randomBelow(random, 3) == 0 ? randomBelow(random, 1u << frame.alphaBits)
+                                                                            : 17);
     }
     return frame;
 }
@@ -130,7 +132,7 @@ std::string refusalOf(CoefficientFrame const& frame) {
 } // namespace
 
 TEST(CoefficientFrameTest, RandomFramesHoldTheCoefficientsTheyWereMadeOf) {
-    std::mt19937 random = printedSeed(401);
+    Random random = seeded(401);
     for (int i = 0; i < 150; ++i) {
         SCOPED_TRACE("case " + std::to_string(i));
         const CoefficientFrame frame = randomCoefficientFrame(random);

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "CoeffVLCWriter.h"
-#include "EncoderTestRandom.h"
 #include "NaiveReader.h"
+#include "Random.h"
 #include "VLCWriter.h"
 
 namespace {

@@ -8,6 +8,7 @@
 
 #include "CoefficientScan.h"
 #include "NaiveReader.h"
+#include "Random.h"
 #include "TestPictures.h"
 
 namespace {
@@ -52,12 +53,11 @@ void expectReadsBack(Coefficients const& blockOrder, std::string const& what) {
         EXPECT_EQ(scanned(range, blockOrder.size(), target), streamOrderOf(blockOrder)) << what;
 }
 
-Coefficients randomCoefficients(std::mt19937& random, std::uint32_t numBlocks, std::uint32_t magnitude,
-                                std::uint32_t oneIn) {
+Coefficients randomCoefficients(Random& random, std::uint32_t numBlocks, std::uint32_t magnitude, std::uint32_t oneIn) {
     Coefficients coefficients(std::size_t{numBlocks} * 64);
     for (std::int16_t& value : coefficients)
-        if (below(random, oneIn) == 0)
-            value = static_cast<std::int16_t>(static_cast<int>(below(random, 2 * magnitude + 1)) -
+        if (randomBelow(random, oneIn) == 0)
+            value = static_cast<std::int16_t>(static_cast<int>(randomBelow(random, 2 * magnitude + 1)) -
                                               static_cast<int>(magnitude));
     return coefficients;
 }
@@ -106,13 +106,13 @@ TEST(ComponentCodingTest, DcsThatJumpOverTheWholeRangeReadBack) {
 }
 
 TEST(ComponentCodingTest, RandomComponentsOfEveryTextureReadBack) {
-    std::mt19937 random = printedSeed(201);
+    Random random = seeded(201);
     for (int i = 0; i < 600; ++i) {
-        const std::uint32_t numBlocks = 2u << below(random, 5);
+        const std::uint32_t numBlocks = 2u << randomBelow(random, 5);
         const std::uint32_t magnitudes[] = {1, 2, 9, 300, 32767};
-        const std::uint32_t magnitude = magnitudes[below(random, 5)];
+        const std::uint32_t magnitude = magnitudes[randomBelow(random, 5)];
         const std::uint32_t spacings[] = {1, 2, 7, 60, 1000};
-        const std::uint32_t oneIn = spacings[below(random, 5)];
+        const std::uint32_t oneIn = spacings[randomBelow(random, 5)];
         expectReadsBack(randomCoefficients(random, numBlocks, magnitude, oneIn),
                         "case " + std::to_string(i) + ": " + std::to_string(numBlocks) + " blocks, magnitude " +
                             std::to_string(magnitude) + ", one in " + std::to_string(oneIn));

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "EncoderTestRandom.h"
+#include "Random.h"
 
 namespace {
 
@@ -58,11 +58,11 @@ TEST(ForwardDctTest, RowsAreVerticalFrequencies) {
 // basis has errors of its own, at most 2^-24 of each value, in both passes.
 TEST(ForwardDctTest, DiffersFromTheExactTransformByRoundingOnly) {
     const double bound = 15 * 0x1p-15 * std::sqrt(8) + 15 * 0x1p-14 + 2 * 2048 * 0x1p-24;
-    std::mt19937 random = printedSeed(501);
+    Random random = seeded(501);
     for (int round = 0; round < 200; ++round) {
         Block samples{};
         for (float& sample : samples)
-            sample = static_cast<float>(below(random, 65536)) / 128 - 256;
+            sample = static_cast<float>(randomBelow(random, 65536)) / 128 - 256;
         const Block coefficients = transformed(samples);
         for (int u = 0; u < 8; ++u)
             for (int v = 0; v < 8; ++v)
@@ -71,10 +71,10 @@ TEST(ForwardDctTest, DiffersFromTheExactTransformByRoundingOnly) {
 }
 
 TEST(ForwardDctTest, WorksInPlace) {
-    std::mt19937 random = printedSeed(502);
+    Random random = seeded(502);
     Block samples{};
     for (float& sample : samples)
-        sample = static_cast<float>(below(random, 512)) - 256;
+        sample = static_cast<float>(randomBelow(random, 512)) - 256;
     const Block expected = transformed(samples);
     forwardDct8x8(samples.data(), samples.data());
     EXPECT_EQ(samples, expected);

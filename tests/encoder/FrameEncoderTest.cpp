@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "FrameShape.h"
+#include "Random.h"
 #include "TestPictures.h"
 
 namespace {
@@ -75,7 +76,7 @@ std::string refusalOfSettings(std::function<void(EncoderSettings&)> const& chang
 } // namespace
 
 TEST(FrameEncoderTest, PicturesOfEightBitsComeBackExactlyAtTheFinestStep) {
-    std::mt19937 random = printedSeed(601);
+    Random random = seeded(601);
     for (const ChromaFormat chromaFormat : {ChromaFormat::C422, ChromaFormat::C444})
         for (std::uint32_t mode = 0; mode < 4; ++mode)
             for (std::uint32_t log2Size = 0; log2Size < 4; ++log2Size) {
@@ -87,31 +88,32 @@ TEST(FrameEncoderTest, PicturesOfEightBitsComeBackExactlyAtTheFinestStep) {
 }
 
 TEST(FrameEncoderTest, EverySmallSizeComesBackExactly) {
-    std::mt19937 random = printedSeed(602);
+    Random random = seeded(602);
     for (std::uint32_t width = 1; width <= 18; ++width)
         for (std::uint32_t height = 1; height <= 18; ++height) {
             EncoderSettings settings = finestSettings();
-            settings.interlace_mode = below(random, 4);
-            const ChromaFormat chromaFormat = below(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
+            settings.interlace_mode = randomBelow(random, 4);
+            const ChromaFormat chromaFormat = randomBelow(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
             expectExact(noisePicture(emptyPicture(width, height, chromaFormat, 8, 0), random), settings);
         }
 }
 
 TEST(FrameEncoderTest, RandomSizesComeBackExactly) {
-    std::mt19937 random = printedSeed(603);
+    Random random = seeded(603);
     for (int i = 0; i < 40; ++i) {
         EncoderSettings settings = finestSettings();
-        settings.interlace_mode = below(random, 4);
-        settings.log2_slice_size_in_mb = below(random, 4);
-        const ChromaFormat chromaFormat = below(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
+        settings.interlace_mode = randomBelow(random, 4);
+        settings.log2_slice_size_in_mb = randomBelow(random, 4);
+        const ChromaFormat chromaFormat = randomBelow(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
         expectExact(
-            noisePicture(emptyPicture(1 + below(random, 300), 1 + below(random, 100), chromaFormat, 8, 0), random),
+            noisePicture(emptyPicture(1 + randomBelow(random, 300), 1 + randomBelow(random, 100), chromaFormat, 8, 0),
+                         random),
             settings);
     }
 }
 
 TEST(FrameEncoderTest, EightBitAlphaComesBackExactly) {
-    std::mt19937 random = printedSeed(604);
+    Random random = seeded(604);
     for (const auto runs : {AlphaRunCoding::Shortest, AlphaRunCoding::LongForm, AlphaRunCoding::Split})
         for (const auto differences : {AlphaDifferenceCoding::Shortest, AlphaDifferenceCoding::LongForm})
             for (std::uint32_t mode = 0; mode < 3; ++mode) {
@@ -129,16 +131,16 @@ TEST(FrameEncoderTest, EightBitAlphaComesBackExactly) {
 
 // A 4:2:2 frame has no place for alpha in its output, but carries it all the same.
 TEST(FrameEncoderTest, AlphaBesideReducedChromaLeavesThePictureAlone) {
-    std::mt19937 random = printedSeed(605);
+    Random random = seeded(605);
     expectExact(noisePicture(emptyPicture(77, 35, ChromaFormat::C422, 8, 16), random), finestSettings());
 }
 
 // Codes to 32768 are those that both targets write unchanged at 16 bits.
 TEST(FrameEncoderTest, SixteenBitAlphaComesBackExactly) {
-    std::mt19937 random = printedSeed(606);
+    Random random = seeded(606);
     SourcePicture picture = noisePicture(emptyPicture(150, 37, ChromaFormat::C444, 10, 16), random);
     for (std::uint16_t& sample : picture.alpha)
-        sample = static_cast<std::uint16_t>(below(random, 32769));
+        sample = static_cast<std::uint16_t>(randomBelow(random, 32769));
     const EncodedFrame frame = encodeFrame(picture, {});
     for (const OptimizationTarget target : targets()) {
         const DecodedPicture out = decoded(frame.bytes, picture, 16, target);
@@ -149,7 +151,7 @@ TEST(FrameEncoderTest, SixteenBitAlphaComesBackExactly) {
 
 // Every bit depth of the source means the same picture: shifted codes give the same frame.
 TEST(FrameEncoderTest, TheSameLevelsGiveTheSameFrameAtEveryDepth) {
-    std::mt19937 random = printedSeed(607);
+    Random random = seeded(607);
     const SourcePicture eight = noisePicture(emptyPicture(90, 40, ChromaFormat::C422, 8, 0), random);
     const std::vector<std::uint8_t> expected = encodeFrame(eight, {}).bytes;
     for (std::uint32_t depth = 9; depth <= 16; ++depth) {
@@ -166,7 +168,7 @@ TEST(FrameEncoderTest, TheSameLevelsGiveTheSameFrameAtEveryDepth) {
 // the scale of 10 bits a step of 512 counts two codes; the output adds half a code. Macroblocks are whole here, so no
 // error hides outside the picture.
 TEST(FrameEncoderTest, TheErrorStaysWithinHalfAQuantiserStep) {
-    std::mt19937 random = printedSeed(608);
+    Random random = seeded(608);
     const SourcePicture picture = wavePicture(emptyPicture(160, 64, ChromaFormat::C422, 10, 0), random);
     const DecodedPicture expected = interleaved(picture, 1023);
     double previous = 0;
@@ -199,7 +201,7 @@ TEST(FrameEncoderTest, MatricesReachTheirComponentsInAllFourCombinations) {
                            {flatMatrix(255), {}, false, false},
                            {{}, flatMatrix(255), true, false},
                            {flatMatrix(255), flatMatrix(4), false, true}};
-    std::mt19937 random = printedSeed(609);
+    Random random = seeded(609);
     const SourcePicture picture = noisePicture(emptyPicture(64, 32, ChromaFormat::C444, 8, 0), random);
     const DecodedPicture expected = interleaved(picture, 255);
     for (Case const& testCase : cases) {
@@ -218,7 +220,7 @@ TEST(FrameEncoderTest, MatricesReachTheirComponentsInAllFourCombinations) {
 }
 
 TEST(FrameEncoderTest, AMatrixEntryOfZeroCodesNothing) {
-    std::mt19937 random = printedSeed(610);
+    Random random = seeded(610);
     SourcePicture picture = noisePicture(emptyPicture(64, 16, ChromaFormat::C422, 8, 0), random);
     EncoderSettings settings;
     settings.lumaMatrix = flatMatrix(0);
@@ -227,7 +229,7 @@ TEST(FrameEncoderTest, AMatrixEntryOfZeroCodesNothing) {
 }
 
 TEST(FrameEncoderTest, AnIndexOfZeroMakesASliceMidGrey) {
-    std::mt19937 random = printedSeed(611);
+    Random random = seeded(611);
     const SourcePicture picture = noisePicture(emptyPicture(32, 16, ChromaFormat::C422, 8, 0), random);
     EncoderSettings settings = finestSettings();
     settings.log2_slice_size_in_mb = 0;
@@ -239,7 +241,7 @@ TEST(FrameEncoderTest, AnIndexOfZeroMakesASliceMidGrey) {
 }
 
 TEST(FrameEncoderTest, EverySliceTakesItsOwnIndexInStreamOrder) {
-    std::mt19937 random = printedSeed(612);
+    Random random = seeded(612);
     const SourcePicture picture = noisePicture(emptyPicture(40, 40, ChromaFormat::C444, 8, 0), random);
     EncoderSettings settings;
     settings.interlace_mode = 1;
@@ -263,7 +265,7 @@ TEST(FrameEncoderTest, EverySliceTakesItsOwnIndexInStreamOrder) {
 }
 
 TEST(FrameEncoderTest, HeadersOfEveryLengthLeaveThePictureAlone) {
-    std::mt19937 random = printedSeed(613);
+    Random random = seeded(613);
     const SourcePicture plain = noisePicture(emptyPicture(50, 20, ChromaFormat::C422, 8, 0), random);
     const SourcePicture withAlpha = noisePicture(emptyPicture(50, 20, ChromaFormat::C444, 8, 8), random);
     for (std::uint32_t size = 8; size <= 31; ++size) {
@@ -317,7 +319,7 @@ TEST(FrameEncoderTest, AFieldWithoutLinesIsAPictureWithoutSlices) {
 }
 
 TEST(FrameEncoderTest, TheSamePictureGivesTheSameFrame) {
-    std::mt19937 random = printedSeed(614);
+    Random random = seeded(614);
     const SourcePicture picture = wavePicture(emptyPicture(200, 120, ChromaFormat::C422, 10, 0), random);
     EncoderSettings settings;
     settings.bitsPerPixel = 2;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "FrameEncoder.h"
+#include "Random.h"
 #include "TestPictures.h"
 
 namespace {
@@ -118,20 +119,20 @@ TEST(RateSearchTest, ARateIsMissedByThreePercentAtMost) {
 }
 
 TEST(RateSearchTest, EncodedPicturesMeetTheirRate) {
-    std::mt19937 random = printedSeed(701);
+    Random random = seeded(701);
     for (const ChromaFormat chromaFormat : {ChromaFormat::C422, ChromaFormat::C444}) {
         const SourcePicture picture = wavePicture(emptyPicture(420, 300, chromaFormat, 10, 0), random);
         for (const double bitsPerPixel : {0.6, 1.0, 1.5, 2.0, 3.0, 4.0, 6.0}) {
             EncoderSettings settings;
-            settings.interlace_mode = below(random, 3);
-            settings.log2_slice_size_in_mb = below(random, 4);
+            settings.interlace_mode = randomBelow(random, 3);
+            settings.log2_slice_size_in_mb = randomBelow(random, 4);
             expectRate(picture, bitsPerPixel, settings);
         }
     }
 }
 
 TEST(RateSearchTest, TheRateCountsAlphaAndHeaders) {
-    std::mt19937 random = printedSeed(702);
+    Random random = seeded(702);
     const SourcePicture picture = wavePicture(emptyPicture(200, 100, ChromaFormat::C444, 8, 8), random);
     EncoderSettings settings;
     settings.header_size = 5000;
@@ -139,7 +140,7 @@ TEST(RateSearchTest, TheRateCountsAlphaAndHeaders) {
 }
 
 TEST(RateSearchTest, SmallPicturesMeetTheirRateWithSlicesFarApart) {
-    std::mt19937 random = printedSeed(703);
+    Random random = seeded(703);
     const SourcePicture picture = wavePicture(emptyPicture(64, 64, ChromaFormat::C422, 8, 0), random);
     EncoderSettings settings;
     settings.log2_slice_size_in_mb = 0;

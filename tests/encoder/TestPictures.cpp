@@ -5,6 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
 
 std::vector<OptimizationTarget> runnableTargets() {
@@ -73,19 +74,19 @@ SourcePicture emptyPicture(std::uint32_t width, std::uint32_t height, ChromaForm
     return picture;
 }
 
-SourcePicture noisePicture(SourcePicture form, std::mt19937& random) {
+SourcePicture noisePicture(SourcePicture form, Random& random) {
     for (std::vector<std::uint16_t>* plane : {&form.y, &form.cb, &form.cr})
         for (std::uint16_t& sample : *plane)
-            sample = static_cast<std::uint16_t>(below(random, 1u << form.bitDepth));
+            sample = static_cast<std::uint16_t>(randomBelow(random, 1u << form.bitDepth));
     for (std::uint16_t& sample : form.alpha)
-        sample = static_cast<std::uint16_t>(below(random, 1u << form.alphaBits));
+        sample = static_cast<std::uint16_t>(randomBelow(random, 1u << form.alphaBits));
     return form;
 }
 
 namespace {
 
 void drawWaves(std::vector<std::uint16_t>& plane, std::size_t width, std::uint32_t bitDepth, double phase,
-               std::mt19937& random) {
+               Random& random) {
     const double range = static_cast<double>(1u << bitDepth);
     for (std::size_t i = 0; i < plane.size(); ++i) {
         const double x = static_cast<double>(i % width);
@@ -95,14 +96,14 @@ void drawWaves(std::vector<std::uint16_t>& plane, std::size_t width, std::uint32
             const double frequency = 0.02 * std::pow(2, octave);
             value += 0.2 * std::pow(0.55, octave) * std::sin(frequency * x + phase) * std::cos(frequency * y - phase);
         }
-        value += 0.01 * (below(random, 1000) / 500.0 - 1);
+        value += 0.01 * (randomBelow(random, 1000) / 500.0 - 1);
         plane[i] = static_cast<std::uint16_t>(std::fmin(range - 1, std::fmax(0, value * range)));
     }
 }
 
 } // namespace
 
-SourcePicture wavePicture(SourcePicture form, std::mt19937& random) {
+SourcePicture wavePicture(SourcePicture form, Random& random) {
     drawWaves(form.y, form.width, form.bitDepth, 0.3, random);
     drawWaves(form.cb, form.chromaWidth(), form.bitDepth, 1.1, random);
     drawWaves(form.cr, form.chromaWidth(), form.bitDepth, 2.7, random);

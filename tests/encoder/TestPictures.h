@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "EncoderTestRandom.h"
 #include "OptimizationTarget.h"
+#include "Random.h"
 #include "SourcePicture.h"
 
 // The targets that this processor can run.
@@ -33,9 +32,9 @@ SourcePicture emptyPicture(std::uint32_t width, std::uint32_t height, ChromaForm
                            std::uint32_t alphaBits);
 
 // Every sample drawn on its own: the hardest picture to code, in which every misplaced sample shows.
-SourcePicture noisePicture(SourcePicture form, std::mt19937& random);
+SourcePicture noisePicture(SourcePicture form, Random& random);
 
 // Waves of several frequencies with a little noise: codes like a photograph.
-SourcePicture wavePicture(SourcePicture form, std::mt19937& random);
+SourcePicture wavePicture(SourcePicture form, Random& random);
 
 std::string describe(SourcePicture const& picture);

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "EncoderTestRandom.h"
 #include "NaiveReader.h"
+#include "Random.h"
 
 TEST(VLCWriterTest, WritesTheMostSignificantBitFirst) {
     VLCWriter writer;
@@ -58,12 +58,12 @@ TEST(VLCWriterTest, IsEmptyAfterItsBytesAreTaken) {
 }
 
 TEST(VLCWriterTest, WritesRandomFieldsThatReadBack) {
-    std::mt19937 random = printedSeed(101);
+    Random random = seeded(101);
     VLCWriter writer;
     VLCCounter counter;
     std::string expected;
     for (int i = 0; i < 20000; ++i) {
-        const std::uint32_t numBits = below(random, 65);
+        const std::uint32_t numBits = randomBelow(random, 65);
         const std::uint64_t value = (std::uint64_t{random()} << 32) | random();
         writer.put(value, numBits);
         counter.put(value, numBits);

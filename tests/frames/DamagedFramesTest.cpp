@@ -4,6 +4,7 @@
 
 #include "DecodeCheck.h"
 #include "FrameMaker.h"
+#include "Random.h"
 
 // Damage never stops a decode. What it writes is what the slow model writes, bit for bit, and nothing outside the
 // frame's bytes is read: the input ends at unmapped memory.

@@ -1,13 +1,7 @@
 #include "DecodeCheck.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <iostream>
-#include <new>
 #include <sstream>
 #include <stdexcept>
 
@@ -42,24 +36,6 @@ testing::AssertionResult compareBuffers(OutputBuffer const& output, SlowCanvas c
 }
 
 } // namespace
-
-GuardedBytes::GuardedBytes(std::span<const std::uint8_t> bytes) {
-    const std::size_t pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    const std::size_t numPages = bytes.size() / pageSize + 2;
-    m_mappingSize = numPages * pageSize;
-    m_mapping = mmap(nullptr, m_mappingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (m_mapping == MAP_FAILED)
-        throw std::bad_alloc();
-    std::uint8_t* guardPage = static_cast<std::uint8_t*>(m_mapping) + (numPages - 1) * pageSize;
-    m_data = guardPage - bytes.size();
-    std::copy(bytes.begin(), bytes.end(), m_data);
-    if (mprotect(guardPage, pageSize, PROT_NONE) != 0)
-        std::abort();
-}
-
-GuardedBytes::~GuardedBytes() {
-    munmap(m_mapping, m_mappingSize);
-}
 
 OutputBuffer::OutputBuffer(std::int64_t lowestOffset, std::uint64_t numBytes)
     : m_lowestOffset(lowestOffset), m_bytes(numBytes) {
@@ -151,12 +127,4 @@ std::string describe(DecodeRequest const& request) {
     text << "downSampleFactor " << request.downSampleFactor << " colorCoding " << request.colorCoding << " bitDepth "
          << request.bitDepth << " stride " << request.lineStride << " " << nameOf(request.target);
     return text.str();
-}
-
-Random seeded(std::uint32_t seed) {
-    // Another run of the same tests over other frames: RAVELO_TEST_SEED is added to every seed.
-    if (const char* offset = std::getenv("RAVELO_TEST_SEED"))
-        seed += static_cast<std::uint32_t>(std::strtoul(offset, nullptr, 10));
-    std::cout << "seed " << seed << "\n";
-    return Random(seed);
 }

@@ -9,27 +9,14 @@
 #include <gtest/gtest.h>
 
 #include "FrameMaker.h"
+#include "GuardedBytes.h"
 #include "KernelChoice.h"
+#include "Random.h"
 #include "SlowCanvas.h"
 #include "SlowDecoder.h"
 
 // Runs the decoder the way that the tests of whole frames want it: with its input behind which no byte can be read, and
 // its output between guard bytes.
-
-// A copy of some bytes that ends where unmapped memory begins.
-class GuardedBytes {
-public:
-    explicit GuardedBytes(std::span<const std::uint8_t> bytes);
-    ~GuardedBytes();
-    GuardedBytes(GuardedBytes const&) = delete;
-    GuardedBytes& operator=(GuardedBytes const&) = delete;
-    const std::uint8_t* data() const { return m_data; }
-
-private:
-    void* m_mapping = nullptr;
-    std::size_t m_mappingSize = 0;
-    std::uint8_t* m_data = nullptr;
-};
 
 // The output of a decode call: a stretch of bytes around the address that the call is given. Every byte starts with a
 // value that depends on its place, so that stray stores show.
@@ -76,7 +63,3 @@ std::vector<OptimizationTarget> runnableTargets();
 const char* nameOf(OptimizationTarget target);
 
 std::string describe(DecodeRequest const& request);
-
-// Prints a seed with the test's output and makes a generator of it. The environment's RAVELO_TEST_SEED is added first,
-// for long runs over other frames.
-Random seeded(std::uint32_t seed);

@@ -11,6 +11,7 @@
 #include "DecodeMonitor.h"
 #include "FlatFrames.h"
 #include "Frame.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
 
 // The same output whatever the number of threads, however often, and whoever else decodes at the same time.

@@ -6,6 +6,7 @@
 #include "CoefficientFrame.h"
 #include "DecodeCheck.h"
 #include "FrameEncoder.h"
+#include "Random.h"
 
 // Frames of the encoder: what it wrote is what the scans return, on both targets, and what the decoder makes of it is
 // what the slow model makes of it.

@@ -8,6 +8,7 @@
 #include "DecodeCheck.h"
 #include "ExactDecoder.h"
 #include "FlatFrames.h"
+#include "Random.h"
 #include "SlowWriter.h"
 
 // Baseline against real numbers. Wherever the real code, with all the rounding that single precision can make, lies

@@ -33,6 +33,16 @@ MadeFrame flatFrameWithAlpha(FrameSpec const& spec, int y, int cb, int cr, std::
     });
 }
 
+FrameSpec sizedSpec(std::uint32_t chroma_format, std::uint32_t width, std::uint32_t height,
+                    std::uint32_t alpha_channel_type) {
+    FrameSpec spec;
+    spec.chroma_format = chroma_format;
+    spec.horizontal_size = width;
+    spec.vertical_size = height;
+    spec.alpha_channel_type = alpha_channel_type;
+    return spec;
+}
+
 int code8(int sample) {
     return std::clamp((sample + 257) >> 1, 0, 255);
 }

@@ -20,6 +20,10 @@ MadeFrame flatFrame(FrameSpec const& spec, int y, int cb, int cr);
 // The same, with an alpha plane of one value.
 MadeFrame flatFrameWithAlpha(FrameSpec const& spec, int y, int cb, int cr, std::uint16_t alpha);
 
+// A spec of this geometry; everything else is as usual.
+FrameSpec sizedSpec(std::uint32_t chroma_format, std::uint32_t width, std::uint32_t height,
+                    std::uint32_t alpha_channel_type = 0);
+
 // The code of a sample at 8 bits.
 int code8(int sample);
 

@@ -6,6 +6,7 @@
 
 #include "FlatFrames.h"
 #include "Frame.h"
+#include "Random.h"
 
 // The outer words and the frame header.
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "SlowFrame.h"
+#include "DecodeRequest.h"
 
 // The record of the golden frames' output.
 

@@ -4,6 +4,7 @@
 
 #include "DecodeCheck.h"
 #include "FrameMaker.h"
+#include "Random.h"
 
 // Random frames over every knob of the format, decoded in every form, equal the slow model bit for bit.
 

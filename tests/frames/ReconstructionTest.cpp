@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "FlatFrames.h"
+#include "Random.h"
 
 // From coefficients to samples: the quantisation index, the scan patterns, and the four sizes.
 

@@ -3,20 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "FlatFrames.h"
+#include "Random.h"
 
 // The pixels of reduced pictures: where they go, what lies beyond the right and lower edges, and their alpha.
 
 namespace {
-
-FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t width, std::uint32_t height,
-                 std::uint32_t alpha_channel_type = 0) {
-    FrameSpec spec;
-    spec.chroma_format = chroma_format;
-    spec.horizontal_size = width;
-    spec.vertical_size = height;
-    spec.alpha_channel_type = alpha_channel_type;
-    return spec;
-}
 
 int distinctSample(int component, std::uint32_t block) {
     return 20 * static_cast<int>(block) - 90 + 5 * component;
@@ -41,7 +32,7 @@ std::int64_t writtenPixels(OutputBuffer const& output, DecodeRequest const& requ
 
 TEST(ReducedOutputTest, Width1000AtHalfSizeWrites504Columns) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
-        const MadeFrame made = flatFrame(specOf(chroma_format, 1000, 16), 40, 40, 40);
+        const MadeFrame made = flatFrame(sizedSpec(chroma_format, 1000, 16), 40, 40, 40);
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = roomyRequest(made.bytes, 1, target);
             const OutputBuffer output = decoded(made.bytes, request);
@@ -53,7 +44,7 @@ TEST(ReducedOutputTest, Width1000AtHalfSizeWrites504Columns) {
 TEST(ReducedOutputTest, AWidthOfWholeMacroblocksHasNoExcess) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
         for (const std::uint32_t width : {16u, 48u, 160u}) {
-            const MadeFrame made = flatFrame(specOf(chroma_format, width, 16), 40, 40, 40);
+            const MadeFrame made = flatFrame(sizedSpec(chroma_format, width, 16), 40, 40, 40);
             for (std::uint32_t reduction = 1; reduction < 4; ++reduction) {
                 for (const OptimizationTarget target : runnableTargets()) {
                     const DecodeRequest request = roomyRequest(made.bytes, reduction, target);
@@ -68,7 +59,7 @@ TEST(ReducedOutputTest, AWidthOfWholeMacroblocksHasNoExcess) {
 TEST(ReducedOutputTest, APictureNarrowerThanAReducedMacroblockWritesItsFullWidth) {
     // The last slice's width is corrected by the unreduced width: 5 columns of an 8 pixel macroblock, although the
     // reduced picture has 2.
-    const MadeFrame made = flatFrame(specOf(3, 5, 16), 40, 40, 40);
+    const MadeFrame made = flatFrame(sizedSpec(3, 5, 16), 40, 40, 40);
     for (const OptimizationTarget target : runnableTargets()) {
         const DecodeRequest request = roomyRequest(made.bytes, 1, target);
         EXPECT_EQ(writtenPixels(decoded(made.bytes, request), request, 4), 5);
@@ -96,7 +87,7 @@ TEST(ReducedOutputTest, WithTheLeastStrideTheExcessColumnsFallOnTheNextLine) {
 
 TEST(ReducedOutputTest, TheLowerEdgeIsThatOfTheReducedPicture) {
     for (const std::uint32_t height : {8u, 15u, 16u, 24u, 31u, 33u, 40u}) {
-        const MadeFrame made = flatFrame(specOf(3, 32, height), 40, 40, 40);
+        const MadeFrame made = flatFrame(sizedSpec(3, 32, height), 40, 40, 40);
         for (std::uint32_t reduction = 1; reduction < 4; ++reduction) {
             for (const OptimizationTarget target : runnableTargets()) {
                 const DecodeRequest request = requestFor(made.bytes, reduction, 8, 0, target);
@@ -112,7 +103,8 @@ TEST(ReducedOutputTest, TheLowerEdgeIsThatOfTheReducedPicture) {
 TEST(ReducedOutputTest, EighthSizeOfASingleReducedLineWritesOnlyThatLine) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
         for (const std::uint32_t alpha_channel_type : {0u, 1u}) {
-            const MadeFrame made = flatFrameWithAlpha(specOf(chroma_format, 32, 8, alpha_channel_type), 40, 40, 40, 3);
+            const MadeFrame made =
+                flatFrameWithAlpha(sizedSpec(chroma_format, 32, 8, alpha_channel_type), 40, 40, 40, 3);
             for (const OptimizationTarget target : runnableTargets()) {
                 const DecodeRequest request = requestFor(made.bytes, 3, 8, 0, target);
                 const OutputBuffer output = decoded(made.bytes, request);
@@ -125,7 +117,7 @@ TEST(ReducedOutputTest, EighthSizeOfASingleReducedLineWritesOnlyThatLine) {
 
 TEST(ReducedOutputTest, EighthSizeOf422WritesTheFirstLineOfARowThatHasNone) {
     // 20 lines are two macroblock rows, of which the reduced picture of 2 lines has only the first.
-    const MadeFrame made = flatFrame(specOf(2, 32, 20), 40, 40, 40);
+    const MadeFrame made = flatFrame(sizedSpec(2, 32, 20), 40, 40, 40);
     for (const OptimizationTarget target : runnableTargets()) {
         const DecodeRequest request = requestFor(made.bytes, 3, 8, 0, target);
         const OutputBuffer output = decoded(made.bytes, request);
@@ -136,7 +128,7 @@ TEST(ReducedOutputTest, EighthSizeOf422WritesTheFirstLineOfARowThatHasNone) {
 
 TEST(ReducedOutputTest, EighthSizeOf422ShowsTheFirstBlocksCrInBothLines) {
     const MadeFrame made =
-        makeFrame(specOf(2, 16, 16), flatSlices([](SlicePlace const&, int component, std::uint32_t block) {
+        makeFrame(sizedSpec(2, 16, 16), flatSlices([](SlicePlace const&, int component, std::uint32_t block) {
                       return distinctSample(component, block);
                   }));
     for (const OptimizationTarget target : runnableTargets()) {
@@ -153,7 +145,7 @@ TEST(ReducedOutputTest, EighthSizeOf422ShowsTheFirstBlocksCrInBothLines) {
 
 TEST(ReducedOutputTest, BlocksKeepTheirPlacesAtEverySize) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
-        const MadeFrame made = makeFrame(specOf(chroma_format, 16, 16),
+        const MadeFrame made = makeFrame(sizedSpec(chroma_format, 16, 16),
                                          flatSlices([](SlicePlace const&, int component, std::uint32_t block) {
                                              return distinctSample(component, block);
                                          }));
@@ -188,7 +180,7 @@ TEST(ReducedOutputTest, BlocksKeepTheirPlacesAtEverySize) {
 
 TEST(ReducedAlphaTest, ThePlaneHasNoEffectWhateverItHolds) {
     for (std::uint32_t type = 1; type < 4; ++type) {
-        FrameSpec spec = specOf(3, 70, 45, type);
+        FrameSpec spec = sizedSpec(3, 70, 45, type);
         for (std::uint32_t reduction = 1; reduction < 4; ++reduction) {
             for (const OptimizationTarget target : runnableTargets()) {
                 std::vector<std::vector<std::uint8_t>> outputs;
@@ -205,7 +197,7 @@ TEST(ReducedAlphaTest, ThePlaneHasNoEffectWhateverItHolds) {
 
 TEST(ReducedAlphaTest, SixteenBitAlphaAtHalfSizeIs127InTheGroupsOfAvx2And255ElseWhere) {
     for (std::uint32_t type = 0; type < 4; ++type) {
-        const MadeFrame made = flatFrameWithAlpha(specOf(3, 32, 16, type), 40, -30, 20, 9);
+        const MadeFrame made = flatFrameWithAlpha(sizedSpec(3, 32, 16, type), 40, -30, 20, 9);
         for (std::uint32_t reduction = 1; reduction < 4; ++reduction) {
             for (const OptimizationTarget target : runnableTargets()) {
                 const bool is127 = type == 2 && reduction == 1 && target == OptimizationTarget::AVX2;
@@ -221,7 +213,7 @@ TEST(ReducedAlphaTest, SixteenBitAlphaAtHalfSizeIs127InTheGroupsOfAvx2And255Else
 TEST(ReducedAlphaTest, SinglePixelsAtHalfSizeAre255OnBothTargets) {
     // Only pictures narrower than a reduced macroblock have pixels outside the groups of four.
     for (std::uint32_t width = 1; width < 8; ++width) {
-        const MadeFrame made = flatFrameWithAlpha(specOf(3, width, 16, 2), 40, -30, 20, 9);
+        const MadeFrame made = flatFrameWithAlpha(sizedSpec(3, width, 16, 2), 40, -30, 20, 9);
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 1, 8, 0, target);
             const OutputBuffer output = decoded(made.bytes, request);

@@ -7,6 +7,7 @@
 #include "BufferRequirements.h"
 #include "FlatFrames.h"
 #include "Frame.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
 
 // What a decode call accepts and refuses, and what a host can learn before it.
@@ -16,14 +17,6 @@ namespace {
 const char* const kRgbOf422 = "RGB output for 4:2:2 frames is not supported by Ravelo decoder.";
 const char* const kStrideTooSmall = "Ravelo decoder: insufficient line stride given.";
 const char* const kUnknownDepth = "Unsupported bit depth in PixelBuffer";
-
-FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t width, std::uint32_t height) {
-    FrameSpec spec;
-    spec.chroma_format = chroma_format;
-    spec.horizontal_size = width;
-    spec.vertical_size = height;
-    return spec;
-}
 
 void expectFailure(std::vector<std::uint8_t> const& frame, DecodeRequest request, const char* text) {
     for (const OptimizationTarget target : runnableTargets()) {
@@ -45,7 +38,7 @@ Bitstream bitstreamOf(std::vector<std::uint8_t> const& frame) {
 
 TEST(RequestTest, AStrideOfExactlyOneLineIsAcceptedInBothDirections) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
-        const MadeFrame made = flatFrame(specOf(chroma_format, 33, 17), 10, 20, 30);
+        const MadeFrame made = flatFrame(sizedSpec(chroma_format, 33, 17), 10, 20, 30);
         for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
             DecodeRequest request = requestFor(made.bytes, 0, depth);
             const std::int64_t lineBytes = 33 * (chroma_format == 3 ? 4 : 2) * (depth > 8 ? 2 : 1);
@@ -58,7 +51,7 @@ TEST(RequestTest, AStrideOfExactlyOneLineIsAcceptedInBothDirections) {
 }
 
 TEST(RequestTest, AStrideOfOneByteLessThanALineFailsInBothDirections) {
-    const MadeFrame made = flatFrame(specOf(2, 33, 17), 10, 20, 30);
+    const MadeFrame made = flatFrame(sizedSpec(2, 33, 17), 10, 20, 30);
     for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
         DecodeRequest request = requestFor(made.bytes, 0, depth);
         const std::int64_t lineBytes = 33 * 2 * (depth > 8 ? 2 : 1);
@@ -72,11 +65,11 @@ TEST(RequestTest, AStrideOfOneByteLessThanALineFailsInBothDirections) {
 TEST(RequestTest, TheMostNegativeStrideFails) {
     DecodeRequest request;
     request.lineStride = std::numeric_limits<std::int64_t>::min();
-    expectFailure(flatFrame(specOf(2, 16, 16), 0, 0, 0).bytes, request, kStrideTooSmall);
+    expectFailure(flatFrame(sizedSpec(2, 16, 16), 0, 0, 0).bytes, request, kStrideTooSmall);
 }
 
 TEST(RequestTest, TheStrideIsHeldAgainstTheReducedWidth) {
-    const MadeFrame made = flatFrame(specOf(2, 64, 16), 10, 20, 30);
+    const MadeFrame made = flatFrame(sizedSpec(2, 64, 16), 10, 20, 30);
     DecodeRequest request = requestFor(made.bytes, 1);
     request.lineStride = 64;
     EXPECT_TRUE(decodesLikeModel(made.bytes, request));
@@ -85,7 +78,7 @@ TEST(RequestTest, TheStrideIsHeldAgainstTheReducedWidth) {
 }
 
 TEST(RequestTest, RgbOf422FailsBeforeTheStrideIsLookedAt) {
-    const MadeFrame made = flatFrame(specOf(2, 16, 16), 0, 0, 0);
+    const MadeFrame made = flatFrame(sizedSpec(2, 16, 16), 0, 0, 0);
     for (const std::uint32_t coding : {1u, 2u, 3u, 0xFFFFFFFFu}) {
         DecodeRequest request = requestFor(made.bytes, 0, 8, coding);
         expectFailure(made.bytes, request, kRgbOf422);
@@ -96,7 +89,7 @@ TEST(RequestTest, RgbOf422FailsBeforeTheStrideIsLookedAt) {
 
 TEST(RequestTest, ChromaFormats0And1Are422AndIgnoreTheCoding) {
     for (const std::uint32_t chroma_format : {0u, 1u}) {
-        const MadeFrame made = flatFrame(specOf(chroma_format, 20, 20), 40, -60, 90);
+        const MadeFrame made = flatFrame(sizedSpec(chroma_format, 20, 20), 40, -60, 90);
         for (const std::uint32_t coding : {0u, 1u, 2u, 7u}) {
             const DecodeRequest request = requestFor(made.bytes, 0, 8, coding);
             EXPECT_EQ(request.lineStride, 64);
@@ -110,7 +103,7 @@ TEST(RequestTest, ChromaFormats0And1Are422AndIgnoreTheCoding) {
 
 TEST(RequestTest, AnUnknownDepthFailsWithItsTextAndWritesNothing) {
     // The picture refuses it before its loops begin, however many slices it has.
-    FrameSpec spec = specOf(3, 200, 100);
+    FrameSpec spec = sizedSpec(3, 200, 100);
     spec.log2_slice_size_in_mb = 0;
     const MadeFrame made = flatFrame(spec, 10, 20, 30);
     for (const std::uint32_t depth : {0u, 1u, 7u, 9u, 12u, 14u, 17u, 32u, 0xFFFFFFFFu}) {
@@ -125,7 +118,7 @@ TEST(RequestTest, AnUnknownDepthFailsWithItsTextAndWritesNothing) {
 TEST(RequestTest, AnUnknownDepthFailsAtEveryReductionAndInInterlacedFrames) {
     for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
         for (std::uint32_t interlace_mode = 0; interlace_mode < 4; ++interlace_mode) {
-            FrameSpec spec = specOf(2, 40, 40);
+            FrameSpec spec = sizedSpec(2, 40, 40);
             spec.interlace_mode = interlace_mode;
             DecodeRequest request;
             request.downSampleFactor = reduction;
@@ -137,7 +130,7 @@ TEST(RequestTest, AnUnknownDepthFailsAtEveryReductionAndInInterlacedFrames) {
 }
 
 TEST(RequestTest, ADepthOf12CountsTwoBytesInTheStrideCheck) {
-    const MadeFrame made = flatFrame(specOf(2, 16, 16), 0, 0, 0);
+    const MadeFrame made = flatFrame(sizedSpec(2, 16, 16), 0, 0, 0);
     DecodeRequest request;
     request.bitDepth = 12;
     request.lineStride = 63;
@@ -147,7 +140,7 @@ TEST(RequestTest, ADepthOf12CountsTwoBytesInTheStrideCheck) {
 }
 
 TEST(RequestTest, APictureWithoutSlicesMeetsNoDepthCheck) {
-    const MadeFrame made = flatFrame(specOf(2, 16, 0), 0, 0, 0);
+    const MadeFrame made = flatFrame(sizedSpec(2, 16, 0), 0, 0, 0);
     DecodeRequest request;
     request.bitDepth = 12;
     request.lineStride = 64;
@@ -159,7 +152,7 @@ TEST(RequestTest, APictureWithoutSlicesMeetsNoDepthCheck) {
 TEST(RequestTest, TargetsAbove1RunAvx2AndTargetsBelow0RunBaseline) {
     // At half size the two targets round differently on the way into the transform.
     Random random = seeded(4001);
-    const FrameSpec spec = specOf(2, 64, 48);
+    const FrameSpec spec = sizedSpec(2, 64, 48);
     const MadeFrame made = makeFrame(spec, randomSlices(spec, Texture::Dense, random));
     DecodeRequest request = requestFor(made.bytes, 1);
     const std::vector<std::uint8_t> baseline = decoded(made.bytes, request).bytes();
@@ -181,7 +174,7 @@ TEST(RequestTest, TargetsAbove1RunAvx2AndTargetsBelow0RunBaseline) {
 TEST(RequestTest, AReductionOf4WritesNothingAndReturns1) {
     Random random = seeded(4002);
     for (const std::uint32_t chroma_format : {2u, 3u}) {
-        const FrameSpec spec = specOf(chroma_format, 100, 60);
+        const FrameSpec spec = sizedSpec(chroma_format, 100, 60);
         const MadeFrame made = makeFrame(spec, randomSlices(spec, Texture::Photo, random));
         for (const OptimizationTarget target : runnableTargets()) {
             DecodeRequest request;
@@ -194,7 +187,7 @@ TEST(RequestTest, AReductionOf4WritesNothingAndReturns1) {
 }
 
 TEST(RequestTest, AnyPairOfOuterWordsIsAccepted) {
-    MadeFrame made = flatFrame(specOf(2, 16, 16), 33, 44, 55);
+    MadeFrame made = flatFrame(sizedSpec(2, 16, 16), 33, 44, 55);
     const DecodeRequest request = requestFor(made.bytes);
     const std::vector<std::uint8_t> expected = decoded(made.bytes, request).bytes();
     for (const std::uint8_t byte : {0x01, 0x7F, 0xFF}) {
@@ -204,7 +197,7 @@ TEST(RequestTest, AnyPairOfOuterWordsIsAccepted) {
 }
 
 TEST(FrameInfoTest, TellsTheGeometryOfEveryReductionAndDepth) {
-    FrameSpec spec = specOf(3, 1001, 37);
+    FrameSpec spec = sizedSpec(3, 1001, 37);
     spec.alpha_channel_type = 2;
     const MadeFrame made = flatFrame(spec, 0, 0, 0);
     for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
@@ -224,7 +217,7 @@ TEST(FrameInfoTest, TellsTheGeometryOfEveryReductionAndDepth) {
 
 TEST(FrameInfoTest, CountsFourSamplesOnlyWhenBothChromaBitsAreSet) {
     for (std::uint32_t chroma_format = 0; chroma_format < 4; ++chroma_format) {
-        FrameSpec spec = specOf(chroma_format, 48, 16);
+        FrameSpec spec = sizedSpec(chroma_format, 48, 16);
         spec.junk = 0xFF;
         const MadeFrame made = flatFrame(spec, 0, 0, 0);
         EXPECT_EQ(Frame::GetFrameInfo(bitstreamOf(made.bytes), 8, 0).samplesPerPixel, chroma_format == 3 ? 4u : 2u);
@@ -232,7 +225,7 @@ TEST(FrameInfoTest, CountsFourSamplesOnlyWhenBothChromaBitsAreSet) {
 }
 
 TEST(FrameInfoTest, ReadsZerosBeyondAShortFrame) {
-    const MadeFrame made = flatFrame(specOf(3, 48, 16), 0, 0, 0);
+    const MadeFrame made = flatFrame(sizedSpec(3, 48, 16), 0, 0, 0);
     for (std::size_t size = 0; size < 28; ++size) {
         const GuardedBytes input(std::span(made.bytes).first(size));
         Bitstream bits;
@@ -248,7 +241,7 @@ TEST(FrameInfoTest, ReadsZerosBeyondAShortFrame) {
 TEST(FrameInfoTest, ItsStrideIsTheLeastThatTheDecodeCallAccepts) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
         for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
-            const MadeFrame made = flatFrame(specOf(chroma_format, 61, 19), 1, 2, 3);
+            const MadeFrame made = flatFrame(sizedSpec(chroma_format, 61, 19), 1, 2, 3);
             DecodeRequest request = requestFor(made.bytes, reduction);
             request.lineStride = Frame::GetFrameInfo(bitstreamOf(made.bytes), 8, reduction).lineStride;
             EXPECT_TRUE(decodesLikeModel(made.bytes, request));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "FlatFrames.h"
+#include "Random.h"
 
 // Slices: their headers, their ranges, and what damage in one of them means for the others.
 

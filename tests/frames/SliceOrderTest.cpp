@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "FlatFrames.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
 
 // Groups of slices that are allowed at once never write the same byte. A race would show that in some runs; here the

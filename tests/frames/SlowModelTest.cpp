@@ -5,6 +5,7 @@
 
 #include "Checksum.h"
 #include "DecodeCheck.h"
+#include "Random.h"
 #include "SlowBitReader.h"
 #include "SlowDecoder.h"
 #include "SlowScan.h"

@@ -10,16 +10,6 @@
 
 namespace {
 
-FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t width, std::uint32_t height,
-                 std::uint32_t alpha_channel_type = 0) {
-    FrameSpec spec;
-    spec.chroma_format = chroma_format;
-    spec.horizontal_size = width;
-    spec.vertical_size = height;
-    spec.alpha_channel_type = alpha_channel_type;
-    return spec;
-}
-
 constexpr std::uint32_t kDepths[4] = {8, 10, 15, 16};
 int maximumOf(std::uint32_t depth) {
     return depth == 8 ? 255 : depth == 10 ? 1023 : depth == 15 ? 32768 : 65535;
@@ -48,7 +38,7 @@ MadeFrame overflowingFrame(FrameSpec const& spec, int sign) {
 } // namespace
 
 TEST(Output422Test, TwoPixelsAreCbYCrY) {
-    const MadeFrame made = flatFrame(specOf(2, 32, 16), 40, -60, 90);
+    const MadeFrame made = flatFrame(sizedSpec(2, 32, 16), 40, -60, 90);
     for (const std::uint32_t depth : kDepths) {
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
@@ -64,7 +54,7 @@ TEST(Output422Test, TwoPixelsAreCbYCrY) {
 }
 
 TEST(Output422Test, LumaBlocksRunAlongTheRowsAndEachChromaBlockSpansARow) {
-    const MadeFrame made = distinctBlocks(specOf(2, 16, 16));
+    const MadeFrame made = distinctBlocks(sizedSpec(2, 16, 16));
     for (const OptimizationTarget target : runnableTargets()) {
         const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
         const OutputBuffer output = decoded(made.bytes, request);
@@ -80,7 +70,7 @@ TEST(Output422Test, LumaBlocksRunAlongTheRowsAndEachChromaBlockSpansARow) {
 }
 
 TEST(Output422Test, Width5WritesTenSamplesAndEndsInCbY) {
-    const MadeFrame made = flatFrame(specOf(2, 5, 16), 40, -60, 90);
+    const MadeFrame made = flatFrame(sizedSpec(2, 5, 16), 40, -60, 90);
     for (const std::uint32_t depth : kDepths) {
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
@@ -95,11 +85,11 @@ TEST(Output422Test, Width5WritesTenSamplesAndEndsInCbY) {
 
 TEST(Output422Test, Width10TakesTheChromaOfItsLastPairFromColumn4) {
     const SliceMaker flat = flatSlices(0, 0, 0);
-    const MadeFrame made = makeFrame(specOf(2, 10, 8), [&](SlicePlace const& place, SliceContent& content) {
+    const MadeFrame made = makeFrame(sizedSpec(2, 10, 8), [&](SlicePlace const& place, SliceContent& content) {
         flat(place, content);
         content.cb[1] = 300; // the first horizontal frequency: every column has a value of its own
     });
-    const MadeFrame whole = makeFrame(specOf(2, 16, 8), [&](SlicePlace const& place, SliceContent& content) {
+    const MadeFrame whole = makeFrame(sizedSpec(2, 16, 8), [&](SlicePlace const& place, SliceContent& content) {
         flat(place, content);
         content.cb[1] = 300;
     });
@@ -115,7 +105,7 @@ TEST(Output422Test, Width10TakesTheChromaOfItsLastPairFromColumn4) {
 }
 
 TEST(Output422Test, Height3WritesThreeLinesOfTheUpperBlocks) {
-    const MadeFrame made = distinctBlocks(specOf(2, 16, 3));
+    const MadeFrame made = distinctBlocks(sizedSpec(2, 16, 3));
     for (const OptimizationTarget target : runnableTargets()) {
         const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
         const OutputBuffer output = decoded(made.bytes, request);
@@ -130,7 +120,7 @@ TEST(Output422Test, TenBitCodesRunFrom0At256BelowZeroTo1023At255AndAHalf) {
     const int expected[][2] = {{-512, 0}, {511, 1023}, {512, 1023}, {600, 1023}, {-513, 0}, {0, 512}};
     for (const auto& [dc, code] : expected) {
         const SliceMaker flat = flatSlices(dc, dc, dc);
-        const MadeFrame made = makeFrame(specOf(2, 16, 16), [&](SlicePlace const& place, SliceContent& content) {
+        const MadeFrame made = makeFrame(sizedSpec(2, 16, 16), [&](SlicePlace const& place, SliceContent& content) {
             flat(place, content);
             content.quantization_index = 8;
         });
@@ -145,7 +135,7 @@ TEST(Output422Test, CodesFarBeyondTheirRangeClampAtEveryDepth) {
     for (const std::uint32_t depth : kDepths) {
         for (const OptimizationTarget target : runnableTargets()) {
             for (const int sign : {1, -1}) {
-                const MadeFrame made = overflowingFrame(specOf(2, 21, 16), sign);
+                const MadeFrame made = overflowingFrame(sizedSpec(2, 21, 16), sign);
                 const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
                 const OutputBuffer output = decoded(made.bytes, request);
                 for (std::int64_t i = 0; i < 42; ++i)
@@ -157,7 +147,7 @@ TEST(Output422Test, CodesFarBeyondTheirRangeClampAtEveryDepth) {
 
 TEST(Output444Test, ChromaBlocksRunDownTheColumnsAndLumaBlocksAlongTheRows) {
     for (const std::uint32_t alpha_channel_type : {0u, 1u}) {
-        const MadeFrame made = distinctBlocks(specOf(3, 16, 16, alpha_channel_type));
+        const MadeFrame made = distinctBlocks(sizedSpec(3, 16, 16, alpha_channel_type));
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
             const OutputBuffer output = decoded(made.bytes, request);
@@ -175,7 +165,7 @@ TEST(Output444Test, ChromaBlocksRunDownTheColumnsAndLumaBlocksAlongTheRows) {
 }
 
 TEST(Output444Test, WithoutAlphaEveryPixelIsOpaqueWith32768At15Bits) {
-    const MadeFrame made = flatFrame(specOf(3, 21, 9), 40, -60, 90);
+    const MadeFrame made = flatFrame(sizedSpec(3, 21, 9), 40, -60, 90);
     for (const std::uint32_t depth : kDepths) {
         for (const std::uint32_t coding : {0u, 1u, 2u, 3u}) {
             for (const OptimizationTarget target : runnableTargets()) {
@@ -190,7 +180,7 @@ TEST(Output444Test, WithoutAlphaEveryPixelIsOpaqueWith32768At15Bits) {
 }
 
 TEST(Output444Test, Width3WritesThreeWholePixels) {
-    const MadeFrame made = flatFrame(specOf(3, 3, 16), 40, -60, 90);
+    const MadeFrame made = flatFrame(sizedSpec(3, 3, 16), 40, -60, 90);
     for (const OptimizationTarget target : runnableTargets()) {
         const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
         const OutputBuffer output = decoded(made.bytes, request);
@@ -206,8 +196,8 @@ TEST(Output444Test, BlackAndWhiteReachTheLevelsOfTheirCoding) {
     // 1/16 and 235/256 of the range: at 15 bits 2048.06 and 30080.9, rounded.
     const int videoBlack[4] = {16, 64, 2048, 4096};
     const int videoWhite[4] = {235, 940, 30081, 60160};
-    const MadeFrame black = flatFrame(specOf(3, 21, 16), -224, 0, 0);
-    const MadeFrame white = flatFrame(specOf(3, 21, 16), 214, 0, 0);
+    const MadeFrame black = flatFrame(sizedSpec(3, 21, 16), -224, 0, 0);
+    const MadeFrame white = flatFrame(sizedSpec(3, 21, 16), 214, 0, 0);
     for (std::size_t d = 0; d < 4; ++d) {
         for (const OptimizationTarget target : runnableTargets()) {
             for (std::int64_t x = 0; x < 21; ++x) {
@@ -226,7 +216,7 @@ TEST(Output444Test, BlackAndWhiteReachTheLevelsOfTheirCoding) {
 
 TEST(Output444Test, CodingsAbove2GiveBlackAndKeepTheAlpha) {
     for (const std::uint32_t alpha_channel_type : {0u, 1u}) {
-        const MadeFrame made = flatFrameWithAlpha(specOf(3, 21, 16, alpha_channel_type), 100, 50, -50, 200);
+        const MadeFrame made = flatFrameWithAlpha(sizedSpec(3, 21, 16, alpha_channel_type), 100, 50, -50, 200);
         for (const std::uint32_t coding : {3u, 4u, 0xFFFFFFFFu}) {
             for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
                 for (const OptimizationTarget target : runnableTargets()) {
@@ -246,7 +236,7 @@ TEST(Output444Test, FramesWithoutANamedMatrixUseTheirFullHeightToChooseOne) {
     for (const std::uint32_t height : {576u, 577u}) {
         for (const std::uint32_t matrix : {0u, 2u, 7u, 255u}) {
             for (const std::uint32_t interlace_mode : {0u, 1u}) {
-                FrameSpec spec = specOf(3, 16, height);
+                FrameSpec spec = sizedSpec(3, 16, height);
                 spec.interlace_mode = interlace_mode;
                 spec.matrix_coefficients = matrix;
                 const MadeFrame made = flatFrame(spec, -100, 0, 100);
@@ -268,7 +258,7 @@ TEST(Output444Test, FramesWithoutANamedMatrixUseTheirFullHeightToChooseOne) {
 TEST(Output444Test, Matrices1And6And9AreThreeDifferentOnes) {
     std::vector<std::vector<std::uint8_t>> outputs;
     for (const std::uint32_t matrix : {1u, 6u, 9u}) {
-        FrameSpec spec = specOf(3, 16, 16);
+        FrameSpec spec = sizedSpec(3, 16, 16);
         spec.matrix_coefficients = matrix;
         const MadeFrame made = flatFrame(spec, -100, 60, 100);
         const DecodeRequest request = requestFor(made.bytes, 0, 16, 1);
@@ -291,7 +281,7 @@ TEST(Output444Test, Matrices1And6And9AreThreeDifferentOnes) {
 
 TEST(Output444Test, GroupsOfEightOfAvx2PackCodesFrom32768UpAs0At8Bits) {
     for (const std::uint32_t alpha_channel_type : {0u, 2u}) {
-        const MadeFrame made = overflowingFrame(specOf(3, 21, 16, alpha_channel_type), 1);
+        const MadeFrame made = overflowingFrame(sizedSpec(3, 21, 16, alpha_channel_type), 1);
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);
             const OutputBuffer output = decoded(made.bytes, request);
@@ -309,7 +299,7 @@ TEST(Output444Test, CodesFarBeyondTheirRangeClampAt16BitStorage) {
         for (const std::uint32_t depth : {10u, 15u, 16u}) {
             for (const OptimizationTarget target : runnableTargets()) {
                 for (const int sign : {1, -1}) {
-                    const MadeFrame made = overflowingFrame(specOf(3, 21, 16, alpha_channel_type), sign);
+                    const MadeFrame made = overflowingFrame(sizedSpec(3, 21, 16, alpha_channel_type), sign);
                     const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
                     const OutputBuffer output = decoded(made.bytes, request);
                     for (std::int64_t i = 0; i < 84; ++i) {
@@ -335,7 +325,7 @@ struct AlphaCodes {
 
 AlphaCodes alphaCodes(std::uint32_t alpha_channel_type, std::uint16_t alpha, std::uint32_t depth,
                       OptimizationTarget target) {
-    const MadeFrame made = flatFrameWithAlpha(specOf(3, 12, 2, alpha_channel_type), 0, 0, 0, alpha);
+    const MadeFrame made = flatFrameWithAlpha(sizedSpec(3, 12, 2, alpha_channel_type), 0, 0, 0, alpha);
     const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
     const OutputBuffer output = decoded(made.bytes, request);
     return {sampleAt(output, request, 1, 0), sampleAt(output, request, 1, 4 * 11)};
@@ -411,7 +401,7 @@ TEST(AlphaOutputTest, UndefinedTypesReadSixteenBitsAndScaleThemAsEight) {
 
 TEST(AlphaOutputTest, ARightPartReadsTheAlphaColumnsFrom8) {
     for (const std::uint32_t width : {12u, 16u, 28u}) {
-        const FrameSpec spec = specOf(3, width, 16, 1);
+        const FrameSpec spec = sizedSpec(3, width, 16, 1);
         const SliceMaker flat = flatSlices(0, 0, 0);
         const MadeFrame made = makeFrame(spec, [&](SlicePlace const& place, SliceContent& content) {
             flat(place, content);

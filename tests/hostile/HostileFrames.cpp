@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "Random.h"
+
 namespace {
 
 constexpr std::size_t kOuterWordBytes = 8;

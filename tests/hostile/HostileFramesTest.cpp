@@ -14,6 +14,8 @@
 #include "GuardedMemory.h"
 #include "HostileFrames.h"
 #include "HostileRunner.h"
+#include "LongForms.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
 
 // No bytes make the decode call read outside its input or write outside its output: both lie beside unmapped pages, and
@@ -317,7 +319,7 @@ TEST(HostileFramesTest, LargestPicturesInAHundredBytesStayInside) {
     };
     constexpr Size kSizes[] = {{65535, 1, 0},   {1, 65535, 0},   {65535, 16, 3},   {16, 65535, 3},
                                {2048, 2047, 0}, {65520, 176, 2}, {65535, 65535, 3}};
-    const std::uint64_t numSizes = std::size(kSizes) - (allCasesWanted() ? 0 : 1);
+    const std::uint64_t numSizes = std::size(kSizes) - (longFormWanted() ? 0 : 1);
     runFamily(
         "largest pictures", numSizes * 4, 3, [&](HostileRunner& runner, std::uint64_t number, Variant const& variant) {
             runner.setMaxMacroblocks(~std::uint64_t{0});
@@ -404,7 +406,7 @@ public:
             return;
         std::cout << "all families: " << tally.numCases << " cases, " << tally.combinations.count()
                   << " combinations of variant, target, reduction, depth, coding and writer\n";
-        if (!allCasesWanted() || testing::GTEST_FLAG(filter) != "*")
+        if (!longFormWanted() || testing::GTEST_FLAG(filter) != "*")
             return;
         EXPECT_GE(tally.numCases, 250000u);
         const std::size_t numTargets = RaveloDecoderInterface::GetMaxOptType() == 1 ? 2 : 1;

@@ -3,22 +3,18 @@
 #include <cstdint>
 #include <string>
 
-#include "OptimizationTarget.h"
+#include "DecodeRequest.h"
 
-// How one hostile frame is put to the decode call.
-struct HostileRequest {
+// How one hostile frame is put to the decode call. The stride is computed from `stride` for each frame.
+struct HostileRequest : DecodeRequest {
     enum class Stride {
         Least, // the least that the call accepts; reduced pictures then write over the start of the next line
         Safe,  // no write leaves its own line
         Wide,  // some bytes more, which must stay untouched
     };
 
-    std::uint32_t downSampleFactor = 0;
-    std::uint32_t colorCoding = 0;
-    std::uint32_t bitDepth = 8;
     Stride stride = Stride::Safe;
     bool strideIsNegative = false;
-    OptimizationTarget target = OptimizationTarget::Baseline;
     bool inputAtEnd = true;  // the input's last byte lies in front of an unmapped page, else its first behind one
     bool outputAtEnd = true; // the same of the output
     bool inParallel = false; // through the task library's threads, else in the calling thread alone

@@ -16,6 +16,7 @@
 
 #include "BufferRequirements.h"
 #include "Frame.h"
+#include "LongForms.h"
 #include "RaveloDecoderInterface.h"
 
 namespace {
@@ -261,17 +262,12 @@ void HostileRunner::report(std::string const& text) {
 }
 
 // --- families
-// ----------------------------------------------------------------------------------------------------------
-
-bool allCasesWanted() {
-    const char* const wish = std::getenv("RAVELO_HOSTILE");
-    return wish != nullptr && std::string(wish) == "all";
-}
+// ---------------------------------------------------------------------------------------------------------
 
 namespace {
 
 unsigned int threadsWanted() {
-    return allCasesWanted() ? std::max(1u, std::thread::hardware_concurrency()) : 1;
+    return longFormWanted() ? std::max(1u, std::thread::hardware_concurrency()) : 1;
 }
 
 // The cases of one variant, dealt out to the threads.
@@ -298,7 +294,7 @@ void runFamily(const char* name, std::uint64_t numCases, std::uint64_t shortShar
         runners.push_back(std::make_unique<HostileRunner>());
     for (Variant const& variant : runnableVariants()) {
         const SelectedVariant selected(variant);
-        runCases(numCases, allCasesWanted() ? 1 : shortShare, variant, body, runners);
+        runCases(numCases, longFormWanted() ? 1 : shortShare, variant, body, runners);
     }
     HostileTally tally;
     for (auto const& runner : runners) {

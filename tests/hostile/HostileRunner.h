@@ -76,8 +76,6 @@ using HostileCase = std::function<void(HostileRunner& runner, std::uint64_t numb
 // `shortShare`-th case runs, on one thread.
 void runFamily(const char* name, std::uint64_t numCases, std::uint64_t shortShare, HostileCase const& body);
 
-bool allCasesWanted();
-
 // Of all families that ran in this process.
 HostileTally const& processTally();
 

@@ -34,23 +34,15 @@
 
 #include "BufferRequirements.h"
 #include "HostileFrames.h"
+#include "LongForms.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
+#include "Sanitizers.h"
 
 // What a host may do around the library: many threads, small stacks, forks, loading and unloading, long lives. The
 // environment's RAVELO_HOSTILE=all asks for the long forms.
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kHasSanitizer = true;
-#else
-constexpr bool kHasSanitizer = false;
-#endif
-
-bool longFormWanted() {
-    const char* const wish = std::getenv("RAVELO_HOSTILE");
-    return wish != nullptr && std::string(wish) == "all";
-}
 
 using DecodeCall = int (*)(const std::uint8_t*, std::uint64_t, std::uint32_t, ColorCoding, std::uint32_t, void*,
                            std::int64_t, OptimizationTarget);

@@ -25,7 +25,10 @@
 #include "BufferRequirements.h"
 #include "Frame.h"
 #include "HostileFrames.h"
+#include "LongForms.h"
+#include "Random.h"
 #include "RaveloDecoderInterface.h"
+#include "Sanitizers.h"
 
 // A system that starts no more threads, or has no memory for them: frames are then decoded by the threads that are
 // there. This executable replaces pthread_create and the questions that the task library answers, so it holds nothing
@@ -33,12 +36,6 @@
 // repeats each case 200 times.
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kHasSanitizer = true;
-#else
-constexpr bool kHasSanitizer = false;
-#endif
 
 std::atomic<long> s_numUntilRefusal{-1}; // threads that still start; below 0: all do
 std::atomic<long> s_numRefused{0};
@@ -358,11 +355,6 @@ std::uint64_t bytesOfAddressSpace() {
         require(s_numStarted == long{numGroups} - 1, s_numStarted < long{numGroups} ? kNothingStarted : kTooMany);
     }
     std::_Exit(kAsPromised);
-}
-
-bool longFormWanted() {
-    const char* const wish = std::getenv("RAVELO_HOSTILE");
-    return wish != nullptr && std::string(wish) == "all";
 }
 
 int numRepeats() {

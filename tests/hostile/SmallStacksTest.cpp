@@ -21,20 +21,16 @@
 #include <tbb/task_arena.h>
 
 #include "BufferRequirements.h"
+#include "DecodeRequest.h"
 #include "Frame.h"
 #include "HostileFrames.h"
 #include "RaveloDecoderInterface.h"
+#include "Sanitizers.h"
 
 // Decodes on small stacks: what a decode needs, and that a stack which is too small faults at its guard page instead of
 // writing beyond. Each case has a process of its own, so a decode's first call is there too.
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kHasSanitizer = true;
-#else
-constexpr bool kHasSanitizer = false;
-#endif
 
 constexpr std::size_t kPromisedBytes = 64 * 1024;
 
@@ -93,24 +89,23 @@ private:
     std::size_t m_stackBytes;
 };
 
-struct Request {
+struct StackCase {
     HostileFrame const* frame;
-    std::uint32_t reduction;
-    std::uint32_t bitDepth;
-    ColorCoding coding;
-    OptimizationTarget target;
+    DecodeRequest request;
+
+    Bytes const& bytes() const { return frame->bytes(); }
 };
 
 // Every frame in every depth, coding and reduction, for both targets.
-std::vector<Request> requests() {
-    std::vector<Request> made;
+std::vector<StackCase> cases() {
+    std::vector<StackCase> made;
     const auto add = [&made](HostileFrame const& frame, std::uint32_t reduction, std::uint32_t bitDepth) {
         for (const OptimizationTarget target : {OptimizationTarget::Baseline, OptimizationTarget::AVX2}) {
             if (target == OptimizationTarget::AVX2 && RaveloDecoderInterface::GetMaxOptType() == 0)
                 continue;
-            made.push_back({&frame, reduction, bitDepth, ColorCoding_YCbCr, target});
+            made.push_back({&frame, {reduction, ColorCoding_YCbCr, bitDepth, 0, target}});
             if (frame.spec.chroma_format == 3)
-                made.push_back({&frame, reduction, bitDepth, ColorCoding_RGBFull, target});
+                made.push_back({&frame, {reduction, ColorCoding_RGBFull, bitDepth, 0, target}});
         }
     };
     for (HostileFrame const& frame : hostileFrames()) {
@@ -123,29 +118,30 @@ std::vector<Request> requests() {
 }
 
 // The largest output of a request; made before the small stack is entered.
-Bytes roomFor(std::vector<Request> const& all) {
+Bytes roomFor(std::vector<StackCase> const& all) {
     std::uint64_t numBytes = 0;
-    for (Request const& request : all) {
-        Bytes const& frame = request.frame->bytes();
+    for (StackCase const& c : all) {
+        Bytes const& frame = c.bytes();
         numBytes = std::max(
-            numBytes, bufferRequirements({frame.data(), frame.size()}, request.bitDepth, request.reduction).bytes);
+            numBytes,
+            bufferRequirements({frame.data(), frame.size()}, c.request.bitDepth, c.request.downSampleFactor).bytes);
     }
     return Bytes(numBytes);
 }
 
-void decode(Request const& request, Bytes& output, std::uint32_t maxThreads) {
-    const Bitstream bits{request.frame->bytes().data(), request.frame->bytes().size()};
-    const BufferRequirements needs = bufferRequirements(bits, request.bitDepth, request.reduction);
-    const Frame frame(bits, request.coding, request.bitDepth, output.data(),
-                      static_cast<std::int64_t>(needs.safeStride), request.target, request.reduction, nullptr,
-                      maxThreads);
+void decode(StackCase const& c, Bytes& output, std::uint32_t maxThreads) {
+    const Bitstream bits{c.bytes().data(), c.bytes().size()};
+    const BufferRequirements needs = bufferRequirements(bits, c.request.bitDepth, c.request.downSampleFactor);
+    const Frame frame(bits, static_cast<ColorCoding>(c.request.colorCoding), c.request.bitDepth, output.data(),
+                      static_cast<std::int64_t>(needs.safeStride), c.request.target, c.request.downSampleFactor,
+                      nullptr, maxThreads);
 }
 
 // A request that is refused, whose exception is caught where the stack begins.
-void refuse(Request const& request, Bytes& output) {
+void refuse(StackCase const& c, Bytes& output) {
     try {
-        const Frame frame({request.frame->bytes().data(), request.frame->bytes().size()}, ColorCoding_YCbCr, 12,
-                          output.data(), 1 << 20, request.target, 0);
+        const Frame frame({c.bytes().data(), c.bytes().size()}, ColorCoding_YCbCr, 12, output.data(), 1 << 20,
+                          c.request.target, 0);
     } catch (std::runtime_error const&) {
         return;
     }
@@ -155,13 +151,13 @@ void refuse(Request const& request, Bytes& output) {
 enum ExitCode { kAsPromised = 0, kTooMuch = 1 };
 
 [[noreturn]] void measureAndExit(std::uint32_t maxThreads) {
-    const std::vector<Request> all = requests();
+    const std::vector<StackCase> all = cases();
     Bytes output = roomFor(all);
     const tbb::global_control allowed(tbb::global_control::max_allowed_parallelism, maxThreads);
     GuardedStack stack(kPromisedBytes);
     stack.run([&] {
-        for (Request const& request : all)
-            decode(request, output, maxThreads);
+        for (StackCase const& c : all)
+            decode(c, output, maxThreads);
         refuse(all.front(), output);
     });
     std::cerr << "a decode with " << maxThreads << " threads used " << stack.numBytesUsed() << " bytes of stack\n";
@@ -172,8 +168,8 @@ enum ExitCode { kAsPromised = 0, kTooMuch = 1 };
 [[noreturn]] void decodeInSmallThreadAndExit(std::uint32_t maxThreads) {
     static std::uint32_t s_maxThreads;
     s_maxThreads = maxThreads;
-    static std::vector<Request> s_all;
-    s_all = requests();
+    static std::vector<StackCase> s_all;
+    s_all = cases();
     static Bytes s_output;
     s_output = roomFor(s_all);
     const tbb::global_control allowed(tbb::global_control::max_allowed_parallelism, maxThreads);
@@ -182,8 +178,8 @@ enum ExitCode { kAsPromised = 0, kTooMuch = 1 };
     pthread_attr_setstacksize(&attributes, kPromisedBytes);
     pthread_t thread;
     const auto body = [](void*) -> void* {
-        for (Request const& request : s_all)
-            decode(request, s_output, s_maxThreads);
+        for (StackCase const& c : s_all)
+            decode(c, s_output, s_maxThreads);
         return nullptr;
     };
     if (pthread_create(&thread, &attributes, body, nullptr) != 0 || pthread_join(thread, nullptr) != 0)
@@ -202,7 +198,7 @@ void onFault(int, siginfo_t* info, void*) {
 }
 
 // Decodes in a child on a stack of this size.
-int outcomeOnStackOf(std::size_t stackBytes, Request const& request, Bytes& output) {
+int outcomeOnStackOf(std::size_t stackBytes, StackCase const& c, Bytes& output) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(60);
@@ -219,8 +215,9 @@ int outcomeOnStackOf(std::size_t stackBytes, Request const& request, Bytes& outp
         sigaction(SIGSEGV, &action, nullptr);
         stack.run([&] {
             RaveloDecoderInterface::DecompressFrameFromBits(
-                request.frame->bytes().data(), request.frame->bytes().size(), request.reduction, request.coding,
-                request.bitDepth, output.data(), 1 << 14, request.target);
+                c.bytes().data(), c.bytes().size(), c.request.downSampleFactor,
+                static_cast<ColorCoding>(c.request.colorCoding), c.request.bitDepth, output.data(), 1 << 14,
+                c.request.target);
         });
         _exit(stack.isVictimUntouched() ? kDecoded : kWroteBeyond);
     }
@@ -251,7 +248,7 @@ TEST_F(SmallStacksTest, AStackThatIsTooSmallFaultsAtItsGuardPage) {
     const tbb::global_control alone(tbb::global_control::max_allowed_parallelism, 1);
     int numDecoded = 0;
     int numFaults = 0;
-    std::vector<Request> all = requests();
+    std::vector<StackCase> all = cases();
     Bytes output(1 << 22);
     // One request of each kind, on stacks from those that hold next to nothing to those that are enough.
     for (std::size_t i = 0; i < all.size(); i += all.size() / 12) {

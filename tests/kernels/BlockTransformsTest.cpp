@@ -5,6 +5,7 @@
 #include "InverseDct.h"
 #include "KernelTestSupport.h"
 #include "ProcessorDispatch.h"
+#include "Random.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ INSTANTIATE_TEST_SUITE_P(Every, BlockTransformsTest, testing::ValuesIn(kKernelVa
 
 constexpr std::size_t kNumBlocks = 13;
 
-std::vector<std::int16_t> randomValues(std::mt19937& generator, std::size_t count) {
+std::vector<std::int16_t> randomValues(Random& generator, std::size_t count) {
     std::vector<std::int16_t> values(count);
     for (std::int16_t& value : values)
         value = static_cast<std::int16_t>(generator() & 0xFFFF);
@@ -26,7 +27,7 @@ std::vector<std::int16_t> randomValues(std::mt19937& generator, std::size_t coun
 TEST_P(BlockTransformsTest, FloatBatchesGiveWhatThePublicTransformGives) {
     const DispatchStateKeeper keeper;
     ASSERT_EQ(ippSetCpuFeatures(GetParam().features), 0);
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const std::vector<std::int16_t> coefficients = randomValues(generator, 64 * kNumBlocks);
     BlockFloat matrix = {};
     for (float& factor : matrix)
@@ -46,7 +47,7 @@ TEST_P(BlockTransformsTest, FloatBatchesGiveWhatThePublicTransformGives) {
 TEST_P(BlockTransformsTest, CornerBatchesGiveWhatThePublicTransformsGive) {
     const DispatchStateKeeper keeper;
     ASSERT_EQ(ippSetCpuFeatures(GetParam().features), 0);
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const std::vector<std::int16_t> corners = randomValues(generator, 16 * kNumBlocks);
     std::vector<std::int16_t> half(16 * kNumBlocks);
     std::vector<std::int16_t> quarter(4 * kNumBlocks);
@@ -78,7 +79,7 @@ TEST_P(BlockTransformsTest, NoBlocksMeansNoWriting) {
 TEST_P(BlockTransformsTest, AZeroMatrixGivesFlatZeros) {
     const DispatchStateKeeper keeper;
     ASSERT_EQ(ippSetCpuFeatures(GetParam().features), 0);
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const std::vector<std::int16_t> coefficients = randomValues(generator, 64 * 3);
     const BlockFloat matrix = {};
     std::vector<float> samples(64 * 3, 7.0f);

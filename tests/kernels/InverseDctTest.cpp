@@ -5,6 +5,7 @@
 #include "KernelTestSupport.h"
 #include "LiteralInverseDct.h"
 #include "ProcessorDispatch.h"
+#include "Random.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ TEST_P(InverseDctTest, TheEntriesRunTheVariantThatWasForced) {
     ASSERT_EQ(ippSetCpuFeatures(GetParam().features), 0);
     ASSERT_EQ(ippJumpIndexForMergedLibs, GetParam().index);
 
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 200)) {
         BlockFloat expected = {};
         ASSERT_EQ(GetParam().inverse8x8Float(block.data(), expected.data()), 0);
@@ -63,7 +64,7 @@ TEST(InverseDctForcingTest, TheVariantsCanBeToldApartByTheirFloatResults) {
     if (!isRunnable(l9))
         GTEST_SKIP() << "this processor cannot run l9";
     const DispatchStateKeeper keeper;
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const BlockFloat block = trialFloatBlocks(generator, 10000, 1)[0];
     ASSERT_EQ(ippSetCpuFeatures(kKernelVariants[kVariantY8].features), 0);
     const BlockFloat plain = publicInverse(block);

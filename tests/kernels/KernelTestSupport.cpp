@@ -6,10 +6,11 @@
 #include "EmulatedK0.h"
 #include "ProcessorDispatch.h"
 #include "ProcessorFeatures.h"
+#include "Random.h"
 
 namespace {
 
-std::int16_t randomCoefficient(std::mt19937& generator, int kind) {
+std::int16_t randomCoefficient(Random& generator, int kind) {
     const auto drawn = static_cast<std::int16_t>(generator() & 0xFFFF);
     switch (kind) {
     case 0:
@@ -71,14 +72,7 @@ DispatchStateKeeper::~DispatchStateKeeper() {
     ownFeaturesAreValid = m_featuresAreValid;
 }
 
-std::mt19937 seededGenerator() {
-    const char* const wanted = std::getenv("RAVELO_TEST_SEED");
-    const auto seed = wanted != nullptr ? static_cast<unsigned int>(std::strtoul(wanted, nullptr, 0)) : 20260u;
-    std::cout << "seed " << seed << " (RAVELO_TEST_SEED sets another)\n";
-    return std::mt19937(seed);
-}
-
-std::vector<Block16> trialBlocks(std::mt19937& generator, int numRandomOfEachKind) {
+std::vector<Block16> trialBlocks(Random& generator, int numRandomOfEachKind) {
     std::vector<Block16> blocks;
     for (int trial = 0; trial < kNumRandomKinds * numRandomOfEachKind; ++trial) {
         Block16 block = {};
@@ -99,7 +93,7 @@ std::vector<Block16> trialBlocks(std::mt19937& generator, int numRandomOfEachKin
     return blocks;
 }
 
-std::vector<BlockFloat> trialFloatBlocks(std::mt19937& generator, int limit, int numOfEachKind) {
+std::vector<BlockFloat> trialFloatBlocks(Random& generator, int limit, int numOfEachKind) {
     std::uniform_int_distribution<int> coefficient(-limit, limit);
     std::vector<BlockFloat> blocks;
     for (int trial = 0; trial < 3 * numOfEachKind; ++trial) {

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "KernelVariants.h"
 #include "LiteralInverseDct.h"
+#include "Random.h"
 
 void PrintTo(const KernelVariant& variant, std::ostream* out);
 
@@ -45,15 +45,12 @@ private:
     std::int32_t m_featuresAreValid;
 };
 
-// A generator whose seed is printed. The seed is fixed unless RAVELO_TEST_SEED holds another.
-std::mt19937 seededGenerator();
-
 // Blocks of every temper: random over the whole range, only the two extremes, small, sparse, single extreme
 // coefficients, and constant extremes.
-std::vector<Block16> trialBlocks(std::mt19937& generator, int numRandomOfEachKind);
+std::vector<Block16> trialBlocks(Random& generator, int numRandomOfEachKind);
 
 // Blocks of whole float coefficients in [-limit, limit]: dense, falling off with frequency, and sparse.
-std::vector<BlockFloat> trialFloatBlocks(std::mt19937& generator, int limit, int numOfEachKind);
+std::vector<BlockFloat> trialFloatBlocks(Random& generator, int limit, int numOfEachKind);
 
 Block16 blockWithDc(std::int16_t dc);
 

@@ -9,6 +9,7 @@
 #include "KernelTestSupport.h"
 #include "LiteralInverseDct.h"
 #include "PlainInverseDct.h"
+#include "Random.h"
 
 namespace {
 
@@ -57,7 +58,7 @@ double largestDifference(const BlockFloat& a, const BlockFloat& b) {
 } // namespace
 
 TEST_P(KernelVariantsTest, FixedPointTransformsGiveThePlainBits) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const Block16& block : trialBlocks(generator, 5000)) {
         Block16 full = {};
         ASSERT_EQ(GetParam().inverse8x8(block.data(), full.data()), 0);
@@ -72,7 +73,7 @@ TEST_P(KernelVariantsTest, FixedPointTransformsGiveThePlainBits) {
 }
 
 TEST_P(PlainArithmeticVariantsTest, TheFloatTransformGivesThePlainBits) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const int limit : {10, 10000, 10000000}) {
         for (const BlockFloat& block : trialFloatBlocks(generator, limit, 3000))
             ASSERT_TRUE(sameBits(inverse(GetParam(), block), plainInverse(block)));
@@ -81,7 +82,7 @@ TEST_P(PlainArithmeticVariantsTest, TheFloatTransformGivesThePlainBits) {
 
 TEST_P(KernelVariantsTest, TheFloatTransformIsWithinFourThousandthsOfThePlainOne) {
     // Two units in the last place of samples up to 32768, for coefficients of ordinary range.
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     double largest = 0.0;
     for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 10000))
         largest = std::max(largest, largestDifference(inverse(GetParam(), block), plainInverse(block)));
@@ -123,7 +124,7 @@ TEST_P(KernelVariantsTest, NullPointersAreRefusedAndNothingIsWritten) {
 }
 
 TEST_P(KernelVariantsTest, AlignmentIsOfNoConsequenceAndNothingBesideIsWritten) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const BlockFloat block = trialFloatBlocks(generator, 1000, 1)[0];
     const BlockFloat expected = inverse(GetParam(), block);
     for (std::size_t shift = 0; shift < 16; ++shift) {
@@ -155,7 +156,7 @@ TEST_P(KernelVariantsTest, FixedPointTransformsWriteExactlyTheirSamples) {
 }
 
 TEST_P(KernelVariantsTest, FloatBatchesEqualSingleBlocksBitForBit) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const std::vector<Block16> blocks = trialBlocks(generator, 40);
     for (std::size_t numBlocks = 0; numBlocks <= 19; ++numBlocks) {
         for (std::size_t first = 0; first + numBlocks <= blocks.size(); first += 20) {
@@ -181,7 +182,7 @@ TEST_P(KernelVariantsTest, FloatBatchesEqualSingleBlocksBitForBit) {
 }
 
 TEST_P(KernelVariantsTest, CornerBatchesEqualSingleBlocksBitForBit) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const struct {
         void (*batch)(const std::int16_t*, std::int16_t*, std::size_t);
         int (*single)(const std::int16_t*, std::int16_t*);
@@ -215,7 +216,7 @@ namespace {
 void checkSameBits(const KernelVariant& l9, const KernelVariant& k0) {
     if (!isRunnable(l9) || !isRunnable(k0))
         GTEST_SKIP() << "this processor cannot run both " << l9.name << " and " << k0.name;
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 1000))
         ASSERT_TRUE(sameBits(inverse(l9, block), inverse(k0, block)));
 }

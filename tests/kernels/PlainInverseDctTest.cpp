@@ -7,6 +7,7 @@
 
 #include "KernelTestSupport.h"
 #include "LiteralInverseDct.h"
+#include "Random.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ double norm(const BlockFloat& block) {
 }
 
 // A block whose samples stay inside what all three fixed-point transforms hold, which is least at quarter size.
-Block16 moderateBlock(std::mt19937& generator) {
+Block16 moderateBlock(Random& generator) {
     std::uniform_int_distribution<int> coefficient(-150, 150);
     Block16 block = {};
     for (int i = 0; i < 64; ++i)
@@ -99,7 +100,7 @@ TEST(PlainInverseDctTest, AFloatDcIsDividedByEightExactly) {
 }
 
 TEST(PlainInverseDctTest, TheFixedPointTransformsFollowTheirFormulasBitForBit) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const Block16& block : trialBlocks(generator, 3000)) {
         ASSERT_EQ(plain8x8(block), literalInverse8x8(block));
         ASSERT_EQ(plain4x4(block), literalInverse8x8To4x4(block));
@@ -108,7 +109,7 @@ TEST(PlainInverseDctTest, TheFixedPointTransformsFollowTheirFormulasBitForBit) {
 }
 
 TEST(PlainInverseDctTest, TheFloatTransformFollowsItsFormulaBitForBit) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const int limit : {10, 10000, 10000000}) {
         for (const BlockFloat& block : trialFloatBlocks(generator, limit, 1000))
             ASSERT_EQ(plainFloat(block), literalInverse8x8Float(block));
@@ -126,7 +127,7 @@ TEST(PlainInverseDctTest, RowSumsWrapInsteadOfClipping) {
     Block16 extremes = {};
     bool wrapShowsAt4x4 = false;
     bool wrapShowsAt2x2 = false;
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (int trial = 0; trial < 1000; ++trial) {
         for (std::int16_t& coefficient : extremes)
             coefficient = generator() % 2 == 0 ? INT16_MIN : INT16_MAX;
@@ -140,7 +141,7 @@ TEST(PlainInverseDctTest, RowSumsWrapInsteadOfClipping) {
 }
 
 TEST(PlainInverseDctTest, RowFourAndColumnFourHaveNoWeightAtHalfSize) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const Block16& block : trialBlocks(generator, 100)) {
         Block16 changed = block;
         for (int i = 0; i < 8; ++i) {
@@ -152,7 +153,7 @@ TEST(PlainInverseDctTest, RowFourAndColumnFourHaveNoWeightAtHalfSize) {
 }
 
 TEST(PlainInverseDctTest, EvenRowsAndColumnsButTheFirstHaveNoWeightAtQuarterSize) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const Block16& block : trialBlocks(generator, 100)) {
         Block16 changed = block;
         for (const int even : {2, 4, 6}) {
@@ -166,7 +167,7 @@ TEST(PlainInverseDctTest, EvenRowsAndColumnsButTheFirstHaveNoWeightAtQuarterSize
 }
 
 TEST(PlainInverseDctTest, OutputsStayInTheirRanges) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     for (const Block16& block : trialBlocks(generator, 1000)) {
         const auto full = plain8x8(block);
         const auto half = plain4x4(block);
@@ -185,7 +186,7 @@ TEST(PlainInverseDctTest, TheFloatTransformIsTheOrthonormalOneWithinItsRoundings
     // half a unit in the last place at most, 2^-24 of its value, and their signs differ, so they add up to less than
     // two.
     const double unit = std::ldexp(1.0, -24);
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     double largest = 0.0;
     for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 3000)) {
         const BlockFloat found = plainFloat(block);
@@ -202,7 +203,7 @@ TEST(PlainInverseDctTest, TheFloatTransformIsTheOrthonormalOneWithinItsRoundings
 
 TEST(PlainInverseDctTest, TheFixedPointTransformsAreWithinOneOfTheExactOnes) {
     // Half a unit of the last rounding, and less than as much from all that went before.
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     double largest = 0.0;
     for (int trial = 0; trial < 5000; ++trial) {
         const Block16 block = moderateBlock(generator);
@@ -218,7 +219,7 @@ TEST(PlainInverseDctTest, TheFixedPointTransformsAreWithinOneOfTheExactOnes) {
 }
 
 TEST(PlainInverseDctTest, BatchesEqualSingleBlocks) {
-    std::mt19937 generator = seededGenerator();
+    Random generator = seeded(20260);
     const std::vector<Block16> blocks = trialBlocks(generator, 5);
     std::vector<float> matrix(64);
     for (float& factor : matrix)

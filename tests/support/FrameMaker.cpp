@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "Random.h"
+
 void BitWriter::put(std::uint64_t value, std::uint32_t numBits) {
     for (std::uint32_t bit = numBits; bit-- > 0; ++m_numBits) {
         if (m_numBits % 8 == 0)
@@ -283,11 +285,6 @@ MadeFrame makeFrame(FrameSpec const& spec, SliceMaker const& makeSlice) {
 }
 
 // --- random frames ---------------------------------------------------------------------------------------------------
-
-std::uint32_t randomBelow(Random& random, std::uint32_t bound) {
-    // Plain reduction keeps the sequence the same with every standard library, which distributions do not.
-    return static_cast<std::uint32_t>(random() % bound);
-}
 
 namespace {
 

@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
+
+#include "Random.h"
 
 // Makes frames from coefficients, field by field: every header field and every ignored bit can be set, and nothing is
 // checked. It knows no picture and no quality, so that a test says exactly what a decoder is to meet.
@@ -95,9 +96,6 @@ enum class Texture {
     Sparse,  // long runs and large levels
     Extreme, // any 16-bit values
 };
-
-using Random = std::mt19937;
-std::uint32_t randomBelow(Random& random, std::uint32_t bound);
 
 FrameSpec randomSpec(Random& random);
 // A slice maker that draws from `random`, which must outlive it.

@@ -5,16 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "OptimizationTarget.h"
-
-// What a decode call asks for.
-struct DecodeRequest {
-    std::uint32_t downSampleFactor = 0;
-    std::uint32_t colorCoding = 0; // 0 YCbCr, 1 RGB full range, 2 RGB video range
-    std::uint32_t bitDepth = 8;
-    std::int64_t lineStride = 0; // bytes
-    OptimizationTarget target = OptimizationTarget::Baseline;
-};
+#include "DecodeRequest.h"
 
 // The header of a frame as the slow model reads it. Fields beyond the end of the data read as zero.
 struct SlowFrameHeader {

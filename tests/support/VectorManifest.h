@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "SlowFrame.h"
+#include "DecodeRequest.h"
 
 // One line of tests/data/vectors/manifest.jsonl: a decode call and the checksums of the lines that it leaves.
 struct VectorRequest {

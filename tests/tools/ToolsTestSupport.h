@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "InputPicture.h"
+#include "Sanitizers.h"
 
 // A folder of its own for each test, which goes away with the object.
 class TestFolder {
@@ -26,12 +27,6 @@ private:
 
 void writeTestFile(std::string const& path, std::string const& content);
 std::string readTestFile(std::string const& path);
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kHasSanitizer = true;
-#else
-inline constexpr bool kHasSanitizer = false;
-#endif
 
 struct CommandResult {
     int exitCode = -1; // 128 + number of the signal if one ended the command

@@ -9,6 +9,7 @@
 #include "DecoderTargets.h"
 #include "FrameMaker.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 #include "SlowScan.h"
 #include "SymbolWriter.h"
 
@@ -226,29 +227,30 @@ TYPED_TEST(AlphaVLCStreamTest, BitsBehindTheLastSampleAreIgnored) {
 }
 
 TYPED_TEST(AlphaVLCStreamTest, EncodedPlanesReadBackInEveryFormOfTheirRuns) {
-    std::mt19937 random = printedSeed(2501);
+    Random random = seeded(2501);
     for (int round = 0; round < 300; ++round) {
-        const std::uint32_t depth = 8 + 8 * below(random, 2);
-        std::vector<std::uint16_t> plane(1 + below(random, 2048));
+        const std::uint32_t depth = 8 + 8 * randomBelow(random, 2);
+        std::vector<std::uint16_t> plane(1 + randomBelow(random, 2048));
         std::uint32_t value = random();
         for (std::size_t i = 0; i < plane.size();) {
-            value = below(random, 2) == 0 ? random() : value + below(random, 120) - 60;
-            for (std::uint32_t run = 1 + below(random, 1u << below(random, 12)); run > 0 && i < plane.size(); --run)
+            value = randomBelow(random, 2) == 0 ? random() : value + randomBelow(random, 120) - 60;
+            for (std::uint32_t run = 1 + randomBelow(random, 1u << randomBelow(random, 12));
+                 run > 0 && i < plane.size(); --run)
                 plane[i++] = static_cast<std::uint16_t>(value & (depth == 8 ? 0xFFu : 0xFFFFu));
         }
-        const auto bytes = encodedAlpha(plane, depth, below(random, 2) == 0, below(random, 2) == 0);
+        const auto bytes = encodedAlpha(plane, depth, randomBelow(random, 2) == 0, randomBelow(random, 2) == 0);
         ASSERT_EQ(this->filled(bytes, depth, static_cast<std::uint32_t>(plane.size())), plane);
     }
 }
 
 TYPED_TEST(AlphaVLCStreamTest, AnyBytesGiveTheSamplesOfTheSlowModel) {
-    std::mt19937 random = printedSeed(2502);
+    Random random = seeded(2502);
     for (int round = 0; round < 3000; ++round) {
-        const std::uint32_t depth = 8 + 8 * below(random, 2);
-        std::vector<std::uint8_t> bytes(below(random, 60));
+        const std::uint32_t depth = 8 + 8 * randomBelow(random, 2);
+        std::vector<std::uint8_t> bytes(randomBelow(random, 60));
         for (std::uint8_t& byte : bytes)
-            byte = static_cast<std::uint8_t>(below(random, 3) == 0 ? random() & random() : random());
-        const std::uint32_t numSamples = 1 + below(random, 2048);
+            byte = static_cast<std::uint8_t>(randomBelow(random, 3) == 0 ? random() & random() : random());
+        const std::uint32_t numSamples = 1 + randomBelow(random, 2048);
         const SlowAlphaResult model = slowScanAlpha(bytes, numSamples, depth, TypeParam::target);
         const auto samples = this->filled(bytes, depth, numSamples);
         // Behind a wrapped count the samples are open.

@@ -7,6 +7,7 @@
 
 #include "DecoderTargets.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 #include "SymbolWriter.h"
 
 namespace {
@@ -253,10 +254,10 @@ TYPED_TEST(CoeffVLCStreamTest, AFailingCodeConsumes31ZerosOnBaselineAndNothingOn
 
 TYPED_TEST(CoeffVLCStreamTest, EveryPrefixAtEveryBitOffsetDecodesOrFailsByTheLimitOfTheTarget) {
     const std::uint32_t limit = this->isAvx2 ? 30 : 31;
-    std::mt19937 random = printedSeed(2201);
+    Random random = seeded(2201);
     for (std::uint32_t offset = 0; offset < 65; ++offset) {
         for (std::uint32_t q = 0; q <= 33; ++q) {
-            TestCodebook const& book = kRunBooks[below(random, 16)];
+            TestCodebook const& book = kRunBooks[randomBelow(random, 16)];
             const GolombCombinationCodeParams params = {book.lastRiceQ, book.riceBits, book.expGolombBits};
             const std::uint32_t n = q <= book.lastRiceQ ? book.riceBits : book.expGolombBits + q - book.lastRiceQ - 1;
             const std::uint32_t suffix = static_cast<std::uint32_t>(random() & ((std::uint64_t{1} << n) - 1));
@@ -504,7 +505,7 @@ TYPED_TEST(CoeffVLCStreamTest, ASizeSmallerThanTheBytesThatFollowEndsTheRange) {
 }
 
 TYPED_TEST(CoeffVLCStreamTest, AStreamThatContinuesFromAStateEqualsOneThatReadItsWayThere) {
-    std::mt19937 random = printedSeed(2202);
+    Random random = seeded(2202);
     std::vector<std::uint8_t> bytes(21);
     for (std::uint8_t& byte : bytes)
         byte = static_cast<std::uint8_t>(random() | random());
@@ -571,13 +572,13 @@ TYPED_TEST(CoeffVLCStreamTest, GolombGetQReturnsBehindAWrappedCountToo) {
 }
 
 TYPED_TEST(CoeffVLCStreamTest, Run3GivesTheResultsAndTheStateOfThreeRuns) {
-    std::mt19937 random = printedSeed(2203);
+    Random random = seeded(2203);
     for (int round = 0; round < 300; ++round) {
         std::array<GuardedBytes, 3> held;
         std::vector<typename TestFixture::Stream> together;
         std::vector<typename TestFixture::Stream> apart;
         for (GuardedBytes& range : held) {
-            std::vector<std::uint8_t> bytes(1 + below(random, 30));
+            std::vector<std::uint8_t> bytes(1 + randomBelow(random, 30));
             for (std::uint8_t& byte : bytes)
                 byte = static_cast<std::uint8_t>(random() & random());
             range.hold(bytes);
@@ -620,7 +621,7 @@ TYPED_TEST(CoeffVLCStreamTest, Run3FailsEachStreamByThePrefixLimitOfItsOwn) {
 }
 
 TYPED_TEST(CoeffVLCStreamTest, GolombCombinationCode3GivesThreeSingleCodesInEveryMixOfRanges) {
-    std::mt19937 random = printedSeed(2204);
+    Random random = seeded(2204);
     for (int round = 0; round < 2000; ++round) {
         std::array<GuardedBytes, 3> held;
         GolombCombinationCodeParams params[3];
@@ -628,13 +629,13 @@ TYPED_TEST(CoeffVLCStreamTest, GolombCombinationCode3GivesThreeSingleCodesInEver
         std::uint32_t values[3];
         for (int s = 0; s < 3; ++s) {
             TestCodebook const& book =
-                below(random, 2) == 0 ? kRunBooks[below(random, 16)] : kDcBooks[below(random, 4)];
+                randomBelow(random, 2) == 0 ? kRunBooks[randomBelow(random, 16)] : kDcBooks[randomBelow(random, 4)];
             params[s] = {book.lastRiceQ, book.riceBits, book.expGolombBits};
-            values[s] = below(random, 1u << below(random, 12));
+            values[s] = randomBelow(random, 1u << randomBelow(random, 12));
             SymbolWriter writer;
             writer.code(book, values[s]);
             writer.bits(1, 1);
-            writer.zeros(below(random, 64));
+            writer.zeros(randomBelow(random, 64));
             held[static_cast<std::size_t>(s)].hold(writer.bytes());
             streams.emplace_back(held[static_cast<std::size_t>(s)].bits(), writer.bytes().size());
         }

@@ -11,6 +11,7 @@
 
 #include "DecoderTargets.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 #include "SlowScan.h"
 #include "SymbolWriter.h"
 
@@ -316,7 +317,7 @@ TYPED_TEST(CoefficientScanTest, ALevelOf32767IsStoredAndOneOf32768Wraps) {
 
 TYPED_TEST(CoefficientScanTest, EveryLevelTo32767ReadsBackWithBothSigns) {
     // Sixty-three levels of a block at a time, in an order that uses every codebook before every size.
-    std::mt19937 random = printedSeed(2301);
+    Random random = seeded(2301);
     std::vector<std::int16_t> levels;
     for (int level = 1; level <= 32767; level += level < 600 ? 1 : 37)
         levels.insert(levels.end(), {static_cast<std::int16_t>(level), static_cast<std::int16_t>(-level)});
@@ -510,28 +511,29 @@ enum class Content {
 };
 constexpr std::uint32_t kNumContents = 9;
 
-std::int32_t randomLevel(std::mt19937& random) {
-    const std::uint32_t magnitude = 1 + below(random, 1u << below(random, 16)) % 32767;
-    return below(random, 2) == 0 ? static_cast<std::int32_t>(magnitude) : -static_cast<std::int32_t>(magnitude);
+std::int32_t randomLevel(Random& random) {
+    const std::uint32_t magnitude = 1 + randomBelow(random, 1u << randomBelow(random, 16)) % 32767;
+    return randomBelow(random, 2) == 0 ? static_cast<std::int32_t>(magnitude) : -static_cast<std::int32_t>(magnitude);
 }
 
 // A valid component of any density, with runs of every length.
-SymbolWriter validComponent(std::mt19937& random, std::uint32_t numBlocks) {
+SymbolWriter validComponent(Random& random, std::uint32_t numBlocks) {
     SymbolWriter writer;
-    const std::uint32_t dcRange = 1u << below(random, 16);
-    writer.firstDc(static_cast<std::int64_t>(below(random, 2 * dcRange)) - dcRange);
+    const std::uint32_t dcRange = 1u << randomBelow(random, 16);
+    writer.firstDc(static_cast<std::int64_t>(randomBelow(random, 2 * dcRange)) - dcRange);
     for (std::uint32_t block = 1; block < numBlocks; ++block)
-        writer.dcDifference(static_cast<std::int64_t>(below(random, 2 * dcRange)) - dcRange);
-    const std::uint32_t longestRun = 1u << below(random, 12);
-    const std::uint32_t levelBits = 1 + below(random, 16);
-    const std::uint32_t stopEarly = below(random, 3) == 0 ? below(random, 64 * numBlocks) : 64 * numBlocks;
+        writer.dcDifference(static_cast<std::int64_t>(randomBelow(random, 2 * dcRange)) - dcRange);
+    const std::uint32_t longestRun = 1u << randomBelow(random, 12);
+    const std::uint32_t levelBits = 1 + randomBelow(random, 16);
+    const std::uint32_t stopEarly = randomBelow(random, 3) == 0 ? randomBelow(random, 64 * numBlocks) : 64 * numBlocks;
     for (std::uint32_t position = numBlocks; position < stopEarly;) {
-        const std::uint32_t run = below(random, 4) == 0 ? below(random, longestRun) : below(random, 3);
+        const std::uint32_t run =
+            randomBelow(random, 4) == 0 ? randomBelow(random, longestRun) : randomBelow(random, 3);
         if (position + run >= 64 * numBlocks)
             break;
-        const std::int32_t level = below(random, 16) == 0 ? randomLevel(random) : [&] {
-            const auto magnitude = static_cast<std::int32_t>(1 + below(random, 1u << levelBits) % 32767);
-            return below(random, 2) == 0 ? magnitude : -magnitude;
+        const std::int32_t level = randomBelow(random, 16) == 0 ? randomLevel(random) : [&] {
+            const auto magnitude = static_cast<std::int32_t>(1 + randomBelow(random, 1u << levelBits) % 32767);
+            return randomBelow(random, 2) == 0 ? magnitude : -magnitude;
         }();
         writer.triple(run, level);
         position += run + 1;
@@ -540,24 +542,24 @@ SymbolWriter validComponent(std::mt19937& random, std::uint32_t numBlocks) {
 }
 
 // Symbols of any size in the right order: codes up to the longest prefixes, in books that may or may not fit.
-SymbolWriter randomSymbols(std::mt19937& random, std::uint32_t numBlocks) {
+SymbolWriter randomSymbols(Random& random, std::uint32_t numBlocks) {
     SymbolWriter writer = validComponent(random, numBlocks);
-    for (std::uint32_t n = below(random, 12); n > 0; --n) {
-        writer.prefix(below(random, 34));
-        writer.bits(random(), below(random, 33));
+    for (std::uint32_t n = randomBelow(random, 12); n > 0; --n) {
+        writer.prefix(randomBelow(random, 34));
+        writer.bits(random(), randomBelow(random, 33));
     }
     return writer;
 }
 
-std::vector<std::uint8_t> randomRange(std::mt19937& random, Content content, std::uint32_t numBlocks) {
+std::vector<std::uint8_t> randomRange(Random& random, Content content, std::uint32_t numBlocks) {
     if (content == Content::RandomBytes || content == Content::SparseBytes || content == Content::NearZeros) {
-        std::vector<std::uint8_t> bytes(below(random, 200));
+        std::vector<std::uint8_t> bytes(randomBelow(random, 200));
         for (std::uint8_t& byte : bytes) {
             std::uint32_t value = random();
             if (content != Content::RandomBytes)
                 value &= random();
             if (content == Content::NearZeros)
-                value = below(random, 5) == 0 ? value & random() : 0;
+                value = randomBelow(random, 5) == 0 ? value & random() : 0;
             byte = static_cast<std::uint8_t>(value);
         }
         return bytes;
@@ -565,28 +567,28 @@ std::vector<std::uint8_t> randomRange(std::mt19937& random, Content content, std
     SymbolWriter writer =
         content == Content::RandomSymbols ? randomSymbols(random, numBlocks) : validComponent(random, numBlocks);
     if (content == Content::CutSuffix) {
-        writer.prefix(8 + below(random, 21));
-        writer.bits(random(), below(random, 12));
+        writer.prefix(8 + randomBelow(random, 21));
+        writer.bits(random(), randomBelow(random, 12));
     }
     if (content == Content::LongTail)
-        writer.zeros(below(random, 71));
+        writer.zeros(randomBelow(random, 71));
     std::vector<std::uint8_t> bytes = writer.bytes();
     if (content == Content::Truncated && !bytes.empty())
-        bytes.resize(below(random, static_cast<std::uint32_t>(bytes.size())));
-    for (std::uint32_t n = content == Content::Flipped ? 1 + below(random, 4) : 0; n > 0 && !bytes.empty(); --n)
-        bytes[below(random, static_cast<std::uint32_t>(bytes.size()))] ^=
-            static_cast<std::uint8_t>(1u << below(random, 8));
+        bytes.resize(randomBelow(random, static_cast<std::uint32_t>(bytes.size())));
+    for (std::uint32_t n = content == Content::Flipped ? 1 + randomBelow(random, 4) : 0; n > 0 && !bytes.empty(); --n)
+        bytes[randomBelow(random, static_cast<std::uint32_t>(bytes.size()))] ^=
+            static_cast<std::uint8_t>(1u << randomBelow(random, 8));
     return bytes;
 }
 
 // Memory for one range: exact on the heap, at a guard page, or followed by other bytes.
 class RangeMemory {
 public:
-    Bitstream place(std::vector<std::uint8_t> const& bytes, std::mt19937& random) {
-        const std::uint32_t kind = below(random, 3);
+    Bitstream place(std::vector<std::uint8_t> const& bytes, Random& random) {
+        const std::uint32_t kind = randomBelow(random, 3);
         if (kind == 0)
             return m_guarded.hold(bytes);
-        const std::size_t numBehind = kind == 1 ? 0 : 1 + below(random, 100);
+        const std::size_t numBehind = kind == 1 ? 0 : 1 + randomBelow(random, 100);
         m_heap = std::make_unique<std::uint8_t[]>(bytes.size() + numBehind);
         std::copy(bytes.begin(), bytes.end(), m_heap.get());
         for (std::size_t i = 0; i < numBehind; ++i)
@@ -606,18 +608,18 @@ struct Tally {
 
 // Scans up to twelve components in one call and compares each with the definition.
 template <OptimizationTarget target>
-void checkMix(std::mt19937& random, std::vector<RangeMemory>& memory, Tally& tally, std::uint32_t contents) {
-    const std::uint32_t count = 1 + below(random, 12);
+void checkMix(Random& random, std::vector<RangeMemory>& memory, Tally& tally, std::uint32_t contents) {
+    const std::uint32_t count = 1 + randomBelow(random, 12);
     std::vector<std::vector<std::uint8_t>> ranges;
     std::vector<Component> fast;
     std::vector<Component> plain;
     std::vector<ComponentScan> scans;
     // Most calls keep whole blocks of all components, in others every component has a reduction of its own.
-    const bool keepsAll = below(random, 3) != 0;
+    const bool keepsAll = randomBelow(random, 3) != 0;
     for (std::uint32_t i = 0; i < count; ++i) {
-        const std::uint32_t numBlocks = 2u << below(random, 5);
-        const std::uint32_t kept = keepsAll ? 64u : 64u >> 2 * below(random, 4);
-        const auto content = static_cast<Content>(below(random, contents));
+        const std::uint32_t numBlocks = 2u << randomBelow(random, 5);
+        const std::uint32_t kept = keepsAll ? 64u : 64u >> 2 * randomBelow(random, 4);
+        const auto content = static_cast<Content>(randomBelow(random, contents));
         ranges.push_back(randomRange(random, content, numBlocks));
         const Bitstream range = memory[i].place(ranges.back(), random);
         fast.emplace_back(range, numBlocks, kept, kept == 1);
@@ -641,7 +643,7 @@ void checkMix(std::mt19937& random, std::vector<RangeMemory>& memory, Tally& tal
 
 template <OptimizationTarget target>
 void checkMixes(std::uint32_t seed, int rounds, std::uint32_t contents) {
-    std::mt19937 random = printedSeed(seed);
+    Random random = seeded(seed);
     std::vector<RangeMemory> memory(12);
     Tally tally;
     for (int round = 0; round < rounds && !testing::Test::HasFatalFailure(); ++round)
@@ -661,7 +663,7 @@ TYPED_TEST(CoefficientScanTest, AnyMixOfValidAndDamagedComponentsEqualsTheDefini
 }
 
 TYPED_TEST(CoefficientScanTest, EveryTruncationOfAComponentEqualsTheDefinition) {
-    std::mt19937 random = printedSeed(2304);
+    Random random = seeded(2304);
     for (std::uint32_t numBlocks = 2; numBlocks <= 32; numBlocks *= 2) {
         for (int round = 0; round < 3; ++round) {
             std::vector<std::uint8_t> bytes = validComponent(random, numBlocks).bytes();
@@ -708,13 +710,13 @@ TYPED_TEST(CoefficientScanTest, NoComponentIsAValidCall) {
 }
 
 TYPED_TEST(CoefficientScanTest, TheDefinitionEqualsTheSlowModelOnAnyBytes) {
-    std::mt19937 random = printedSeed(2305);
+    Random random = seeded(2305);
     int numWrapped = 0;
     for (int round = 0; round < 12000; ++round) {
-        const std::uint32_t numBlocks = 1u << below(random, 6);
-        const std::uint32_t kept = 64u >> 2 * below(random, 4);
+        const std::uint32_t numBlocks = 1u << randomBelow(random, 6);
+        const std::uint32_t kept = 64u >> 2 * randomBelow(random, 4);
         const std::vector<std::uint8_t> bytes =
-            randomRange(random, static_cast<Content>(below(random, kNumContents)), std::max(numBlocks, 2u));
+            randomRange(random, static_cast<Content>(randomBelow(random, kNumContents)), std::max(numBlocks, 2u));
         const SlowScanResult model = slowScanCoefficients(bytes, numBlocks, kept, TypeParam::target);
         Component component(this->m_held.hold(bytes), numBlocks, kept, kept == 1);
         const bool succeeded = scanComponentPlainly<TypeParam::target>(component.scan());

@@ -7,6 +7,7 @@
 #include "DecoderAccess.h"
 #include "DecoderTargets.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 #include "SymbolWriter.h"
 
 namespace {
@@ -83,21 +84,21 @@ protected:
 
 TYPED_TEST_SUITE(ThreeStreamScanTest, BothTargets, TargetNames);
 
-std::vector<std::uint8_t> randomComponent(std::mt19937& random, std::uint32_t numBlocks) {
+std::vector<std::uint8_t> randomComponent(Random& random, std::uint32_t numBlocks) {
     std::vector<std::int16_t> coefficients(64 * numBlocks);
-    const std::uint32_t density = 1 + below(random, 30);
-    const std::uint32_t range = 1 + below(random, 4000);
+    const std::uint32_t density = 1 + randomBelow(random, 30);
+    const std::uint32_t range = 1 + randomBelow(random, 4000);
     for (std::size_t i = 0; i < coefficients.size(); ++i) {
-        if (i % 64 == 0 || below(random, density) == 0)
+        if (i % 64 == 0 || randomBelow(random, density) == 0)
             coefficients[i] =
-                static_cast<std::int16_t>(static_cast<int>(below(random, 2 * range)) - static_cast<int>(range));
+                static_cast<std::int16_t>(static_cast<int>(randomBelow(random, 2 * range)) - static_cast<int>(range));
     }
     return encodedComponent(coefficients);
 }
 
-std::vector<std::uint8_t> randomBytes(std::mt19937& random) {
-    std::vector<std::uint8_t> bytes(below(random, 120));
-    const bool sparse = below(random, 2) == 0;
+std::vector<std::uint8_t> randomBytes(Random& random) {
+    std::vector<std::uint8_t> bytes(randomBelow(random, 120));
+    const bool sparse = randomBelow(random, 2) == 0;
     for (std::uint8_t& byte : bytes)
         byte = static_cast<std::uint8_t>(sparse ? random() & random() & random() : random());
     return bytes;
@@ -106,10 +107,10 @@ std::vector<std::uint8_t> randomBytes(std::mt19937& random) {
 } // namespace
 
 TYPED_TEST(ThreeStreamScanTest, ValidDataGivesTheResultsOfThreeSingleScans) {
-    std::mt19937 random = printedSeed(2401);
+    Random random = seeded(2401);
     for (int round = 0; round < 300; ++round) {
-        const std::uint32_t yBlocks = 4u << below(random, 4);
-        const std::uint32_t chromaBlocks = yBlocks >> below(random, 2);
+        const std::uint32_t yBlocks = 4u << randomBelow(random, 4);
+        const std::uint32_t chromaBlocks = yBlocks >> randomBelow(random, 2);
         typename TestFixture::Ranges ranges;
         for (std::size_t i = 0; i < 3; ++i)
             ranges[i] = randomComponent(random, i == 0 ? yBlocks : chromaBlocks);
@@ -214,10 +215,10 @@ TYPED_TEST(ThreeStreamScanTest, AFailingRunPutsItsValueIntoTheBlockBefore) {
 }
 
 TYPED_TEST(ThreeStreamScanTest, DamagedDataEndsAndStaysInsideTheArrays) {
-    std::mt19937 random = printedSeed(2402);
+    Random random = seeded(2402);
     for (int round = 0; round < 6000; ++round) {
-        const std::uint32_t yBlocks = 1u << below(random, 6);
-        const std::uint32_t chromaBlocks = std::max(1u, yBlocks >> below(random, 3));
+        const std::uint32_t yBlocks = 1u << randomBelow(random, 6);
+        const std::uint32_t chromaBlocks = std::max(1u, yBlocks >> randomBelow(random, 3));
         typename TestFixture::Ranges ranges = {randomBytes(random), randomBytes(random), randomBytes(random)};
         this->scanned(ranges, yBlocks, chromaBlocks);
         ASSERT_FALSE(testing::Test::HasFailure()) << round;

@@ -7,6 +7,7 @@
 #include "DecoderAccess.h"
 #include "DecoderTargets.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ std::uint32_t bitsAt(std::vector<std::uint8_t> const& bytes, std::uint64_t bit, 
     return value;
 }
 
-std::vector<std::uint8_t> randomBytes(std::mt19937& random, std::size_t size) {
+std::vector<std::uint8_t> randomBytes(Random& random, std::size_t size) {
     std::vector<std::uint8_t> bytes(size);
     for (std::uint8_t& byte : bytes)
         byte = static_cast<std::uint8_t>(random());
@@ -190,16 +191,16 @@ TYPED_TEST(VLCStreamTest, BytesBehindTheRangeNeverReachAResult) {
 }
 
 TYPED_TEST(VLCStreamTest, EveryReadOfRandomLengthGivesTheBitsOfTheRangeAndThenZeros) {
-    std::mt19937 random = printedSeed(2101);
+    Random random = seeded(2101);
     GuardedBytes held;
     for (int round = 0; round < 3000; ++round) {
-        const std::vector<std::uint8_t> bytes = randomBytes(random, below(random, 41));
+        const std::vector<std::uint8_t> bytes = randomBytes(random, randomBelow(random, 41));
         typename TestFixture::Reader reader(held.hold(bytes));
         const std::uint64_t numBits = 8 * bytes.size();
         for (std::uint64_t bit = 0; bit < numBits + 40;) {
             ASSERT_EQ(reader.peekBits32(), bitsAt(bytes, bit, 32)) << "bit " << bit << " of " << numBits;
             // Longer reads across the end wrap the count.
-            const std::uint32_t n = bit + 32 <= numBits ? below(random, 33) : below(random, 2);
+            const std::uint32_t n = bit + 32 <= numBits ? randomBelow(random, 33) : randomBelow(random, 2);
             ASSERT_EQ(reader.getBits(n), bitsAt(bytes, bit, n)) << "bit " << bit << " of " << numBits;
             bit += n;
             ASSERT_EQ(reader.readPastEnd(), bit > numBits);
@@ -210,13 +211,13 @@ TYPED_TEST(VLCStreamTest, EveryReadOfRandomLengthGivesTheBitsOfTheRangeAndThenZe
 }
 
 TYPED_TEST(VLCStreamTest, NoSequenceOfReadsLeavesTheRange) {
-    std::mt19937 random = printedSeed(2102);
+    Random random = seeded(2102);
     GuardedBytes held;
     for (int round = 0; round < 3000; ++round) {
-        typename TestFixture::Reader reader(held.hold(randomBytes(random, below(random, 25))));
+        typename TestFixture::Reader reader(held.hold(randomBytes(random, randomBelow(random, 25))));
         for (int i = 0; i < 40; ++i) {
             reader.peekBits32();
-            reader.getBits(below(random, 36));
+            reader.getBits(randomBelow(random, 36));
         }
     }
 }

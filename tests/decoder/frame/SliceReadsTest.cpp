@@ -10,6 +10,7 @@
 #include "DecoderTargets.h"
 #include "FrameMaker.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 
 namespace {
 
@@ -82,7 +83,7 @@ TEST(SliceReadsTest, ASoundFrameReadsTheBytesOfItsSlicesOnce) {
 }
 
 TEST(SliceReadsTest, FramesOfEveryKindReadNoMoreThanTheyHold) {
-    std::mt19937 random = printedSeed(77);
+    Random random = seeded(77);
     for (int round = 0; round < 300; ++round) {
         const FrameSpec spec = randomSpec(random);
         const MadeFrame made = randomFrame(spec, random);

@@ -3,13 +3,13 @@
 #include <time.h>
 
 #include <algorithm>
-#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "DecoderTargets.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 
 namespace {
 
@@ -91,11 +91,11 @@ TEST(SliceTableTest, EntriesAreBigEndianAndRowByRow) {
 }
 
 TEST(SliceTableTest, OffsetsAreThePrefixSumOfAllSizesBefore) {
-    std::mt19937 random = printedSeed(1301);
+    Random random = seeded(1301);
     for (int round = 0; round < 200; ++round) {
-        const std::uint32_t width = 1 + below(random, 200);
-        const std::uint32_t height = 1 + below(random, 20);
-        const std::uint32_t log2 = below(random, 4);
+        const std::uint32_t width = 1 + randomBelow(random, 200);
+        const std::uint32_t height = 1 + randomBelow(random, 20);
+        const std::uint32_t log2 = randomBelow(random, 4);
         std::vector<std::uint8_t> bytes(2 * divisionOf(width, log2).size() * height);
         for (std::uint8_t& byte : bytes)
             byte = static_cast<std::uint8_t>(random());

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "DecoderTargets.h"
+#include "Random.h"
 #include "WriterHarness.h"
 
 namespace {
@@ -155,11 +156,11 @@ TYPED_TEST(Slice422MacroblockWriterTest, TheColourCodingAndTheAlphaPlaneAreIgnor
 }
 
 TYPED_TEST(Slice422MacroblockWriterTest, TheLastPixelOfAnOddRowHasTheCodesOfAllOthers) {
-    std::mt19937 random = printedSeed(4201);
+    Random random = seeded(4201);
     for (int round = 0; round < 200; ++round) {
         // On either side of the middle between two codes.
-        const float code = static_cast<float>(below(random, 32768)) + 0.5f;
-        const float sample = std::nextafter(code / 64.001953125f - 256.0f, below(random, 2) == 0 ? -1e9f : 1e9f);
+        const float code = static_cast<float>(randomBelow(random, 32768)) + 0.5f;
+        const float sample = std::nextafter(code / 64.001953125f - 256.0f, randomBelow(random, 2) == 0 ? -1e9f : 1e9f);
         const MacroblockBlocks blocks = MacroblockBlocks::flat(sample, sample, sample);
         const std::uint32_t expected = written(this->make(16, 16, 15), blocks).at(0, 0);
         for (std::uint32_t width = 1; width <= 16; ++width) {
@@ -249,17 +250,17 @@ TYPED_TEST(Slice422MacroblockWriterTest, ANegativeStrideRunsTowardsLowerAddresse
 }
 
 TYPED_TEST(Slice422MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtFullSize) {
-    std::mt19937 random = printedSeed(4202);
+    Random random = seeded(4202);
     checkEveryForm(TypeParam::target, WriterKind::C422, 0, random);
 }
 
 TYPED_TEST(Slice422MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtReducedSizes) {
-    std::mt19937 random = printedSeed(4203);
+    Random random = seeded(4203);
     for (std::uint32_t factor = 1; factor <= 3; ++factor)
         checkEveryForm(TypeParam::target, WriterKind::C422, factor, random);
 }
 
 TYPED_TEST(Slice422MacroblockWriterTest, FullSizeIntegerBlocksGiveTheCodesOfFloatsButForDeepGroupsOnAvx2) {
-    std::mt19937 random = printedSeed(4204);
+    Random random = seeded(4204);
     checkIntegerBlocks(TypeParam::target, WriterKind::C422, random);
 }

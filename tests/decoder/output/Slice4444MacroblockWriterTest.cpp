@@ -9,6 +9,7 @@
 
 #include "DecoderTargets.h"
 #include "OutputLevels.h"
+#include "Random.h"
 #include "WriterHarness.h"
 
 namespace {
@@ -196,7 +197,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, TheWriterSaysWhetherItReadsThePlane) {
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetSizeAndGroup) {
-    std::mt19937 random = printedSeed(4401);
+    Random random = seeded(4401);
     struct {
         std::uint32_t bitDepth, factor, width, groupWidth; // groupWidth 0: no vector form at all
     } const forms[] = {{8, 0, 15, 8}, {16, 0, 15, 8}, {8, 1, 7, 4}, {8, 2, 3, 0}, {8, 3, 2, 0}};
@@ -208,7 +209,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetSiz
             // Reduced blocks hold integers; full-size ones take a fine grid.
             const float step = form.factor == 0 ? 2048.0f : 1.0f;
             const auto sample = [&random, step] {
-                return static_cast<float>(below(random, static_cast<std::uint32_t>(512 * step))) / step - 256.0f;
+                return static_cast<float>(randomBelow(random, static_cast<std::uint32_t>(512 * step))) / step - 256.0f;
             };
             const float y = sample(), cb = sample(), cr = sample();
             const auto byDivision = writer->convertToRGB(y, cb, cr);
@@ -217,7 +218,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetSiz
             const std::uint32_t vector = static_cast<std::uint32_t>(writer->clamp(byReciprocals.second));
             if (scalar == vector) {
                 // Integers meet a boundary between codes seldom, and on some matrices never.
-                found += form.factor != 0 && below(random, 1u << 17) == 0 ? 1 : 0;
+                found += form.factor != 0 && randomBelow(random, 1u << 17) == 0 ? 1 : 0;
                 continue;
             }
             ++found;
@@ -230,7 +231,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetSiz
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, ColoursAreThoseOfTheWriterWithoutAlpha) {
-    std::mt19937 random = printedSeed(4402);
+    Random random = seeded(4402);
     for (const std::uint32_t bitDepth : {8u, 16u}) {
         WriterCase with = this->make(16, 16, bitDepth, 8, 1);
         const auto blocks = randomMacroblocks(random, SampleRange::Legal, with);
@@ -241,17 +242,17 @@ TYPED_TEST(Slice4444MacroblockWriterTest, ColoursAreThoseOfTheWriterWithoutAlpha
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtFullSize) {
-    std::mt19937 random = printedSeed(4403);
+    Random random = seeded(4403);
     checkEveryForm(TypeParam::target, WriterKind::C4444, 0, random);
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtReducedSizes) {
-    std::mt19937 random = printedSeed(4404);
+    Random random = seeded(4404);
     for (std::uint32_t factor = 1; factor <= 3; ++factor)
         checkEveryForm(TypeParam::target, WriterKind::C4444, factor, random);
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, FullSizeIntegerBlocksGiveTheCodesOfFloatsButForDeepGroupsOnAvx2) {
-    std::mt19937 random = printedSeed(4405);
+    Random random = seeded(4405);
     checkIntegerBlocks(TypeParam::target, WriterKind::C4444, random);
 }

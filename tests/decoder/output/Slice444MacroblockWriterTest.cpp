@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "DecoderTargets.h"
+#include "Random.h"
 #include "WriterHarness.h"
 
 namespace {
@@ -163,13 +164,15 @@ TYPED_TEST(Slice444MacroblockWriterTest, NegativeCodesOfAnySizeComeOutAsZero) {
 }
 
 TYPED_TEST(Slice444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetDepthAndGroup) {
-    std::mt19937 random = printedSeed(4301);
+    Random random = seeded(4301);
     for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
         const WriterCase c = this->make(15, 16, bitDepth, 1);
         WriterOutput unused(c);
         const auto writer = makeWriter<TypeParam::target>(c, pixelBufferOf(c, unused));
         for (int found = 0; found < 10;) {
-            const auto sample = [&random] { return static_cast<float>(below(random, 1u << 20)) / 2048.0f - 256.0f; };
+            const auto sample = [&random] {
+                return static_cast<float>(randomBelow(random, 1u << 20)) / 2048.0f - 256.0f;
+            };
             const float y = sample(), cb = sample(), cr = sample();
             const auto byDivision = writer->convertToRGB(y, cb, cr);
             const auto byReciprocals = writer->convertToRGBByReciprocals(y, cb, cr);
@@ -218,17 +221,17 @@ TYPED_TEST(Slice444MacroblockWriterTest, SinglePixelsAndGroupsOf8BitsAreConverte
 }
 
 TYPED_TEST(Slice444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtFullSize) {
-    std::mt19937 random = printedSeed(4302);
+    Random random = seeded(4302);
     checkEveryForm(TypeParam::target, WriterKind::C444, 0, random);
 }
 
 TYPED_TEST(Slice444MacroblockWriterTest, EveryFormWidthAndHeightEqualsTheModelAtReducedSizes) {
-    std::mt19937 random = printedSeed(4303);
+    Random random = seeded(4303);
     for (std::uint32_t factor = 1; factor <= 3; ++factor)
         checkEveryForm(TypeParam::target, WriterKind::C444, factor, random);
 }
 
 TYPED_TEST(Slice444MacroblockWriterTest, FullSizeIntegerBlocksGiveTheCodesOfFloatsButForDeepGroupsOnAvx2) {
-    std::mt19937 random = printedSeed(4304);
+    Random random = seeded(4304);
     checkIntegerBlocks(TypeParam::target, WriterKind::C444, random);
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "DecoderTargets.h"
+#include "Random.h"
 #include "WriterHarness.h"
 
 namespace {
@@ -76,7 +77,7 @@ std::int32_t truncated(float value) {
     return static_cast<std::int32_t>(std::clamp(static_cast<double>(value), -2147483648.0, 2147483647.0));
 }
 
-float randomSample(std::mt19937& random) {
+float randomSample(Random& random) {
     return static_cast<float>(static_cast<int>(random() & 0xFFFFFF) - 0x800000) / 8388608.0f * 300.0f;
 }
 
@@ -242,14 +243,15 @@ TYPED_TEST(SliceMacroblockWriterTest, SamplesBeyond32BitsClampToTheNearerEnd) {
 }
 
 TYPED_TEST(SliceMacroblockWriterTest, EncodedSamplesHaveTheRoundingsOfTheTarget) {
-    std::mt19937 random = printedSeed(4101);
+    Random random = seeded(4101);
     for (const std::uint32_t depth : kDepths) {
         const typename TestFixture::Writer writer(TestFixture::buffer(depth));
         for (int i = 0; i < 200000; ++i) {
             // Around the middle between two codes, where the roundings show.
-            const float code = static_cast<float>(below(random, static_cast<std::uint32_t>(writer.levels().maxValue)));
+            const float code =
+                static_cast<float>(randomBelow(random, static_cast<std::uint32_t>(writer.levels().maxValue)));
             const float middle = (code + 0.5f) / writer.levels().sampleScale - 256.0f;
-            const float sample = below(random, 2) == 0 ? std::nextafter(middle, -1e9f) : middle;
+            const float sample = randomBelow(random, 2) == 0 ? std::nextafter(middle, -1e9f) : middle;
             const float scaled = this->multiplyAdd(sample + 256.0f, writer.levels().sampleScale, 0.5f);
             ASSERT_EQ(writer.unclampedCode(sample), truncated(scaled)) << sample;
         }
@@ -267,7 +269,7 @@ TYPED_TEST(SliceMacroblockWriterTest, IntegerSamplesAt8BitsEqualTheirFormIn16Bit
 // --- colours ---------------------------------------------------------------------------------------------------------
 
 TYPED_TEST(SliceMacroblockWriterTest, TheScalarFormDividesAndScalesEachStepRounded) {
-    std::mt19937 random = printedSeed(4102);
+    Random random = seeded(4102);
     for (const std::uint32_t depth : kDepths) {
         for (const std::uint32_t coding : {1u, 2u, 3u}) {
             for (const std::uint32_t matrix : {1u, 6u, 9u}) {
@@ -299,7 +301,7 @@ TYPED_TEST(SliceMacroblockWriterTest, TheScalarFormDividesAndScalesEachStepRound
 TYPED_TEST(SliceMacroblockWriterTest, TheVectorFormMultipliesByReciprocalsAndFusesTheOffset) {
     if (!this->isAvx2)
         GTEST_SKIP() << "Baseline has no vector form.";
-    std::mt19937 random = printedSeed(4103);
+    Random random = seeded(4103);
     const float perLuma = static_cast<float>(1.0 / 438.0);
     const float perChroma = static_cast<float>(1.0 / 448.0);
     int numDifferent = 0;

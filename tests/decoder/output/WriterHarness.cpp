@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "DecoderTargets.h"
+#include "Random.h"
 #include "Slice422MacroblockWriter.h"
 #include "Slice4444MacroblockWriter.h"
 #include "Slice444MacroblockWriter.h"
@@ -77,17 +78,17 @@ SlowMacroblock slowMacroblock(WriterCase const& c, MacroblockBlocks const& block
     return slow;
 }
 
-float randomSample(std::mt19937& random, SampleRange range) {
+float randomSample(Random& random, SampleRange range) {
     const float unit = static_cast<float>(static_cast<int>(random() & 0xFFFFFF) - 0x800000) / 8388608.0f;
     switch (range) {
     case SampleRange::Legal:
         return unit * 270.0f;
     case SampleRange::Edges:
-        return (below(random, 2) == 0 ? -256.0f : 256.0f) + unit * 4.0f;
+        return (randomBelow(random, 2) == 0 ? -256.0f : 256.0f) + unit * 4.0f;
     case SampleRange::Far:
         return unit * 300000.0f;
     case SampleRange::Extreme:
-        return unit * std::ldexp(1.0f, static_cast<int>(below(random, 60)));
+        return unit * std::ldexp(1.0f, static_cast<int>(randomBelow(random, 60)));
     }
     return 0;
 }
@@ -233,7 +234,7 @@ testing::AssertionResult writesLikeModel(WriterCase const& c, std::vector<Macrob
     return testing::AssertionSuccess();
 }
 
-std::vector<MacroblockBlocks> randomMacroblocks(std::mt19937& random, SampleRange range, WriterCase const& c) {
+std::vector<MacroblockBlocks> randomMacroblocks(Random& random, SampleRange range, WriterCase const& c) {
     std::vector<MacroblockBlocks> macroblocks(c.sliceMbs);
     const bool areIntegers = c.integerBlocks || c.blockSize() < 8;
     for (MacroblockBlocks& blocks : macroblocks) {
@@ -247,15 +248,15 @@ std::vector<MacroblockBlocks> randomMacroblocks(std::mt19937& random, SampleRang
     return macroblocks;
 }
 
-std::vector<std::uint16_t> randomAlpha(std::mt19937& random, WriterCase const& c) {
+std::vector<std::uint16_t> randomAlpha(Random& random, WriterCase const& c) {
     std::vector<std::uint16_t> alpha(std::size_t{c.sliceMbs} * 256);
-    const std::uint32_t mask = c.alphaDepth == 8 && below(random, 3) != 0 ? 0xFF : 0xFFFF;
+    const std::uint32_t mask = c.alphaDepth == 8 && randomBelow(random, 3) != 0 ? 0xFF : 0xFFFF;
     for (std::uint16_t& sample : alpha)
         sample = static_cast<std::uint16_t>(random() & mask);
     return alpha;
 }
 
-void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t downSampleFactor, std::mt19937& random) {
+void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t downSampleFactor, Random& random) {
     constexpr std::uint32_t matrices[4] = {1, 6, 9, 2};
     for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
         for (std::uint32_t coding = 0; coding < (kind == WriterKind::C422 ? 1u : 4u); ++coding) {
@@ -274,9 +275,9 @@ void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t do
                     const std::uint32_t mbSize = c.mbSize();
                     for (c.width = 1; c.width <= 2 * mbSize; ++c.width) {
                         c.sliceMbs = c.width <= mbSize ? 1 : 2;
-                        c.height = c.width % 3 == 0 ? mbSize : 1 + below(random, mbSize);
-                        c.upwards = below(random, 2) == 0;
-                        c.matrix_coefficients = matrices[below(random, 4)];
+                        c.height = c.width % 3 == 0 ? mbSize : 1 + randomBelow(random, mbSize);
+                        c.upwards = randomBelow(random, 2) == 0;
+                        c.matrix_coefficients = matrices[randomBelow(random, 4)];
                         ASSERT_TRUE(writesLikeModel(c, randomMacroblocks(random, range, c), randomAlpha(random, c)));
                     }
                 }
@@ -309,7 +310,7 @@ void checkDeepIntegerBlocks(WriterCase c, std::vector<MacroblockBlocks> const& b
 
 } // namespace
 
-void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, std::mt19937& random) {
+void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, Random& random) {
     WriterCase c;
     c.target = target;
     c.kind = kind;
@@ -317,9 +318,9 @@ void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, std::mt19937
         c.bitDepth = bitDepth;
         for (c.width = 1; c.width <= 32; ++c.width) {
             c.sliceMbs = (c.width + 15) / 16;
-            c.height = 1 + below(random, 16);
-            c.colorCoding = kind == WriterKind::C422 ? 0 : below(random, 4);
-            c.alphaDepth = kind == WriterKind::C4444 && below(random, 2) == 0 ? 16 : 8;
+            c.height = 1 + randomBelow(random, 16);
+            c.colorCoding = kind == WriterKind::C422 ? 0 : randomBelow(random, 4);
+            c.alphaDepth = kind == WriterKind::C4444 && randomBelow(random, 2) == 0 ? 16 : 8;
             c.integerBlocks = true;
             for (const SampleRange range : {SampleRange::Legal, SampleRange::Far}) {
                 const auto blocks = randomMacroblocks(random, range, c);

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <memory>
-#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
+#include "Random.h"
 #include "SliceMacroblockWriter.h"
 
 // Drives the writers alone: blocks made by hand go in, and the bytes that come out lie between guard bytes.
@@ -97,12 +97,12 @@ enum class SampleRange {
     Far,     // codes far beyond 16 bits
     Extreme, // codes beyond the range of 32-bit integers
 };
-std::vector<MacroblockBlocks> randomMacroblocks(std::mt19937& random, SampleRange range, WriterCase const& c);
-std::vector<std::uint16_t> randomAlpha(std::mt19937& random, WriterCase const& c);
+std::vector<MacroblockBlocks> randomMacroblocks(Random& random, SampleRange range, WriterCase const& c);
+std::vector<std::uint16_t> randomAlpha(Random& random, WriterCase const& c);
 
 // Compares random macroblocks of every range, width and height with the model, in all forms of one kind of writer.
-void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t downSampleFactor, std::mt19937& random);
+void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t downSampleFactor, Random& random);
 
 // Hands over full-size blocks of integers in all forms of one kind of writer, of every width. At 8 bits they give the
 // codes of floats. Above, AVX2 leaves its groups of eight pixels as they are, and the rest has the codes of floats.
-void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, std::mt19937& random);
+void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, Random& random);

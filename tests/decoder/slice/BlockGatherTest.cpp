@@ -11,6 +11,7 @@
 #include "Block.h"
 #include "DecoderAccess.h"
 #include "DecoderTargets.h"
+#include "Random.h"
 
 namespace {
 
@@ -109,22 +110,22 @@ TYPED_TEST(BlockGatherTest, DequantisedValuesOutside16BitsWrapOnBaselineAndSatur
 }
 
 TYPED_TEST(BlockGatherTest, EveryCornerEntryIsMultipliedByItsOwnMatrixEntry) {
-    std::mt19937 random = printedSeed(3201);
+    Random random = seeded(3201);
     for (int round = 0; round < 400; ++round) {
-        const int size = below(random, 2) == 0 ? 4 : 2;
-        const std::uint32_t numBlocks = 1 + below(random, 64);
+        const int size = randomBelow(random, 2) == 0 ? 4 : 2;
+        const std::uint32_t numBlocks = 1 + randomBelow(random, 64);
         const std::size_t perBlock = static_cast<std::size_t>(size * size);
         // The blocks stand in front of the padding that a gather leaves.
         const auto corners = std::make_unique<std::int16_t[]>(perBlock * numBlocks + kGatherPadding);
         float matrix[64];
-        const std::uint32_t scale = 1 + below(random, 636);
+        const std::uint32_t scale = 1 + randomBelow(random, 636);
         for (float& entry : matrix)
-            entry = static_cast<float>(below(random, 256) * scale) * 0.125f;
+            entry = static_cast<float>(randomBelow(random, 256) * scale) * 0.125f;
         std::vector<std::int16_t> expected;
         for (std::size_t i = 0; i < perBlock * numBlocks; ++i) {
-            const std::uint32_t range = 1u << (1 + below(random, 16));
+            const std::uint32_t range = 1u << (1 + randomBelow(random, 16));
             corners[i] =
-                static_cast<std::int16_t>(static_cast<int>(below(random, range)) - static_cast<int>(range / 2));
+                static_cast<std::int16_t>(static_cast<int>(randomBelow(random, range)) - static_cast<int>(range / 2));
             const std::size_t row = i % perBlock / static_cast<std::size_t>(size);
             const std::size_t column = i % static_cast<std::size_t>(size);
             const float product = static_cast<float>(corners[i]) * matrix[8 * row + column];

@@ -13,6 +13,7 @@
 #include "Frame.h"
 #include "FrameMaker.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 
 namespace {
 
