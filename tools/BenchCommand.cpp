@@ -29,13 +29,12 @@ constexpr double kLeastSeconds = 0.5;
 struct BenchOptions {
     std::vector<std::string> frames;
     std::string numbers;
-    DecodeOptions decode;
+    RequestOptions request;
     std::vector<std::size_t> threads;
     std::size_t inFlight = 1;
     std::uint32_t warmUps = 3;
     std::uint32_t iterations = 0; // 0: kLeastIterations, and more until the decodes fill kLeastSeconds
-    std::uint64_t maxPixels = kDefaultMaxPixels;
-    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
+    FrameLimits limits;
     bool json = false;
 };
 
@@ -65,7 +64,7 @@ struct Timing {
 // One timed decode.
 class BenchTask : public OrderedTask {
 public:
-    BenchTask(LoadedFrame const& frame, DecodeForm const& request, ObjectPool<DecodedFrame>& pool,
+    BenchTask(LoadedFrame const& frame, DecodeRequest const& request, ObjectPool<DecodedFrame>& pool,
               std::vector<double>& milliseconds)
         : m_frame(frame), m_request(request), m_pool(pool), m_milliseconds(milliseconds) {}
 
@@ -85,7 +84,7 @@ public:
 
 private:
     LoadedFrame const& m_frame;
-    DecodeForm const& m_request;
+    DecodeRequest const& m_request;
     ObjectPool<DecodedFrame>& m_pool;
     std::vector<double>& m_milliseconds;
     std::unique_ptr<DecodedFrame> m_decoded;
@@ -93,7 +92,7 @@ private:
 };
 
 // Decodes the frames in turn, `count` decodes in all.
-std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeForm const& request,
+std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeRequest const& request,
                                  ObjectPool<DecodedFrame>& pool, std::size_t inFlight, std::size_t count) {
     std::vector<double> milliseconds;
     std::size_t next = 0;
@@ -105,7 +104,7 @@ std::vector<double> decodeInTurn(std::vector<LoadedFrame> const& frames, DecodeF
     return milliseconds;
 }
 
-Timing measure(std::vector<LoadedFrame> const& frames, DecodeForm const& request, BenchOptions const& options,
+Timing measure(std::vector<LoadedFrame> const& frames, DecodeRequest const& request, BenchOptions const& options,
                std::size_t threads) {
     const ThreadLimit limit(threads);
     ObjectPool<DecodedFrame> pool;
@@ -140,7 +139,7 @@ Averages averagesOf(std::vector<LoadedFrame> const& frames) {
     return averages;
 }
 
-const char* targetName(DecodeForm const& request) {
+const char* targetName(DecodeRequest const& request) {
     const bool runsAvx2 = request.target == OptimizationTarget::AVX2 && RaveloDecoderInterface::GetMaxOptType() == 1;
     return runsAvx2 ? "avx2" : "baseline";
 }
@@ -171,8 +170,7 @@ Json jsonOf(Timing const& timing, Averages const& averages) {
 std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
     std::vector<LoadedFrame> frames;
     for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
-        std::vector<std::uint8_t> bytes = readFrame(item.path, options.maxPixels);
-        checkReads(displayName(item.path), bytes, options.maxReadFactor);
+        std::vector<std::uint8_t> bytes = readFrame(item.path, options.limits);
         const FrameHeader header = parseFrameHeader(bytes);
         frames.push_back({displayName(item.path), std::move(bytes), header});
     }
@@ -180,13 +178,13 @@ std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
 }
 
 // Slices that fail cost less than others, so the times of damaged frames say little.
-std::size_t countDamaged(std::vector<LoadedFrame> const& frames, DecodeForm request) {
-    request.pixelsCount = false;
-    request.listsDamage = false;
+std::size_t countDamaged(std::vector<LoadedFrame> const& frames, DecodeRequest request) {
+    request.pixelsAreUsed = false;
+    request.listsAllDamage = false;
     DecodedFrame decoded;
     std::size_t damaged = 0;
     for (LoadedFrame const& frame : frames) {
-        decoded.decode(frame.bytes, request);
+        withName(frame.name, [&] { decoded.decode(frame.bytes, request); });
         warnOfDamage({}, frame.name, frame.bytes, decoded);
         damaged += decoded.failedSlices() == 0 ? 0 : 1;
     }
@@ -194,7 +192,7 @@ std::size_t countDamaged(std::vector<LoadedFrame> const& frames, DecodeForm requ
 }
 
 ExitCode runBench(BenchOptions const& options) {
-    const DecodeForm request = requestOf(options.decode, 8, ColorCoding_YCbCr);
+    const DecodeRequest request = requestOf(options.request, 8, ColorCoding_YCbCr);
     const std::vector<LoadedFrame> frames = loadFrames(options);
     const std::size_t damagedFrames = countDamaged(frames, request);
     const Averages averages = averagesOf(frames);
@@ -204,7 +202,7 @@ ExitCode runBench(BenchOptions const& options) {
     Json results = Json::array();
     if (!options.json) {
         printReport(fmt::format("{} {}, {} size, {} bits, target {}, {} in flight\n", frames.size(),
-                                frames.size() == 1 ? "frame" : "frames", options.decode.size, request.bitDepth,
+                                frames.size() == 1 ? "frame" : "frames", options.request.size, request.bitDepth,
                                 targetName(request), options.inFlight));
         printReport("threads  median ms   least ms      p5 ms     p95 ms   frames/s       MP/s       MB/s\n");
     }
@@ -218,7 +216,7 @@ ExitCode runBench(BenchOptions const& options) {
     if (options.json)
         printJson({{"frames", frames.size()},
                    {"damaged_frames", damagedFrames},
-                   {"size", options.decode.size},
+                   {"size", options.request.size},
                    {"depth", request.bitDepth},
                    {"target", targetName(request)},
                    {"in_flight", options.inFlight},
@@ -234,7 +232,7 @@ void addBenchCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<BenchOptions>();
     Subcommand command = addCommand(commandLine, "bench", "Measure how fast frames decode", options, runBench);
     addFramesArgument(command, options->frames, options->numbers);
-    addDecodeOptions(command, options->decode);
+    addRequestOptions(command, options->request);
     command.option("--threads", options->threads, "counts of threads to measure, such as 1,2,4; 0 for all")
         .value("N")
         .separatedBy(',')
@@ -253,6 +251,5 @@ void addBenchCommand(CommandLine& commandLine) {
         .value("N")
         .between(1, 1000000);
     addJsonOption(command, options->json);
-    addMaxPixelsOption(command, options->maxPixels);
-    addMaxReadFactorOption(command, options->maxReadFactor);
+    addFrameLimitsOptions(command, options->limits);
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -41,4 +43,19 @@ CommandError usageError(fmt::format_string<Args...> text, Args&&... args) {
 template <typename... Args>
 CommandError limitExceeded(fmt::format_string<Args...> text, Args&&... args) {
     return CommandError(ExitCode::Limit, fmt::format(text, std::forward<Args>(args)...));
+}
+
+// Calls `work`. Errors of the libraries become a CommandError that starts with `name`; a lack of memory stays what it
+// is.
+template <typename Work>
+void withName(std::string const& name, Work const& work) {
+    try {
+        work();
+    } catch (CommandError const&) {
+        throw;
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const& error) {
+        throw failure("{}: {}", name, error.what());
+    }
 }

@@ -26,8 +26,7 @@ struct CompareOptions {
     std::string target = "auto";
     double minPsnr = -1;
     double maxDifference = -1;
-    std::uint64_t maxPixels = kDefaultMaxPixels;
-    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
+    FrameLimits limits;
     bool json = false;
     bool equal = false;
 };
@@ -56,13 +55,12 @@ Side loadSide(std::string const& path, CompareOptions const& options) {
     InputFile file(path);
     side.name = file.name();
     if (isPicture(file)) {
-        side.picture = makePictureReader(file, options.maxPixels)->next();
+        side.picture = makePictureReader(file, options.limits.maxPixels)->next();
         if (!side.picture)
             throw failure("{} holds no picture", side.name);
         return side;
     }
-    side.frame = readFrame(file, options.maxPixels);
-    checkReads(side.name, side.frame, options.maxReadFactor);
+    side.frame = readFrame(file, options.limits);
     side.header = parseFrameHeader(side.frame);
     return side;
 }
@@ -70,7 +68,7 @@ Side loadSide(std::string const& path, CompareOptions const& options) {
 // The planes of a decoded frame: Cb Y Cr Y for two pixels, or A Y Cb Cr for one.
 SourcePicture planesOf(Side& side, OptimizationTarget target) {
     DecodedFrame decoded;
-    decoded.decode(side.frame, {0, ColorCoding_YCbCr, kBits, target});
+    withName(side.name, [&] { decoded.decode(side.frame, {0, ColorCoding_YCbCr, kBits, target}); });
     side.failedSlices = decoded.failedSlices();
     warnOfDamage({}, side.name, side.frame, decoded);
     SourcePicture planes;
@@ -248,9 +246,7 @@ bool withinLimits(Difference const& all, CompareOptions const& options) {
 ExitCode runCompare(CompareOptions const& options) {
     if (options.first == "-" && options.second == "-")
         throw usageError("standard input can be one side only");
-    DecodeOptions decode;
-    decode.target = options.target;
-    const OptimizationTarget target = requestOf(decode, kBits, ColorCoding_YCbCr).target;
+    const OptimizationTarget target = targetNamed(options.target);
     Side first = loadSide(options.first, options);
     Side second = loadSide(options.second, options);
     checkSides(first, second);
@@ -279,11 +275,7 @@ void addCompareCommand(CommandLine& commandLine) {
     command.option("--max-difference", options->maxDifference, "exit with 5 if a sample differs by more codes")
         .value("CODES")
         .within(0, 256);
-    command.option("--target", options->target, "code path of the library; auto takes the best")
-        .value("TARGET")
-        .oneOf({"auto", "baseline", "avx2"})
-        .showDefault();
+    addTargetOption(command, options->target);
     addJsonOption(command, options->json);
-    addMaxPixelsOption(command, options->maxPixels);
-    addMaxReadFactorOption(command, options->maxReadFactor);
+    addFrameLimitsOptions(command, options->limits);
 }

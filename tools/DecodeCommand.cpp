@@ -2,19 +2,23 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
+#include <optional>
 #include <set>
+#include <span>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include <unistd.h>
 
 #include "DamageReport.h"
-#include "FrameFile.h"
+#include "FrameTask.h"
 #include "InputFile.h"
 #include "InputSet.h"
 #include "Interrupt.h"
 #include "Json.h"
-#include "OrderedPipeline.h"
 #include "OutputFile.h"
 #include "OutputFormat.h"
 #include "OutputName.h"
@@ -26,18 +30,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct DecodeCommandOptions {
+struct DecodeOptions {
     std::vector<std::string> frames;
     std::string output;
     std::string numbers;
     std::string format;
     std::string missing = "error";
-    DecodeOptions decode;
+    RequestOptions request;
     std::string framesPerSecond = "25";
-    std::uint64_t maxPixels = kDefaultMaxPixels;
-    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
-    std::size_t threads = 0;
-    std::size_t inFlight = 0;
+    FrameLoopOptions loop;
     bool force = false;
     bool json = false;
     Verbosity verbosity;
@@ -53,7 +54,7 @@ struct DecodeStep {
 };
 
 // The steps for the items of the command line, with holes treated as --missing says.
-std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeCommandOptions const& options,
+std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeOptions const& options,
                                  OutputName const& output, std::string const& extension) {
     const auto firstExisting =
         std::find_if(items.begin(), items.end(), [](SequenceItem const& item) { return item.exists; });
@@ -81,23 +82,26 @@ std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeC
 
 class DecodeJob {
 public:
-    explicit DecodeJob(DecodeCommandOptions const& options) : m_options(options), m_output(options.output) {
-        m_outputOptions.format = formatOf(options, m_output);
-        if (m_outputOptions.format == OutputFormat::Null)
+    explicit DecodeJob(DecodeOptions const& options)
+        : m_options(options),
+          m_output(options.output),
+          m_info(infoOf(formatOf(options, m_output))),
+          m_loop(options.loop) {
+        m_outputOptions.format = m_info.format;
+        if (!m_info.isWritten)
             m_output = OutputName("");
-        m_outputOptions.videoRange = options.decode.coding == "rgb-video";
+        m_outputOptions.videoRange = options.request.coding == "rgb-video";
         m_outputOptions.frameRate = parseFrameRate(options.framesPerSecond);
-        OutputFormatInfo const& info = infoOf(m_outputOptions.format);
         // RGB is asked of the library where a frame can give it, and else made by the command.
-        m_request =
-            requestOf(options.decode, info.bitDepths.front(), info.holdsRgb ? ColorCoding_RGBFull : ColorCoding_YCbCr);
-        if (std::find(info.bitDepths.begin(), info.bitDepths.end(), m_request.bitDepth) == info.bitDepths.end())
-            throw usageError("{} cannot hold {} bits; it takes {}", info.name, m_request.bitDepth,
-                             fmt::join(info.bitDepths, ", "));
-        m_request.pixelsCount = m_outputOptions.format != OutputFormat::Null;
-        m_request.listsDamage = options.json || options.verbosity.verbose;
-        if (m_outputOptions.format == OutputFormat::Y4m && m_request.colorCoding != ColorCoding_YCbCr)
-            throw usageError("y4m holds Y'CbCr only; leave --coding out or give --coding ycbcr");
+        m_request = requestOf(options.request, m_info.bitDepths.front(),
+                              m_info.holdsRgb ? ColorCoding_RGBFull : ColorCoding_YCbCr);
+        if (std::find(m_info.bitDepths.begin(), m_info.bitDepths.end(), m_request.bitDepth) == m_info.bitDepths.end())
+            throw usageError("{} cannot hold {} bits; it takes {}", m_info.name, m_request.bitDepth,
+                             fmt::join(m_info.bitDepths, ", "));
+        m_request.pixelsAreUsed = m_info.isWritten;
+        m_request.listsAllDamage = options.json || options.verbosity.verbose;
+        if (m_info.holdsYCbCrOnly && m_request.colorCoding != ColorCoding_YCbCr)
+            throw usageError("{} holds Y'CbCr only; leave --coding out or give --coding ycbcr", m_info.name);
         if (options.json && m_output.isStandardOutput())
             throw usageError("the pictures and the report of --json cannot both go to standard output");
     }
@@ -107,44 +111,51 @@ public:
 private:
     friend class DecodeTask;
 
-    static OutputFormat formatOf(DecodeCommandOptions const& options, OutputName const& output);
+    static OutputFormat formatOf(DecodeOptions const& options, OutputName const& output);
+    void decode(DecodeStep const& step, std::span<const std::uint8_t> bytes, DecodedFrame& decoded) const;
     void checkOutputs(InputSet const& inputs) const;
     void openSharedOutput();
-    DecodeForm requestFor(FrameHeader const& header, std::string const& name) const;
+    DecodeRequest requestFor(FrameHeader const& header, std::string const& name) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
     void reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes);
     void printTotals(double seconds) const;
 
-    DecodeCommandOptions const& m_options;
+    DecodeOptions const& m_options;
     OutputName m_output;
+    OutputFormatInfo const& m_info;
     OutputOptions m_outputOptions;
-    DecodeForm m_request;
+    DecodeRequest m_request;
     std::vector<DecodeStep> m_steps;
-    ObjectPool<DecodedFrame> m_frames;
+    FrameLoop m_loop;
     std::unique_ptr<OutputFile> m_sharedOutput; // where all frames go to one file
     std::vector<std::uint8_t> m_streamHeader;   // that of the first frame
     std::unique_ptr<Progress> m_progress;
-    bool m_alphaLossTold = false;
+    bool m_hasWarnedOfAlpha = false;
     std::size_t m_damagedFrames = 0;
     Json m_report = Json::array(); // of --json, a frame each
 };
 
-// Reads, decodes and converts one frame; the result is written in its turn.
-class DecodeTask : public OrderedTask {
+// Decodes and converts one frame; the result is written in its turn.
+class DecodeTask : public FrameTask {
 public:
-    DecodeTask(DecodeJob& job, DecodeStep const& step) : m_job(job), m_step(step) {}
+    DecodeTask(DecodeJob& job, DecodeStep const& step)
+        : FrameTask(job.m_loop, step.path, step.name), m_job(job), m_step(step) {}
 
-    void work() override {
-        m_bytes = readFrame(m_step.path, m_job.m_options.maxPixels);
-        checkReads(m_step.name, m_bytes, m_job.m_options.maxReadFactor);
-        m_frame = m_job.m_frames.take();
-        try {
-            decodeAndConvert();
-        } catch (CommandError const&) {
-            throw;
-        } catch (std::runtime_error const& error) {
-            throw failure("{}: {}", m_step.name, error.what());
+    void deliver() override {
+        m_job.checkForm(decoded(), m_step);
+        if (m_file) {
+            m_file->commit();
+        } else if (m_job.m_sharedOutput) {
+            m_job.m_sharedOutput->write(m_result);
         }
+        m_job.reportFrame(decoded(), m_step, bytes());
+        FrameTask::deliver();
+    }
+
+private:
+    void process() override {
+        m_job.decode(m_step, bytes(), decoded());
+        m_result = frameBytes(decoded(), m_job.m_outputOptions, m_step.name);
         // A file of its own waits for nobody with its bytes, only with its name.
         if (!m_step.outputPath.empty()) {
             m_file = std::make_unique<OutputFile>(m_step.outputPath, m_job.m_options.force);
@@ -152,47 +163,17 @@ public:
         }
     }
 
-    void deliver() override {
-        m_job.checkForm(*m_frame, m_step);
-        if (m_file) {
-            m_file->commit();
-        } else if (m_job.m_sharedOutput) {
-            m_job.m_sharedOutput->write(m_result);
-        }
-        m_job.reportFrame(*m_frame, m_step, m_bytes);
-        m_job.m_frames.giveBack(std::move(m_frame));
-    }
-
-private:
-    void decodeAndConvert() {
-        const FrameHeader header = parseFrameHeader(m_bytes);
-        const DecodeForm request = m_job.requestFor(header, m_step.name);
-        OutputFormatInfo const& info = infoOf(m_job.m_outputOptions.format);
-        if (((header.horizontal_size >> request.downSampleFactor) == 0 ||
-             (header.vertical_size >> request.downSampleFactor) == 0) &&
-            (info.holdsRgb || info.format == OutputFormat::Y4m))
-            throw failure("{} has no pixels at this size: it is {} x {} at full size", m_step.name,
-                          header.horizontal_size, header.vertical_size);
-        if (m_step.black)
-            m_frame->fillBlack(m_bytes, request);
-        else
-            m_frame->decode(m_bytes, request);
-        m_result = frameBytes(*m_frame, m_job.m_outputOptions, m_step.name);
-    }
-
     DecodeJob& m_job;
     DecodeStep const& m_step;
-    std::vector<std::uint8_t> m_bytes; // the frame
-    std::unique_ptr<DecodedFrame> m_frame;
     std::vector<std::uint8_t> m_result;
     std::unique_ptr<OutputFile> m_file;
 };
 
-OutputFormat DecodeJob::formatOf(DecodeCommandOptions const& options, OutputName const& output) {
+OutputFormat DecodeJob::formatOf(DecodeOptions const& options, OutputName const& output) {
     std::optional<OutputFormat> format;
     if (!options.format.empty())
         format = *outputFormatNamed(options.format);
-    if (options.output.empty() && format != OutputFormat::Null)
+    if (options.output.empty() && (!format || infoOf(*format).isWritten))
         throw usageError("--output is required but for --format null");
     if (format)
         return *format;
@@ -208,12 +189,11 @@ OutputFormat DecodeJob::formatOf(DecodeCommandOptions const& options, OutputName
 
 // Everything that can go wrong with the names of the outputs goes wrong before the first frame is decoded.
 void DecodeJob::checkOutputs(InputSet const& inputs) const {
-    OutputFormatInfo const& info = infoOf(m_outputOptions.format);
     if (m_output.isSingleFile()) {
-        if (m_steps.size() > 1 && !info.holdsManyFrames)
+        if (m_steps.size() > 1 && !m_info.holdsManyFrames)
             throw usageError("{} frames do not fit into one {}; -o takes a folder or a name such as out.%04d.{}",
-                             m_steps.size(), info.name, info.name);
-        if (info.format == OutputFormat::Null)
+                             m_steps.size(), m_info.name, m_info.name);
+        if (!m_info.isWritten)
             return;
         refuseExisting(m_options.output, m_options.force);
         inputs.refuse(m_options.output);
@@ -230,22 +210,35 @@ void DecodeJob::checkOutputs(InputSet const& inputs) const {
 }
 
 void DecodeJob::openSharedOutput() {
-    if (!m_output.isSingleFile() || m_outputOptions.format == OutputFormat::Null)
+    if (!m_output.isSingleFile() || !m_info.isWritten)
         return;
-    const bool isText = m_outputOptions.format == OutputFormat::Xxh3 || m_outputOptions.format == OutputFormat::Md5;
-    if (m_output.isStandardOutput() && !isText && ::isatty(STDOUT_FILENO) == 1)
+    if (m_output.isStandardOutput() && !m_info.isText && ::isatty(STDOUT_FILENO) == 1)
         throw usageError("standard output is a terminal, and {} is no text; redirect it or give -o a file",
-                         infoOf(m_outputOptions.format).name);
+                         m_info.name);
     m_sharedOutput = std::make_unique<OutputFile>(m_options.output, m_options.force);
+}
+
+void DecodeJob::decode(DecodeStep const& step, std::span<const std::uint8_t> bytes, DecodedFrame& decoded) const {
+    const FrameHeader header = parseFrameHeader(bytes);
+    const DecodeRequest request = requestFor(header, step.name);
+    const bool isEmpty = (header.horizontal_size >> request.downSampleFactor) == 0 ||
+                         (header.vertical_size >> request.downSampleFactor) == 0;
+    if (isEmpty && !m_info.holdsEmptyPictures)
+        throw failure("{} has no pixels at this size: it is {} x {} at full size", step.name, header.horizontal_size,
+                      header.vertical_size);
+    if (step.black)
+        decoded.fillBlack(bytes, request);
+    else
+        decoded.decode(bytes, request);
 }
 
 // The library gives RGB for 4:4:4 frames only. Where the form of output holds RGB anyway, the command makes it from the
 // Y'CbCr of 4:2:2 frames.
-DecodeForm DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
-    DecodeForm request = m_request;
+DecodeRequest DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
+    DecodeRequest request = m_request;
     if (header.is444() || request.colorCoding == ColorCoding_YCbCr)
         return request;
-    if (!infoOf(m_outputOptions.format).holdsRgb)
+    if (!m_info.holdsRgb)
         throw failure("{} is a 4:2:2 frame, which comes as Y'CbCr only in this form of output; leave --coding out",
                       name);
     request.colorCoding = ColorCoding_YCbCr;
@@ -254,13 +247,11 @@ DecodeForm DecodeJob::requestFor(FrameHeader const& header, std::string const& n
 
 // A stream has one header for all of its frames.
 void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
-    const bool losesAlpha =
-        frame.header().hasAlphaOutput() && (m_outputOptions.format == OutputFormat::Ppm ||
-                                            (m_outputOptions.format == OutputFormat::Y4m && m_request.bitDepth != 8));
-    if (losesAlpha && !m_alphaLossTold) {
+    const bool losesAlpha = frame.header().hasAlphaOutput() && m_request.bitDepth > m_info.maxAlphaDepth;
+    if (losesAlpha && !m_hasWarnedOfAlpha) {
         warn(m_options.verbosity, fmt::format("{} has an alpha plane that {} of {} bits cannot hold", step.name,
-                                              infoOf(m_outputOptions.format).name, m_request.bitDepth));
-        m_alphaLossTold = true;
+                                              m_info.name, m_request.bitDepth));
+        m_hasWarnedOfAlpha = true;
     }
     const std::vector<std::uint8_t> header = streamHeader(frame, m_outputOptions);
     if (header.empty())
@@ -278,8 +269,7 @@ void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
 
 void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes) {
     std::string const& output = step.outputPath.empty() ? m_options.output : step.outputPath;
-    const bool isWritten = m_outputOptions.format != OutputFormat::Null;
-    m_progress->advance(isWritten ? fmt::format("{} -> {}", step.name, output) : step.name);
+    m_progress->advance(m_info.isWritten ? fmt::format("{} -> {}", step.name, output) : step.name);
     if (frame.failedSlices() != 0) {
         ++m_damagedFrames;
         warnOfDamage(m_options.verbosity, step.name, bytes, frame);
@@ -287,7 +277,7 @@ void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, s
     if (!m_options.json)
         return;
     m_report.push_back({{"file", step.name},
-                        {"output", isWritten ? Json(output) : Json(nullptr)},
+                        {"output", m_info.isWritten ? Json(output) : Json(nullptr)},
                         {"hole", step.exists ? Json(nullptr) : Json(m_options.missing)},
                         {"width", frame.width()},
                         {"height", frame.height()},
@@ -299,8 +289,8 @@ void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, s
 
 void DecodeJob::printTotals(double seconds) const {
     if (m_options.json)
-        printJson({{"format", infoOf(m_outputOptions.format).name},
-                   {"size", m_options.decode.size},
+        printJson({{"format", m_info.name},
+                   {"size", m_options.request.size},
                    {"frames", m_report},
                    {"damaged_frames", m_damagedFrames},
                    {"seconds", seconds},
@@ -312,21 +302,14 @@ void DecodeJob::printTotals(double seconds) const {
 
 ExitCode DecodeJob::run() {
     const Clock::time_point start = Clock::now();
-    std::string extension(infoOf(m_outputOptions.format).name);
+    const std::string extension(m_info.name);
     const std::vector<SequenceItem> items = expandSequences(m_options.frames, m_options.numbers);
     m_steps = stepsFor(items, m_options, m_output, extension);
     checkOutputs(InputSet(items));
     openSharedOutput();
 
-    const ThreadLimit limit(m_options.threads);
-    const std::size_t inFlight = m_options.inFlight != 0 ? m_options.inFlight : ThreadLimit::current() + 1;
     m_progress = std::make_unique<Progress>("decoded", m_steps.size(), m_options.verbosity);
-    std::size_t nextStep = 0;
-    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
-        if (nextStep == m_steps.size())
-            return nullptr;
-        return std::make_unique<DecodeTask>(*this, m_steps[nextStep++]);
-    });
+    m_loop.run(m_steps.size(), [this](std::size_t i) { return std::make_unique<DecodeTask>(*this, m_steps[i]); });
     m_progress.reset();
     if (m_sharedOutput)
         m_sharedOutput->commit();
@@ -334,14 +317,14 @@ ExitCode DecodeJob::run() {
     return m_damagedFrames == 0 ? ExitCode::Done : ExitCode::Damaged;
 }
 
-ExitCode runDecode(DecodeCommandOptions const& options) {
+ExitCode runDecode(DecodeOptions const& options) {
     return DecodeJob(options).run();
 }
 
 } // namespace
 
 void addDecodeCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<DecodeCommandOptions>();
+    const auto options = std::make_shared<DecodeOptions>();
     Subcommand command = addCommand(commandLine, "decode", "Decode frames to pictures", options, runDecode);
     addFramesArgument(command, options->frames, options->numbers);
     command
@@ -354,8 +337,8 @@ void addDecodeCommand(CommandLine& commandLine) {
     command.option("-F,--format", options->format, "form of the output; otherwise the name's extension tells it")
         .value("FORM")
         .oneOf(names);
-    addDecodeOptions(command, options->decode);
-    addFailedSlicesOptions(command, options->decode);
+    addRequestOptions(command, options->request);
+    addFailedSlicesOptions(command, options->request);
     command.option("--missing", options->missing, "what a hole in a sequence becomes")
         .value("WHAT")
         .oneOf({"error", "skip", "hold", "black"})
@@ -363,10 +346,7 @@ void addDecodeCommand(CommandLine& commandLine) {
     command.option("--fps", options->framesPerSecond, "frame rate that y4m tells, such as 25 or 24000/1001")
         .value("RATE")
         .showDefault();
-    addThreadsOption(command, options->threads);
-    addInFlightOption(command, options->inFlight);
-    addMaxPixelsOption(command, options->maxPixels);
-    addMaxReadFactorOption(command, options->maxReadFactor);
+    addFrameLoopOptions(command, options->loop);
     addForceOption(command, options->force);
     addJsonOption(command, options->json);
     addVerbosityOptions(command, options->verbosity);

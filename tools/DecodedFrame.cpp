@@ -16,7 +16,7 @@ namespace {
 // Room for the report of failed slices that nearly every damaged frame is content with.
 constexpr std::size_t kUsualDamage = 256;
 
-ravelo_decode_options optionsFor(DecodeForm const& request, ravelo_damage_report& report) {
+ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_report& report) {
     ravelo_decode_options options{};
     options.struct_size = sizeof options;
     options.reduction = request.downSampleFactor;
@@ -25,7 +25,7 @@ ravelo_decode_options optionsFor(DecodeForm const& request, ravelo_damage_report
     options.target = request.target == OptimizationTarget::Baseline ? RAVELO_TARGET_BASELINE : RAVELO_TARGET_BEST;
     // The C interface takes the colour 0 for the usual one.
     const bool isMarked = request.failedSlices == FailedSlices::Marked && request.markColor != 0;
-    const bool isLeft = request.failedSlices == FailedSlices::Left || !request.pixelsCount;
+    const bool isLeft = request.failedSlices == FailedSlices::Left || !request.pixelsAreUsed;
     options.failed_slices = isLeft ? RAVELO_FAILED_UNTOUCHED : isMarked ? RAVELO_FAILED_MARKED : RAVELO_FAILED_BLACK;
     options.mark_color = request.markColor;
     // checkFrame and checkReads have applied the limits of the command line.
@@ -80,7 +80,7 @@ std::uint32_t DecodedFrame::maxValue() const {
     return m_request.bitDepth == 15 ? 32768 : (1u << m_request.bitDepth) - 1;
 }
 
-void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const& request) {
+void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
     m_header = parseFrameHeader(frame);
     m_request = request;
     m_damage.clear();
@@ -103,7 +103,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeForm const
 }
 
 void DecodedFrame::fillWithBlack() {
-    if (m_bytes == 0 || !m_request.pixelsCount)
+    if (m_bytes == 0 || !m_request.pixelsAreUsed)
         return;
     const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request.colorCoding, maxValue());
     const std::span<std::uint8_t> firstRow(m_pixels.get(), m_stride);
@@ -115,15 +115,15 @@ void DecodedFrame::fillWithBlack() {
         std::memcpy(m_pixels.get() + start, m_pixels.get(), m_stride);
 }
 
-void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request) {
+void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
     prepare(frame, request);
     fillWithBlack();
 }
 
-void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeForm const& request) {
+void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
     prepare(frame, request);
     // Slices that do not fail write all of their pixels, and the library fills those that do.
-    if (request.failedSlices == FailedSlices::Left && request.pixelsCount)
+    if (request.failedSlices == FailedSlices::Left && request.pixelsAreUsed)
         std::memset(m_pixels.get(), 0, m_bytes);
     else if (!slicesTakeEveryLine(m_header, request.downSampleFactor))
         fillWithBlack();
@@ -152,7 +152,7 @@ void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
         if (status != RAVELO_OK)
             throw ravelo::Error(error);
         m_failedSlices = report.failed;
-        if (report.failed <= report.capacity || !m_request.listsDamage)
+        if (report.failed <= report.capacity || !m_request.listsAllDamage)
             break;
         // The number of slices is known now; a frame with so much damage decodes quickly.
         m_damage.resize(report.failed);

@@ -13,15 +13,15 @@
 // What becomes of the pixels of slices that fail.
 enum class FailedSlices { Black, Marked, Left };
 
-struct DecodeForm {
+struct DecodeRequest {
     std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 8; // 8, 10, 15 or 16
     OptimizationTarget target = OptimizationTarget::AVX2;
     FailedSlices failedSlices = FailedSlices::Black;
     std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
-    bool pixelsCount = true;            // false: nobody looks at them, so those that no slice writes are not touched
-    bool listsDamage = true;            // false: of many slices that fail not all are listed, only counted
+    bool pixelsAreUsed = true;          // false: nobody looks at them, so those that no slice writes are not touched
+    bool listsAllDamage = true;         // false: of many slices that fail not all are listed, only counted
 };
 
 // A frame's pixels as the library delivers them. The object can be used for one frame after the other and then keeps
@@ -31,26 +31,26 @@ public:
     // Decodes a frame that checkFrame and checkReads have let through. Pixels that no slice writes are black, or 0 for
     // FailedSlices::Left. Throws CommandError with ExitCode::Interrupted when a signal ends the decode, and
     // ravelo::Error where the C interface refuses it.
-    void decode(std::span<const std::uint8_t> frame, DecodeForm const& request);
+    void decode(std::span<const std::uint8_t> frame, DecodeRequest const& request);
 
     // Decodes by the C++ call into the memory as it is, a frame of the same form as that of the last reserve() or
     // decode().
     void decodeAgain(std::span<const std::uint8_t> frame);
 
     // Makes room for the frame without touching the pixels.
-    void reserve(std::span<const std::uint8_t> frame, DecodeForm const& request) { prepare(frame, request); }
+    void reserve(std::span<const std::uint8_t> frame, DecodeRequest const& request) { prepare(frame, request); }
 
     // A black picture of the form that the frame would have.
-    void fillBlack(std::span<const std::uint8_t> frame, DecodeForm const& request);
+    void fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request);
 
     // How many slices failed in the last decode().
     std::uint64_t failedSlices() const { return m_failedSlices; }
 
-    // Those slices in the order of the frame; without DecodeForm::listsDamage perhaps only the first of them.
+    // Those slices in the order of the frame; without DecodeRequest::listsAllDamage perhaps only the first of them.
     std::vector<ravelo_damage> const& damage() const { return m_damage; }
 
     FrameHeader const& header() const { return m_header; }
-    DecodeForm const& request() const { return m_request; }
+    DecodeRequest const& request() const { return m_request; }
     std::uint32_t width() const { return m_width; }
     std::uint32_t height() const { return m_height; }
     std::uint32_t samplesPerPixel() const { return m_samplesPerPixel; }
@@ -74,12 +74,12 @@ private:
         void operator()(std::uint8_t* memory) const { ::operator delete[](memory, std::align_val_t{kAlignment}); }
     };
 
-    void prepare(std::span<const std::uint8_t> frame, DecodeForm const& request);
+    void prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request);
     void fillWithBlack();
     void decodeWithReport(std::span<const std::uint8_t> frame);
 
     FrameHeader m_header;
-    DecodeForm m_request;
+    DecodeRequest m_request;
     std::uint32_t m_width = 0;
     std::uint32_t m_height = 0;
     std::uint32_t m_samplesPerPixel = 0;

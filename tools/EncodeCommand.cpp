@@ -165,13 +165,7 @@ public:
         const EncoderSettings settings = settingsFor(m_options, m_step.picture, m_form);
         const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
-        try {
-            m_frame = encodeFrame(source, settings);
-        } catch (std::bad_alloc const&) {
-            throw;
-        } catch (std::exception const& error) {
-            throw failure("{}: {}", m_step.name, error.what());
-        }
+        withName(m_step.name, [&] { m_frame = encodeFrame(source, settings); });
         m_file = std::make_unique<OutputFile>(m_step.outputPath, m_options.force);
         m_file->write(m_frame.bytes);
     }

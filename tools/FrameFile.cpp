@@ -4,21 +4,22 @@
 
 #include "FrameHeader.h"
 
-std::vector<std::uint8_t> readFrame(InputFile& file, std::uint64_t maxPixels) {
+std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits) {
     std::vector<std::uint8_t> frame;
     if (file.readOn(frame, kMinFrameBytes))
         file.readOn(frame, declaredHeaderBytes(frame));
-    checkFrame(file.name(), frame, maxPixels);
+    checkFrame(file.name(), frame, limits.maxPixels);
     // Each part that is read declares the next: the header the place of the first picture, its header the table of
     // slices, the table the slices, and again for a second picture.
     std::uint64_t wanted = 0;
     do
         wanted = std::min(declaredFrameBytes(frame) + kBytesAfterFrame, kMaxFrameBytes);
     while (frame.size() < wanted && file.readOn(frame, wanted));
+    checkReads(file.name(), frame, limits.maxReadFactor);
     return frame;
 }
 
-std::vector<std::uint8_t> readFrame(std::string const& path, std::uint64_t maxPixels) {
+std::vector<std::uint8_t> readFrame(std::string const& path, FrameLimits const& limits) {
     InputFile file(path);
-    return readFrame(file, maxPixels);
+    return readFrame(file, limits);
 }

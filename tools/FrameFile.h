@@ -6,6 +6,13 @@
 
 #include "InputFile.h"
 #include "Limits.h"
+#include "ravelo.h"
+
+// What a frame may cost before it is refused; 0 lifts a limit.
+struct FrameLimits {
+    std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; // bytes that the slices read over bytes of the frame
+};
 
 // The most bytes of a frame. What a file holds beyond them is not read.
 inline constexpr std::uint64_t kMaxFrameBytes = std::uint64_t{1} << 32;
@@ -14,7 +21,7 @@ inline constexpr std::uint64_t kMaxFrameBytes = std::uint64_t{1} << 32;
 // the table of slices, and then the slice reads on after the end; it stops long before it has read this much.
 inline constexpr std::uint64_t kBytesAfterFrame = std::uint64_t{1} << 20;
 
-// The frame at the start of the file. Its header is read first and checked by checkFrame; then as many bytes as the
-// frame declares and kBytesAfterFrame more, so that a file without end does no harm.
-std::vector<std::uint8_t> readFrame(InputFile& file, std::uint64_t maxPixels);
-std::vector<std::uint8_t> readFrame(std::string const& path, std::uint64_t maxPixels);
+// The frame at the start of the file, checked by checkFrame and checkReads. Its header is read and checked first; then
+// as many bytes as the frame declares and kBytesAfterFrame more, so that a file without end does no harm.
+std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits);
+std::vector<std::uint8_t> readFrame(std::string const& path, FrameLimits const& limits);

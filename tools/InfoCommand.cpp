@@ -249,7 +249,7 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool w
 ExitCode runInfo(InfoOptions const& options) {
     Json frames = Json::array();
     for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
-        const std::vector<std::uint8_t> frame = readFrame(item.path, options.maxPixels);
+        const std::vector<std::uint8_t> frame = readFrame(item.path, {options.maxPixels, 0});
         if (options.json)
             frames.push_back(jsonOf(displayName(item.path), frame, options.withSlices));
         else

@@ -29,8 +29,7 @@ struct InspectOptions {
     std::string picture;
     std::string show = "bytes";
     std::string target = "auto";
-    std::uint64_t maxPixels = kDefaultMaxPixels;
-    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
+    FrameLimits limits;
     bool json = false;
     bool totalsOnly = false;
     bool force = false;
@@ -145,10 +144,8 @@ private:
     Json m_report = Json::array(); // of --json, a frame each
 };
 
-InspectJob::InspectJob(InspectOptions const& options) : m_options(options), m_pictureName(options.picture) {
-    DecodeOptions decode;
-    decode.target = options.target;
-    m_target = requestOf(decode, 8, ColorCoding_YCbCr).target;
+InspectJob::InspectJob(InspectOptions const& options)
+    : m_options(options), m_pictureName(options.picture), m_target(targetNamed(options.target)) {
     if (!m_pictureName.isStandardOutput())
         return;
     if (!options.quiet || options.json)
@@ -203,17 +200,11 @@ void InspectJob::writePicture(SequenceItem const& item, InspectedFrame const& fr
 void InspectJob::inspect(SequenceItem const& item) {
     InspectedFrame inspected;
     inspected.name = displayName(item.path);
-    const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.maxPixels);
-    checkReads(displayName(item.path), frame, m_options.maxReadFactor);
+    const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.limits);
     inspected.bytes = frame.size();
     inspected.header = parseFrameHeader(frame);
-    try {
-        m_decoded.decode(frame, {0, inspected.header.is444() ? ColorCoding_RGBFull : ColorCoding_YCbCr, 8, m_target});
-    } catch (CommandError const&) {
-        throw;
-    } catch (std::runtime_error const& error) {
-        throw failure("{}: {}", inspected.name, error.what());
-    }
+    const ColorCoding coding = inspected.header.is444() ? ColorCoding_RGBFull : ColorCoding_YCbCr;
+    withName(inspected.name, [&] { m_decoded.decode(frame, {0, coding, 8, m_target}); });
     inspected.slices = inspectSlices(frame, m_decoded);
     inspected.failedSlices = m_decoded.failedSlices();
     m_isDamaged = m_isDamaged || inspected.failedSlices != 0;
@@ -257,12 +248,8 @@ void addInspectCommand(CommandLine& commandLine) {
         .value("WHAT")
         .oneOf({"bytes", "index"})
         .showDefault();
-    command.option("--target", options->target, "code path of the library; auto takes the best")
-        .value("TARGET")
-        .oneOf({"auto", "baseline", "avx2"})
-        .showDefault();
-    addMaxPixelsOption(command, options->maxPixels);
-    addMaxReadFactorOption(command, options->maxReadFactor);
+    addTargetOption(command, options->target);
+    addFrameLimitsOptions(command, options->limits);
     addForceOption(command, options->force);
     addJsonOption(command, options->json);
     command.flag("-q,--quiet", options->quiet, "no report; the picture and the exit code tell");

@@ -13,27 +13,98 @@ std::vector<std::uint8_t> bytesOf(std::string const& text) {
     return {text.begin(), text.end()};
 }
 
-// The line that checksum tools print and read. A name cannot make it two.
-std::vector<std::uint8_t> hashLine(std::string const& hash, std::string const& name) {
-    return bytesOf(hash + "  " + printable(name) + "\n");
+// The forms for viewers, which may be asked for in video range.
+template <std::vector<std::uint8_t> (*bytesOfForm)(DecodedFrame const&, bool)>
+std::vector<std::uint8_t> viewerBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const&) {
+    return bytesOfForm(frame, options.videoRange);
 }
+
+// The forms that nothing but the frame decides.
+template <std::vector<std::uint8_t> (*bytesOfForm)(DecodedFrame const&)>
+std::vector<std::uint8_t> plainBytes(DecodedFrame const& frame, OutputOptions const&, std::string const&) {
+    return bytesOfForm(frame);
+}
+
+// The line that checksum tools print and read. A name cannot make it two.
+template <std::string (*hashOf)(DecodedFrame const&)>
+std::vector<std::uint8_t> hashLine(DecodedFrame const& frame, OutputOptions const&, std::string const& name) {
+    return bytesOf(hashOf(frame) + "  " + printable(name) + "\n");
+}
+
+std::vector<std::uint8_t> y4mStreamHeader(DecodedFrame const& frame, OutputOptions const& options) {
+    return y4mHeader(frame, options.frameRate);
+}
+
+const std::vector<std::uint32_t> kAllDepths = {8, 10, 15, 16};
+
+const std::vector<OutputFormatInfo> kFormats = {
+    {.format = OutputFormat::Png,
+     .name = "png",
+     .bitDepths = {8, 16},
+     .holdsRgb = true,
+     .frameBytes = viewerBytes<pngBytes>},
+    {.format = OutputFormat::Ppm,
+     .name = "ppm",
+     .otherName = "pnm",
+     .bitDepths = kAllDepths,
+     .maxAlphaDepth = 0,
+     .holdsRgb = true,
+     .frameBytes = viewerBytes<ppmBytes>},
+    {.format = OutputFormat::Pam,
+     .name = "pam",
+     .bitDepths = kAllDepths,
+     .holdsRgb = true,
+     .frameBytes = viewerBytes<pamBytes>},
+    {.format = OutputFormat::Y4m,
+     .name = "y4m",
+     .bitDepths = {8, 10, 16},
+     .maxAlphaDepth = 8,
+     .holdsManyFrames = true,
+     .holdsYCbCrOnly = true,
+     .frameBytes = plainBytes<y4mPicture>,
+     .streamHeader = y4mStreamHeader},
+    {.format = OutputFormat::Raw,
+     .name = "raw",
+     .bitDepths = kAllDepths,
+     .holdsManyFrames = true,
+     .holdsEmptyPictures = true,
+     .frameBytes = plainBytes<rawBytes>},
+    {.format = OutputFormat::Npy,
+     .name = "npy",
+     .bitDepths = kAllDepths,
+     .holdsRgb = true,
+     .frameBytes = viewerBytes<npyBytes>},
+    {.format = OutputFormat::Exr,
+     .name = "exr",
+     .bitDepths = {16, 8, 10, 15},
+     .holdsRgb = true,
+     .frameBytes = viewerBytes<exrBytes>},
+    {.format = OutputFormat::Xxh3,
+     .name = "xxh3",
+     .bitDepths = kAllDepths,
+     .isText = true,
+     .holdsManyFrames = true,
+     .holdsEmptyPictures = true,
+     .frameBytes = hashLine<xxh3OfPixels>},
+    {.format = OutputFormat::Md5,
+     .name = "md5",
+     .bitDepths = kAllDepths,
+     .isText = true,
+     .holdsManyFrames = true,
+     .holdsEmptyPictures = true,
+     .frameBytes = hashLine<md5OfPixels>},
+    {.format = OutputFormat::Null,
+     .name = "null",
+     .bitDepths = kAllDepths,
+     .isWritten = false,
+     .holdsManyFrames = true,
+     .holdsEmptyPictures = true},
+};
 
 } // namespace
 
 std::vector<OutputFormatInfo> const& outputFormats() {
-    static const std::vector<OutputFormatInfo> s_formats = {
-        {OutputFormat::Png, "png", "PNG, RGB or RGBA", false, true, {8, 16}},
-        {OutputFormat::Ppm, "ppm", "PPM, RGB", false, true, {8, 10, 15, 16}},
-        {OutputFormat::Pam, "pam", "PAM, RGB or RGBA", false, true, {8, 10, 15, 16}},
-        {OutputFormat::Y4m, "y4m", "YUV4MPEG2, 4:2:2 or 4:4:4", true, false, {8, 10, 16}},
-        {OutputFormat::Raw, "raw", "samples as the library delivers them", true, false, {8, 10, 15, 16}},
-        {OutputFormat::Npy, "npy", "NumPy array", false, true, {8, 10, 15, 16}},
-        {OutputFormat::Exr, "exr", "OpenEXR, half floats of the code values", false, true, {16, 8, 10, 15}},
-        {OutputFormat::Xxh3, "xxh3", "64-bit XXH3 of the raw samples", true, false, {8, 10, 15, 16}},
-        {OutputFormat::Md5, "md5", "MD5 of the raw samples", true, false, {8, 10, 15, 16}},
-        {OutputFormat::Null, "null", "nothing: decode and throw away", true, false, {8, 10, 15, 16}},
-    };
-    return s_formats;
+    return kFormats;
 }
 
 OutputFormatInfo const& infoOf(OutputFormat format) {
@@ -52,39 +123,21 @@ std::optional<OutputFormat> outputFormatOfPath(std::string const& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".pnm")
-        return OutputFormat::Ppm;
-    return extension.empty() ? std::nullopt : outputFormatNamed(extension.substr(1));
+    if (extension.empty())
+        return std::nullopt;
+    extension.erase(0, 1);
+    for (OutputFormatInfo const& info : outputFormats())
+        if (extension == info.name || (extension == info.otherName && !extension.empty()))
+            return info.format;
+    return std::nullopt;
 }
 
 std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const& name) {
-    switch (options.format) {
-    case OutputFormat::Png:
-        return pngBytes(frame, options.videoRange);
-    case OutputFormat::Ppm:
-        return ppmBytes(frame, options.videoRange);
-    case OutputFormat::Pam:
-        return pamBytes(frame, options.videoRange);
-    case OutputFormat::Y4m:
-        return y4mPicture(frame);
-    case OutputFormat::Raw:
-        return rawBytes(frame);
-    case OutputFormat::Npy:
-        return npyBytes(frame, options.videoRange);
-    case OutputFormat::Exr:
-        return exrBytes(frame, options.videoRange);
-    case OutputFormat::Xxh3:
-        return hashLine(xxh3OfPixels(frame), name);
-    case OutputFormat::Md5:
-        return hashLine(md5OfPixels(frame), name);
-    case OutputFormat::Null:
-        break;
-    }
-    return {};
+    OutputFormatInfo const& info = infoOf(options.format);
+    return info.frameBytes == nullptr ? std::vector<std::uint8_t>() : info.frameBytes(frame, options, name);
 }
 
 std::vector<std::uint8_t> streamHeader(DecodedFrame const& frame, OutputOptions const& options) {
-    if (options.format == OutputFormat::Y4m)
-        return y4mHeader(frame, options.frameRate);
-    return {};
+    OutputFormatInfo const& info = infoOf(options.format);
+    return info.streamHeader == nullptr ? std::vector<std::uint8_t>() : info.streamHeader(frame, options);
 }

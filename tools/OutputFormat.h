@@ -11,17 +11,33 @@
 
 enum class OutputFormat { Png, Ppm, Pam, Y4m, Raw, Npy, Exr, Xxh3, Md5, Null };
 
-// What a form of output is and what it can hold.
+struct OutputOptions;
+
+// What a form of output is and what it can hold: a row of the table in OutputFormat.cpp, which is all that the rest of
+// the command knows of a form.
 struct OutputFormatInfo {
-    OutputFormat format;
-    std::string_view name; // also the file name's extension, without the dot
-    std::string_view description;
-    bool holdsManyFrames;                 // frame after frame in one file
-    bool holdsRgb;                        // a picture for viewers; otherwise the samples as the library delivers them
+    OutputFormat format = OutputFormat::Null;
+    std::string_view name = {};           // also the file name's extension, without the dot
+    std::string_view otherName = {};      // another extension, or empty
     std::vector<std::uint32_t> bitDepths; // the first is the default
+    std::uint32_t maxAlphaDepth = 16;     // the most bits with which it holds an alpha plane; 0: it never does
+    bool isWritten = true;                // false: nobody sees the pixels
+    bool isText = false;                  // fit for a terminal
+    bool holdsManyFrames = false;         // frame after frame in one file
+    bool holdsRgb = false;                // a picture for viewers; otherwise the samples as the library delivers them
+    bool holdsYCbCrOnly = false;
+    bool holdsEmptyPictures = false; // pictures without columns or without lines
+
+    // The bytes of a frame; null where nothing is written. `name` is the frame's name in listings.
+    std::vector<std::uint8_t> (*frameBytes)(DecodedFrame const& frame, OutputOptions const& options,
+                                            std::string const& name) = nullptr;
+    // What comes before the first frame; null where that is nothing.
+    std::vector<std::uint8_t> (*streamHeader)(DecodedFrame const& frame, OutputOptions const& options) = nullptr;
 };
 
+// The rows of the table, in the order of --help.
 std::vector<OutputFormatInfo> const& outputFormats();
+
 OutputFormatInfo const& infoOf(OutputFormat format);
 std::optional<OutputFormat> outputFormatNamed(std::string_view name);
 
@@ -35,11 +51,11 @@ struct OutputOptions {
     FrameRate frameRate;
 };
 
-// A frame's bytes in the given form. For y4m these are the bytes of one picture, without the header of the stream.
-// `name` is the frame's name in listings of hashes. Throws CommandError for what the form cannot hold.
+// A frame's bytes in the form that `options` names. For y4m these are the bytes of one picture, without the header of
+// the stream. `name` is the frame's name in listings of hashes. Throws CommandError for what the form cannot hold.
 std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const& name);
 
-// What stands in front of the first frame; empty for all forms but y4m.
+// What comes before the first frame; empty for all forms but y4m.
 std::vector<std::uint8_t> streamHeader(DecodedFrame const& frame, OutputOptions const& options);
 
 // The forms, each in a unit of its own.

@@ -21,9 +21,10 @@ void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
         .showDefault();
 }
 
-void addMaxReadFactorOption(Subcommand& command, std::uint32_t& maxReadFactor) {
+void addFrameLimitsOptions(Subcommand& command, FrameLimits& limits) {
+    addMaxPixelsOption(command, limits.maxPixels);
     command
-        .option("--max-read-factor", maxReadFactor,
+        .option("--max-read-factor", limits.maxReadFactor,
                 "refuse frames whose slices read more than so many times the bytes of the frame; 0 lifts the limit")
         .value("N")
         .between(0, 1000000)
@@ -37,10 +38,19 @@ void addThreadsOption(Subcommand& command, std::size_t& threads) {
         .showDefault();
 }
 
-void addInFlightOption(Subcommand& command, std::size_t& inFlight) {
-    command.option("--in-flight", inFlight, "most frames under way at once; 0 lets the command choose")
+void addFrameLoopOptions(Subcommand& command, FrameLoopOptions& options) {
+    addThreadsOption(command, options.threads);
+    command.option("--in-flight", options.inFlight, "most frames under way at once; 0 lets the command choose")
         .value("N")
         .between(0, 1024)
+        .showDefault();
+    addFrameLimitsOptions(command, options.limits);
+}
+
+void addTargetOption(Subcommand& command, std::string& target) {
+    command.option("--target", target, "code path of the library; auto takes the best")
+        .value("TARGET")
+        .oneOf({"auto", "baseline", "avx2"})
         .showDefault();
 }
 
@@ -55,7 +65,7 @@ void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, st
     command.option("--frames", numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
 }
 
-void addFailedSlicesOptions(Subcommand& command, DecodeOptions& options) {
+void addFailedSlicesOptions(Subcommand& command, RequestOptions& options) {
     command.option("--failed", options.failed, "what becomes of slices that fail; left means samples of 0")
         .value("WHAT")
         .oneOf({"black", "marked", "left"})
@@ -65,7 +75,7 @@ void addFailedSlicesOptions(Subcommand& command, DecodeOptions& options) {
         .showDefault();
 }
 
-void addDecodeOptions(Subcommand& command, DecodeOptions& options) {
+void addRequestOptions(Subcommand& command, RequestOptions& options) {
     command.option("--size", options.size, "size of the decoded picture; all but full come in 8 bits")
         .value("SIZE")
         .oneOf({"full", "half", "quarter", "eighth"})
@@ -74,23 +84,20 @@ void addDecodeOptions(Subcommand& command, DecodeOptions& options) {
     command.option("--coding", options.coding, "what the library delivers for 4:4:4 frames")
         .value("CODING")
         .oneOf({"ycbcr", "rgb", "rgb-video"});
-    command.option("--target", options.target, "code path of the library; auto takes the best")
-        .value("TARGET")
-        .oneOf({"auto", "baseline", "avx2"})
-        .showDefault();
+    addTargetOption(command, options.target);
+}
+
+OptimizationTarget targetNamed(std::string const& name) {
+    if (name == "avx2" && RaveloDecoderInterface::GetMaxOptType() == 0)
+        throw failure("this processor cannot run the target avx2; --target auto takes what it can");
+    // The library itself lowers the target to what the processor can run.
+    return name == "baseline" ? OptimizationTarget::Baseline : OptimizationTarget::AVX2;
 }
 
 namespace {
 
 std::uint32_t downSampleFactorOf(std::string const& size) {
     return size == "half" ? 1 : size == "quarter" ? 2 : size == "eighth" ? 3 : 0;
-}
-
-OptimizationTarget targetOf(std::string const& name) {
-    if (name == "avx2" && RaveloDecoderInterface::GetMaxOptType() == 0)
-        throw failure("this processor cannot run the target avx2; --target auto takes what it can");
-    // The library itself lowers the target to what the processor can run.
-    return name == "baseline" ? OptimizationTarget::Baseline : OptimizationTarget::AVX2;
 }
 
 std::uint32_t colorOf(std::string const& text) {
@@ -104,8 +111,8 @@ std::uint32_t colorOf(std::string const& text) {
 
 } // namespace
 
-DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding) {
-    DecodeForm request;
+DecodeRequest requestOf(RequestOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding) {
+    DecodeRequest request;
     request.downSampleFactor = downSampleFactorOf(options.size);
     const std::uint32_t fallback = request.downSampleFactor == 0 ? defaultBitDepth : 8;
     request.bitDepth = options.bitDepth == 0 ? fallback : options.bitDepth;
@@ -115,7 +122,7 @@ DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth
                           : options.coding == "rgb"       ? ColorCoding_RGBFull
                           : options.coding == "rgb-video" ? ColorCoding_RGBVideo
                                                           : defaultCoding;
-    request.target = targetOf(options.target);
+    request.target = targetNamed(options.target);
     request.failedSlices = options.failed == "marked" ? FailedSlices::Marked
                            : options.failed == "left" ? FailedSlices::Left
                                                       : FailedSlices::Black;

@@ -9,6 +9,7 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "DecodedFrame.h"
+#include "FrameTask.h"
 
 // A subcommand with its options in `Options`, whose run function gets them.
 template <typename Options>
@@ -21,14 +22,15 @@ Subcommand addCommand(CommandLine& commandLine, std::string const& name, std::st
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity);
 void addForceOption(Subcommand& command, bool& force);
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels);
-void addMaxReadFactorOption(Subcommand& command, std::uint32_t& maxReadFactor);
+void addFrameLimitsOptions(Subcommand& command, FrameLimits& limits);
 void addThreadsOption(Subcommand& command, std::size_t& threads);
-void addInFlightOption(Subcommand& command, std::size_t& inFlight);
+void addFrameLoopOptions(Subcommand& command, FrameLoopOptions& options);
+void addTargetOption(Subcommand& command, std::string& target);
 void addJsonOption(Subcommand& command, bool& json);
 void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, std::string& numbers);
 
 // --size, --depth, --coding and --target.
-struct DecodeOptions {
+struct RequestOptions {
     std::string size = "full";
     std::uint32_t bitDepth = 0; // 0: the default of the command
     std::string coding;         // empty: the default of the command
@@ -36,10 +38,13 @@ struct DecodeOptions {
     std::string failed = "black";
     std::string markColor = "FF00FF";
 };
-void addDecodeOptions(Subcommand& command, DecodeOptions& options);
+void addRequestOptions(Subcommand& command, RequestOptions& options);
 
 // --failed and --mark-color.
-void addFailedSlicesOptions(Subcommand& command, DecodeOptions& options);
+void addFailedSlicesOptions(Subcommand& command, RequestOptions& options);
 
-// Throws CommandError for a target that the processor cannot run, and for reduced sizes with more than eight bits.
-DecodeForm requestOf(DecodeOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);
+// Throws CommandError for a target that the processor cannot run, and for reduced sizes with more than 8 bits.
+DecodeRequest requestOf(RequestOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding);
+
+// The target with the name that --target takes. Throws CommandError where the processor cannot run it.
+OptimizationTarget targetNamed(std::string const& name);

@@ -1,15 +1,20 @@
 #include "VerifyCommand.h"
 
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include "DamageReport.h"
-#include "FrameFile.h"
+#include "FrameTask.h"
 #include "HashList.h"
 #include "InputFile.h"
 #include "Json.h"
-#include "OrderedPipeline.h"
 #include "Printable.h"
 #include "Report.h"
 #include "Sequence.h"
@@ -23,16 +28,13 @@ struct VerifyOptions {
     std::string hash;
     std::string list;
     std::string missing = "error";
-    DecodeOptions decode;
-    std::uint64_t maxPixels = kDefaultMaxPixels;
-    std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR;
-    std::size_t threads = 0;
-    std::size_t inFlight = 0;
+    RequestOptions request;
+    FrameLoopOptions loop;
     bool json = false;
     Verbosity verbosity;
 };
 
-// What became of one frame.
+// The result for one frame.
 struct Finding {
     std::string name;
     std::string error;                   // empty unless the frame could not be decoded
@@ -77,7 +79,7 @@ constexpr ExitCode kGravity[] = {ExitCode::Failed, ExitCode::Limit, ExitCode::Da
 class VerifyJob {
 public:
     explicit VerifyJob(VerifyOptions const& options)
-        : m_options(options), m_request(requestOf(options.decode, 8, ColorCoding_YCbCr)) {
+        : m_options(options), m_request(requestOf(options.request, 8, ColorCoding_YCbCr)), m_loop(options.loop) {
         if (!options.hash.empty())
             m_hash = parsePixelHash(options.hash);
         if (!options.list.empty())
@@ -89,8 +91,6 @@ public:
 private:
     friend class VerifyTask;
 
-    Finding examine(SequenceItem const& item);
-    void decodeInto(Finding& finding, SequenceItem const& item);
     void report(Finding const& finding);
     void printText(Finding const& finding) const;
     void printTotals() const;
@@ -98,61 +98,58 @@ private:
     ExitCode exitCode() const;
 
     VerifyOptions const& m_options;
-    DecodeForm m_request;
+    DecodeRequest m_request;
     std::optional<PixelHash> m_hash;
     std::optional<HashList> m_list;
-    ObjectPool<DecodedFrame> m_frames;
+    FrameLoop m_loop;
     std::unique_ptr<Progress> m_progress;
     std::vector<ExitCode> m_exitCodes; // of the frames
     Json m_report = Json::array();     // of --json, a frame each
 };
 
-class VerifyTask : public OrderedTask {
+// Decodes one frame and hashes its pixels. A frame for which that fails ends nothing: the others are examined all the
+// same.
+class VerifyTask : public FrameTask {
 public:
-    VerifyTask(VerifyJob& job, SequenceItem const& item) : m_job(job), m_item(item) {}
+    VerifyTask(VerifyJob& job, SequenceItem const& item)
+        : FrameTask(job.m_loop, item.path, displayName(item.path)), m_job(job), m_item(item) {
+        m_finding.name = name();
+    }
 
-    void work() override { m_finding = m_job.examine(m_item); }
-    void deliver() override { m_job.report(m_finding); }
+    void work() override {
+        try {
+            if (!m_item.exists)
+                throw failure("{} does not exist; --missing skip goes on without it", m_item.path);
+            m_finding.wantedHash = m_job.m_list ? m_job.m_list->hashFor(name()) : m_job.m_hash;
+            FrameTask::work();
+        } catch (CommandError const& error) {
+            if (error.exitCode() == ExitCode::Interrupted)
+                throw;
+            m_finding.error = error.what();
+            m_finding.errorCode = error.exitCode();
+        }
+    }
+
+    void deliver() override {
+        m_job.report(m_finding);
+        FrameTask::deliver();
+    }
 
 private:
+    void process() override {
+        decoded().decode(bytes(), m_job.m_request);
+        m_finding.width = decoded().width();
+        m_finding.height = decoded().height();
+        m_finding.slices = countSlices(bytes());
+        m_finding.damage = decoded().damage();
+        m_finding.hash =
+            hashOfPixels(decoded(), m_finding.wantedHash ? m_finding.wantedHash->algorithm : HashAlgorithm::Xxh3);
+    }
+
     VerifyJob& m_job;
     SequenceItem const& m_item;
     Finding m_finding;
 };
-
-// A frame that cannot be decoded ends nothing: the others are examined all the same.
-Finding VerifyJob::examine(SequenceItem const& item) {
-    Finding finding;
-    finding.name = displayName(item.path);
-    try {
-        decodeInto(finding, item);
-    } catch (CommandError const& error) {
-        if (error.exitCode() == ExitCode::Interrupted)
-            throw;
-        finding.error = error.what();
-        finding.errorCode = error.exitCode();
-    } catch (std::runtime_error const& error) {
-        finding.error = fmt::format("{}: {}", finding.name, error.what());
-        finding.errorCode = ExitCode::Failed;
-    }
-    return finding;
-}
-
-void VerifyJob::decodeInto(Finding& finding, SequenceItem const& item) {
-    if (!item.exists)
-        throw failure("{} does not exist; --missing skip goes on without it", item.path);
-    finding.wantedHash = m_list ? m_list->hashFor(finding.name) : m_hash;
-    const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.maxPixels);
-    checkReads(displayName(item.path), frame, m_options.maxReadFactor);
-    std::unique_ptr<DecodedFrame> decoded = m_frames.take();
-    decoded->decode(frame, m_request);
-    finding.width = decoded->width();
-    finding.height = decoded->height();
-    finding.slices = countSlices(frame);
-    finding.damage = decoded->damage();
-    finding.hash = hashOfPixels(*decoded, finding.wantedHash ? finding.wantedHash->algorithm : HashAlgorithm::Xxh3);
-    m_frames.giveBack(std::move(decoded));
-}
 
 Json jsonOf(Finding const& finding) {
     Json json = {{"file", finding.name}, {"status", finding.status()}};
@@ -216,7 +213,7 @@ ExitCode VerifyJob::exitCode() const {
 
 void VerifyJob::printTotals() const {
     if (m_options.json)
-        printJson({{"size", m_options.decode.size},
+        printJson({{"size", m_options.request.size},
                    {"depth", m_request.bitDepth},
                    {"frames", m_report},
                    {"totals",
@@ -240,16 +237,11 @@ ExitCode VerifyJob::run() {
     if (m_hash && items.size() > 1)
         throw usageError("--hash is for one frame, and there are {}; --list takes a file of hashes", items.size());
 
-    const ThreadLimit limit(m_options.threads);
-    const std::size_t inFlight = m_options.inFlight != 0 ? m_options.inFlight : ThreadLimit::current() + 1;
     // Lines of the report and of the progress would mix on one terminal.
     const bool printsLines = !m_options.json && !m_options.verbosity.quiet && ::isatty(STDOUT_FILENO) == 1;
     m_progress = std::make_unique<Progress>("verified", items.size(),
                                             Verbosity{m_options.verbosity.quiet || printsLines, false});
-    std::size_t next = 0;
-    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
-        return next == items.size() ? nullptr : std::make_unique<VerifyTask>(*this, items[next++]);
-    });
+    m_loop.run(items.size(), [&](std::size_t i) { return std::make_unique<VerifyTask>(*this, items[i]); });
     m_progress.reset();
     printTotals();
     return exitCode();
@@ -273,16 +265,13 @@ void addVerifyCommand(CommandLine& commandLine) {
     command.option("--hash", options->hash, "hash that the frame's pixels must have, such as xxh3:0123456789abcdef")
         .value("HASH")
         .excludes(list);
-    addDecodeOptions(command, options->decode);
-    addFailedSlicesOptions(command, options->decode);
+    addRequestOptions(command, options->request);
+    addFailedSlicesOptions(command, options->request);
     command.option("--missing", options->missing, "what a hole in a sequence is")
         .value("WHAT")
         .oneOf({"error", "skip"})
         .showDefault();
-    addThreadsOption(command, options->threads);
-    addInFlightOption(command, options->inFlight);
-    addMaxPixelsOption(command, options->maxPixels);
-    addMaxReadFactorOption(command, options->maxReadFactor);
+    addFrameLoopOptions(command, options->loop);
     addJsonOption(command, options->json);
     command.flag("-q,--quiet", options->verbosity.quiet, "no report; the exit code tells");
     command.flag("-v,--verbose", options->verbosity.verbose, "tell each slice that failed, and the hashes");

@@ -5,9 +5,9 @@
 
 namespace {
 
-// 4:4:4 with alpha exists with eight bits only. Deeper frames leave their alpha out.
+// 4:4:4 with alpha exists with 8 bits only. Deeper frames leave their alpha out.
 bool holdsAlpha(DecodedFrame const& frame) {
-    return frame.header().hasAlphaOutput() && frame.request().bitDepth == 8;
+    return frame.header().hasAlphaOutput() && frame.request().bitDepth <= infoOf(OutputFormat::Y4m).maxAlphaDepth;
 }
 
 std::string colorSpaceOf(DecodedFrame const& frame) {

@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 namespace {
 
-std::string rawOf(std::string const& name, DecodeForm const& form) {
+std::string rawOf(std::string const& name, DecodeRequest const& form) {
     DecodedFrame decoded;
     decoded.decode(readFile(vectorPath(name), 1 << 20), form);
     const std::vector<std::uint8_t> raw = rawBytes(decoded);
@@ -40,7 +40,7 @@ TEST(DecodeCommandTest, RawOutputIsWhatTheLibraryDelivers) {
     struct Case {
         const char* name;
         std::vector<std::string> options;
-        DecodeForm form;
+        DecodeRequest form;
     };
     const OptimizationTarget best = OptimizationTarget::AVX2;
     const OptimizationTarget baseline = OptimizationTarget::Baseline;

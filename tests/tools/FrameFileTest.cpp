@@ -16,7 +16,7 @@ constexpr std::size_t kSurplus = 3 << 20;
 
 std::vector<std::uint8_t> readFrom(std::vector<std::uint8_t> const& bytes) {
     InputFile file("memory", bytes);
-    return readFrame(file, kDefaultMaxPixels);
+    return readFrame(file, {kDefaultMaxPixels, 0});
 }
 
 std::vector<std::uint8_t> withSurplus(std::vector<std::uint8_t> bytes, std::uint8_t value) {
@@ -100,7 +100,7 @@ TEST(FrameFileTest, ALimitIsFoundBeforeTheFrameIsRead) {
     const std::vector<std::uint8_t> frame = largeFrame(0);
     InputFile file("memory", frame);
     try {
-        readFrame(file, 1000);
+        readFrame(file, {1000, 0});
         FAIL();
     } catch (CommandError const& error) {
         EXPECT_EQ(error.exitCode(), ExitCode::Limit);

@@ -28,7 +28,7 @@ std::vector<std::uint8_t> flatFrame(ChromaFormat chromaFormat, std::uint16_t y, 
     return encodeFrame(picture, settings).bytes;
 }
 
-RgbImage imageOf(std::vector<std::uint8_t> const& frame, DecodeForm const& form, bool videoRange = false) {
+RgbImage imageOf(std::vector<std::uint8_t> const& frame, DecodeRequest const& form, bool videoRange = false) {
     DecodedFrame decoded;
     decoded.decode(frame, form);
     return rgbImageOf(decoded, videoRange);
@@ -42,7 +42,7 @@ std::vector<std::uint8_t> vectorFrame(std::string const& name) {
 
 TEST(RgbImageTest, WhiteAndBlackOf422ReachTheEndsOfTheRange) {
     for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
-        const DecodeForm form = {0, ColorCoding_YCbCr, bitDepth, OptimizationTarget::AVX2};
+        const DecodeRequest form = {0, ColorCoding_YCbCr, bitDepth, OptimizationTarget::AVX2};
         const RgbImage white = imageOf(flatFrame(ChromaFormat::C422, 235, 128, 128), form);
         // At 15 bits the middle of chroma lies between two codes, and half a code becomes one in green or blue.
         const int tolerance = bitDepth == 15 ? 1 : 0;
@@ -53,14 +53,14 @@ TEST(RgbImageTest, WhiteAndBlackOf422ReachTheEndsOfTheRange) {
 }
 
 TEST(RgbImageTest, VideoRangeOf422KeepsBlackAndWhiteWhereTheyAre) {
-    const DecodeForm form;
+    const DecodeRequest form;
     EXPECT_THAT(imageOf(flatFrame(ChromaFormat::C422, 235, 128, 128), form, true).samples, Each(235));
     EXPECT_THAT(imageOf(flatFrame(ChromaFormat::C422, 16, 128, 128), form, true).samples, Each(16));
 }
 
 TEST(RgbImageTest, RgbOfTheLibraryIsTakenAsItIs) {
     const std::vector<std::uint8_t> frame = vectorFrame("valid444-1.rvl");
-    const DecodeForm form = {0, ColorCoding_RGBFull, 8, OptimizationTarget::Baseline};
+    const DecodeRequest form = {0, ColorCoding_RGBFull, 8, OptimizationTarget::Baseline};
     DecodedFrame decoded;
     decoded.decode(frame, form);
     const RgbImage image = rgbImageOf(decoded);
@@ -153,7 +153,7 @@ TEST(DecodedFrameTest, AnObjectCanBeUsedForFramesOfOtherForms) {
     DecodedFrame used;
     for (const char* name : {"valid444-2.rvl", "tiny-1.rvl", "valid422-1.rvl", "odd-1.rvl"}) {
         const std::vector<std::uint8_t> frame = vectorFrame(name);
-        const DecodeForm form = {0, ColorCoding_YCbCr, 10, OptimizationTarget::Baseline};
+        const DecodeRequest form = {0, ColorCoding_YCbCr, 10, OptimizationTarget::Baseline};
         DecodedFrame fresh;
         fresh.decode(frame, form);
         used.decode(frame, form);
