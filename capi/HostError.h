@@ -5,7 +5,7 @@
 
 #include "ravelo.h"
 
-// A refusal on its way to the host. It owns its text, so that nothing is allocated beside the exception itself.
+// An error on its way to the host. It contains its text, so that nothing is allocated besides the exception itself.
 struct HostError {
     ravelo_status status;
     char text[sizeof(ravelo_error::text)];

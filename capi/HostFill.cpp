@@ -13,7 +13,7 @@ struct Weights {
     double red, green, blue;
 };
 
-// A frame that names no matrix has that of its size, as where the decoder makes RGB.
+// The height decides for a frame that names no matrix, as in the decoder's conversion to RGB.
 Weights weightsOf(PixelBuffer const& form) {
     constexpr Weights kBt709{0.2126, 0.7152, 0.0722};
     constexpr Weights kBt601{0.299, 0.587, 0.114};
@@ -30,7 +30,7 @@ Weights weightsOf(PixelBuffer const& form) {
     }
 }
 
-// The greatest code; that of 15 bits is a power of two.
+// The maximum code; that of 15 bits is a power of two.
 double maximumOf(std::uint32_t bitDepth) {
     return bitDepth == 15 ? 32768 : (1u << bitDepth) - 1;
 }
@@ -59,11 +59,11 @@ private:
 
 constexpr std::size_t kPatternBytes = 8;
 
-// Rectangles from this size on do not fit into a first-level cache, so that stores through it would read the memory
-// first. It is well above the rectangle of a slice, 16384 bytes at most, which a host may look at soon.
+// Rectangles of this size or more do not fit into a first-level cache, and stores through the cache would read the
+// memory first. The rectangle of a slice, which a host may read soon, is well below it with at most 16384 bytes.
 constexpr std::uint64_t kStreamedBytes = 65536;
 
-// Fills a line with a pattern that repeats from its first byte on.
+// Fills a line with the repeated pattern, which starts at the line's first byte.
 void fillLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* pattern) {
     std::size_t done = 0;
     for (; done + kPatternBytes <= numBytes; done += kPatternBytes)
@@ -71,8 +71,8 @@ void fillLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* patter
     std::memcpy(to + done, pattern, numBytes - done);
 }
 
-// The same with stores that go past the caches. Those want aligned addresses, so the pattern is turned to begin with
-// the byte that falls on the first of them.
+// The same with stores that bypass the caches. They need aligned addresses, so the pattern is rotated to start at the
+// first of these.
 void streamLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* pattern) {
     constexpr std::size_t kVectorBytes = 16;
     const std::size_t head = std::min<std::size_t>((0 - reinterpret_cast<std::uintptr_t>(to)) % kVectorBytes, numBytes);

@@ -7,11 +7,11 @@
 // Fills rectangles with one opaque colour, in the form of the output.
 class HostFill {
 public:
-    // `color` is 0xRRGGBB over the full range; `form` tells coding, depth, matrix and samples per pixel.
+    // `color` is 0xRRGGBB in full range; `form` supplies coding, depth, matrix and samples per pixel.
     HostFill(std::uint32_t color, PixelBuffer const& form);
 
     // `pixels` is the first sample of a rectangle that begins in an even column; `lineStride` leads to its next line.
-    // A rectangle that is larger than a cache holds is written past the caches.
+    // A rectangle that is larger than the cache is written past the caches.
     void fill(std::uint8_t* pixels, std::int64_t lineStride, std::uint32_t width, std::uint32_t height) const;
 
 private:

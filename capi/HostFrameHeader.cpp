@@ -13,7 +13,7 @@ constexpr std::uint64_t kMatrixBytes = 64;
 
 void requireBytes(std::uint64_t size, std::uint64_t needed, const char* what) {
     if (size < needed)
-        refuse(RAVELO_ERROR_FRAME, "the frame has %llu bytes; its header %s and takes %llu",
+        refuse(RAVELO_ERROR_FRAME, "the frame has %llu bytes; its header %s and has %llu",
                static_cast<unsigned long long>(size), what, static_cast<unsigned long long>(needed));
 }
 
@@ -21,7 +21,7 @@ void requireBytes(std::uint64_t size, std::uint64_t needed, const char* what) {
 
 HostFrameHeader readFrameHeader(const void* data, std::size_t size) {
     if (data == nullptr)
-        refuse(RAVELO_ERROR_ARGUMENT, "no frame: the pointer to its bytes is null (size %zu)", size);
+        refuse(RAVELO_ERROR_ARGUMENT, "the pointer to the frame is null (size %zu)", size);
     requireBytes(size, kOuterWordBytes + kFixedHeaderBytes, "has fields of fixed size");
 
     Bitstream bits{static_cast<const std::uint8_t*>(data), size};
@@ -40,8 +40,8 @@ HostFrameHeader readFrameHeader(const void* data, std::size_t size) {
     header.load_chroma_matrix = (bits.byteAt(19) & 1) != 0;
 
     const std::uint64_t matrices = (header.load_luma_matrix ? 1u : 0u) + (header.load_chroma_matrix ? 1u : 0u);
-    requireBytes(size, kOuterWordBytes + kFixedHeaderBytes + matrices * kMatrixBytes, "brings matrices");
-    requireBytes(size, kOuterWordBytes + header.header_size, "says its size");
+    requireBytes(size, kOuterWordBytes + kFixedHeaderBytes + matrices * kMatrixBytes, "contains matrices");
+    requireBytes(size, kOuterWordBytes + header.header_size, "declares its size");
     return header;
 }
 

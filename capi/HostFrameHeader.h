@@ -23,8 +23,8 @@ struct HostFrameHeader {
     std::uint64_t pixels() const { return std::uint64_t{horizontal_size} * vertical_size; }
 };
 
-// Refuses a frame that does not exist or is shorter than its header: than the fields, the matrices that they announce,
-// or the size that the header gives itself.
+// Refuses a frame that is null or shorter than its header: than the fields, the matrices that they announce, or the
+// size that the header declares.
 HostFrameHeader readFrameHeader(const void* data, std::size_t size);
 
 ravelo_frame_info frameInfo(HostFrameHeader const& header);

@@ -9,7 +9,7 @@ bool standsBefore(ravelo_damage const& a, ravelo_damage const& b) {
     return std::tie(a.picture, a.row, a.column) < std::tie(b.picture, b.row, b.column);
 }
 
-// A lock that cannot fail, for stretches of a few instructions.
+// A lock that cannot fail, for a few instructions.
 class Hold {
 public:
     explicit Hold(std::atomic_flag& busy) : m_busy(busy) {
@@ -75,9 +75,9 @@ void HostMonitor::rowMissing(MissingRow const& row) noexcept {
     }
 }
 
-// The rectangle's place follows from its address: a line takes fewer bytes than the stride has, so its column is what
-// remains when whole lines are taken off, also where the lines run towards lower addresses. Its width may reach into
-// the columns behind the picture, which belong to nobody.
+// The rectangle's position follows from its address: a line is shorter than the stride, so the column is the remainder
+// of whole lines, also with a negative stride. The width may include columns beyond the picture, which are not
+// reported.
 ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer const& rectangle) const {
     const std::int64_t stride = m_pixels.stride;
     const std::int64_t magnitude = stride < 0 ? -stride : stride;
@@ -103,8 +103,8 @@ ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer con
     return damage;
 }
 
-// While slices are decoded the array is a heap with the last slice of the frame on top, which is the one that goes when
-// an earlier one needs its place. So the report does not depend on the order in which threads find damage.
+// While slices are decoded the array is a heap with the last slice of the frame on top, which is replaced when an
+// earlier one needs its place. So the report does not depend on the order in which threads find damage.
 bool HostMonitor::store(ravelo_damage const& damage) noexcept {
     if (m_report->capacity == 0)
         return false;

@@ -10,10 +10,10 @@
 #include "PixelBuffer.h"
 #include "ravelo.h"
 
-// Carries out the wishes of a host that concern single slices: stops, fills slices that failed and reports them.
+// Stops a decode, fills slices that failed and reports them, as the options of the host say.
 class HostMonitor : public DecodeMonitor {
 public:
-    // True when the options hold a wish that needs a monitor.
+    // True if one of the options needs a monitor.
     static bool isNeeded(ravelo_decode_options const& options);
 
     // `form` describes the whole output. The options and what they point at must outlive the monitor.
@@ -21,11 +21,11 @@ public:
 
     bool wantsStop() noexcept override;
     void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept override;
-    // Fills the row as one rectangle, and reports its slices as long as the report keeps them.
+    // Fills the row as one rectangle, and reports its slices as long as the report accepts them.
     void rowMissing(MissingRow const& row) noexcept override;
 
     bool hasStopped() const { return m_hasStopped.load(std::memory_order_relaxed); }
-    // Puts the reported slices in order and completes the report, if there is one. Called after the decode.
+    // Sorts the reported slices and completes the report, if there is one. Called after the decode.
     void finishReport();
 
 private:

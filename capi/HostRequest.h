@@ -6,12 +6,12 @@
 #include "HostFrameHeader.h"
 #include "ravelo.h"
 
-// A request of a host, checked: nothing behind this point can be refused.
+// Checks the request of a host: nothing can be refused after these checks.
 
-// The usual choices stand in place of the zeros. Null options are all usual.
+// The options with defaults in place of zeros. Null options are all defaults.
 ravelo_decode_options checkedOptions(const ravelo_decode_options* options);
 
-// Refuses options that do not go with this frame.
+// Refuses options that this frame does not support.
 void checkFrame(HostFrameHeader const& header, ravelo_decode_options const& options);
 
 // Refuses a frame whose slices share so many bytes that they read more than the options allow.
@@ -19,11 +19,11 @@ void checkReads(const void* data, std::size_t size, ravelo_decode_options const&
 
 ravelo_buffer_requirements requirementsOf(const void* data, std::size_t size, ravelo_decode_options const& options);
 
-// Where the pixels go.
+// The destination of the pixels.
 struct HostPixels {
     std::uint8_t* firstLine = nullptr;
     std::int64_t stride = 0;
 };
 
-// Refuses memory in which a decode with these requirements would not stay.
+// Refuses memory that is too small for a decode with these requirements.
 HostPixels checkedOutput(const ravelo_output* output, ravelo_buffer_requirements const& requirements);

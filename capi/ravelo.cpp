@@ -23,7 +23,7 @@ ravelo_status answer(ravelo_error* error, ravelo_status status, const char* text
     return status;
 }
 
-// Runs `work`, which returns a status, and turns whatever it throws into one. Nothing passes this function.
+// Runs `work`, which returns a status, and turns every exception into one.
 template <typename Work>
 ravelo_status guarded(ravelo_error* error, Work const& work) noexcept {
     try {
@@ -126,7 +126,7 @@ const char* ravelo_status_text(int32_t status) {
     case RAVELO_ERROR_OPTION:
         return "an option has an unknown value";
     case RAVELO_ERROR_COMBINATION:
-        return "the options do not go together";
+        return "the options contradict each other or the frame";
     case RAVELO_ERROR_LIMIT:
         return "the frame exceeds a limit";
     case RAVELO_ERROR_BUFFER:

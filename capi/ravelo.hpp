@@ -2,7 +2,7 @@
  * @file
  * The C interface of ravelo.h for C++17: errors as exceptions, and an image that owns its memory.
  *
- * A header alone; a program that uses it links what a C program links.
+ * This header has no library of its own; a program that uses it links the same library as a C program.
  */
 #ifndef RAVELO_HPP
 #define RAVELO_HPP
@@ -26,7 +26,7 @@ namespace ravelo {
 /** A status other than RAVELO_OK and RAVELO_STOPPED. what() says what was wrong and with which value. */
 class Error : public std::runtime_error {
 public:
-    /** @param error  what the C interface said */
+    /** @param error  from the C interface */
     explicit Error(const ravelo_error& error) : std::runtime_error(error.text), m_status(error.status) {}
 
     /** The ravelo_status. */
@@ -36,12 +36,12 @@ private:
     std::int32_t m_status;
 };
 
-/** The bytes of a frame, which belong to somebody else. */
+/** The bytes of a frame, which the caller owns. */
 struct Bytes {
     /** @param first  the frame's first byte
      *  @param count  bytes */
     Bytes(const void* first, std::size_t count) noexcept : data(first), size(count) {}
-    /** Any container with its bytes in one piece. */
+    /** Any container with contiguous bytes. */
     template <typename Container, typename = decltype(std::declval<const Container&>().data())>
     Bytes(const Container& container) noexcept : data(container.data()), size(container.size()) {
         static_assert(sizeof(*container.data()) == 1, "a frame consists of bytes");
@@ -54,18 +54,18 @@ struct Bytes {
 /** A flag that ends decodes. It must outlive them. */
 class StopFlag {
 public:
-    /** From any thread, and from signal handlers. */
+    /** May be called from any thread and from signal handlers. */
     void request() noexcept { ravelo_request_stop(&m_flag); }
-    /** Before the next decode, while none uses the flag. */
+    /** Called before the next decode, while none uses the flag. */
     void reset() noexcept { m_flag = 0; }
-    /** The form that ravelo_decode_options takes. */
+    /** For ravelo_decode_options. */
     const std::int32_t* flag() const noexcept { return &m_flag; }
 
 private:
     std::int32_t m_flag = 0;
 };
 
-/** What a decode shall do. */
+/** How to decode. */
 struct Options {
     std::uint32_t reduction = RAVELO_FULL_SIZE;                   /**< A ravelo_reduction. */
     std::uint32_t coding = RAVELO_YCBCR;                          /**< A ravelo_coding. */
@@ -77,9 +77,9 @@ struct Options {
     std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; /**< Or RAVELO_NO_READ_LIMIT. */
     std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;          /**< Or RAVELO_NO_PIXEL_LIMIT. */
     const StopFlag* stop = nullptr;                               /**< A flag that may end the decode. */
-    std::size_t damageCapacity = 0; /**< Most slices of the damage list; 0 asks for none. */
+    std::size_t damageCapacity = 0;                               /**< Maximum length of the damage list; 0: no list. */
 
-    /** The same for the C interface. */
+    /** The same options for the C interface. */
     ravelo_decode_options toC() const noexcept {
         ravelo_decode_options options{};
         options.struct_size = sizeof options;
@@ -97,7 +97,7 @@ struct Options {
     }
 };
 
-/** What a frame's header says. Throws Error. */
+/** The content of a frame's header. Throws Error. */
 inline ravelo_frame_info frameInfo(Bytes frame) {
     ravelo_frame_info info{};
     info.struct_size = sizeof info;
@@ -107,7 +107,7 @@ inline ravelo_frame_info frameInfo(Bytes frame) {
     return info;
 }
 
-/** What the output of a decode needs. Throws Error. */
+/** The memory that the output of a decode needs. Throws Error. */
 inline ravelo_buffer_requirements bufferRequirements(Bytes frame, const Options& options = {}) {
     ravelo_buffer_requirements requirements{};
     requirements.struct_size = sizeof requirements;
@@ -118,7 +118,7 @@ inline ravelo_buffer_requirements bufferRequirements(Bytes frame, const Options&
     return requirements;
 }
 
-/** A decoded frame with its memory. Moving it is cheap; decoding into it again uses its memory again. */
+/** A decoded frame with its memory. Moving it is cheap; decoding into it again reuses its memory. */
 class Image {
 public:
     /** No pixels. */
@@ -128,11 +128,11 @@ public:
     explicit Image(Bytes frame, const Options& options = {}) { decode(frame, options); }
 
     /**
-     * Decodes a frame into this image. Where the options leave slices that fail untouched, these hold zeros in a new
-     * image, and in one that was used before what stood there.
+     * Decodes a frame into this image. Slices that fail and are left untouched keep the previous content of the memory,
+     * which is zeros in a new image.
      *
-     * @return false when the stop flag ended the decode
-     * @throws Error           the image is then as large as before, with pixels that mean nothing
+     * @return false if the stop flag ended the decode
+     * @throws Error           the image then keeps its size, and its pixels are undefined
      * @throws std::bad_alloc  the same
      */
     bool decode(Bytes frame, const Options& options = {}) {
@@ -183,9 +183,9 @@ public:
         std::memcpy(&value, line(y) + 2 * index, sizeof value);
         return value;
     }
-    /** The options of the last decode, its stop flag left out. */
+    /** The options of the last decode, without its stop flag. */
     const Options& options() const noexcept { return m_options; }
-    /** Slices that failed, as many as Options::damageCapacity has room for, in the order of the frame. */
+    /** Slices that failed, at most Options::damageCapacity of them, in the order of the frame. */
     const std::vector<ravelo_damage>& damage() const noexcept { return m_damage; }
     /** The number of slices that failed; 0 where Options::damageCapacity is 0. */
     std::uint64_t failedSlices() const noexcept { return m_failedSlices; }

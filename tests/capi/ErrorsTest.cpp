@@ -81,7 +81,7 @@ TEST(ErrorsTest, MissingArgumentsAreNamed) {
     EXPECT_THAT(error.text, HasSubstr("77"));
     EXPECT_EQ(ravelo_decode(call.frame.data(), call.frame.size(), nullptr, &call.options, &error),
               RAVELO_ERROR_ARGUMENT);
-    EXPECT_THAT(error.text, HasSubstr("no pointer to the output"));
+    EXPECT_THAT(error.text, HasSubstr("the pointer to the output is null"));
     EXPECT_EQ(ravelo_get_frame_info(call.frame.data(), call.frame.size(), nullptr, &error), RAVELO_ERROR_ARGUMENT);
     EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), nullptr, nullptr, &error),
               RAVELO_ERROR_ARGUMENT);
@@ -114,8 +114,8 @@ TEST(ErrorsTest, StructuresWithoutTheirSizeAreRefused) {
 
 namespace {
 
-// A structure at the start of memory that holds the largest size of any structure, and more. The bytes behind it are
-// zero up to `endOfZeros`.
+// A structure at the start of memory that is larger than any structure may be. The bytes after it are zero up to
+// `endOfZeros`.
 template <typename Structure>
 struct LargeStructure {
     alignas(Structure) std::uint8_t bytes[8192];
@@ -131,7 +131,7 @@ struct LargeStructure {
 
 constexpr std::size_t kLargestStructSize = 4096;
 
-// The structures that a host hands in.
+// The structures that a host passes.
 enum class Handed { Options, Output, Report };
 struct HandedStructure {
     Handed which;
@@ -193,23 +193,23 @@ TEST(ErrorsTest, StructuresThatAreFilledInAreRefusedFromTheSizeOnThatNoneHas) {
     }
 }
 
-// Whatever a newer host asks for in a member that the library does not know, be it in its last byte alone.
+// A newer host may use a member that the library does not know, even only its last byte.
 TEST(ErrorsTest, MembersThatTheLibraryDoesNotKnowAreRefusedUnlessTheyAreZero) {
     Call call;
     for (HandedStructure const& structure : kHandedStructures) {
         for (const std::size_t numUnknown : {1u, 8u, 31u}) {
-            // What lies behind the structure belongs to somebody else.
+            // The bytes after the structure must not be read.
             const std::size_t size = structure.size + numUnknown;
             EXPECT_EQ(decodeWithLarge(call, structure.which, size, size).status, RAVELO_OK) << structure.name;
             const Outcome outcome = decodeWithLarge(call, structure.which, size, size - 1);
             EXPECT_EQ(outcome.status, RAVELO_ERROR_STRUCTURE) << structure.name;
-            EXPECT_THAT(outcome.text, HasSubstr(structure.name + " asks for something"));
-            EXPECT_THAT(outcome.text, HasSubstr("(byte " + std::to_string(size - 1) + ")"));
+            EXPECT_THAT(outcome.text,
+                        HasSubstr(structure.name + " has a value at byte " + std::to_string(size - 1) + ","));
         }
     }
 }
 
-// The size that the header gives itself does not cover the matrices that it announces.
+// The size that the header declares does not cover the matrices that it announces.
 TEST(ErrorsTest, FramesThatEndInsideTheirMatricesAreRefused) {
     for (const std::uint32_t flags : {1u, 2u, 3u}) {
         const std::size_t needed = 8 + 20 + (flags == 3 ? 128 : 64);
@@ -294,7 +294,7 @@ TEST(ErrorsTest, RgbOf422IsRefusedForEveryFormatThatIsDecodedAs422) {
         for (std::uint32_t coding : {1u, 2u}) {
             Call call(smallSpec(chroma_format, 0, 0));
             call.options.coding = coding;
-            expectRefused(call, RAVELO_ERROR_COMBINATION, "coding " + std::to_string(coding) + ": the frame is 4:2:2");
+            expectRefused(call, RAVELO_ERROR_COMBINATION, "coding is " + std::to_string(coding) + "; a 4:2:2 frame");
         }
     }
 }
@@ -332,8 +332,8 @@ TEST(ErrorsTest, TheLimitOnReadsIsExactAndCanBeLifted) {
     ASSERT_GT(factor, RAVELO_DEFAULT_MAX_READ_FACTOR) << "the frame must exceed the usual limit";
     call.options.max_read_factor = factor - 1;
     expectRefused(call, RAVELO_ERROR_LIMIT,
-                  std::to_string((factor - 1) * call.frame.size()) + " bytes, " + std::to_string(factor - 1) +
-                      " times its size of " + std::to_string(call.frame.size()));
+                  std::to_string((factor - 1) * call.frame.size()) + " bytes, which is max_read_factor " +
+                      std::to_string(factor - 1) + " times its size of " + std::to_string(call.frame.size()));
     ravelo_buffer_requirements needs{};
     needs.struct_size = sizeof needs;
     EXPECT_EQ(ravelo_get_buffer_requirements(call.frame.data(), call.frame.size(), &call.options, &needs, nullptr),
@@ -368,7 +368,7 @@ TEST(ErrorsTest, StridesBelowTheSafeOneAreRefusedOnBothSidesOfZero) {
     Call call;
     call.options.reduction = RAVELO_HALF_SIZE;
     const ravelo_buffer_requirements needs = needsOf(call);
-    ASSERT_GT(needs.safe_stride, needs.least_stride) << "the frame must have columns behind its width";
+    ASSERT_GT(needs.safe_stride, needs.least_stride) << "the frame must write columns beyond its width";
     const auto safe = static_cast<std::int64_t>(needs.safe_stride);
     call.output.first_line = 32768;
     for (std::int64_t stride : {safe - 1, 1 - safe, std::int64_t{1}, std::int64_t{-1}}) {
@@ -448,7 +448,7 @@ TEST(ErrorsTest, DamageReportsAreChecked) {
     report.struct_size = sizeof report;
     for (const std::size_t capacity : {std::size_t{1}, std::size_t{12}, SIZE_MAX}) {
         report.capacity = capacity;
-        expectRefused(call, RAVELO_ERROR_ARGUMENT, "room for " + std::to_string(capacity) + " slices");
+        expectRefused(call, RAVELO_ERROR_ARGUMENT, "capacity of the damage report is " + std::to_string(capacity));
     }
     report.capacity = 0;
     EXPECT_EQ(call.decode().status, RAVELO_OK);
