@@ -222,7 +222,7 @@ TEST(ErrorsTest, FramesThatEndInsideTheirMatricesAreRefused) {
             call.frame[8 + 19] = static_cast<std::uint8_t>(flags);
             for (const std::size_t size : {std::size_t{28}, std::size_t{29}, needed - 64, needed - 1}) {
                 call.frame.resize(size);
-                expectRefused(call, RAVELO_ERROR_FRAME, "takes " + std::to_string(needed));
+                expectRefused(call, RAVELO_ERROR_FRAME, "and has " + std::to_string(needed));
                 ravelo_frame_info info{};
                 info.struct_size = sizeof info;
                 EXPECT_EQ(ravelo_get_frame_info(call.frame.data(), call.frame.size(), &info, nullptr),
