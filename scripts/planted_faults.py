@@ -130,9 +130,9 @@ FAULTS = [
     ("no limit on what slices read", "HostRequest.cpp", "{static_cast<const std::uint8_t*>(data), size}, allowed) > allowed)",
      "{static_cast<const std::uint8_t*>(data), size}, allowed) > UINT64_MAX - 1)", CAPI),
     ("cut matrices are accepted", "HostFrameHeader.cpp",
-     '    requireBytes(size, kOuterWordBytes + kFixedHeaderBytes + matrices * kMatrixBytes, "brings matrices");\n', "", CAPI),
+     '    requireBytes(size, kOuterWordBytes + kFixedHeaderBytes + matrices * kMatrixBytes, "contains matrices");\n', "", CAPI),
     ("a header longer than the frame", "HostFrameHeader.cpp",
-     '    requireBytes(size, kOuterWordBytes + header.header_size, "says its size");\n', "", CAPI),
+     '    requireBytes(size, kOuterWordBytes + header.header_size, "declares its size");\n', "", CAPI),
     ("a frame of 27 bytes", "HostFrameHeader.cpp", "if (size < needed)", "if (size + 1 < needed)", CAPI),
     ("a null frame is read", "HostFrameHeader.cpp", "if (data == nullptr)", "if (false)", CAPI),
     # The C interface: statuses and reports.
