@@ -2,6 +2,7 @@
 // does nothing else. Whatever has a weak symbol here must carry the target's name, or the linker could keep this copy
 // for a processor that cannot run it.
 
+#include "AlphaScan_Impl.h"
 #include "BlockGather_AVX2.h"
 #include "CoeffVLCStream_Impl.h"
 #include "CoefficientScan_Impl.h"
@@ -14,6 +15,7 @@
 #include "SliceMacroblockWriter_Impl.h"
 #include "Slice_Impl.h"
 
+template void scanAlphaPlanes<OptimizationTarget::AVX2>(AlphaPlane const*, unsigned int, unsigned int);
 template class CoeffVLCStream<OptimizationTarget::AVX2>;
 template void scanComponents<OptimizationTarget::AVX2>(ComponentScan*, unsigned int);
 template bool scanComponentPlainly<OptimizationTarget::AVX2>(ComponentScan const&);

@@ -19,6 +19,9 @@ public:
     // Takes pointer and byte count from `bitstream`. `alphaBits` is 8 or 16.
     AlphaVLCStream(Bitstream const& bitstream, unsigned int alphaBits);
 
+    // The same range, with everything before `bitPosition` (inside the range) already read.
+    AlphaVLCStream(Bitstream const& bitstream, unsigned int alphaBits, std::uint64_t bitPosition);
+
     // The next difference, in two's complement.
     unsigned int alpha_difference();
 
@@ -28,9 +31,12 @@ public:
     // The next run, 1 to 2048 samples.
     unsigned int run();
 
-    // Reads differences and runs until `numSamples` samples are filled. The value before the first sample is -1. Only
-    // long differences bring the value back into the depth, so the low 16 bits of larger ones may be stored.
-    void fillSamples(std::uint16_t* samples, std::uint32_t numSamples);
+    // The value before the first sample.
+    static constexpr std::uint32_t kInitialValue = 0xFFFFFFFF;
+
+    // Reads differences and runs until `numSamples` samples are filled. `value` is the one before the first of them.
+    // Only long differences bring the value back into the depth, so the low 16 bits of larger ones may be stored.
+    void fillSamples(std::uint16_t* samples, std::uint32_t numSamples, std::uint32_t value = kInitialValue);
 
 private:
     std::uint32_t m_alphaBits;

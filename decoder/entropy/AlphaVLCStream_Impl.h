@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "AlphaVLCStream.h"
 #include "VLCStream_Impl.h"
 
@@ -8,6 +10,12 @@ AlphaVLCStream<target>::AlphaVLCStream(Bitstream const& bitstream, unsigned int 
     : VLCStream<target>(bitstream),
       m_alphaBits(alphaBits),
       m_smallDiffCodeLength(alphaBits == 16 ? kSmallAlphaDiffCodeLength_16b : kSmallAlphaDiffCodeLength_8b) {}
+
+template <OptimizationTarget target>
+AlphaVLCStream<target>::AlphaVLCStream(Bitstream const& bitstream, unsigned int alphaBits, std::uint64_t bitPosition)
+    : AlphaVLCStream(bitstream, alphaBits) {
+    this->startAt(bitPosition);
+}
 
 template <OptimizationTarget target>
 unsigned int AlphaVLCStream<target>::alpha_difference() {
@@ -30,20 +38,18 @@ unsigned int AlphaVLCStream<target>::run() {
 }
 
 template <OptimizationTarget target>
-void AlphaVLCStream<target>::fillSamples(std::uint16_t* samples, std::uint32_t numSamples) {
+void AlphaVLCStream<target>::fillSamples(std::uint16_t* samples, std::uint32_t numSamples, std::uint32_t value) {
     const std::uint32_t mask = m_alphaBits == 8 ? 0xFFu : 0xFFFFu;
-    std::uint32_t value = 0xFFFFFFFFu;
-    std::uint32_t position = 0;
+    std::uint16_t* const end = samples + numSamples;
     do {
         value += alpha_difference();
         if (m_moduloDifference)
             value &= mask;
         const std::uint32_t wanted = run();
-        const std::uint32_t left = numSamples - position;
-        const std::uint32_t count = wanted < left ? wanted : left;
-        const auto sample = static_cast<std::uint16_t>(value);
-        for (std::uint32_t i = 0; i < count; ++i)
-            samples[position + i] = sample;
-        position += count;
-    } while (position < numSamples);
+        const auto left = static_cast<std::size_t>(end - samples);
+        // A pointer and no index, so that the compiler may fill with wide stores.
+        std::uint16_t* const endOfRun = samples + (wanted < left ? wanted : left);
+        while (samples != endOfRun)
+            *samples++ = static_cast<std::uint16_t>(value);
+    } while (samples != end);
 }

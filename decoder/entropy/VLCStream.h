@@ -34,6 +34,10 @@ protected:
     // The next up to eight bytes, or a zero byte when none are left.
     Word refill();
 
+    // Continues at a bit of the range, as if everything before it had been read bit by bit: words start at multiples of
+    // eight bytes from the start of the range. To be called before any read; the position is inside the range.
+    void startAt(std::uint64_t bitPosition);
+
     // The next 32 bits without taking them; zeros stand for bits beyond the range.
     std::uint32_t peekBits32() const;
 

@@ -26,6 +26,19 @@ typename VLCStream<target>::Word VLCStream<target>::refill() {
 }
 
 template <OptimizationTarget target>
+void VLCStream<target>::startAt(std::uint64_t bitPosition) {
+    const std::uint64_t wholeWords = bitPosition / 64;
+    const std::uint64_t bitsOfWord = bitPosition % 64;
+    m_bitstream.data += 8 * wholeWords;
+    m_bitstream.size -= 8 * wholeWords;
+    if (bitsOfWord == 0)
+        return;
+    const Word word = refill();
+    m_bitCount = word.count - bitsOfWord;
+    m_bitBuffer = keepUnreadBits<target>(word.bits, m_bitCount);
+}
+
+template <OptimizationTarget target>
 unsigned int VLCStream<target>::getBits(unsigned int n) {
     std::uint64_t need = n;
     std::uint64_t high = 0;

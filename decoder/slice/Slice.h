@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "AlphaScan.h"
 #include "BlockGather.h"
 #include "CoefficientScan.h"
 #include "OptimizationTarget.h"
@@ -25,7 +26,6 @@ struct SliceScratch {
 
     alignas(64) std::int16_t raster[3][kMaxComponentBlocks * 64 + kGatherPadding];
     alignas(64) float samples[3][kMbsAtOnce * 4][8][8];
-    std::uint16_t alpha[8 * 16 * 16];
 };
 
 // The unit of parallel work: up to 8 macroblocks of one macroblock row, with their own bytes.
@@ -54,8 +54,14 @@ public:
     // kScanPadding after each component. Leaves the cursor after Cr and returns the end of that memory.
     std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients);
 
-    // Decodes the alpha plane at the cursor, transforms the blocks and writes the pixels.
-    void reconstruct(ComponentScan const scans[3], SliceScratch<target>& scratch) const;
+    // Whether reconstruct() needs the slice's alpha plane, which is at the cursor.
+    bool needsAlpha(ComponentScan const scans[3]) const;
+
+    // The alpha plane at the cursor, to be decoded to `samples`.
+    AlphaPlane alphaPlane(std::uint16_t* samples) const;
+
+    // Transforms the blocks and writes the pixels. `alpha` holds the samples of the plane if the slice needs it.
+    void reconstruct(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
 
     // Reads one component at the cursor into block order and leaves the cursor where it is: moveCursor goes on to the
     // next component. Frames do not come this way; they take the scans of prepareScans, several slices at once.
@@ -74,9 +80,11 @@ public:
                                std::int16_t* crCoefficients, std::uint64_t numCrBytes, std::uint32_t log2NumYBlocks,
                                std::uint32_t log2NumChromaBlocks) const;
 
-    // Fills the alpha samples of the slice from the cursor on.
+    // Fills the alpha samples of the slice from the cursor on. Frames do not come this way; they decode the planes of
+    // alphaPlane, several slices at once.
     void scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const;
 
+    Picture<target> const& picture() const { return *m_picture; }
     std::uint32_t quantizationIndex() const { return m_header.quantization_index; }
 
 private:
@@ -149,6 +157,9 @@ public:
     void decode();
 
 private:
+    // Decodes the alpha planes that are needed; `alpha` receives a pointer for each slice, null for the others.
+    void decodeAlpha(ComponentScan const* scans, std::uint16_t const** alpha);
+
     static constexpr unsigned int kMaxElements422 = 2 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxElements444 = 3 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxReducedElements = 3 * 32 * 16 + 3 * kScanPadding;
@@ -160,6 +171,10 @@ private:
     Slice<target> m_slices[kMaxReducedSlices];
     alignas(64) std::int16_t m_coefficients[kElements];
     SliceScratch<target> m_scratch;
+
+    // Alpha planes are read at full size only, where a group of frames with alpha has no more slices than this.
+    static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16 + kAlphaPadding;
+    std::uint16_t m_alpha[kMaxSlices444][kMaxAlphaSamples];
 };
 
 // A group in memory that one group after the other uses. Groups are too large for the stacks of some hosts' threads.

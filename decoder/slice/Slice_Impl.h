@@ -139,25 +139,36 @@ void Slice<target>::scanned_coefficients3(std::int16_t* yCoefficients, std::uint
     scan.run();
 }
 
-template <OptimizationTarget target>
-void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const {
-    const unsigned int alphaBits = m_picture->frame().alpha_channel_type == 1 ? 8 : 16;
-    AlphaVLCStream<target>(m_bitstream, alphaBits).fillSamples(samples, numSamples);
+static inline unsigned int alphaBitsOf(Frame const& frame) {
+    return frame.alpha_channel_type == 1 ? 8 : 16;
 }
 
 template <OptimizationTarget target>
-void Slice<target>::reconstruct(ComponentScan const scans[3], SliceScratch<target>& scratch) const {
-    if (!scans[0].succeeded || !scans[1].succeeded || !scans[2].succeeded) {
-        if (m_picture->frame().monitor != nullptr)
-            reportFailure(scans);
-        return;
-    }
-    if (m_picture->frame().alpha_channel_type == 0 || !m_writer->readsAlpha()) {
-        pixelReconstruction(scans, nullptr, scratch);
-        return;
-    }
-    scanned_alpha(scratch.alpha, alphaSamples());
-    pixelReconstruction(scans, scratch.alpha, scratch);
+void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const {
+    AlphaVLCStream<target>(m_bitstream, alphaBitsOf(m_picture->frame())).fillSamples(samples, numSamples);
+}
+
+static inline bool haveSucceeded(ComponentScan const scans[3]) {
+    return scans[0].succeeded && scans[1].succeeded && scans[2].succeeded;
+}
+
+template <OptimizationTarget target>
+bool Slice<target>::needsAlpha(ComponentScan const scans[3]) const {
+    return m_picture->frame().alpha_channel_type != 0 && m_writer->readsAlpha() && haveSucceeded(scans);
+}
+
+template <OptimizationTarget target>
+AlphaPlane Slice<target>::alphaPlane(std::uint16_t* samples) const {
+    return {m_bitstream, samples, alphaSamples()};
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reconstruct(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                SliceScratch<target>& scratch) const {
+    if (haveSucceeded(scans))
+        pixelReconstruction(scans, alpha, scratch);
+    else if (m_picture->frame().monitor != nullptr)
+        reportFailure(scans);
 }
 
 template <OptimizationTarget target>
@@ -299,13 +310,30 @@ void SliceGroup<target>::add(std::uint32_t mbRow, std::uint32_t slice_column, Pi
 }
 
 template <OptimizationTarget target>
+void SliceGroup<target>::decodeAlpha(ComponentScan const* scans, std::uint16_t const** alpha) {
+    AlphaPlane planes[kMaxSlices444];
+    unsigned int numPlanes = 0;
+    for (unsigned int i = 0; i < m_count; ++i) {
+        if (!m_slices[i].needsAlpha(scans + 3 * i))
+            continue;
+        alpha[i] = m_alpha[numPlanes];
+        planes[numPlanes] = m_slices[i].alphaPlane(m_alpha[numPlanes]);
+        ++numPlanes;
+    }
+    if (numPlanes != 0)
+        scanAlphaPlanes<target>(planes, numPlanes, alphaBitsOf(m_slices[0].picture().frame()));
+}
+
+template <OptimizationTarget target>
 void SliceGroup<target>::decode() {
     ComponentScan scans[3 * kMaxReducedSlices];
     std::int16_t* coefficients = m_coefficients;
     for (unsigned int i = 0; i < m_count; ++i)
         coefficients = m_slices[i].prepareScans(scans + 3 * i, coefficients);
     scanComponents<target>(scans, 3 * m_count);
+    std::uint16_t const* alpha[kMaxReducedSlices] = {};
+    decodeAlpha(scans, alpha);
     for (unsigned int i = 0; i < m_count; ++i)
-        m_slices[i].reconstruct(scans + 3 * i, m_scratch);
+        m_slices[i].reconstruct(scans + 3 * i, alpha[i], m_scratch);
     PixelRows<target>::finishStores();
 }

@@ -1,0 +1,235 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+#include "AlphaScan.h"
+#include "AlphaVLCStream.h"
+#include "BigEndian.h"
+
+// The steps of short differences, by the leading bits of the code: the flag and the field. Codes whose flag says that
+// the difference is long have 0, so that a reader may add the step of either form without a branch.
+template <OptimizationTarget target, unsigned int alphaBits>
+struct AlphaSteps {
+    static constexpr unsigned int kShortBits = alphaBits == 16 ? AlphaVLCStream<target>::kSmallAlphaDiffCodeLength_16b
+                                                               : AlphaVLCStream<target>::kSmallAlphaDiffCodeLength_8b;
+
+    std::uint32_t step[1u << kShortBits];
+
+    static constexpr AlphaSteps make() {
+        AlphaSteps steps{};
+        for (std::uint32_t code = 0; code < 1u << (kShortBits - 1); ++code) {
+            const std::uint32_t magnitude = (code >> 1) + 1;
+            steps.step[code] = (code & 1) != 0 ? 0u - magnitude : magnitude;
+        }
+        return steps;
+    }
+    static constexpr AlphaSteps s_steps = make();
+};
+
+// The fast form of the alpha decoder.
+//
+// Where a pair of difference and run begins depends on the length of the pair before it, so a single plane is bound by
+// latency. Several planes are read side by side therefore, each in a lane of its own. A lane makes one load for a few
+// samples in a row that are coded singly, with no branch on the form of their differences; where one of them begins a
+// longer run, the lane reads one pair instead. What is left near the end of a range goes to AlphaVLCStream.
+template <OptimizationTarget target, unsigned int alphaBits>
+class AlphaScan {
+public:
+    AlphaScan(AlphaPlane const* planes, unsigned int count) : m_next(planes), m_end(planes + count) {}
+
+    void run() {
+        // An even number of lanes suits groups of four slices.
+        Lane lanes[2];
+        int numLanes = 0;
+        while (numLanes < 2 && open(lanes[numLanes]))
+            ++numLanes;
+        while (numLanes > 0) {
+            if (numLanes == 2)
+                readSingles<2>(lanes);
+            else
+                readSingles<1>(lanes);
+            for (int i = numLanes - 1; i >= 0; --i) {
+                if (lanes[i].canReadSingles())
+                    continue;
+                finish(lanes[i]);
+                if (!open(lanes[i]))
+                    lanes[i] = lanes[--numLanes];
+            }
+        }
+    }
+
+private:
+    using Steps = AlphaSteps<target, alphaBits>;
+
+    // A loaded word holds at least this many bits of the range.
+    static constexpr unsigned int kWordBits = 57;
+    static constexpr unsigned int kShortBits = Steps::kShortBits;
+    static constexpr unsigned int kLongBits = 1 + alphaBits;
+    static constexpr unsigned int kLongestRunBits =
+        AlphaVLCStream<target>::kNumShortRunVLCBits + AlphaVLCStream<target>::kNumLongRunFLCBits;
+    static_assert(kLongBits + kLongestRunBits <= kWordBits);
+
+    // Samples of one load. More would fit at 8 bits, but all of them have to be coded singly.
+    static constexpr int kSingles = 3;
+    static_assert(kSingles * (kLongBits + 1) <= kWordBits);
+
+    struct Lane {
+        const std::uint8_t* bytes = nullptr;
+        std::int64_t bitPosition = 0;
+        std::int64_t lastLoad = 0; // the last bit position where eight bytes of the range begin
+        std::uint16_t* out = nullptr;
+        std::uint16_t* end = nullptr;
+        std::uint32_t value = 0;
+        AlphaPlane const* plane = nullptr;
+
+        bool canLoad() const { return bitPosition <= lastLoad && out < end; }
+        bool canReadSingles() const { return bitPosition <= lastLoad && end - out >= kSingles; }
+    };
+
+    // Takes planes up until one has a load's worth of samples. Returns false when none is left.
+    bool open(Lane& lane) {
+        while (m_next != m_end) {
+            AlphaPlane const& plane = *m_next++;
+            lane.bytes = plane.range.data;
+            lane.bitPosition = 0;
+            lane.lastLoad = static_cast<std::int64_t>(8 * plane.range.size) - 64;
+            lane.out = plane.samples;
+            lane.end = plane.samples + plane.numSamples;
+            lane.value = AlphaVLCStream<target>::kInitialValue;
+            lane.plane = &plane;
+            if (lane.canReadSingles())
+                return true;
+            finish(lane);
+        }
+        return false;
+    }
+
+    static void finish(Lane& lane) {
+        while (lane.canLoad())
+            readPair(lane);
+        if (lane.out < lane.end)
+            AlphaVLCStream<target>(lane.plane->range, alphaBits, static_cast<std::uint64_t>(lane.bitPosition))
+                .fillSamples(lane.out, static_cast<std::uint32_t>(lane.end - lane.out), lane.value);
+    }
+
+    static std::uint64_t wordAt(const std::uint8_t* bytes, std::int64_t bitPosition) {
+        return loadBigEndian64(bytes + (bitPosition >> 3)) << (bitPosition & 7);
+    }
+
+    // All ones where the code at the top of a word is a long difference.
+    static std::uint64_t longMask(std::uint64_t word) {
+        return static_cast<std::uint64_t>(static_cast<std::int64_t>(word) >> 63);
+    }
+
+    static std::uint64_t differenceBits(std::uint64_t word) {
+        return kShortBits + (longMask(word) & (kLongBits - kShortBits));
+    }
+
+    // The value after the difference at the top of a word. Only its low 16 bits are ever stored, so at that depth there
+    // is nothing to mask, and the low bits of a long field may have others above them.
+    static std::uint32_t valueAfter(std::uint32_t value, std::uint64_t word) {
+        const auto isLong = static_cast<std::uint32_t>(longMask(word));
+        const auto field = static_cast<std::uint32_t>(word >> (64 - kLongBits));
+        value += (field & isLong) + Steps::s_steps.step[word >> (64 - kShortBits)];
+        return alphaBits == 16 ? value : value & ~(isLong & 0xFFFFFF00u);
+    }
+
+    // One pair, whatever its form, from one load.
+    static void readPair(Lane& lane) {
+        const std::uint64_t word = wordAt(lane.bytes, lane.bitPosition);
+        const std::uint64_t length = differenceBits(word);
+        lane.value = valueAfter(lane.value, word);
+        const std::uint64_t runBits = word << length;
+        std::ptrdiff_t numSamples = 1;
+        std::int64_t runLength = 1;
+        if (runBits >> 63 == 0) {
+            runLength = AlphaVLCStream<target>::kNumShortRunVLCBits;
+            numSamples = static_cast<std::ptrdiff_t>(runBits >> (64 - runLength)) + 1;
+            if (numSamples == 1) {
+                runLength = kLongestRunBits;
+                numSamples = static_cast<std::ptrdiff_t>(runBits >> (64 - runLength)) + 1;
+            }
+        }
+        lane.bitPosition += static_cast<std::int64_t>(length) + runLength;
+        const std::ptrdiff_t left = lane.end - lane.out;
+        fill(lane.out, numSamples < left ? numSamples : left, static_cast<std::uint16_t>(lane.value));
+        lane.out += numSamples < left ? numSamples : left;
+    }
+
+    // Fills with whole vectors, up to kAlphaPadding samples too many.
+    static void fill(std::uint16_t* out, std::ptrdiff_t numSamples, std::uint16_t value) {
+        using Vector [[gnu::vector_size(32)]] = std::uint16_t;
+        static_assert(sizeof(Vector) == kAlphaPadding * sizeof(std::uint16_t));
+        const Vector values = Vector{} + value;
+        for (std::ptrdiff_t i = 0; i < numSamples; i += kAlphaPadding)
+            std::memcpy(out + i, &values, sizeof values);
+    }
+
+    // Reads until a lane cannot make a load for kSingles samples. The state of the lanes stays in registers, but for
+    // the pairs that are not single samples.
+    template <int numLanes>
+    static void readSingles(Lane* lanes) {
+        std::int64_t bitPosition[std::size_t{numLanes}];
+        std::uint16_t* out[std::size_t{numLanes}];
+        std::uint32_t value[std::size_t{numLanes}];
+        for (int i = 0; i < numLanes; ++i) {
+            bitPosition[i] = lanes[i].bitPosition;
+            out[i] = lanes[i].out;
+            value[i] = lanes[i].value;
+        }
+        bool readsOn = true;
+        while (readsOn) {
+#pragma GCC unroll 4
+            for (int i = 0; i < numLanes; ++i) {
+                std::uint64_t starts[std::size_t{kSingles}];
+                std::uint64_t runBits = ~std::uint64_t{0};
+                std::uint64_t taken = 0;
+                std::uint64_t word = wordAt(lanes[i].bytes, bitPosition[i]);
+#pragma GCC unroll 4
+                for (int k = 0; k < kSingles; ++k) {
+                    starts[k] = word;
+                    const std::uint64_t length = differenceBits(word);
+                    word <<= length;
+                    runBits &= word;
+                    word += word;
+                    taken += length + 1;
+                }
+                if (__builtin_expect(runBits >> 63 == 0, 0)) {
+                    lanes[i].bitPosition = bitPosition[i];
+                    lanes[i].out = out[i];
+                    lanes[i].value = value[i];
+                    readPair(lanes[i]);
+                    bitPosition[i] = lanes[i].bitPosition;
+                    out[i] = lanes[i].out;
+                    value[i] = lanes[i].value;
+                } else {
+#pragma GCC unroll 4
+                    for (int k = 0; k < kSingles; ++k) {
+                        value[i] = valueAfter(value[i], starts[k]);
+                        out[i][k] = static_cast<std::uint16_t>(value[i]);
+                    }
+                    out[i] += kSingles;
+                    bitPosition[i] += static_cast<std::int64_t>(taken);
+                }
+                readsOn &= (bitPosition[i] <= lanes[i].lastLoad) & (lanes[i].end - out[i] >= kSingles);
+            }
+        }
+        for (int i = 0; i < numLanes; ++i) {
+            lanes[i].bitPosition = bitPosition[i];
+            lanes[i].out = out[i];
+            lanes[i].value = value[i];
+        }
+    }
+
+    AlphaPlane const* m_next;
+    AlphaPlane const* m_end;
+};
+
+template <OptimizationTarget target>
+void scanAlphaPlanes(AlphaPlane const* planes, unsigned int count, unsigned int alphaBits) {
+    if (alphaBits == 16)
+        AlphaScan<target, 16>(planes, count).run();
+    else
+        AlphaScan<target, 8>(planes, count).run();
+}

@@ -1,0 +1,166 @@
+#include "AlphaScan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "AlphaVLCStream.h"
+#include "DecoderTargets.h"
+#include "FrameMaker.h"
+#include "GuardedBytes.h"
+
+namespace {
+
+constexpr std::size_t kMostPlanes = 7;
+constexpr std::uint16_t kUntouched = 0xA5C3;
+constexpr std::uint32_t kMostSamples = 2048;
+
+// A plane as it is coded: its bytes and how many samples are read from them.
+struct CodedPlane {
+    std::vector<std::uint8_t> bytes;
+    std::uint32_t numSamples;
+};
+
+template <class On>
+class AlphaScanTest : public TargetTest<On> {
+protected:
+    // Compares planes that are decoded together with AlphaVLCStream, sample by sample. Every range ends where unmapped
+    // memory begins.
+    testing::AssertionResult readAsTheyAreDefined(std::vector<CodedPlane> const& coded, unsigned int alphaBits) {
+        std::vector<AlphaPlane> planes;
+        std::vector<std::vector<std::uint16_t>> samples(coded.size());
+        for (std::size_t i = 0; i < coded.size(); ++i) {
+            samples[i].assign(coded[i].numSamples + kAlphaPadding + 1, kUntouched);
+            planes.push_back({m_held[i].hold(coded[i].bytes), samples[i].data(), coded[i].numSamples});
+        }
+        scanAlphaPlanes<On::target>(planes.data(), static_cast<unsigned int>(planes.size()), alphaBits);
+        for (std::size_t i = 0; i < coded.size(); ++i) {
+            std::vector<std::uint16_t> expected(coded[i].numSamples);
+            AlphaVLCStream<On::target>(planes[i].range, alphaBits).fillSamples(expected.data(), coded[i].numSamples);
+            if (!std::equal(expected.begin(), expected.end(), samples[i].begin()))
+                return testing::AssertionFailure() << "plane " << i << " of " << coded.size() << " differs";
+            if (samples[i].back() != kUntouched)
+                return testing::AssertionFailure() << "plane " << i << " is written beyond its padding";
+        }
+        return testing::AssertionSuccess();
+    }
+
+    GuardedBytes m_held[kMostPlanes];
+};
+
+TYPED_TEST_SUITE(AlphaScanTest, BothTargets, TargetNames);
+
+// A plane whose steps have about the size of `spread` and whose values last for up to `longestRun` samples.
+std::vector<std::uint16_t> randomPlane(std::mt19937& random, std::uint32_t alphaBits, std::uint32_t numSamples,
+                                       std::uint32_t spread, std::uint32_t longestRun) {
+    const std::uint32_t mask = alphaBits == 8 ? 0xFFu : 0xFFFFu;
+    std::vector<std::uint16_t> plane;
+    std::uint32_t value = random();
+    while (plane.size() < numSamples) {
+        value += below(random, 2 * spread + 1) - spread;
+        for (std::uint32_t run = 1 + below(random, longestRun); run > 0 && plane.size() < numSamples; --run)
+            plane.push_back(static_cast<std::uint16_t>(value & mask));
+    }
+    return plane;
+}
+
+CodedPlane randomCodedPlane(std::mt19937& random, std::uint32_t alphaBits) {
+    const std::uint32_t numSamples = 1 + below(random, kMostSamples);
+    const std::uint32_t spread = 1u << below(random, alphaBits);
+    const std::uint32_t longestRun = below(random, 2) == 0 ? 1 : 1u << below(random, 12);
+    const auto plane = randomPlane(random, alphaBits, numSamples, spread, longestRun);
+    return {encodedAlpha(plane, alphaBits, below(random, 4) == 0, below(random, 4) == 0), numSamples};
+}
+
+// Cuts, lengthens or changes what was coded, or asks for another number of samples.
+void damage(std::mt19937& random, CodedPlane& coded) {
+    switch (below(random, 5)) {
+    case 0:
+        coded.bytes.resize(below(random, static_cast<std::uint32_t>(coded.bytes.size()) + 1));
+        break;
+    case 1:
+        for (std::uint8_t& byte : coded.bytes)
+            byte = static_cast<std::uint8_t>(below(random, 40) == 0 ? random() : byte);
+        break;
+    case 2:
+        for (std::uint8_t& byte : coded.bytes)
+            byte = static_cast<std::uint8_t>(random());
+        break;
+    case 3:
+        coded.numSamples = below(random, kMostSamples + 1);
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace
+
+TYPED_TEST(AlphaScanTest, PlanesReadTogetherHaveTheSamplesOfThePlainReader) {
+    std::mt19937 random = printedSeed(2601);
+    for (int round = 0; round < 1500; ++round) {
+        const std::uint32_t alphaBits = 8 + 8 * below(random, 2);
+        std::vector<CodedPlane> coded(1 + below(random, kMostPlanes));
+        for (CodedPlane& plane : coded)
+            plane = randomCodedPlane(random, alphaBits);
+        ASSERT_TRUE(this->readAsTheyAreDefined(coded, alphaBits)) << round;
+    }
+}
+
+TYPED_TEST(AlphaScanTest, DamagedPlanesHaveTheSamplesOfThePlainReader) {
+    std::mt19937 random = printedSeed(2602);
+    for (int round = 0; round < 3000; ++round) {
+        const std::uint32_t alphaBits = 8 + 8 * below(random, 2);
+        std::vector<CodedPlane> coded(1 + below(random, kMostPlanes));
+        for (CodedPlane& plane : coded) {
+            plane = randomCodedPlane(random, alphaBits);
+            damage(random, plane);
+        }
+        ASSERT_TRUE(this->readAsTheyAreDefined(coded, alphaBits)) << round;
+    }
+}
+
+TYPED_TEST(AlphaScanTest, EveryPlaceWhereARangeMayEndGivesTheSamplesOfThePlainReader) {
+    std::mt19937 random = printedSeed(2603);
+    for (const std::uint32_t alphaBits : {8u, 16u}) {
+        for (const std::uint32_t longestRun : {1u, 4u, 300u}) {
+            const auto plane = randomPlane(random, alphaBits, 256, alphaBits == 8 ? 12 : 90, longestRun);
+            const auto bytes = encodedAlpha(plane, alphaBits, false, false);
+            for (std::size_t length = 0; length <= bytes.size(); ++length) {
+                const CodedPlane cut{{bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)}, 256};
+                ASSERT_TRUE(this->readAsTheyAreDefined({cut, {bytes, 256}}, alphaBits)) << length;
+            }
+        }
+    }
+}
+
+TYPED_TEST(AlphaScanTest, EveryNumberOfSamplesIsFilledAndNoMoreThanThePadding) {
+    std::mt19937 random = printedSeed(2604);
+    for (const std::uint32_t alphaBits : {8u, 16u}) {
+        const auto bytes = encodedAlpha(randomPlane(random, alphaBits, 400, 50, 20), alphaBits, false, false);
+        for (std::uint32_t numSamples = 0; numSamples <= 400; ++numSamples)
+            ASSERT_TRUE(this->readAsTheyAreDefined({{bytes, numSamples}}, alphaBits)) << numSamples;
+    }
+}
+
+TYPED_TEST(AlphaScanTest, TailsOfEachSingleBitGiveTheSamplesOfThePlainReader) {
+    for (const std::uint32_t alphaBits : {8u, 16u}) {
+        for (std::size_t numBytes = 1; numBytes <= 24; ++numBytes) {
+            for (std::size_t bit = 0; bit < 8 * numBytes; ++bit) {
+                std::vector<std::uint8_t> zeros(numBytes), ones(numBytes, 0xFF);
+                zeros[bit / 8] = static_cast<std::uint8_t>(1u << (bit % 8));
+                ones[bit / 8] = static_cast<std::uint8_t>(~(1u << (bit % 8)));
+                ASSERT_TRUE(this->readAsTheyAreDefined({{zeros, 100}, {ones, 100}}, alphaBits))
+                    << numBytes << " " << bit;
+            }
+        }
+    }
+}
+
+TYPED_TEST(AlphaScanTest, NoPlaneIsReadWithoutHarm) {
+    EXPECT_TRUE(this->readAsTheyAreDefined({}, 8));
+    EXPECT_TRUE(this->readAsTheyAreDefined({}, 16));
+}
