@@ -37,10 +37,17 @@ public:
     // The number of zero bits from which a prefix is a failure. The one point in which the targets decide differently.
     static constexpr unsigned int kPrefixLimit = target == OptimizationTarget::Baseline ? 31 : 30;
 
-    static const GolombCombinationCodeParams s_firstDCParams;
-    static const GolombCombinationCodeParams dcSymbolCodebook[4];
-    static const GolombCombinationCodeParams runCodebook[16];
-    static const GolombCombinationCodeParams levelSymbolCodebook[9];
+    static constexpr GolombCombinationCodeParams s_firstDCParams = {0, 5, 6};
+    static constexpr GolombCombinationCodeParams dcSymbolCodebook[4] = {{0, 0, 1}, {0, 1, 2}, {1, 2, 3}, {0, 3, 4}};
+    static constexpr GolombCombinationCodeParams runCodebook[16] = {
+        {2, 0, 1}, {2, 0, 1}, {1, 0, 1}, {1, 0, 1}, {0, 0, 1}, {1, 1, 2}, {1, 1, 2}, {1, 1, 2},
+        {1, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 2, 3},
+    };
+    // Entry 0 has more escape bits than its neighbours, and entries 1 and 2 are in no order: these are the format's
+    // values.
+    static constexpr GolombCombinationCodeParams levelSymbolCodebook[9] = {
+        {2, 0, 2}, {1, 0, 1}, {2, 0, 1}, {0, 0, 1}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 2, 3},
+    };
 
     // Reads `size` bytes at the cursor, or those that remain there if they are fewer.
     CoeffVLCStream(Bitstream const& bitstream, std::uint64_t size);

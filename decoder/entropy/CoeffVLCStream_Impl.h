@@ -3,29 +3,6 @@
 #include "CoeffVLCStream.h"
 #include "VLCStream_Impl.h"
 
-template <OptimizationTarget target>
-const GolombCombinationCodeParams CoeffVLCStream<target>::s_firstDCParams = {0, 5, 6};
-
-template <OptimizationTarget target>
-const GolombCombinationCodeParams CoeffVLCStream<target>::dcSymbolCodebook[4] = {
-    {0, 0, 1},
-    {0, 1, 2},
-    {1, 2, 3},
-    {0, 3, 4},
-};
-
-template <OptimizationTarget target>
-const GolombCombinationCodeParams CoeffVLCStream<target>::runCodebook[16] = {
-    {2, 0, 1}, {2, 0, 1}, {1, 0, 1}, {1, 0, 1}, {0, 0, 1}, {1, 1, 2}, {1, 1, 2}, {1, 1, 2},
-    {1, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 2, 3},
-};
-
-// Entry 0 has more escape bits than its neighbours, and entries 1 and 2 are in no order: these are the format's values.
-template <OptimizationTarget target>
-const GolombCombinationCodeParams CoeffVLCStream<target>::levelSymbolCodebook[9] = {
-    {2, 0, 2}, {1, 0, 1}, {2, 0, 1}, {0, 0, 1}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}, {0, 2, 3},
-};
-
 // Folds a code value to a signed one: 0, 1, 2, 3, 4 give 0, -1, 1, -2, 2. The failure value gives 0.
 static inline int foldedToSigned(unsigned int value) {
     if (value % 2 == 0)
@@ -43,17 +20,7 @@ CoeffVLCStream<target>::CoeffVLCStream(Bitstream const& bitstream, std::uint64_t
     m_previousDCDiff = state.previousDCDiff;
     m_previousRun = state.previousRun;
     m_previousLevelSymbol = state.previousLevelSymbol;
-
-    // Words start at multiples of eight bytes from the start of the range, as if it had been read bit by bit.
-    const std::uint64_t wholeWords = state.bitPosition / 64;
-    const std::uint64_t bitsOfWord = state.bitPosition % 64;
-    m_bitstream.data += 8 * wholeWords;
-    m_bitstream.size -= 8 * wholeWords;
-    if (bitsOfWord == 0)
-        return;
-    const auto word = this->refill();
-    m_bitCount = word.count - bitsOfWord;
-    m_bitBuffer = keepUnreadBits<target>(word.bits, m_bitCount);
+    this->startAt(state.bitPosition);
 }
 
 template <OptimizationTarget target>

@@ -1,7 +1,5 @@
 #include "SymbolTables.h"
 
-#include <algorithm>
-
 #include "CoeffVLCStream.h"
 
 namespace {
@@ -9,14 +7,14 @@ namespace {
 using Codebooks = CoeffVLCStream<OptimizationTarget::Baseline>;
 using Params = GolombCombinationCodeParams;
 
-bool sameParams(Params const& a, Params const& b) {
+constexpr bool sameParams(Params const& a, Params const& b) {
     return a.lastRiceQ == b.lastRiceQ && a.riceBits == b.riceBits && a.expGolombBits == b.expGolombBits;
 }
 
 // Numbers the distinct entries of a codebook in their order, and remembers where each first stands.
 template <std::size_t numBooks, std::size_t numClasses>
-void classify(const Params (&books)[numBooks], std::uint8_t (&classes)[numBooks],
-              std::uint8_t (&firstBook)[numClasses]) {
+constexpr void classify(const Params (&books)[numBooks], std::uint8_t (&classes)[numBooks],
+                        std::uint8_t (&firstBook)[numClasses]) {
     std::size_t count = 0;
     for (std::size_t book = 0; book < numBooks; ++book) {
         std::size_t known = 0;
@@ -28,7 +26,7 @@ void classify(const Params (&books)[numBooks], std::uint8_t (&classes)[numBooks]
     }
 }
 
-void fillPrefixes(Params const& params, SymbolTables::PrefixEntry (&entries)[SymbolTables::kNumPrefixes]) {
+constexpr void fillPrefixes(Params const& params, SymbolTables::PrefixEntry (&entries)[SymbolTables::kNumPrefixes]) {
     for (std::uint32_t q = 0; q < SymbolTables::kNumPrefixes; ++q) {
         const bool isRice = q <= params.lastRiceQ;
         const std::uint32_t suffixBits = isRice ? params.riceBits : params.expGolombBits + (q - params.lastRiceQ) - 1;
@@ -46,92 +44,104 @@ void fillPrefixes(Params const& params, SymbolTables::PrefixEntry (&entries)[Sym
     }
 }
 
-struct Decoded {
-    std::uint32_t length; // 0 if the code does not end in the window
-    std::uint32_t value;
-};
+using Pairs = std::uint64_t[1u << SymbolTables::kWindowBits];
 
-// Decodes the code at the top of a 32-bit window of which `valid` bits count.
-Decoded decodeCode(const SymbolTables::PrefixEntry (&entries)[SymbolTables::kNumPrefixes], std::uint32_t window,
-                   std::uint32_t valid) {
-    if (window == 0)
-        return {0, 0};
-    const auto entry = entries[__builtin_clz(window)];
-    if (entry.length == 0 || entry.length > valid)
-        return {0, 0};
-    return {entry.length, (window >> (32 - entry.length)) + entry.offset};
+// Calls visit(length, bits, value) for every code of at most `mostBits` bits.
+template <class Visit>
+constexpr void forEachCode(const SymbolTables::PrefixEntry (&entries)[SymbolTables::kNumPrefixes],
+                           std::uint32_t mostBits, Visit const& visit) {
+    for (std::uint32_t q = 0; q < mostBits && entries[q].length <= mostBits; ++q) {
+        const std::uint32_t one = 1u << (entries[q].length - q - 1);
+        for (std::uint32_t bits = one; bits < 2 * one; ++bits)
+            visit(entries[q].length, bits, bits + entries[q].offset);
+    }
 }
 
-// An entry with the pair at the top of a window of which `valid` bits count, or 0.
-std::uint64_t singlePair(SymbolTables const& tables, std::uint32_t state, std::uint32_t window, std::uint32_t valid) {
-    const Decoded run = decodeCode(tables.run[state / SymbolTables::kNumLevelClasses], window, valid);
-    if (run.length == 0)
-        return 0;
-    window <<= run.length;
-    const Decoded level = decodeCode(tables.level[state % SymbolTables::kNumLevelClasses], window, valid - run.length);
-    const std::uint32_t length = run.length + level.length + 1;
-    if (level.length == 0 || length > valid)
-        return 0;
-    const bool isNegative = (window << level.length >> 31) != 0;
-    const std::uint32_t magnitude = level.value + 1;
+// The entry with one pair of `length` bits.
+constexpr std::uint64_t singlePair(SymbolTables const& tables, std::uint32_t length, std::uint32_t run,
+                                   std::uint32_t levelSymbol, bool isNegative) {
+    const std::uint32_t magnitude = levelSymbol + 1;
     const std::uint64_t signedLevel = (isNegative ? 0u - magnitude : magnitude) & 0xFFFFu;
-    return length | tables.stateOffset(run.value, level.value) |
-           std::uint64_t{run.value + 1} << SymbolTables::kAdvanceShift |
-           std::uint64_t{run.value + 1} << SymbolTables::kFirstRunShift |
-           signedLevel << SymbolTables::kFirstLevelShift | signedLevel << SymbolTables::kSecondLevelShift;
+    return length | tables.stateOffset(run, levelSymbol) | std::uint64_t{run + 1} << SymbolTables::kAdvanceShift |
+           std::uint64_t{run + 1} << SymbolTables::kFirstRunShift | signedLevel << SymbolTables::kFirstLevelShift |
+           signedLevel << SymbolTables::kSecondLevelShift;
 }
 
-std::uint32_t firstRunOf(std::uint64_t entry) {
+// For each window the entry with its first pair, or 0 where no pair ends in the window.
+constexpr void fillSinglePairs(SymbolTables const& tables, std::uint32_t state, Pairs& pairs) {
+    constexpr std::uint32_t kBits = SymbolTables::kWindowBits;
+    auto const& runs = tables.run[state / SymbolTables::kNumLevelClasses];
+    auto const& levels = tables.level[state % SymbolTables::kNumLevelClasses];
+    // A level takes a bit at least, and so does the sign.
+    forEachCode(runs, kBits - 2, [&](std::uint32_t runLength, std::uint32_t runBits, std::uint32_t run) {
+        const std::uint32_t bitsLeft = kBits - runLength;
+        forEachCode(levels, bitsLeft - 1, [&](std::uint32_t length, std::uint32_t bits, std::uint32_t levelSymbol) {
+            const std::uint32_t unused = bitsLeft - length - 1;
+            for (std::uint32_t sign = 0; sign < 2; ++sign) {
+                const std::uint64_t entry = singlePair(tables, runLength + length + 1, run, levelSymbol, sign != 0);
+                const std::uint32_t first = ((runBits << length | bits) << 1 | sign) << unused;
+                for (std::uint32_t window = first; window < first + (1u << unused); ++window)
+                    pairs[window] = entry;
+            }
+        });
+    });
+}
+
+constexpr std::uint32_t firstRunOf(std::uint64_t entry) {
     return static_cast<std::uint32_t>(entry >> SymbolTables::kFirstRunShift) & SymbolTables::kRunMask;
 }
 
-std::uint64_t pairEntry(SymbolTables const& tables, std::uint32_t state, std::uint32_t bits) {
-    const std::uint32_t window = bits << (32 - SymbolTables::kWindowBits);
-    const std::uint64_t first = singlePair(tables, state, window, SymbolTables::kWindowBits);
+// Two entries with one pair each as one entry with both.
+constexpr std::uint64_t bothPairs(std::uint64_t first, std::uint64_t second) {
+    constexpr std::uint64_t kFirstFields = std::uint64_t{SymbolTables::kRunMask} << SymbolTables::kFirstRunShift |
+                                           std::uint64_t{0xFFFF} << SymbolTables::kFirstLevelShift;
+    const std::uint64_t length = (first & SymbolTables::kLengthMask) + (second & SymbolTables::kLengthMask);
+    const std::uint64_t advance = firstRunOf(first) + firstRunOf(second);
+    return length | advance << SymbolTables::kAdvanceShift | (first & kFirstFields) |
+           (second & SymbolTables::kStateMask) | std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
+           (second >> SymbolTables::kSecondLevelShift << SymbolTables::kSecondLevelShift);
+}
+
+// The entry of a window, given the entries with one pair of all states.
+constexpr std::uint64_t pairEntry(const Pairs* singles, std::uint32_t state, std::uint32_t window) {
+    const std::uint64_t first = singles[state][window];
     if (first == 0)
         return 0;
     const auto length = static_cast<std::uint32_t>(first & SymbolTables::kLengthMask);
     const auto nextState = static_cast<std::uint32_t>((first & SymbolTables::kStateMask) >> SymbolTables::kStateShift);
-    const std::uint64_t second = singlePair(tables, nextState, window << length, SymbolTables::kWindowBits - length);
-    if (second == 0 || firstRunOf(first) + firstRunOf(second) > SymbolTables::kMaxAdvance)
-        return first;
-    constexpr std::uint64_t kFirstFields = std::uint64_t{SymbolTables::kRunMask} << SymbolTables::kFirstRunShift |
-                                           std::uint64_t{0xFFFF} << SymbolTables::kFirstLevelShift;
-    const std::uint64_t advance = firstRunOf(first) + firstRunOf(second);
-    return (length + (second & SymbolTables::kLengthMask)) | advance << SymbolTables::kAdvanceShift |
-           (first & kFirstFields) | (second & SymbolTables::kStateMask) |
-           std::uint64_t{firstRunOf(second)} << SymbolTables::kSecondRunShift |
-           (second >> SymbolTables::kSecondLevelShift << SymbolTables::kSecondLevelShift);
+    const std::uint32_t rest = window << length & ((1u << SymbolTables::kWindowBits) - 1);
+    // Zeros follow the bits of the window, so the pair that is found there may be longer than what is left of it.
+    const std::uint64_t second = singles[nextState][rest];
+    const bool isThere = second != 0 && length + (second & SymbolTables::kLengthMask) <= SymbolTables::kWindowBits;
+    return isThere && firstRunOf(first) + firstRunOf(second) <= SymbolTables::kMaxAdvance ? bothPairs(first, second)
+                                                                                          : first;
 }
 
-// In static storage from the start, since a small thread stack has no room for a copy.
-struct BuiltTables : SymbolTables {
-    BuiltTables() : SymbolTables{} {
-        classify(Codebooks::runCodebook, runClass, runOfClass);
-        classify(Codebooks::levelSymbolCodebook, levelClass, levelOfClass);
-        fillPrefixes(Codebooks::s_firstDCParams, firstDc);
-        for (int i = 0; i < 4; ++i)
-            fillPrefixes(Codebooks::dcSymbolCodebook[i], dc[i]);
-        for (unsigned int i = 0; i < kNumRunClasses; ++i)
-            fillPrefixes(Codebooks::runCodebook[runOfClass[i]], run[i]);
-        for (unsigned int i = 0; i < kNumLevelClasses; ++i)
-            fillPrefixes(Codebooks::levelSymbolCodebook[levelOfClass[i]], level[i]);
-        std::uint64_t* entry = pairs;
-        for (std::uint32_t state = 0; state < kNumStates; ++state)
-            for (std::uint32_t bits = 0; bits < 1u << kWindowBits; ++bits)
-                *entry++ = pairEntry(*this, state, bits);
-    }
-};
+constexpr SymbolTables builtTables() {
+    SymbolTables tables{};
+    classify(Codebooks::runCodebook, tables.runClass, tables.runOfClass);
+    classify(Codebooks::levelSymbolCodebook, tables.levelClass, tables.levelOfClass);
+    fillPrefixes(Codebooks::s_firstDCParams, tables.firstDc);
+    for (int i = 0; i < 4; ++i)
+        fillPrefixes(Codebooks::dcSymbolCodebook[i], tables.dc[i]);
+    for (unsigned int i = 0; i < SymbolTables::kNumRunClasses; ++i)
+        fillPrefixes(Codebooks::runCodebook[tables.runOfClass[i]], tables.run[i]);
+    for (unsigned int i = 0; i < SymbolTables::kNumLevelClasses; ++i)
+        fillPrefixes(Codebooks::levelSymbolCodebook[tables.levelOfClass[i]], tables.level[i]);
+    Pairs singles[SymbolTables::kNumStates]{};
+    for (std::uint32_t state = 0; state < SymbolTables::kNumStates; ++state)
+        fillSinglePairs(tables, state, singles[state]);
+    std::uint64_t* entry = tables.pairs;
+    for (std::uint32_t state = 0; state < SymbolTables::kNumStates; ++state)
+        for (std::uint32_t window = 0; window < 1u << SymbolTables::kWindowBits; ++window)
+            *entry++ = pairEntry(singles, state, window);
+    return tables;
+}
+
+constexpr SymbolTables kTables = builtTables();
 
 } // namespace
 
-std::uint32_t SymbolTables::stateOffset(std::uint32_t runValue, std::uint32_t levelSymbol) const {
-    const std::uint32_t state =
-        runClass[std::min(runValue, 15u)] * kNumLevelClasses + levelClass[std::min(levelSymbol, 8u)];
-    return state << kStateShift;
-}
-
 SymbolTables const& symbolTables() {
-    static const BuiltTables tables;
-    return tables;
+    return kTables;
 }

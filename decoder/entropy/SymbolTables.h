@@ -2,14 +2,13 @@
 
 #include <cstdint>
 
-// Tables that decode symbols by look-up. They are derived from the codebooks when the first frame is decoded and never
-// change afterwards.
+// Tables that decode symbols by look-up. They are derived from the codebooks when the library is compiled, and lie in
+// its read-only data.
 //
 // Size: `pairs` has 36 states times 2^11 windows times 8 bytes, which is 576 KiB; the rest is below 9 KiB. A longer
-// window would hold two pairs more often, but the table already fills a good part of a second-level cache. Cost: 2 ms
-// of processor time, once in a process, and 3 ns in each later call for the test whether they are there. Built at
-// compile time they would cost every process the same 576 KiB read from the library's file, and every build several
-// seconds.
+// window would hold two pairs more often, but the table already fills a good part of a second-level cache. Built in the
+// first call of a process they would cost it 2 ms; as data they cost it the pages that its frames touch, and all
+// processes share them.
 //
 // The book of a run follows from the run before it and the book of a level from the level before it. Several values
 // lead to the same parameters, so the books form a few classes only, and a pair of classes (the "state") is known
@@ -66,8 +65,11 @@ struct SymbolTables {
     std::uint8_t levelOfClass[kNumLevelClasses];
 
     // The offset in `pairs`, in bytes, of the state after a run and a level symbol.
-    std::uint32_t stateOffset(std::uint32_t runValue, std::uint32_t levelSymbol) const;
+    constexpr std::uint32_t stateOffset(std::uint32_t runValue, std::uint32_t levelSymbol) const {
+        const std::uint32_t state =
+            runClass[runValue < 15 ? runValue : 15] * kNumLevelClasses + levelClass[levelSymbol < 8 ? levelSymbol : 8];
+        return state << kStateShift;
+    }
 };
 
-// Built once, by the first caller; any number of threads may come at the same time.
 SymbolTables const& symbolTables();

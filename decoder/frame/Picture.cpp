@@ -22,6 +22,10 @@ std::uint32_t pictureLines(Frame const& frame, TemporalOrder temporalOrder) {
     }
 }
 
+// The pixels and bytes from which on a second thread gains time; one of either costs about as much. A decode below that
+// takes half a millisecond, and a thread that has to be woken for it comes too late to take much of it.
+constexpr std::uint64_t kLeastSharedWork = std::uint64_t{1} << 18;
+
 } // namespace
 
 PictureLayout::PictureLayout(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
@@ -157,6 +161,11 @@ PixelBuffer PictureLayout::sliceBuffer(std::uint32_t row, std::uint32_t column) 
     const std::uint64_t columnBytes = std::uint64_t{mbSize} * buffer.samplesPerPixel * firstMb(column) * bytesPerSample;
     buffer.pixels = movedBy(buffer.pixels, static_cast<std::int64_t>(rowBytes + columnBytes));
     return buffer;
+}
+
+std::uint32_t PictureLayout::maxThreads() const {
+    const std::uint64_t pixels = std::uint64_t{256} * m_widthInMb * m_heightInMb;
+    return pixels + m_slices.size < kLeastSharedWork ? 1 : m_frame.maxThreads;
 }
 
 SliceOrder PictureLayout::sliceOrder() const {

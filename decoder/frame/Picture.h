@@ -61,6 +61,10 @@ public:
     // Where a slice's pixels go: the picture's buffer, with address, width and height of the slice.
     PixelBuffer sliceBuffer(std::uint32_t row, std::uint32_t column) const;
 
+    // The most threads of a decode, as in SliceWalk: one for a picture so small that to wake a second one costs more
+    // than it brings, otherwise what the frame allows.
+    std::uint32_t maxThreads() const;
+
     // Which slices may be decoded at once. Slices write disjoint rectangles, but for the columns behind the right edge
     // of a reduced picture: without room in the stride they fall on the next line of the buffer, which other slices
     // write too.

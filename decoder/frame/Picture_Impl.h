@@ -11,7 +11,7 @@ Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream cons
     : PictureLayout(order, owner, pictureBits) {
     static_assert(sizeof(SliceGroup<target>) <= SliceGroup<target>::kMaxBytes);
     static_assert(alignof(SliceGroup<target>) <= kSliceMemoryAlignment);
-    const SliceWalk walk{rowsToVisit(), numberOfGroups(), sliceOrder(), owner.maxThreads, sizeof(SliceGroup<target>)};
+    const SliceWalk walk{rowsToVisit(), numberOfGroups(), sliceOrder(), maxThreads(), sizeof(SliceGroup<target>)};
     forEachSliceGroup(walk, decodeGroupOf, this);
     reportMissingRows(walk.numRows);
 }
