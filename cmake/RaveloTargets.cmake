@@ -13,6 +13,17 @@ function(ravelo_target_defaults target)
     endif()
 endfunction()
 
+# Compiles a target several sources at a time, so that its headers are read and its templates are made less often. Sources
+# with options of their own stay alone. Presets that are for work on single units turn this off, and so see that each unit
+# includes what it uses.
+function(ravelo_unity target)
+    if(RAVELO_UNITY)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+        # g++ takes the units for headers, whose names would be everybody's.
+        target_compile_options(${target} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>")
+    endif()
+endfunction()
+
 # Warns of conversions that may change a value, in what ships.
 function(ravelo_warn_of_conversions target)
     target_compile_options(${target} PRIVATE -Wconversion -Wsign-conversion)

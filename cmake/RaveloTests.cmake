@@ -66,6 +66,8 @@ function(ravelo_test_program name)
     set_source_files_properties(${ARG_PLAIN} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
     target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} TBB::tbb GTest::gtest GTest::gtest_main)
 
+    ravelo_unity(${name})
+
     if(NOT ARG_COST)
         set(ARG_COST 1)
     endif()

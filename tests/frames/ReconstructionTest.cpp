@@ -9,7 +9,7 @@
 
 namespace {
 
-FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t interlace_mode = 0) {
+FrameSpec smallSpecOf(std::uint32_t chroma_format, std::uint32_t interlace_mode = 0) {
     FrameSpec spec;
     spec.chroma_format = chroma_format;
     spec.interlace_mode = interlace_mode;
@@ -39,7 +39,7 @@ int firstLuma(MadeFrame const& made, DecodeRequest const& request) {
 
 // The 16-bit code of a DC of 1 with the default matrix: a sample of index / 16 for indices to 128.
 int codeOfIndex(std::uint8_t quantization_index, OptimizationTarget target) {
-    const MadeFrame made = dcFrame(specOf(2), 1, quantization_index);
+    const MadeFrame made = dcFrame(smallSpecOf(2), 1, quantization_index);
     return firstLuma(made, requestFor(made.bytes, 0, 16, 0, target));
 }
 
@@ -49,7 +49,7 @@ TEST(QuantizationIndexTest, Index0MakesEverySampleMidGrey) {
     Random random = seeded(4301);
     for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
         for (const OptimizationTarget target : runnableTargets()) {
-            const FrameSpec spec = specOf(2);
+            const FrameSpec spec = smallSpecOf(2);
             const SliceMaker slices = randomSlices(spec, Texture::Extreme, random);
             const MadeFrame made = makeFrame(spec, [&](SlicePlace const& place, SliceContent& content) {
                 slices(place, content);
@@ -77,7 +77,7 @@ TEST(ScanPatternTest, OnlyFramesInFieldsUseTheInterlacedPattern) {
     // Scan index 1 is the first horizontal frequency of a progressive frame and the first vertical one of a field.
     const SliceMaker flat = flatSlices(0, 0, 0);
     for (std::uint32_t mode = 0; mode < 4; ++mode) {
-        const MadeFrame made = makeFrame(specOf(2, mode), [&](SlicePlace const& place, SliceContent& content) {
+        const MadeFrame made = makeFrame(smallSpecOf(2, mode), [&](SlicePlace const& place, SliceContent& content) {
             flat(place, content);
             content.y[1] = 200;
         });
@@ -100,7 +100,7 @@ TEST(ScanPatternTest, OnlyFramesInFieldsUseTheInterlacedPattern) {
 
 TEST(ScanPatternTest, BothFieldsUseTheInterlacedPattern) {
     const SliceMaker flat = flatSlices(0, 0, 0);
-    const MadeFrame made = makeFrame(specOf(2, 1), [&](SlicePlace const& place, SliceContent& content) {
+    const MadeFrame made = makeFrame(smallSpecOf(2, 1), [&](SlicePlace const& place, SliceContent& content) {
         flat(place, content);
         content.y[1] = 200;
     });
@@ -112,7 +112,7 @@ TEST(ScanPatternTest, BothFieldsUseTheInterlacedPattern) {
 
 TEST(ReducedSizeTest, TheTargetsConvertCoefficientsByTheirOwnRules) {
     // A DC of 40000 wraps to -25536 on Baseline and saturates to 32767 on AVX2.
-    FrameSpec spec = specOf(2);
+    FrameSpec spec = smallSpecOf(2);
     spec.lumaMatrix = matrixOf(8);
     const MadeFrame made = dcFrame(spec, 20000, 2);
     for (const std::uint32_t reduction : {1u, 2u}) {
@@ -126,7 +126,7 @@ TEST(ReducedSizeTest, TheTargetsConvertCoefficientsByTheirOwnRules) {
 TEST(ReducedSizeTest, TheTargetsRoundCoefficientsByTheirOwnRules) {
     // With a matrix entry of 1 and index 1 a DC of 92 is X = 11.5: 11 on Baseline, whose eighth rounds to 1, and the
     // even 12 on AVX2, whose eighth is 1.5 and rounds up to 2.
-    FrameSpec spec = specOf(2);
+    FrameSpec spec = smallSpecOf(2);
     spec.lumaMatrix = matrixOf(1);
     const MadeFrame made = dcFrame(spec, 92, 1);
     for (const std::uint32_t reduction : {1u, 2u}) {
@@ -139,7 +139,7 @@ TEST(ReducedSizeTest, TheTargetsRoundCoefficientsByTheirOwnRules) {
 
 TEST(EighthSizeTest, TheDcProductIsTruncatedBeforeItIsRounded) {
     // DC products of 19.875 and -19.875 become 19 and -19, and (19 + 4) >> 3 is 2, (-19 + 4) >> 3 is -2.
-    FrameSpec spec = specOf(3);
+    FrameSpec spec = smallSpecOf(3);
     spec.lumaMatrix = matrixOf(1);
     for (const OptimizationTarget target : runnableTargets()) {
         for (const int sign : {1, -1}) {
@@ -155,7 +155,7 @@ TEST(EighthSizeTest, TheDcProductIsTruncatedBeforeItIsRounded) {
 TEST(EighthSizeTest, BothTargetsGiveTheSameBytesInYCbCr) {
     Random random = seeded(4303);
     for (int i = 0; i < 40; ++i) {
-        FrameSpec spec = specOf(2 + static_cast<std::uint32_t>(i % 2), randomBelow(random, 4));
+        FrameSpec spec = smallSpecOf(2 + static_cast<std::uint32_t>(i % 2), randomBelow(random, 4));
         spec.horizontal_size = 1 + randomBelow(random, 90);
         spec.vertical_size = 1 + randomBelow(random, 70);
         const MadeFrame made = makeFrame(spec, randomSlices(spec, Texture::Photo, random));
@@ -174,7 +174,7 @@ TEST(EighthSizeTest, BothOrdersOfMultiplicationGiveTheModelsValue) {
     Random random = seeded(4302);
     for (const std::uint32_t chroma_format : {2u, 3u}) {
         for (int i = 0; i < 200; ++i) {
-            FrameSpec spec = specOf(chroma_format);
+            FrameSpec spec = smallSpecOf(chroma_format);
             spec.lumaMatrix = matrixOf(static_cast<std::uint8_t>(1 + randomBelow(random, 255)));
             const MadeFrame made = dcFrame(spec, static_cast<int>(randomBelow(random, 65536)) - 32768,
                                            static_cast<std::uint8_t>(random()));
@@ -187,7 +187,7 @@ TEST(EighthSizeTest, BothOrdersOfMultiplicationGiveTheModelsValue) {
 TEST(DeepReductionTest, RunsTheFloatPathOverAllCoefficientsAndWritesTheCornersOfItsBlocks) {
     // Half size with 10 bits: of every 8x8 block only the top left 4x4 corner is written, macroblocks follow each other
     // by 16 pixels, and slices start every 8 pixels.
-    FrameSpec spec = specOf(2);
+    FrameSpec spec = smallSpecOf(2);
     const SliceMaker flat = flatSlices([](SlicePlace const&, int component, std::uint32_t block) {
         return component == 0 ? static_cast<int>(50 * block) - 100 : 0;
     });

@@ -23,11 +23,6 @@ FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t width, std::uint32_t
     return spec;
 }
 
-void put16(std::vector<std::uint8_t>& bytes, std::size_t offset, std::uint32_t value) {
-    bytes[offset] = static_cast<std::uint8_t>(value >> 8);
-    bytes[offset + 1] = static_cast<std::uint8_t>(value & 0xFF);
-}
-
 void expectModelOnBothTargets(std::vector<std::uint8_t> const& bytes) {
     for (const OptimizationTarget target : runnableTargets()) {
         for (std::uint32_t reduction = 0; reduction < 4; ++reduction)
@@ -81,7 +76,7 @@ TEST(SliceTest, ASliceWhoseCbOrCrFailsLosesItsLumaToo) {
 TEST(SliceTest, ARangeOf0BytesFailsOnBothTargets) {
     for (const std::size_t field : {kCodedSizeY, kCodedSizeCb}) {
         MadeFrame made = flatFrame(specOf(2, 64, 64), 70, -30, 20);
-        put16(made.bytes, made.sliceOffsets[9] + field, 0);
+        put16At(made.bytes, made.sliceOffsets[9] + field, 0);
         expectOnlyLost(made.bytes, 9);
     }
 }
@@ -173,7 +168,7 @@ TEST(SliceTest, WithAlphaTheCrSizeStandsInTheHeaderAndTheSliceTableHasNoPartInIt
     MadeFrame made = flatFrameWithAlpha(spec, 70, -30, 20, 9);
     const DecodeRequest request = requestFor(made.bytes);
     const std::vector<std::uint8_t> expected = decoded(made.bytes, request).bytes();
-    put16(made.bytes, made.sliceTableOffsets[0], 3);
+    put16At(made.bytes, made.sliceTableOffsets[0], 3);
     EXPECT_EQ(decoded(made.bytes, request).bytes(), expected);
 }
 
@@ -184,7 +179,7 @@ TEST(SliceTest, ADerivedCrSizeThatWrapsReachesToTheEndOfTheData) {
     const DecodeRequest request = requestFor(made.bytes);
     const std::vector<std::uint8_t> expected = decoded(made.bytes, request).bytes();
     for (const std::uint32_t codedSize : {0u, 5u, 7u}) {
-        put16(made.bytes, made.sliceTableOffsets[0], codedSize);
+        put16At(made.bytes, made.sliceTableOffsets[0], codedSize);
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest onTarget = requestFor(made.bytes, 0, 8, 0, target);
             EXPECT_EQ(decoded(made.bytes, onTarget).bytes(), expected) << codedSize;
@@ -194,9 +189,9 @@ TEST(SliceTest, ADerivedCrSizeThatWrapsReachesToTheEndOfTheData) {
 
 TEST(SliceTest, ARangeLongerThanTheDataEndsWithIt) {
     MadeFrame made = flatFrame(specOf(2, 64, 64), 70, -30, 20);
-    put16(made.bytes, made.sliceOffsets[3] + kCodedSizeCb, 0xFFFF);
+    put16At(made.bytes, made.sliceOffsets[3] + kCodedSizeCb, 0xFFFF);
     expectModelOnBothTargets(made.bytes);
-    put16(made.bytes, made.sliceOffsets[15] + kCodedSizeY, 0xFFFF);
+    put16At(made.bytes, made.sliceOffsets[15] + kCodedSizeY, 0xFFFF);
     expectModelOnBothTargets(made.bytes);
 }
 

@@ -8,6 +8,7 @@
 
 #include "KernelVariants.h"
 #include "LiteralInverseDct.h"
+#include "ProcessorFeatures.h"
 #include "Random.h"
 
 void PrintTo(const KernelVariant& variant, std::ostream* out);
@@ -18,6 +19,11 @@ bool isRunnable(const Variant& variant);
 
 // The source of the AVX-512 variant on emulated vectors, for processors without AVX-512.
 KernelVariant emulatedK0();
+
+// Processors that have all vector instructions of their generation and of those before it.
+constexpr std::uint64_t kAvxProcessor = 0x1DF | kFeatureAvxState;
+constexpr std::uint64_t kAvx2Processor = 0x81DF | kFeatureAvxState;
+constexpr std::uint64_t kAvx512Processor = 0x73081DF | kFeatureAvxState | kFeatureAvx512State;
 
 // A test for each variant; those that the processor cannot run are skipped, and say so.
 class EveryVariant : public testing::TestWithParam<KernelVariant> {

@@ -32,10 +32,6 @@ private:
     DispatchStateKeeper m_keeper;
 };
 
-constexpr std::uint64_t kAvxProcessor = 0x1DF | kFeatureAvxState;
-constexpr std::uint64_t kAvx2Processor = 0x81DF | kFeatureAvxState;
-constexpr std::uint64_t kAvx512Processor = 0x73081DF | kFeatureAvxState | kFeatureAvx512State;
-
 std::uint64_t letters(const char (&text)[9]) {
     std::uint64_t value = 0;
     std::memcpy(&value, text, sizeof value);

@@ -2,14 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "KernelTestSupport.h"
 #include "ProcessorFeatures.h"
 
 namespace {
 
 constexpr std::uint64_t kSseLadder = 0xDF; // MMX to SSE4.2, without MOVBE
-constexpr std::uint64_t kAvxProcessor = 0x1DF | kFeatureAvxState;
-constexpr std::uint64_t kAvx2Processor = 0x81DF | kFeatureAvxState;
-constexpr std::uint64_t kAvx512Processor = 0x73081DF | kFeatureAvxState | kFeatureAvx512State;
 
 // A row of the selection's table.
 struct Rule {

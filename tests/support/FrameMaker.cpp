@@ -106,11 +106,6 @@ void append(std::vector<std::uint8_t>& to, std::vector<std::uint8_t> const& from
     to.insert(to.end(), from.begin(), from.end());
 }
 
-void put16At(std::vector<std::uint8_t>& bytes, std::size_t offset, std::size_t value) {
-    bytes[offset] = static_cast<std::uint8_t>((value >> 8) & 0xFF);
-    bytes[offset + 1] = static_cast<std::uint8_t>(value & 0xFF);
-}
-
 // `field` shifted into the bits of `mask`, junk in the others.
 std::uint8_t packed(std::uint32_t field, std::uint8_t mask, std::uint8_t junk) {
     const std::uint32_t shifted = field << std::countr_zero(mask);
@@ -218,6 +213,11 @@ void putAlphaRun(BitWriter& bits, std::uint32_t run, bool longRuns) {
 }
 
 } // namespace
+
+void put16At(std::vector<std::uint8_t>& bytes, std::size_t offset, std::size_t value) {
+    bytes[offset] = static_cast<std::uint8_t>((value >> 8) & 0xFF);
+    bytes[offset + 1] = static_cast<std::uint8_t>(value & 0xFF);
+}
 
 std::string FrameSpec::describe() const {
     std::ostringstream text;

@@ -88,6 +88,9 @@ std::vector<std::uint8_t> encodedComponent(std::vector<std::int16_t> const& coef
 std::vector<std::uint8_t> encodedAlpha(std::vector<std::uint16_t> const& samples, std::uint32_t alphaBits,
                                        bool longRuns, bool modularDifferences);
 
+// Stores the lowest 16 bits of a value, the higher byte first.
+void put16At(std::vector<std::uint8_t>& bytes, std::size_t offset, std::size_t value);
+
 // How the coefficients of a random slice look.
 enum class Texture {
     Flat,    // DCs only

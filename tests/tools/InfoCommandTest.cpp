@@ -3,7 +3,6 @@
 
 #include "ToolsTestSupport.h"
 
-using nlohmann::json;
 using testing::HasSubstr;
 
 TEST(InfoCommandTest, TellsEveryFieldOfTheHeader) {
@@ -36,7 +35,7 @@ TEST(InfoCommandTest, TellsEveryFieldOfTheHeader) {
 TEST(InfoCommandTest, JsonHasTheFieldsAsNumbers) {
     const CommandResult result = runRavelo({"info", "--json", vectorPath("valid4444_16-1.rvl")});
     ASSERT_EQ(result.exitCode, 0) << result.error;
-    const json frame = json::parse(result.output).at("frames").at(0);
+    const nlohmann::json frame = nlohmann::json::parse(result.output).at("frames").at(0);
     EXPECT_EQ(frame.at("width"), 161);
     EXPECT_EQ(frame.at("height"), 48);
     EXPECT_EQ(frame.at("bytes"), 12303);
@@ -48,10 +47,10 @@ TEST(InfoCommandTest, JsonHasTheFieldsAsNumbers) {
 
 TEST(InfoCommandTest, JsonTellsWhatTheBufferMustOffer) {
     const CommandResult result = runRavelo({"info", "--json", vectorPath("valid4444_16-1.rvl")});
-    const json buffers = json::parse(result.output).at("frames").at(0).at("buffers");
+    const nlohmann::json buffers = nlohmann::json::parse(result.output).at("frames").at(0).at("buffers");
     ASSERT_EQ(buffers.size(), 7u);
     // 161 pixels are 11 macroblocks, which take 88 pixels at half size, of which the picture has 80.
-    const json half = buffers.at(4);
+    const nlohmann::json half = buffers.at(4);
     EXPECT_EQ(half.at("size"), "half");
     EXPECT_EQ(half.at("width"), 80);
     EXPECT_EQ(half.at("height"), 24);
@@ -63,8 +62,8 @@ TEST(InfoCommandTest, JsonTellsWhatTheBufferMustOffer) {
 
 TEST(InfoCommandTest, JsonCanListEverySlice) {
     const CommandResult result = runRavelo({"info", "--json", "--slices", vectorPath("interlaced-1.rvl")});
-    const json pictures = json::parse(result.output).at("frames").at(0).at("pictures");
-    for (json const& picture : pictures) {
+    const nlohmann::json pictures = nlohmann::json::parse(result.output).at("frames").at(0).at("pictures");
+    for (nlohmann::json const& picture : pictures) {
         const std::size_t slices = picture.at("slices");
         EXPECT_EQ(picture.at("coded_size_of_slice").size(), slices);
     }
@@ -73,7 +72,7 @@ TEST(InfoCommandTest, JsonCanListEverySlice) {
 TEST(InfoCommandTest, SeveralFramesComeInOrder) {
     const CommandResult result =
         runRavelo({"info", "--json", vectorPath("valid422-2.rvl"), vectorPath("valid422-1.rvl")});
-    const json frames = json::parse(result.output).at("frames");
+    const nlohmann::json frames = nlohmann::json::parse(result.output).at("frames");
     ASSERT_EQ(frames.size(), 2u);
     EXPECT_THAT(frames.at(0).at("file").get<std::string>(), testing::EndsWith("valid422-2.rvl"));
 }
@@ -111,7 +110,7 @@ TEST(InfoCommandTest, EveryFrameOfTheVectorsIsTold) {
             arguments.push_back(vectorPath(std::string(kind) + "-" + std::to_string(i) + ".rvl"));
         const CommandResult result = runRavelo(arguments);
         ASSERT_EQ(result.exitCode, 0) << result.error;
-        const json report = json::parse(result.output);
+        const nlohmann::json report = nlohmann::json::parse(result.output);
         ASSERT_EQ(report.at("frames").size(), 16u);
         for (int i = 0; i < 16; ++i)
             EXPECT_EQ(report.at("frames").at(i).at("file"), arguments[2 + i]);

@@ -15,7 +15,7 @@ constexpr std::uint8_t kRgb = 2;
 constexpr std::uint8_t kGrayAlpha = 4;
 constexpr std::uint8_t kRgbAlpha = 6;
 
-CommandError errorOf(std::string const& content) {
+CommandError pngErrorOf(std::string const& content) {
     try {
         pictureOf(content);
     } catch (CommandError const& error) {
@@ -56,9 +56,9 @@ TEST(PngReaderTest, ReadsGrayWithAlpha) {
 
 TEST(PngReaderTest, EveryTruncationIsAnError) {
     const std::string whole = plainPng(3, 2, 8, kRgb, "abcdefghijklmnopqr");
-    ASSERT_EQ(errorOf(whole).exitCode(), ExitCode::Done);
+    ASSERT_EQ(pngErrorOf(whole).exitCode(), ExitCode::Done);
     for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_EQ(errorOf(whole.substr(0, size)).exitCode(), ExitCode::Failed) << size;
+        EXPECT_EQ(pngErrorOf(whole.substr(0, size)).exitCode(), ExitCode::Failed) << size;
 }
 
 TEST(PngReaderTest, EveryFlippedByteIsReadOrRefused) {
@@ -66,12 +66,12 @@ TEST(PngReaderTest, EveryFlippedByteIsReadOrRefused) {
     for (std::size_t i = 8; i < whole.size(); ++i) {
         std::string damaged = whole;
         damaged[i] = static_cast<char>(damaged[i] ^ 0xFF);
-        const CommandError error = errorOf(damaged);
+        const CommandError error = pngErrorOf(damaged);
         EXPECT_TRUE(error.exitCode() == ExitCode::Done || error.exitCode() == ExitCode::Failed) << i;
     }
 }
 
 TEST(PngReaderTest, HugeSizesAreRefusedBeforeMemoryIsReserved) {
-    EXPECT_EQ(errorOf(plainPng(65535, 65535, 16, kRgb, "")).exitCode(), ExitCode::Limit);
-    EXPECT_THAT(errorOf(plainPng(70000, 1, 8, kRgb, "")).what(), HasSubstr("damaged"));
+    EXPECT_EQ(pngErrorOf(plainPng(65535, 65535, 16, kRgb, "")).exitCode(), ExitCode::Limit);
+    EXPECT_THAT(pngErrorOf(plainPng(70000, 1, 8, kRgb, "")).what(), HasSubstr("damaged"));
 }

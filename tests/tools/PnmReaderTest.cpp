@@ -11,7 +11,7 @@ using testing::HasSubstr;
 
 namespace {
 
-std::string errorOf(std::string const& content) {
+std::string pnmErrorOf(std::string const& content) {
     try {
         pictureOf(content);
     } catch (CommandError const& error) {
@@ -85,9 +85,9 @@ TEST(PnmReaderTest, ReadsSeveralPicturesOfOneFile) {
 
 TEST(PnmReaderTest, EveryTruncationIsAnError) {
     const std::string whole = "P7\nWIDTH 2\nHEIGHT 1\nDEPTH 3\nMAXVAL 255\nENDHDR\nabcdef";
-    ASSERT_EQ(errorOf(whole), "no error");
+    ASSERT_EQ(pnmErrorOf(whole), "no error");
     for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_NE(errorOf(whole.substr(0, size)), "no error") << size;
+        EXPECT_NE(pnmErrorOf(whole.substr(0, size)), "no error") << size;
 }
 
 TEST(PnmReaderTest, HugeSizesAreRefusedBeforeMemoryIsReserved) {
@@ -98,26 +98,26 @@ TEST(PnmReaderTest, HugeSizesAreRefusedBeforeMemoryIsReserved) {
 
 TEST(PnmReaderTest, ALargePictureThatIsNotThereCostsNoMemory) {
     // 2^28 pixels would take gigabytes; the error comes with the first line that is missing.
-    EXPECT_THAT(errorOf("P6 16384 16384 65535\nabc"), HasSubstr("it ends in line 0 of 16384"));
+    EXPECT_THAT(pnmErrorOf("P6 16384 16384 65535\nabc"), HasSubstr("it ends in line 0 of 16384"));
 }
 
 TEST(PnmReaderTest, EmptyPicturesAreRefused) {
-    EXPECT_THAT(errorOf("P6 0 1 255\n"), HasSubstr("0 x 1"));
+    EXPECT_THAT(pnmErrorOf("P6 0 1 255\n"), HasSubstr("0 x 1"));
 }
 
 TEST(PnmReaderTest, LargestValuesOutsideTheFormatAreRefused) {
-    EXPECT_THAT(errorOf("P5 1 1 0\nx"), HasSubstr("largest value is 0"));
-    EXPECT_THAT(errorOf("P5 1 1 65536\nxx"), HasSubstr("largest value is 65536"));
+    EXPECT_THAT(pnmErrorOf("P5 1 1 0\nx"), HasSubstr("largest value is 0"));
+    EXPECT_THAT(pnmErrorOf("P5 1 1 65536\nxx"), HasSubstr("largest value is 65536"));
 }
 
 TEST(PnmReaderTest, TextInsteadOfNumbersIsRefused) {
-    EXPECT_THAT(errorOf("P6 one 1 255\n"), HasSubstr("no number"));
+    EXPECT_THAT(pnmErrorOf("P6 one 1 255\n"), HasSubstr("no number"));
 }
 
 TEST(PnmReaderTest, PamWithManySamplesAPixelIsRefused) {
-    EXPECT_THAT(errorOf("P7\nWIDTH 1\nHEIGHT 1\nDEPTH 5\nMAXVAL 255\nENDHDR\nabcde"), HasSubstr("5 samples"));
+    EXPECT_THAT(pnmErrorOf("P7\nWIDTH 1\nHEIGHT 1\nDEPTH 5\nMAXVAL 255\nENDHDR\nabcde"), HasSubstr("5 samples"));
 }
 
 TEST(PnmReaderTest, EndlessHeaderLinesAreRefused) {
-    EXPECT_THAT(errorOf("P7\n" + std::string(1 << 20, 'x')), HasSubstr("too long"));
+    EXPECT_THAT(pnmErrorOf("P7\n" + std::string(1 << 20, 'x')), HasSubstr("too long"));
 }

@@ -11,7 +11,7 @@ using testing::HasSubstr;
 
 namespace {
 
-std::string errorOf(std::string const& content) {
+std::string y4mErrorOf(std::string const& content) {
     try {
         pictureOf(content);
     } catch (CommandError const& error) {
@@ -81,22 +81,22 @@ TEST(Y4mReaderTest, ReadsPicturesOneAfterTheOther) {
 TEST(Y4mReaderTest, EveryTruncationOfAPictureIsAnError) {
     const std::string header = "YUV4MPEG2 W2 H1 C422\n";
     const std::string picture = "FRAME\nabcd";
-    ASSERT_EQ(errorOf(header + picture), "no error");
+    ASSERT_EQ(y4mErrorOf(header + picture), "no error");
     for (std::size_t size = 1; size < picture.size(); ++size)
-        EXPECT_NE(errorOf(header + picture.substr(0, size)), "no error") << size;
+        EXPECT_NE(y4mErrorOf(header + picture.substr(0, size)), "no error") << size;
 }
 
 TEST(Y4mReaderTest, SizesThatAreNoneAreRefused) {
-    EXPECT_THAT(errorOf("YUV4MPEG2 H1 Cmono\nFRAME\na"), HasSubstr("0 x 1"));
-    EXPECT_THAT(errorOf("YUV4MPEG2 W-5 H1 Cmono\nFRAME\na"), HasSubstr("no pixels"));
-    EXPECT_THAT(errorOf("YUV4MPEG2 W70000 H1 Cmono\nFRAME\na"), HasSubstr("65535"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 H1 Cmono\nFRAME\na"), HasSubstr("0 x 1"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W-5 H1 Cmono\nFRAME\na"), HasSubstr("no pixels"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W70000 H1 Cmono\nFRAME\na"), HasSubstr("65535"));
 }
 
 TEST(Y4mReaderTest, UnknownColoursAreNamedInTheError) {
-    EXPECT_THAT(errorOf("YUV4MPEG2 W4 H1 C411\nFRAME\nabcdef"), HasSubstr("colour form 411"));
-    EXPECT_THAT(errorOf("YUV4MPEG2 W4 H1 C422p17\nFRAME\nabcdef"), HasSubstr("colour form 422p17"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W4 H1 C411\nFRAME\nabcdef"), HasSubstr("colour form 411"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W4 H1 C422p17\nFRAME\nabcdef"), HasSubstr("colour form 422p17"));
 }
 
 TEST(Y4mReaderTest, EndlessHeadersAreRefused) {
-    EXPECT_THAT(errorOf("YUV4MPEG2 " + std::string(1 << 20, 'x')), HasSubstr("too long"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 " + std::string(1 << 20, 'x')), HasSubstr("too long"));
 }

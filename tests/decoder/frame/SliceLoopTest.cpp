@@ -155,7 +155,7 @@ void loggingBody(void const* context, void*, std::uint32_t row, std::uint32_t gr
 }
 
 // A place where two threads meet, or give up.
-struct Meeting {
+struct Rendezvous {
     std::mutex mutex;
     std::condition_variable arrived;
     std::set<std::thread::id> threads;
@@ -163,7 +163,7 @@ struct Meeting {
 };
 
 void meetingBody(void const* context, void*, std::uint32_t, std::uint32_t) {
-    Meeting& meeting = **static_cast<Meeting* const*>(context);
+    Rendezvous& meeting = **static_cast<Rendezvous* const*>(context);
     std::unique_lock lock(meeting.mutex);
     meeting.threads.insert(std::this_thread::get_id());
     meeting.arrived.notify_all();
@@ -334,8 +334,8 @@ TEST(SliceLoopTest, GroupsRunOnSeveralThreadsAtOnce) {
     if (tbb::this_task_arena::max_concurrency() < 2)
         GTEST_SKIP() << "This machine has one processor.";
     for (const SliceOrder order : {SliceOrder::Any, SliceOrder::AlternateRows}) {
-        Meeting meeting;
-        Meeting* const place = &meeting;
+        Rendezvous meeting;
+        Rendezvous* const place = &meeting;
         forEachSliceGroup({16, 4, order}, meetingBody, &place);
         EXPECT_FALSE(meeting.hasFailed);
         EXPECT_GE(meeting.threads.size(), 2u);

@@ -33,7 +33,7 @@ std::uint64_t bytesOfSlices(FrameSpec const& spec, MadeFrame const& made) {
     return bytes - (spec.numPictures() == 2 ? spec.extraPictureBytes : 0);
 }
 
-FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t interlace_mode, std::uint32_t alpha_channel_type) {
+FrameSpec smallSpec(std::uint32_t chroma_format, std::uint32_t interlace_mode, std::uint32_t alpha_channel_type) {
     FrameSpec spec;
     spec.horizontal_size = 160;
     spec.vertical_size = 64;
@@ -43,14 +43,9 @@ FrameSpec specOf(std::uint32_t chroma_format, std::uint32_t interlace_mode, std:
     return spec;
 }
 
-MadeFrame photo(FrameSpec const& spec) {
+MadeFrame smallPhoto(FrameSpec const& spec) {
     Random random(31);
     return makeFrame(spec, randomSlices(spec, Texture::Photo, random));
-}
-
-void put16(std::vector<std::uint8_t>& bytes, std::size_t offset, std::uint32_t value) {
-    bytes[offset] = static_cast<std::uint8_t>(value >> 8);
-    bytes[offset + 1] = static_cast<std::uint8_t>(value & 0xFF);
 }
 
 std::uint32_t word16At(std::vector<std::uint8_t> const& bytes, std::size_t offset) {
@@ -61,7 +56,7 @@ std::uint32_t word16At(std::vector<std::uint8_t> const& bytes, std::size_t offse
 std::vector<std::uint8_t> withSharedSlice(MadeFrame const& made) {
     std::vector<std::uint8_t> bytes = made.bytes;
     for (std::size_t slice = 0; slice < made.slices.size(); ++slice)
-        put16(bytes, made.sliceTableOffsets[0] + 2 * slice, 0);
+        put16At(bytes, made.sliceTableOffsets[0] + 2 * slice, 0);
     return bytes;
 }
 
@@ -72,10 +67,10 @@ TEST(SliceReadsTest, ASoundFrameReadsTheBytesOfItsSlicesOnce) {
         for (std::uint32_t interlace_mode = 0; interlace_mode < 4; ++interlace_mode) {
             for (std::uint32_t alpha_channel_type = 0; alpha_channel_type < (chroma_format == 3 ? 3u : 1u);
                  ++alpha_channel_type) {
-                FrameSpec spec = specOf(chroma_format, interlace_mode, alpha_channel_type);
+                FrameSpec spec = smallSpec(chroma_format, interlace_mode, alpha_channel_type);
                 spec.extraSliceHeaderBytes = 3;
                 spec.extraPictureBytes = 50;
-                const MadeFrame made = photo(spec);
+                const MadeFrame made = smallPhoto(spec);
                 EXPECT_EQ(readsOf(made.bytes), bytesOfSlices(spec, made)) << spec.describe();
             }
         }
@@ -93,8 +88,8 @@ TEST(SliceReadsTest, FramesOfEveryKindReadNoMoreThanTheyHold) {
 }
 
 TEST(SliceReadsTest, SlicesThatShareTheirBytesCountThemEachTime) {
-    const FrameSpec spec = specOf(3, 0, 2);
-    const MadeFrame made = photo(spec);
+    const FrameSpec spec = smallSpec(3, 0, 2);
+    const MadeFrame made = smallPhoto(spec);
     const std::size_t first = made.sliceOffsets[0];
     const std::uint64_t ofComponents = (made.bytes[first] >> 3) + word16At(made.bytes, first + 2) +
                                        word16At(made.bytes, first + 4) + word16At(made.bytes, first + 6);
@@ -112,14 +107,14 @@ TEST(SliceReadsTest, SlicesThatShareTheirBytesCountThemEachTime) {
 }
 
 TEST(SliceReadsTest, ARangeCountsAsFarAsTheDataAndTheBlocksReach) {
-    FrameSpec spec = specOf(2, 0, 0);
+    FrameSpec spec = smallSpec(2, 0, 0);
     spec.horizontal_size = 16;
     spec.vertical_size = 16;
-    MadeFrame made = photo(spec);
+    MadeFrame made = smallPhoto(spec);
     const std::size_t slice = made.sliceOffsets[0];
     // Y of four blocks, Cb and Cr of two each, 576 bytes a block and a tail of 8. Cr wraps to a very large size.
-    put16(made.bytes, slice + 2, 0x7000);
-    put16(made.bytes, slice + 4, 0x4000);
+    put16At(made.bytes, slice + 2, 0x7000);
+    put16At(made.bytes, slice + 4, 0x4000);
     const std::uint64_t header = made.bytes[slice] >> 3;
     std::vector<std::uint8_t> large = made.bytes;
     large.resize(60000);
@@ -130,8 +125,8 @@ TEST(SliceReadsTest, ARangeCountsAsFarAsTheDataAndTheBlocksReach) {
 }
 
 TEST(SliceReadsTest, TheSecondPictureCountsFromItsOwnStart) {
-    FrameSpec spec = specOf(2, 1, 0);
-    MadeFrame made = photo(spec);
+    FrameSpec spec = smallSpec(2, 1, 0);
+    MadeFrame made = smallPhoto(spec);
     const std::uint64_t both = readsOf(made.bytes);
     // The first picture's size leads to the end of the data, so that the second has none.
     for (std::size_t i = 1; i <= 4; ++i)
@@ -142,19 +137,19 @@ TEST(SliceReadsTest, TheSecondPictureCountsFromItsOwnStart) {
 }
 
 TEST(SliceReadsTest, APictureAfterASingleFieldDoesNotCount) {
-    MadeFrame made = photo(specOf(2, 1, 0));
+    MadeFrame made = smallPhoto(smallSpec(2, 1, 0));
     made.bytes[8 + 12] = static_cast<std::uint8_t>((made.bytes[8 + 12] & ~0x0Cu) | 3u << 2);
     EXPECT_EQ(readsOf(made.bytes), made.pictureOffsets[1] - made.sliceOffsets[0]);
 }
 
 TEST(SliceReadsTest, HeadersAloneReadNothing) {
-    const MadeFrame made = photo(specOf(2, 0, 0));
+    const MadeFrame made = smallPhoto(smallSpec(2, 0, 0));
     for (std::size_t size = 0; size <= made.sliceOffsets[0]; ++size)
         ASSERT_EQ(readsOf({made.bytes.begin(), made.bytes.begin() + static_cast<std::ptrdiff_t>(size)}), 0u) << size;
 }
 
 TEST(SliceReadsTest, CountingEndsWithTheSliceThatExceedsWhatIsEnough) {
-    const MadeFrame made = photo(specOf(2, 0, 0));
+    const MadeFrame made = smallPhoto(smallSpec(2, 0, 0));
     const std::uint64_t all = readsOf(made.bytes);
     EXPECT_EQ(readsOf(made.bytes, all), all);
     const std::uint64_t some = readsOf(made.bytes, 10);

@@ -137,11 +137,6 @@ MadeFrame photo(FrameSpec const& spec, std::uint32_t seed = 5) {
     return makeFrame(spec, randomSlices(spec, Texture::Photo, random));
 }
 
-void put16(std::vector<std::uint8_t>& bytes, std::size_t offset, std::uint32_t value) {
-    bytes[offset] = static_cast<std::uint8_t>(value >> 8);
-    bytes[offset + 1] = static_cast<std::uint8_t>(value & 0xFF);
-}
-
 } // namespace
 
 // --- counting of bits ------------------------------------------------------------------------------------------------
@@ -165,9 +160,9 @@ TYPED_TEST(SliceTest, WithoutAlphaTheCrRangeIsWhatTheTableEntryLeaves) {
     const std::size_t slice = made.sliceOffsets[0];
     made.bytes[slice] = 9 << 3 | 7; // the low bits are ignored
     made.bytes[slice + 1] = 200;
-    put16(made.bytes, slice + 2, 30);
-    put16(made.bytes, slice + 4, 20);
-    put16(made.bytes, made.sliceTableOffsets[0], 100);
+    put16At(made.bytes, slice + 2, 30);
+    put16At(made.bytes, slice + 4, 20);
+    put16At(made.bytes, made.sliceTableOffsets[0], 100);
     typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], slice);
     const auto scans = opened.scans();
     EXPECT_EQ(opened.slice.quantizationIndex(), 200u);
@@ -182,10 +177,10 @@ TYPED_TEST(SliceTest, WithoutAlphaTheCrRangeIsWhatTheTableEntryLeaves) {
 TYPED_TEST(SliceTest, WithAlphaTheCrSizeStandsInTheHeaderAndTheTableEntryIsNotUsed) {
     MadeFrame made = photo(specOf(64, 16, 2, 1));
     const std::size_t slice = made.sliceOffsets[0];
-    put16(made.bytes, slice + 2, 30);
-    put16(made.bytes, slice + 4, 20);
-    put16(made.bytes, slice + 6, 11);
-    put16(made.bytes, made.sliceTableOffsets[0], 3);
+    put16At(made.bytes, slice + 2, 30);
+    put16At(made.bytes, slice + 4, 20);
+    put16At(made.bytes, slice + 6, 11);
+    put16At(made.bytes, made.sliceTableOffsets[0], 3);
     typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], slice);
     const auto scans = opened.scans();
     EXPECT_EQ(opened.offsetOf(scans[2]), 8 + 30 + 20);
@@ -196,9 +191,9 @@ TYPED_TEST(SliceTest, WithAlphaAHeaderOfSixBytesTakesTheCrSizeFromTheStartOfTheY
     MadeFrame made = photo(specOf(64, 16, 3, 2));
     const std::size_t slice = made.sliceOffsets[0];
     made.bytes[slice] = 6 << 3;
-    put16(made.bytes, slice + 2, 30);
-    put16(made.bytes, slice + 4, 20);
-    put16(made.bytes, slice + 6, 0x0009);
+    put16At(made.bytes, slice + 2, 30);
+    put16At(made.bytes, slice + 4, 20);
+    put16At(made.bytes, slice + 6, 0x0009);
     typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], slice);
     const auto scans = opened.scans();
     EXPECT_EQ(opened.offsetOf(scans[0]), 6);
@@ -216,16 +211,16 @@ TYPED_TEST(SliceTest, SizesBeyondTheDataAreRangesThatEndWithIt) {
     MadeFrame made = photo(specOf(16, 16, 2));
     const std::size_t slice = made.sliceOffsets[0];
     const std::uint64_t behindHeader = made.bytes.size() - slice - 6;
-    put16(made.bytes, slice + 2, 0xFFFF);
+    put16At(made.bytes, slice + 2, 0xFFFF);
     typename TestFixture::Opened tooLongY(made.bytes, made.pictureOffsets[0], slice);
     auto scans = tooLongY.scans();
     EXPECT_EQ(scans[0].range.size, behindHeader);
     EXPECT_EQ(scans[1].range.size, 0u);
     EXPECT_EQ(scans[2].range.size, 0u);
     // A derived Cr size that wraps is a very large range.
-    put16(made.bytes, slice + 2, 4);
-    put16(made.bytes, slice + 4, 4);
-    put16(made.bytes, made.sliceTableOffsets[0], 0);
+    put16At(made.bytes, slice + 2, 4);
+    put16At(made.bytes, slice + 4, 4);
+    put16At(made.bytes, made.sliceTableOffsets[0], 0);
     typename TestFixture::Opened wrapped(made.bytes, made.pictureOffsets[0], slice);
     scans = wrapped.scans();
     EXPECT_EQ(scans[2].range.size, behindHeader - 8);
