@@ -11,6 +11,7 @@
 #include "DecoderTargets.h"
 #include "FrameMaker.h"
 #include "GuardedBytes.h"
+#include "Random.h"
 
 namespace {
 
@@ -54,43 +55,43 @@ protected:
 TYPED_TEST_SUITE(AlphaScanTest, BothTargets, TargetNames);
 
 // A plane whose steps have about the size of `spread` and whose values last for up to `longestRun` samples.
-std::vector<std::uint16_t> randomPlane(std::mt19937& random, std::uint32_t alphaBits, std::uint32_t numSamples,
+std::vector<std::uint16_t> randomPlane(Random& random, std::uint32_t alphaBits, std::uint32_t numSamples,
                                        std::uint32_t spread, std::uint32_t longestRun) {
     const std::uint32_t mask = alphaBits == 8 ? 0xFFu : 0xFFFFu;
     std::vector<std::uint16_t> plane;
     std::uint32_t value = random();
     while (plane.size() < numSamples) {
-        value += below(random, 2 * spread + 1) - spread;
-        for (std::uint32_t run = 1 + below(random, longestRun); run > 0 && plane.size() < numSamples; --run)
+        value += randomBelow(random, 2 * spread + 1) - spread;
+        for (std::uint32_t run = 1 + randomBelow(random, longestRun); run > 0 && plane.size() < numSamples; --run)
             plane.push_back(static_cast<std::uint16_t>(value & mask));
     }
     return plane;
 }
 
-CodedPlane randomCodedPlane(std::mt19937& random, std::uint32_t alphaBits) {
-    const std::uint32_t numSamples = 1 + below(random, kMostSamples);
-    const std::uint32_t spread = 1u << below(random, alphaBits);
-    const std::uint32_t longestRun = below(random, 2) == 0 ? 1 : 1u << below(random, 12);
+CodedPlane randomCodedPlane(Random& random, std::uint32_t alphaBits) {
+    const std::uint32_t numSamples = 1 + randomBelow(random, kMostSamples);
+    const std::uint32_t spread = 1u << randomBelow(random, alphaBits);
+    const std::uint32_t longestRun = randomBelow(random, 2) == 0 ? 1 : 1u << randomBelow(random, 12);
     const auto plane = randomPlane(random, alphaBits, numSamples, spread, longestRun);
-    return {encodedAlpha(plane, alphaBits, below(random, 4) == 0, below(random, 4) == 0), numSamples};
+    return {encodedAlpha(plane, alphaBits, randomBelow(random, 4) == 0, randomBelow(random, 4) == 0), numSamples};
 }
 
 // Cuts, lengthens or changes what was coded, or asks for another number of samples.
-void damage(std::mt19937& random, CodedPlane& coded) {
-    switch (below(random, 5)) {
+void damage(Random& random, CodedPlane& coded) {
+    switch (randomBelow(random, 5)) {
     case 0:
-        coded.bytes.resize(below(random, static_cast<std::uint32_t>(coded.bytes.size()) + 1));
+        coded.bytes.resize(randomBelow(random, static_cast<std::uint32_t>(coded.bytes.size()) + 1));
         break;
     case 1:
         for (std::uint8_t& byte : coded.bytes)
-            byte = static_cast<std::uint8_t>(below(random, 40) == 0 ? random() : byte);
+            byte = static_cast<std::uint8_t>(randomBelow(random, 40) == 0 ? random() : byte);
         break;
     case 2:
         for (std::uint8_t& byte : coded.bytes)
             byte = static_cast<std::uint8_t>(random());
         break;
     case 3:
-        coded.numSamples = below(random, kMostSamples + 1);
+        coded.numSamples = randomBelow(random, kMostSamples + 1);
         break;
     default:
         break;
@@ -100,10 +101,10 @@ void damage(std::mt19937& random, CodedPlane& coded) {
 } // namespace
 
 TYPED_TEST(AlphaScanTest, PlanesReadTogetherHaveTheSamplesOfThePlainReader) {
-    std::mt19937 random = printedSeed(2601);
+    Random random = seeded(2601);
     for (int round = 0; round < 1500; ++round) {
-        const std::uint32_t alphaBits = 8 + 8 * below(random, 2);
-        std::vector<CodedPlane> coded(1 + below(random, kMostPlanes));
+        const std::uint32_t alphaBits = 8 + 8 * randomBelow(random, 2);
+        std::vector<CodedPlane> coded(1 + randomBelow(random, kMostPlanes));
         for (CodedPlane& plane : coded)
             plane = randomCodedPlane(random, alphaBits);
         ASSERT_TRUE(this->readAsTheyAreDefined(coded, alphaBits)) << round;
@@ -111,10 +112,10 @@ TYPED_TEST(AlphaScanTest, PlanesReadTogetherHaveTheSamplesOfThePlainReader) {
 }
 
 TYPED_TEST(AlphaScanTest, DamagedPlanesHaveTheSamplesOfThePlainReader) {
-    std::mt19937 random = printedSeed(2602);
+    Random random = seeded(2602);
     for (int round = 0; round < 3000; ++round) {
-        const std::uint32_t alphaBits = 8 + 8 * below(random, 2);
-        std::vector<CodedPlane> coded(1 + below(random, kMostPlanes));
+        const std::uint32_t alphaBits = 8 + 8 * randomBelow(random, 2);
+        std::vector<CodedPlane> coded(1 + randomBelow(random, kMostPlanes));
         for (CodedPlane& plane : coded) {
             plane = randomCodedPlane(random, alphaBits);
             damage(random, plane);
@@ -124,7 +125,7 @@ TYPED_TEST(AlphaScanTest, DamagedPlanesHaveTheSamplesOfThePlainReader) {
 }
 
 TYPED_TEST(AlphaScanTest, EveryPlaceWhereARangeMayEndGivesTheSamplesOfThePlainReader) {
-    std::mt19937 random = printedSeed(2603);
+    Random random = seeded(2603);
     for (const std::uint32_t alphaBits : {8u, 16u}) {
         for (const std::uint32_t longestRun : {1u, 4u, 300u}) {
             const auto plane = randomPlane(random, alphaBits, 256, alphaBits == 8 ? 12 : 90, longestRun);
@@ -138,7 +139,7 @@ TYPED_TEST(AlphaScanTest, EveryPlaceWhereARangeMayEndGivesTheSamplesOfThePlainRe
 }
 
 TYPED_TEST(AlphaScanTest, EveryNumberOfSamplesIsFilledAndNoMoreThanThePadding) {
-    std::mt19937 random = printedSeed(2604);
+    Random random = seeded(2604);
     for (const std::uint32_t alphaBits : {8u, 16u}) {
         const auto bytes = encodedAlpha(randomPlane(random, alphaBits, 400, 50, 20), alphaBits, false, false);
         for (std::uint32_t numSamples = 0; numSamples <= 400; ++numSamples)
