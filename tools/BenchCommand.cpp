@@ -22,7 +22,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Below these the start of the threads is a good part of what is measured.
+// With fewer the start of the threads would be a large part of the measured time.
 constexpr std::uint32_t kLeastIterations = 30;
 constexpr double kLeastSeconds = 0.5;
 
@@ -44,7 +44,7 @@ struct LoadedFrame {
     FrameHeader header;
 };
 
-// What one count of threads gives.
+// The result for one number of threads.
 struct Timing {
     std::size_t threads = 0;
     std::vector<double> milliseconds; // of each decode, in ascending order
@@ -70,7 +70,7 @@ public:
 
     void work() override {
         m_decoded = m_pool.take();
-        // The buffer is there before the clock starts, as a host has it.
+        // The buffer is allocated before the clock starts, as in a host.
         m_decoded->reserve(m_frame.bytes, m_request);
         const Clock::time_point start = Clock::now();
         m_decoded->decodeAgain(m_frame.bytes);
@@ -177,7 +177,7 @@ std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
     return frames;
 }
 
-// Slices that fail cost less than others, so the times of damaged frames say little.
+// Slices that fail take less time than others, so the times of damaged frames mean little.
 std::size_t countDamaged(std::vector<LoadedFrame> const& frames, DecodeRequest request) {
     request.pixelsAreUsed = false;
     request.listsAllDamage = false;
@@ -233,21 +233,21 @@ void addBenchCommand(CommandLine& commandLine) {
     Subcommand command = addCommand(commandLine, "bench", "Measure how fast frames decode", options, runBench);
     addFramesArgument(command, options->frames, options->numbers);
     addRequestOptions(command, options->request);
-    command.option("--threads", options->threads, "counts of threads to measure, such as 1,2,4; 0 for all")
+    command.option("--threads", options->threads, "numbers of threads to measure, such as 1,2,4; 0 for all processors")
         .value("N")
         .separatedBy(',')
         .between(0, 1024);
-    command.option("--in-flight", options->inFlight, "frames under way at once; 1 measures the time of a frame")
+    command.option("--in-flight", options->inFlight, "frames decoded at once; 1 measures the time of a frame")
         .value("N")
         .between(1, 1024)
         .showDefault();
-    command.option("--warm-up", options->warmUps, "decodes of each frame that do not count")
+    command.option("--warm-up", options->warmUps, "decodes of each frame before the measurement")
         .value("N")
         .between(0, 1000000)
         .showDefault();
     command
         .option("--iterations", options->iterations,
-                "decodes of each frame that count; without this, 30, and more until they fill half a second")
+                "measured decodes of each frame; default: 30, or more until they take half a second")
         .value("N")
         .between(1, 1000000);
     addJsonOption(command, options->json);

@@ -5,8 +5,8 @@
 
 #include "InputPicture.h"
 
-// Changes of the chroma layout. The planes of the result lie as those of a frame do: a chroma sample belongs to the
-// even column at its place, and 4:2:2 has one in every line.
+// Changes of the chroma layout. The planes of the result are sited as in a frame: a chroma sample belongs to an even
+// column, and 4:2:2 has one in every line.
 
 // One plane of 4:4:4 with half the columns, each weighted 1:2:1 with its neighbours.
 std::vector<std::uint16_t> halfColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
@@ -21,5 +21,5 @@ std::vector<std::uint16_t> allColumns(std::vector<std::uint16_t> const& plane, s
 std::vector<std::uint16_t> allLines(std::vector<std::uint16_t> const& plane, std::uint32_t width, std::uint32_t height,
                                     bool interlaced);
 
-// One plane of `width` columns that lie between the columns of luma, moved to the even ones.
+// One plane of `width` columns between the columns of luma, moved to the even ones.
 std::vector<std::uint16_t> coSitedColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width);

@@ -9,15 +9,15 @@ struct LumaCoefficients {
     double blue;
 };
 
-// The coefficients that a frame's matrix_coefficients names. The numbers are the code points that ITU-T H.273 lists:
-// 1 is ITU-R BT.709, 6 is ITU-R BT.601 and 9 is ITU-R BT.2020. Any other value names none, and then the frame's full
-// height decides as the decoder does: BT.709 above 576 lines, BT.601 at 576 and below.
+// The coefficients for a frame's matrix_coefficients. The numbers are the code points of ITU-T H.273:
+// 1 is ITU-R BT.709, 6 is ITU-R BT.601 and 9 is ITU-R BT.2020. For any other value the full height of the frame
+// decides, as in the decoder: BT.709 above 576 lines, else BT.601.
 LumaCoefficients lumaCoefficients(std::uint32_t matrix_coefficients, std::uint32_t frameHeight);
 
 // The matrix_coefficients that fit an RGB picture of this height.
 std::uint32_t defaultMatrixCoefficients(std::uint32_t frameHeight);
 
-// The step between R'G'B' and Y'CbCr. R, G, B and Y lie in [0, 1], Cb and Cr in [-0.5, 0.5].
+// The conversion between R'G'B' and Y'CbCr. R, G, B and Y are in [0, 1], Cb and Cr in [-0.5, 0.5].
 class ColorMatrix {
 public:
     explicit ColorMatrix(LumaCoefficients const& coefficients);
@@ -42,8 +42,8 @@ private:
     float m_crToRed, m_crToGreen, m_cbToGreen, m_cbToBlue;
 };
 
-// The codes of studio range in a scale of `steps` codes (256 at eight bits): black is 16/256 and white 235/256 of it,
-// and chroma lies 112/256 either side of the middle.
+// The codes of studio range in a scale of `steps` codes (256 at 8 bits): black is 16/256 and white 235/256 of it, and
+// chroma extends 112/256 to either side of the middle.
 class StudioRange {
 public:
     explicit StudioRange(float steps) : m_steps(steps) {}

@@ -7,19 +7,19 @@
 
 #include <fmt/format.h>
 
-// What the command tells its caller when it ends.
+// The exit codes of the command.
 enum class ExitCode : int {
     Done = 0,
     Failed = 1,
-    Usage = 2,         // the command line makes no sense
-    Damaged = 3,       // everything is done, but slices of a frame failed
+    Usage = 2,         // the command line is wrong
+    Damaged = 3,       // done, but slices of a frame failed
     Limit = 4,         // an input is larger than the limits allow
-    NotEqual = 5,      // a comparison found more difference than asked for, or a hash is another one
+    NotEqual = 5,      // a comparison found more difference than allowed, or a hash differs
     Interrupted = 130, // by SIGINT; main() makes it 128 + the number of the signal
-    ClosedPipe = 141,  // nobody reads standard output any more; ends without a message
+    ClosedPipe = 141,  // standard output has been closed by its reader; no message
 };
 
-// An error that ends the command: one clear line for the user and the exit code that goes with it.
+// An error that ends the command: one line for the user, and the exit code.
 class CommandError : public std::runtime_error {
 public:
     CommandError(ExitCode exitCode, std::string const& text) : std::runtime_error(text), m_exitCode(exitCode) {}
@@ -45,8 +45,7 @@ CommandError limitExceeded(fmt::format_string<Args...> text, Args&&... args) {
     return CommandError(ExitCode::Limit, fmt::format(text, std::forward<Args>(args)...));
 }
 
-// Calls `work`. Errors of the libraries become a CommandError that starts with `name`; a lack of memory stays what it
-// is.
+// Calls `work`. Errors of the libraries become a CommandError that starts with `name`; std::bad_alloc passes through.
 template <typename Work>
 void withName(std::string const& name, Work const& work) {
     try {

@@ -42,8 +42,8 @@ Argument& Argument::oneOf(std::initializer_list<int> choices) {
 
 namespace {
 
-// What is wrong with the text of a number, with the range that would be accepted; empty if nothing is. A number that is
-// right gets its plain form, since the parser takes one with a leading zero for octal.
+// The error in the text of a number, with the accepted range; empty if there is none. A valid number is rewritten in
+// plain form, since the parser reads a leading zero as octal.
 template <typename Number>
 std::string checkNumber(std::string& text, Number least, Number most) {
     Number number{};
@@ -129,7 +129,7 @@ bool OptionDescription::takesFiles() const {
 
 namespace {
 
-// The values in "SIZE:{full,half}", as the parser shows the set of values that it accepts.
+// The values in "SIZE:{full,half}", the parser's notation for a set of accepted values.
 std::vector<std::string> choicesOf(std::string const& typeName) {
     const std::size_t open = typeName.find('{');
     const std::size_t close = typeName.find('}', open);
@@ -175,14 +175,15 @@ CommandDescription describeApp(CLI::App const& app) {
     return result;
 }
 
-// What is wrong with the arguments. For a missing subcommand the parser's own text leaves out what is in its place.
+// The error in the arguments. If the subcommand is missing, the parser's own text does not name the word in its place.
 std::string messageOf(CLI::App const& app, CLI::ParseError const& error) {
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError) || !app.get_subcommands().empty())
         return error.what();
     const std::vector<std::string> unknown = app.remaining();
     if (unknown.empty())
         return "a subcommand is required";
-    return fmt::format("{} is no {}", unknown.front(), unknown.front().starts_with('-') ? "option" : "subcommand");
+    return fmt::format("{} is not {}", unknown.front(),
+                       unknown.front().starts_with('-') ? "an option" : "a subcommand");
 }
 
 } // namespace

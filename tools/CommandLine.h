@@ -14,8 +14,8 @@ class App;
 class Option;
 } // namespace CLI
 
-// The command line of `ravelo`: what a subcommand needs to describe its options, and nothing of the parser's own
-// headers, which take longer to compile than all the rest of a subcommand.
+// The command line of `ravelo`: what a subcommand needs to describe its options, without the headers of the parser,
+// which take longer to compile than the rest of a subcommand.
 
 // One option or positional argument: the name of its value in --help, and what it accepts. Calls can be chained.
 class Argument {
@@ -24,7 +24,7 @@ public:
 
     Argument& value(std::string const& name);
     Argument& required();
-    Argument& showDefault(); // the variable's present value
+    Argument& showDefault(); // the variable's current value
     Argument& oneOf(std::vector<std::string> const& choices);
     Argument& oneOf(std::initializer_list<int> choices);
     Argument& between(std::uint64_t least, std::uint64_t most); // whole numbers
@@ -54,7 +54,7 @@ private:
     CLI::App* m_app;
 };
 
-// What the parser knows of an option or a positional argument. Completions and manual pages are made from it alone, so
+// An option or a positional argument as the parser describes it. Completions and manual pages are made from this, so
 // that they always agree with --help.
 struct OptionDescription {
     std::vector<std::string> shortNames; // without dashes
@@ -69,7 +69,7 @@ struct OptionDescription {
 
     bool isPositional() const { return !positionalName.empty(); }
     bool isFlag() const { return !isPositional() && valueName.empty(); }
-    // Names of files come from the disk and not from a list.
+    // True if the value is the name of a file, which shells complete themselves.
     bool takesFiles() const;
 };
 
@@ -88,8 +88,8 @@ public:
 
     Subcommand add(std::string const& name, std::string const& description, std::function<ExitCode()> run);
 
-    // The run function of the subcommand that the arguments choose; empty if they asked for help or the version, which
-    // are printed here. Throws CommandError with ExitCode::Usage if they are wrong.
+    // The run function of the subcommand in the arguments; empty after --help and --version, which print here. Throws
+    // CommandError with ExitCode::Usage if the arguments are wrong.
     std::function<ExitCode()> parse(int numArguments, char** arguments);
 
     CommandDescription describe() const;

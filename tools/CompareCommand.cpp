@@ -34,7 +34,7 @@ struct CompareOptions {
 // Both sides are compared as Y'CbCr in studio range with 16 bits.
 constexpr std::uint32_t kBits = 16;
 
-// One side of the comparison, as it comes from its file.
+// One side of the comparison, as read from its file.
 struct Side {
     std::string name;
     std::vector<std::uint8_t> frame;     // empty for a picture
@@ -57,7 +57,7 @@ Side loadSide(std::string const& path, CompareOptions const& options) {
     if (isPicture(file)) {
         side.picture = makePictureReader(file, options.limits.maxPixels)->next();
         if (!side.picture)
-            throw failure("{} holds no picture", side.name);
+            throw failure("{} does not contain a picture", side.name);
         return side;
     }
     side.frame = readFrame(file, options.limits);
@@ -87,7 +87,7 @@ SourcePicture planesOf(Side& side, OptimizationTarget target) {
         decoded.widenRow(y, samples);
         for (std::size_t i = 0; i < samples.size(); ++i)
             places[i % 4]->push_back(samples[i]);
-        // A line of odd width brings no Cr for its last pixel.
+        // A line of odd width has no Cr for its last pixel.
         if (!is444 && planes.width % 2 == 1)
             planes.cr.push_back(planes.width > 1 ? planes.cr.back() : std::uint16_t{1 << (kBits - 1)});
     }
@@ -106,7 +106,7 @@ SourcePicture planesOf(Side const& side, ChromaFormat chromaFormat, std::uint32_
     return planes;
 }
 
-// How far two planes are apart. Errors of several planes can be added.
+// The difference of two planes. Differences of several planes can be added.
 struct Difference {
     double sumOfSquares = 0;
     std::uint64_t numSamples = 0;
@@ -149,7 +149,7 @@ struct Comparison {
 };
 
 Comparison compareSides(Side& first, Side& second, OptimizationTarget target) {
-    // A picture takes on the form of the frame beside it.
+    // A picture is converted to the format of the frame that it is compared with.
     Side const& guide = first.picture ? second : first;
     const ChromaFormat chromaFormat = guide.is444() ? ChromaFormat::C444 : ChromaFormat::C422;
     const std::uint32_t matrix_coefficients =
@@ -176,7 +176,7 @@ void checkSides(Side const& first, Side const& second) {
         throw failure("{} is {} x {} and {} is {} x {} pixels; only equal sizes can be compared", first.name,
                       first.width(), first.height(), second.name, second.width(), second.height());
     if (!first.picture && !second.picture && first.is444() != second.is444())
-        throw failure("{} is {} and {} is {}; their chroma cannot be compared", first.name,
+        throw failure("{} is {} and {} is {}; only frames of the same chroma format can be compared", first.name,
                       first.is444() ? "4:4:4" : "4:2:2", second.name, second.is444() ? "4:4:4" : "4:2:2");
 }
 
@@ -191,7 +191,7 @@ std::string psnrText(double psnr) {
 std::string describe(Side const& side) {
     if (side.picture)
         return fmt::format("{}: picture, {} x {}", printable(side.name), side.width(), side.height());
-    return fmt::format("{}: frame, {} x {}, {}, {} bytes, {:.3f} bits a pixel", printable(side.name), side.width(),
+    return fmt::format("{}: frame, {} x {}, {}, {} bytes, {:.3f} bits per pixel", printable(side.name), side.width(),
                        side.height(), side.is444() ? "4:4:4" : "4:2:2", side.frame.size(), bitsPerPixel(side));
 }
 
@@ -220,7 +220,7 @@ Json jsonOf(Side const& side) {
     return json;
 }
 
-// JSON knows no infinity: the PSNR of equal planes is null.
+// JSON has no infinity: the PSNR of equal planes is null.
 Json jsonOf(Difference const& difference) {
     const double psnr = difference.psnr();
     return {{"psnr", std::isinf(psnr) ? Json(nullptr) : Json(psnr)},
@@ -245,7 +245,7 @@ bool withinLimits(Difference const& all, CompareOptions const& options) {
 
 ExitCode runCompare(CompareOptions const& options) {
     if (options.first == "-" && options.second == "-")
-        throw usageError("standard input can be one side only");
+        throw usageError("standard input can be only one of the two inputs");
     const OptimizationTarget target = targetNamed(options.target);
     Side first = loadSide(options.first, options);
     Side second = loadSide(options.second, options);
@@ -264,8 +264,9 @@ ExitCode runCompare(CompareOptions const& options) {
 
 void addCompareCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<CompareOptions>();
-    Subcommand command = addCommand(
-        commandLine, "compare", "Tell how far two frames, or a frame and a picture, are apart", options, runCompare);
+    Subcommand command =
+        addCommand(commandLine, "compare", "Measure the difference of two frames, or of a frame and a picture", options,
+                   runCompare);
     command.option("first", options->first, "frame or picture; - for standard input").value("FIRST").required();
     command.option("second", options->second, "frame or picture; - for standard input").value("SECOND").required();
     command.flag("--equal", options->equal, "exit with 5 unless all samples are equal");

@@ -41,7 +41,7 @@ std::string bashWords(CommandDescription const& command) {
     return words;
 }
 
-// What stands behind an option with a fixed set of values, and which words a positional argument takes.
+// The values that may follow each option with a fixed set of values, and the words of positional arguments.
 std::string bashCommand(CommandDescription const& command) {
     std::string text = fmt::format("    {})\n        case \"$previous\" in\n", command.name);
     std::string positionalWords;
@@ -81,7 +81,7 @@ std::string zshValue(OptionDescription const& option) {
     return option.takesFiles() ? "_files" : " ";
 }
 
-// Colons and brackets have a meaning in the lists of zsh.
+// Colons and brackets are special in the lists of zsh.
 std::string zshText(std::string const& text) {
     std::string result = quoted(text);
     for (const char* special : {":", "[", "]"})

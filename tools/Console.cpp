@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds kTerminalInterval{100};
 constexpr std::chrono::seconds kPlainInterval{5};
 constexpr const char* kClearLine = "\r\x1b[K";
 
-// The stream has no buffer, so one call is one piece among those of other threads.
+// The stream is not buffered, so the text of one call is not mixed with that of other threads.
 void printRaw(std::string const& text) {
     std::fputs(text.c_str(), stderr);
 }
@@ -47,8 +47,8 @@ std::string Progress::status() const {
     const double seconds = std::max(std::chrono::duration<double>(Clock::now() - m_start).count(), 1e-6);
     const double rate = static_cast<double>(m_done) / seconds;
     if (m_total == 0)
-        return fmt::format("{} {}, {:.1f} a second", m_action, m_done, rate);
-    return fmt::format("{} {} of {}, {:.1f} a second, {:.0f} s left", m_action, m_done, m_total, rate,
+        return fmt::format("{} {}, {:.1f} per second", m_action, m_done, rate);
+    return fmt::format("{} {} of {}, {:.1f} per second, {:.0f} s left", m_action, m_done, m_total, rate,
                        static_cast<double>(m_total - m_done) / rate);
 }
 

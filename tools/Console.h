@@ -9,19 +9,19 @@ struct Verbosity {
     bool verbose = false;
 };
 
-// One line on standard error. Whatever the text holds, it stays one line without control characters; a standard error
-// that cannot be written is nobody's loss.
-void printMessage(std::string const& text); // with the name of the command in front
+// Prints one line on standard error, with control characters and line ends of the text escaped. Errors of the write are
+// ignored.
+void printMessage(std::string const& text); // after the name of the command
 void printNote(std::string const& text);
 
-// A message, unless the user asked for silence.
+// Prints a warning, unless the user asked for none.
 void warn(Verbosity const& verbosity, std::string const& text);
 
-// How far a job of several steps is. On a terminal one line shows the rate and the time left, and goes away at the end.
-// Elsewhere long jobs write a plain line every few seconds. With `verbose` each step has its own line.
+// The progress of a job of several steps. On a terminal one line shows the rate and the time left and disappears at the
+// end. Elsewhere long jobs print a line every few seconds. With `verbose` each step has a line.
 class Progress {
 public:
-    // `total` is 0 when it is not known.
+    // `total` is 0 if it is not known.
     Progress(std::string const& action, std::size_t total, Verbosity const& verbosity);
     ~Progress();
     Progress(Progress const&) = delete;

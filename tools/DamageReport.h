@@ -14,10 +14,10 @@ std::uint64_t countSlices(std::span<const std::uint8_t> frame);
 // "3 of 1020 slices failed".
 std::string damageSummary(std::uint64_t failed, std::uint64_t slices);
 
-// One slice that failed: where it stands in the frame and in the picture, and what failed.
+// One slice that failed: its position in the frame and in the picture, and the component that failed.
 std::string damageText(ravelo_damage const& damage);
 
-// A warning for a frame with slices that failed, and with `verbose` a line for each of them.
+// Prints a warning for a frame with slices that failed, and with `verbose` a line for each of them.
 void warnOfDamage(Verbosity const& verbosity, std::string const& name, std::span<const std::uint8_t> frame,
                   DecodedFrame const& decoded);
 

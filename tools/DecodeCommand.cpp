@@ -47,13 +47,13 @@ struct DecodeOptions {
 // One frame of the job.
 struct DecodeStep {
     std::string path;       // the frame to decode
-    std::string name;       // the frame that was asked for; another one than `path` where a hole is held or black
+    std::string name;       // the requested frame; differs from `path` for a hole that is held or black
     std::string outputPath; // empty when all frames go to one file
     bool exists = true;     // false for a hole
-    bool black = false;     // only the form of the frame at `path` counts
+    bool black = false;     // black, in the format of the frame at `path`
 };
 
-// The steps for the items of the command line, with holes treated as --missing says.
+// The steps for the items of the command line. Holes are treated as --missing says.
 std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeOptions const& options,
                                  OutputName const& output, std::string const& extension) {
     const auto firstExisting =
@@ -67,7 +67,7 @@ std::vector<DecodeStep> stepsFor(std::vector<SequenceItem> const& items, DecodeO
         if (item.exists) {
             lastPath = &item.path;
         } else if (options.missing == "error") {
-            throw failure("{} does not exist; --missing skip, hold or black goes on without it", item.path);
+            throw failure("{} does not exist; --missing skip, hold or black continues without it", item.path);
         } else {
             warn(options.verbosity, fmt::format("{} does not exist", item.path));
             if (options.missing == "skip")
@@ -92,18 +92,18 @@ public:
             m_output = OutputName("");
         m_outputOptions.videoRange = options.request.coding == "rgb-video";
         m_outputOptions.frameRate = parseFrameRate(options.framesPerSecond);
-        // RGB is asked of the library where a frame can give it, and else made by the command.
+        // The library delivers RGB for the frames for which it can; the command computes it for the others.
         m_request = requestOf(options.request, m_info.bitDepths.front(),
                               m_info.holdsRgb ? ColorCoding_RGBFull : ColorCoding_YCbCr);
         if (std::find(m_info.bitDepths.begin(), m_info.bitDepths.end(), m_request.bitDepth) == m_info.bitDepths.end())
-            throw usageError("{} cannot hold {} bits; it takes {}", m_info.name, m_request.bitDepth,
+            throw usageError("{} cannot have {} bits; it can have {}", m_info.name, m_request.bitDepth,
                              fmt::join(m_info.bitDepths, ", "));
         m_request.pixelsAreUsed = m_info.isWritten;
         m_request.listsAllDamage = options.json || options.verbosity.verbose;
         if (m_info.holdsYCbCrOnly && m_request.colorCoding != ColorCoding_YCbCr)
-            throw usageError("{} holds Y'CbCr only; leave --coding out or give --coding ycbcr", m_info.name);
+            throw usageError("{} can have Y'CbCr only; use --coding ycbcr or no --coding", m_info.name);
         if (options.json && m_output.isStandardOutput())
-            throw usageError("the pictures and the report of --json cannot both go to standard output");
+            throw usageError("the pictures and the report of --json cannot both be written to standard output");
     }
 
     ExitCode run();
@@ -135,7 +135,7 @@ private:
     Json m_report = Json::array(); // of --json, a frame each
 };
 
-// Decodes and converts one frame; the result is written in its turn.
+// Decodes and converts one frame. The result is written in the order of the frames.
 class DecodeTask : public FrameTask {
 public:
     DecodeTask(DecodeJob& job, DecodeStep const& step)
@@ -156,7 +156,7 @@ private:
     void process() override {
         m_job.decode(m_step, bytes(), decoded());
         m_result = frameBytes(decoded(), m_job.m_outputOptions, m_step.name);
-        // A file of its own waits for nobody with its bytes, only with its name.
+        // A separate file is written at once, and only gets its name in turn.
         if (!m_step.outputPath.empty()) {
             m_file = std::make_unique<OutputFile>(m_step.outputPath, m_job.m_options.force);
             m_file->write(m_result);
@@ -174,7 +174,7 @@ OutputFormat DecodeJob::formatOf(DecodeOptions const& options, OutputName const&
     if (!options.format.empty())
         format = *outputFormatNamed(options.format);
     if (options.output.empty() && (!format || infoOf(*format).isWritten))
-        throw usageError("--output is required but for --format null");
+        throw usageError("--output is required, except with --format null");
     if (format)
         return *format;
     if (output.isStandardOutput())
@@ -183,15 +183,16 @@ OutputFormat DecodeJob::formatOf(DecodeOptions const& options, OutputName const&
         return OutputFormat::Png;
     format = outputFormatOfPath(options.output);
     if (!format)
-        throw usageError("the name {} tells no form of output; --format does", options.output);
+        throw usageError("the extension of {} is not that of an output format; choose one with --format",
+                         options.output);
     return *format;
 }
 
-// Everything that can go wrong with the names of the outputs goes wrong before the first frame is decoded.
+// Errors in the names of the outputs are found before the first frame is decoded.
 void DecodeJob::checkOutputs(InputSet const& inputs) const {
     if (m_output.isSingleFile()) {
         if (m_steps.size() > 1 && !m_info.holdsManyFrames)
-            throw usageError("{} frames do not fit into one {}; -o takes a folder or a name such as out.%04d.{}",
+            throw usageError("{} frames do not fit into one {}; use -o with a folder or a name such as out.%04d.{}",
                              m_steps.size(), m_info.name, m_info.name);
         if (!m_info.isWritten)
             return;
@@ -213,7 +214,7 @@ void DecodeJob::openSharedOutput() {
     if (!m_output.isSingleFile() || !m_info.isWritten)
         return;
     if (m_output.isStandardOutput() && !m_info.isText && ::isatty(STDOUT_FILENO) == 1)
-        throw usageError("standard output is a terminal, and {} is no text; redirect it or give -o a file",
+        throw usageError("standard output is a terminal, but {} is binary; redirect it or name a file with -o",
                          m_info.name);
     m_sharedOutput = std::make_unique<OutputFile>(m_options.output, m_options.force);
 }
@@ -232,24 +233,24 @@ void DecodeJob::decode(DecodeStep const& step, std::span<const std::uint8_t> byt
         decoded.decode(bytes, request);
 }
 
-// The library gives RGB for 4:4:4 frames only. Where the form of output holds RGB anyway, the command makes it from the
+// The library delivers RGB for 4:4:4 frames only. For output formats that contain RGB the command computes it from the
 // Y'CbCr of 4:2:2 frames.
 DecodeRequest DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
     DecodeRequest request = m_request;
     if (header.is444() || request.colorCoding == ColorCoding_YCbCr)
         return request;
     if (!m_info.holdsRgb)
-        throw failure("{} is a 4:2:2 frame, which comes as Y'CbCr only in this form of output; leave --coding out",
-                      name);
+        throw failure("{} is a 4:2:2 frame, of which {} can have Y'CbCr only; use --coding ycbcr or no --coding", name,
+                      m_info.name);
     request.colorCoding = ColorCoding_YCbCr;
     return request;
 }
 
-// A stream has one header for all of its frames.
+// All frames of a stream must fit its header.
 void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
     const bool losesAlpha = frame.header().hasAlphaOutput() && m_request.bitDepth > m_info.maxAlphaDepth;
     if (losesAlpha && !m_hasWarnedOfAlpha) {
-        warn(m_options.verbosity, fmt::format("{} has an alpha plane that {} of {} bits cannot hold", step.name,
+        warn(m_options.verbosity, fmt::format("{} has an alpha plane, which {} with {} bits leaves out", step.name,
                                               m_info.name, m_request.bitDepth));
         m_hasWarnedOfAlpha = true;
     }
@@ -263,7 +264,8 @@ void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
         m_streamHeader = header;
         m_sharedOutput->write(header);
     } else if (header != m_streamHeader) {
-        throw failure("{} has another size or form than the frames before it, which a stream cannot hold", step.name);
+        throw failure("{} differs in size or format from the frames before it; all frames of a stream must be alike",
+                      step.name);
     }
 }
 
@@ -296,7 +298,7 @@ void DecodeJob::printTotals(double seconds) const {
                    {"seconds", seconds},
                    {"frames_per_second", seconds > 0 ? static_cast<double>(m_steps.size()) / seconds : 0}});
     else if (m_options.verbosity.verbose && m_steps.size() > 1)
-        printNote(fmt::format("{} frames in {:.3f} s, {:.1f} a second", m_steps.size(), seconds,
+        printNote(fmt::format("{} frames in {:.3f} s, {:.1f} per second", m_steps.size(), seconds,
                               static_cast<double>(m_steps.size()) / std::max(seconds, 1e-6)));
 }
 
@@ -334,16 +336,16 @@ void addDecodeCommand(CommandLine& commandLine) {
     std::vector<std::string> names;
     for (OutputFormatInfo const& info : outputFormats())
         names.emplace_back(info.name);
-    command.option("-F,--format", options->format, "form of the output; otherwise the name's extension tells it")
-        .value("FORM")
+    command.option("-F,--format", options->format, "format of the output; default: by the extension of the name")
+        .value("FORMAT")
         .oneOf(names);
     addRequestOptions(command, options->request);
     addFailedSlicesOptions(command, options->request);
-    command.option("--missing", options->missing, "what a hole in a sequence becomes")
+    command.option("--missing", options->missing, "what to do for a missing frame of a sequence")
         .value("WHAT")
         .oneOf({"error", "skip", "hold", "black"})
         .showDefault();
-    command.option("--fps", options->framesPerSecond, "frame rate that y4m tells, such as 25 or 24000/1001")
+    command.option("--fps", options->framesPerSecond, "frame rate in the header of y4m, such as 25 or 24000/1001")
         .value("RATE")
         .showDefault();
     addFrameLoopOptions(command, options->loop);

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Room for the report of failed slices that nearly every damaged frame is content with.
+// Room for failed slices that is enough for nearly every damaged frame.
 constexpr std::size_t kUsualDamage = 256;
 
 ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_report& report) {
@@ -23,7 +23,7 @@ ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_rep
     options.coding = static_cast<std::uint32_t>(request.colorCoding);
     options.bit_depth = request.bitDepth;
     options.target = request.target == OptimizationTarget::Baseline ? RAVELO_TARGET_BASELINE : RAVELO_TARGET_BEST;
-    // The C interface takes the colour 0 for the usual one.
+    // In the C interface the colour 0 means the default one.
     const bool isMarked = request.failedSlices == FailedSlices::Marked && request.markColor != 0;
     const bool isLeft = request.failedSlices == FailedSlices::Left || !request.pixelsAreUsed;
     options.failed_slices = isLeft ? RAVELO_FAILED_UNTOUCHED : isMarked ? RAVELO_FAILED_MARKED : RAVELO_FAILED_BLACK;
@@ -61,8 +61,8 @@ void fillRow(std::span<std::uint8_t> row, std::array<std::uint32_t, 4> const& sa
     std::memcpy(row.data() + position, pattern.data(), row.size() - position);
 }
 
-// A single field leaves out every second line. Where two fields of odd height are reduced, each is rounded down by
-// itself, and the last line of the picture may belong to neither.
+// A single field leaves out every second line. The heights of two reduced fields are rounded down separately, and the
+// last line of the picture may belong to neither.
 bool slicesTakeEveryLine(FrameHeader const& header, std::uint32_t downSampleFactor) {
     if (header.interlace_mode == 0)
         return true;
@@ -122,7 +122,7 @@ void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeRequest 
 
 void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
     prepare(frame, request);
-    // Slices that do not fail write all of their pixels, and the library fills those that do.
+    // Slices that succeed write all of their pixels, and the library fills those that fail.
     if (request.failedSlices == FailedSlices::Left && request.pixelsAreUsed)
         std::memset(m_pixels.get(), 0, m_bytes);
     else if (!slicesTakeEveryLine(m_header, request.downSampleFactor))

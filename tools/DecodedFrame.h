@@ -10,9 +10,10 @@
 #include "PixelBuffer.h"
 #include "ravelo.h"
 
-// What becomes of the pixels of slices that fail.
+// What happens to the pixels of slices that fail.
 enum class FailedSlices { Black, Marked, Left };
 
+// What a frame is to be decoded to.
 struct DecodeRequest {
     std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
@@ -20,33 +21,33 @@ struct DecodeRequest {
     OptimizationTarget target = OptimizationTarget::AVX2;
     FailedSlices failedSlices = FailedSlices::Black;
     std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
-    bool pixelsAreUsed = true;          // false: nobody looks at them, so those that no slice writes are not touched
-    bool listsAllDamage = true;         // false: of many slices that fail not all are listed, only counted
+    bool pixelsAreUsed = true;          // false: pixels that no slice writes are not touched either
+    bool listsAllDamage = true;         // false: if many slices fail, not all of them are listed, only counted
 };
 
-// A frame's pixels as the library delivers them. The object can be used for one frame after the other and then keeps
-// its memory.
+// The pixels of a decoded frame as the library delivers them. The object can be used for one frame after the other and
+// reuses its memory.
 class DecodedFrame {
 public:
-    // Decodes a frame that checkFrame and checkReads have let through. Pixels that no slice writes are black, or 0 for
-    // FailedSlices::Left. Throws CommandError with ExitCode::Interrupted when a signal ends the decode, and
-    // ravelo::Error where the C interface refuses it.
+    // Decodes a frame that has passed checkFrame and checkReads. Pixels that no slice writes are black, or 0 for
+    // FailedSlices::Left. Throws CommandError with ExitCode::Interrupted if a signal ends the decode, and ravelo::Error
+    // if the C interface refuses it.
     void decode(std::span<const std::uint8_t> frame, DecodeRequest const& request);
 
-    // Decodes by the C++ call into the memory as it is, a frame of the same form as that of the last reserve() or
-    // decode().
+    // Decodes with the C++ call into the existing memory. The frame must have the geometry of that in the last
+    // reserve() or decode().
     void decodeAgain(std::span<const std::uint8_t> frame);
 
     // Makes room for the frame without touching the pixels.
     void reserve(std::span<const std::uint8_t> frame, DecodeRequest const& request) { prepare(frame, request); }
 
-    // A black picture of the form that the frame would have.
+    // Makes a black picture in the format that the decoded frame would have.
     void fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request);
 
     // How many slices failed in the last decode().
     std::uint64_t failedSlices() const { return m_failedSlices; }
 
-    // Those slices in the order of the frame; without DecodeRequest::listsAllDamage perhaps only the first of them.
+    // Those slices in the order of the frame; without DecodeRequest::listsAllDamage possibly only the first of them.
     std::vector<ravelo_damage> const& damage() const { return m_damage; }
 
     FrameHeader const& header() const { return m_header; }
@@ -63,11 +64,11 @@ public:
         return {m_pixels.get() + std::size_t{y} * m_stride, static_cast<std::size_t>(rowBytes())};
     }
 
-    // The same as 16-bit values, whatever the depth; `samples` is resized to width() * samplesPerPixel().
+    // The same as 16-bit values at every depth; `samples` is resized to width() * samplesPerPixel().
     void widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const;
 
 private:
-    // The library writes large pictures past the caches where lines start on multiples of this.
+    // The library writes large pictures past the caches if lines start at multiples of this.
     static constexpr std::size_t kAlignment = 64;
 
     struct FreeAligned {
@@ -84,7 +85,7 @@ private:
     std::uint32_t m_height = 0;
     std::uint32_t m_samplesPerPixel = 0;
     std::uint64_t m_stride = 0; // bytes
-    std::uint64_t m_bytes = 0;  // of the frame, with what stands between and behind its lines
+    std::uint64_t m_bytes = 0;  // of the frame, with the gaps between and after its lines
     std::uint64_t m_capacity = 0;
     std::unique_ptr<std::uint8_t[], FreeAligned> m_pixels;
     std::vector<ravelo_damage> m_damage;

@@ -59,7 +59,7 @@ std::uint32_t matrixCoefficientsOf(EncodeOptions const& options, InputPicture co
     return options.matrix == "709" ? 1 : options.matrix == "601" ? 6 : 9;
 }
 
-// What is not asked for stays as the picture has it: alpha and full chroma are kept, and RGB becomes 4:2:2.
+// The default is the picture's own format: alpha and full chroma are kept, and RGB becomes 4:2:2.
 SourceForm formOf(EncodeOptions const& options, InputPicture const& picture) {
     SourceForm form;
     form.matrix_coefficients = matrixCoefficientsOf(options, picture);
@@ -102,7 +102,7 @@ public:
             if (!item.exists)
                 throw failure("{} does not exist", item.path);
         if (m_items.size() > 1 && output.isSingleFile())
-            throw usageError("{} pictures do not fit into one frame; -o takes a folder or a name such as "
+            throw usageError("{} pictures do not fit into one frame; use -o with a folder or a name such as "
                              "shot.%04d.rvl",
                              m_items.size());
     }
@@ -117,7 +117,7 @@ public:
                 open(item);
             std::optional<InputPicture> picture = m_reader->next();
             if (!picture && isFirstOfFile)
-                throw failure("{} holds no picture", m_file->name());
+                throw failure("{} does not contain a picture", m_file->name());
             if (picture)
                 return stepFor(item, *std::move(picture), isFirstOfFile);
         }
@@ -131,10 +131,11 @@ private:
     }
 
     EncodeStep stepFor(SequenceItem const& item, InputPicture picture, bool isFirstOfFile) {
-        // Found out before the frame of the first picture is written.
+        // Checked before the frame of the first picture is written.
         if (!m_output.isSequence() && m_reader->next())
-            throw failure("{} holds more than one picture; -o takes a name such as shot.%04d.rvl", m_file->name());
-        // The further pictures of a file push the numbers of all that follow.
+            throw failure("{} contains more than one picture; use -o with a name such as shot.%04d.rvl",
+                          m_file->name());
+        // Further pictures of a file shift the numbers of all that follow.
         m_extraPictures += isFirstOfFile ? 0 : 1;
         const std::string outputPath = m_output.pathFor(item.path, item.number + m_extraPictures, "rvl");
         m_inputs.refuse(outputPath);
@@ -161,7 +162,8 @@ public:
         m_width = m_step.picture.width;
         m_height = m_step.picture.height;
         if (m_form.alphaBits != 0 && m_form.chromaFormat == ChromaFormat::C422)
-            warn(m_options.verbosity, "a 4:2:2 frame carries its alpha plane, but decodes without it");
+            warn(m_options.verbosity,
+                 "the alpha plane is coded, but a 4:2:2 frame is decoded without it; --chroma 444 keeps it");
         const EncoderSettings settings = settingsFor(m_options, m_step.picture, m_form);
         const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
@@ -172,7 +174,7 @@ public:
 
     void deliver() override {
         m_file->commit();
-        m_progress.advance(fmt::format("{} -> {}, {} bytes, {:.3f} bits a pixel, quantization_index {}", m_step.name,
+        m_progress.advance(fmt::format("{} -> {}, {} bytes, {:.3f} bits per pixel, quantization_index {}", m_step.name,
                                        m_step.outputPath, m_frame.bytes.size(), m_frame.bitsPerPixel,
                                        m_frame.quantization_index));
         if (m_options.json)
@@ -205,14 +207,14 @@ ExitCode runEncode(EncodeOptions const& options) {
     if (output.isSingleFile())
         refuseExisting(options.output, options.force);
     if (output.isStandardOutput() && ::isatty(STDOUT_FILENO) == 1)
-        throw usageError("standard output is a terminal, and a frame is no text; redirect it or give -o a file");
+        throw usageError("standard output is a terminal, but a frame is binary; redirect it or name a file with -o");
     if (output.isStandardOutput() && options.json)
-        throw usageError("the frame and the report of --json cannot both go to standard output");
+        throw usageError("the frame and the report of --json cannot both be written to standard output");
 
     const Clock::time_point start = Clock::now();
     Json report = Json::array();
     const ThreadLimit limit(options.threads);
-    // A file may hold more pictures than one, so the count of files tells the end only if they are many.
+    // A single file may contain any number of pictures, so its total is not known.
     Progress progress("encoded", pictures.numItems() > 1 ? pictures.numItems() : 0, options.verbosity);
     runInOrder(ThreadLimit::current(), [&]() -> std::unique_ptr<OrderedTask> {
         std::optional<EncodeStep> step = pictures.next();
@@ -227,20 +229,22 @@ ExitCode runEncode(EncodeOptions const& options) {
 }
 
 void addFormOptions(Subcommand& command, EncodeOptions& options) {
-    command.option("--interlace", options.interlace, "fields of the frame; a Y4M file tells its own")
+    command.option("--interlace", options.interlace, "fields of the frame; default: as in a Y4M file, or progressive")
         .value("MODE")
         .oneOf({"progressive", "even-first", "odd-first", "single-field", "0", "1", "2", "3"});
     command.option("--slice", options.slice, "macroblocks of the largest slice")
         .value("N")
         .oneOf({1, 2, 4, 8})
         .showDefault();
-    command.option("--chroma", options.chroma, "otherwise 444 for pictures with alpha or full chroma, else 422")
+    command
+        .option("--chroma", options.chroma,
+                "chroma format; default: 444 for pictures with alpha or full chroma, else 422")
         .value("FORM")
         .oneOf({"422", "444"});
-    command.option("--alpha", options.alpha, "bits of the alpha plane; otherwise as the picture has it")
+    command.option("--alpha", options.alpha, "bits of the alpha plane; default: as in the picture")
         .value("BITS")
         .oneOf({"none", "8", "16"});
-    command.option("--matrix", options.matrix, "matrix for RGB; otherwise 709 above 576 lines, else 601")
+    command.option("--matrix", options.matrix, "matrix for RGB; default: 709 above 576 lines, else 601")
         .value("NAME")
         .oneOf({"601", "709", "2020"});
 }
@@ -260,10 +264,12 @@ void addEncodeCommand(CommandLine& commandLine) {
                 "frame, folder, numbered name such as shot.%04d.rvl, or - for standard output")
         .value("FRAME")
         .required();
-    const Argument rate = command.option("--bpp", options->bitsPerPixel, "wanted bits a pixel, met within 3 %")
-                              .value("RATE")
-                              .within(0.05, 64);
-    command.option("--q", options->quantization_index, "quantization_index, 0 to 255; small is fine")
+    const Argument rate =
+        command.option("--bpp", options->bitsPerPixel, "target rate in bits per pixel, met within 3 %")
+            .value("RATE")
+            .within(0.05, 64);
+    command
+        .option("--q", options->quantization_index, "quantization_index, 0 to 255; smaller values give better quality")
         .value("INDEX")
         .between(0, 255)
         .excludes(rate)

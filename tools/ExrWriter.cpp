@@ -15,7 +15,7 @@
 
 namespace {
 
-// The library moves about in what it writes, so the file is put together in memory.
+// The library seeks in its output, so the file is assembled in memory.
 class MemoryStream : public Imf::OStream {
 public:
     MemoryStream() : Imf::OStream("memory") {}
@@ -54,7 +54,7 @@ void writeExr(RgbImage const& image, MemoryStream& stream) {
         buffer.insert(kChannels[c], Imf::Slice(Imf::HALF, reinterpret_cast<char*>(samples.data() + c), pixelBytes,
                                                pixelBytes * image.width));
     }
-    // One thread: several frames are written at once, and the compression of one stays within its own.
+    // No threads of the library: several frames are written at once, each compressed in its own thread.
     Imf::OutputFile file(stream, header, 0);
     file.setFrameBuffer(buffer);
     file.writePixels(static_cast<int>(image.height));
@@ -69,7 +69,7 @@ std::vector<std::uint8_t> exrBytes(DecodedFrame const& frame, bool videoRange) {
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const& error) {
-        throw failure("cannot make an EXR: {}", error.what());
+        throw failure("cannot write EXR: {}", error.what());
     }
     return std::move(stream.bytes);
 }

@@ -9,8 +9,8 @@ std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits) 
     if (file.readOn(frame, kMinFrameBytes))
         file.readOn(frame, declaredHeaderBytes(frame));
     checkFrame(file.name(), frame, limits.maxPixels);
-    // Each part that is read declares the next: the header the place of the first picture, its header the table of
-    // slices, the table the slices, and again for a second picture.
+    // Each part declares the next: the header the position of the first picture, the picture header the table of
+    // slices, the table the slices, and so on for a second picture.
     std::uint64_t wanted = 0;
     do
         wanted = std::min(declaredFrameBytes(frame) + kBytesAfterFrame, kMaxFrameBytes);

@@ -8,20 +8,20 @@
 #include "Limits.h"
 #include "ravelo.h"
 
-// What a frame may cost before it is refused; 0 lifts a limit.
+// The limits above which a frame is refused; 0 means no limit.
 struct FrameLimits {
     std::uint64_t maxPixels = kDefaultMaxPixels;
     std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; // bytes that the slices read over bytes of the frame
 };
 
-// The most bytes of a frame. What a file holds beyond them is not read.
+// The maximum size of a frame. The rest of a larger file is not read.
 inline constexpr std::uint64_t kMaxFrameBytes = std::uint64_t{1} << 32;
 
-// Bytes after the declared end of a frame that are read all the same. The sizes in the header of a slice may contradict
-// the table of slices, and then the slice reads on after the end; it stops long before it has read this much.
+// Bytes that are read after the declared end of a frame. The sizes in the header of a slice may contradict the table of
+// slices, and then the slice reads beyond the end, but never this far.
 inline constexpr std::uint64_t kBytesAfterFrame = std::uint64_t{1} << 20;
 
 // The frame at the start of the file, checked by checkFrame and checkReads. Its header is read and checked first; then
-// as many bytes as the frame declares and kBytesAfterFrame more, so that a file without end does no harm.
+// as many bytes as the frame declares and kBytesAfterFrame more, so that an endless file does no harm.
 std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits);
 std::vector<std::uint8_t> readFrame(std::string const& path, FrameLimits const& limits);

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::uint32_t kMaxPart = 1000000;
-// Places behind the point; more would not fit kMaxPart.
+// Digits after the decimal point; more would not fit kMaxPart.
 constexpr std::size_t kMaxPlaces = 3;
 
 std::optional<std::uint32_t> numberOf(std::string const& text) {
@@ -27,7 +27,7 @@ FrameRate reduced(std::uint32_t numerator, std::uint32_t denominator) {
     return {numerator / divisor, denominator / divisor};
 }
 
-// "23.976" and "23.98" both stand for 24000/1001.
+// "23.976" and "23.98" both mean 24000/1001.
 std::optional<FrameRate> parseDecimal(std::string const& text, std::size_t point) {
     const std::size_t places = text.size() - point - 1;
     const std::optional<std::uint32_t> whole = numberOf(text.substr(0, point));
@@ -63,7 +63,7 @@ std::optional<FrameRate> parse(std::string const& text) {
 FrameRate parseFrameRate(std::string const& text) {
     const std::optional<FrameRate> rate = parse(text);
     if (!rate || rate->numerator == 0)
-        throw usageError("--fps: {} is not a rate such as 25, 24000/1001 or 29.97, of numbers from 1 to {}", text,
+        throw usageError("--fps: {} is not a rate such as 25, 24000/1001 or 29.97, with numbers from 1 to {}", text,
                          kMaxPart);
     return *rate;
 }

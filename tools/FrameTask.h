@@ -12,13 +12,13 @@
 #include "FrameFile.h"
 #include "OrderedPipeline.h"
 
-// The loop of commands that decode many frames. Frames are read, decoded and worked on side by side; their results are
-// delivered one after the other, in the order of the frames.
+// The loop of commands that decode many frames. Several frames are read, decoded and processed at once; their results
+// are delivered one by one, in the order of the frames.
 
 struct FrameLoopOptions {
     FrameLimits limits;
-    std::size_t threads = 0;  // 0: all that the machine has
-    std::size_t inFlight = 0; // frames under way at once; 0: one more than there are threads
+    std::size_t threads = 0;  // 0: one for each processor
+    std::size_t inFlight = 0; // frames decoded at once; 0: one more than threads
 };
 
 class FrameLoop;
@@ -26,11 +26,11 @@ class FrameLoop;
 // One frame of the loop.
 class FrameTask : public OrderedTask {
 public:
-    // Reads the frame, takes a DecodedFrame from the loop and calls process(). Other errors than CommandError become
-    // one with the frame's name.
+    // Reads the frame, takes a DecodedFrame from the loop and calls process(). Errors of the libraries become
+    // CommandErrors with the frame's name.
     void work() override;
 
-    // Gives the DecodedFrame back. Overridden by tasks that have more to do in their turn.
+    // Returns the DecodedFrame to the loop. Overridden by tasks that have results to deliver.
     void deliver() override;
 
 protected:
@@ -38,7 +38,7 @@ protected:
     FrameTask(FrameLoop& loop, std::string const& path, std::string const& name)
         : m_loop(loop), m_path(path), m_name(name) {}
 
-    // Decodes bytes() into decoded(), and does everything that need not wait for the frame's turn.
+    // Decodes bytes() into decoded(), and does everything that does not depend on the order of the frames.
     virtual void process() = 0;
 
     std::string const& name() const { return m_name; }

@@ -53,7 +53,7 @@ PixelHash parsePixelHash(std::string const& text) {
     const std::size_t colon = text.find(':');
     const std::optional<PixelHash> hash = hashOfDigits(text.substr(colon == std::string::npos ? 0 : colon + 1));
     if (!hash || (colon != std::string::npos && text.substr(0, colon) != nameOf(hash->algorithm)))
-        throw usageError("{} is no hash; --hash takes xxh3: and {} digits, or md5: and {}", text, kXxh3Digits,
+        throw usageError("{} is not a hash; --hash takes xxh3: and {} digits, or md5: and {}", text, kXxh3Digits,
                          kMd5Digits);
     return *hash;
 }
@@ -78,16 +78,16 @@ void HashList::add(std::string const& line, std::size_t lineNumber) {
     // Checksum tools separate the name by two blanks, or by a blank and an asterisk.
     if (!hash || blank == std::string::npos || line.size() < blank + 3 ||
         (line[blank + 1] != ' ' && line[blank + 1] != '*'))
-        throw failure("{}, line {}: neither a hash with a name nor a comment", m_path, lineNumber);
+        throw failure("{}, line {}: neither a hash followed by a name nor a comment", m_path, lineNumber);
     const std::string name = line.substr(blank + 2);
     const auto [place, isNew] = m_byName.emplace(name, *hash);
     if (!isNew && place->second != *hash)
-        throw failure("{}, line {}: another hash for {}", m_path, lineNumber, name);
+        throw failure("{}, line {}: a second, different hash for {}", m_path, lineNumber, name);
     if (isNew)
         m_byLastPart.emplace(lastPartOf(name), *hash);
 }
 
-// Null when there is none.
+// Null if there is none.
 PixelHash const* HashList::find(std::string const& name) const {
     const auto whole = m_byName.find(name);
     if (whole != m_byName.end())
@@ -96,7 +96,7 @@ PixelHash const* HashList::find(std::string const& name) const {
     if (first == end)
         return nullptr;
     if (std::next(first) != end)
-        throw failure("{} has several hashes for names like {}", m_path, name);
+        throw failure("{} contains several hashes for names like {}", m_path, name);
     return &first->second;
 }
 
@@ -105,6 +105,6 @@ PixelHash const& HashList::hashFor(std::string const& name) const {
     if (hash == nullptr)
         hash = find(name);
     if (hash == nullptr)
-        throw failure("{} has no hash for {}", m_path, name);
+        throw failure("{} does not contain a hash for {}", m_path, name);
     return *hash;
 }

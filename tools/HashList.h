@@ -11,7 +11,7 @@ enum class HashAlgorithm { Xxh3, Md5 };
 // A hash of the pixels of a frame, as decode --format xxh3 and md5 print it.
 struct PixelHash {
     HashAlgorithm algorithm = HashAlgorithm::Xxh3;
-    std::string digits; // hexadecimal, in small letters
+    std::string digits; // hexadecimal, lower case
 
     std::string text() const; // "xxh3:0123456789abcdef"
     bool operator==(PixelHash const&) const = default;
@@ -21,21 +21,21 @@ const char* nameOf(HashAlgorithm algorithm);
 
 PixelHash hashOfPixels(DecodedFrame const& frame, HashAlgorithm algorithm);
 
-// The count of digits tells the algorithm. Nothing for a text that is no hash.
+// The number of digits selects the algorithm. Nothing for a text that is not a hash.
 std::optional<PixelHash> hashOfDigits(std::string const& digits);
 
-// Of "xxh3:DIGITS", "md5:DIGITS" or the digits alone. Throws CommandError with ExitCode::Usage.
+// Parses "xxh3:DIGITS", "md5:DIGITS" or the digits alone. Throws CommandError with ExitCode::Usage.
 PixelHash parsePixelHash(std::string const& text);
 
-// A file of lines "DIGITS  NAME". Empty lines and those that begin with # do not count.
+// A file of lines "DIGITS  NAME". Empty lines and those that begin with # are ignored.
 class HashList {
 public:
-    // Throws CommandError for a file that cannot be read or has other lines.
+    // Throws CommandError for a file that cannot be read or contains other lines.
     explicit HashList(std::string const& path);
 
-    // The hash for a frame: that of its whole name, or else that of a name with the same last part, as the list may
-    // have been made in another folder. Names in the list may be written as printable() writes them, or as they are.
-    // Throws CommandError when there is none, or no single one.
+    // The hash for a frame: that of its whole name, or else that of a name with the same last part, since the list may
+    // have been made in another folder. Names in the list may be escaped by printable() or not. Throws CommandError if
+    // there is none, or more than one.
     PixelHash const& hashFor(std::string const& name) const;
 
 private:

@@ -30,7 +30,7 @@ struct InfoOptions {
 
 constexpr std::array<const char*, 4> kSizeNames = {"full", "half", "quarter", "eighth"};
 
-// One field of the header and what it means for the decode.
+// One field of the header and its meaning for the decode.
 struct Field {
     const char* name;
     std::uint32_t value;
@@ -39,8 +39,8 @@ struct Field {
 
 std::string chromaMeaning(FrameHeader const& header) {
     if (header.is444())
-        return "4:4:4, four samples a pixel";
-    return header.chroma_format == 2 ? "4:2:2, two samples a pixel" : "taken as 4:2:2, two samples a pixel";
+        return "4:4:4, four samples per pixel";
+    return header.chroma_format == 2 ? "4:2:2, two samples per pixel" : "decoded as 4:2:2, two samples per pixel";
 }
 
 const char* interlaceMeaning(FrameHeader const& header) {
@@ -54,9 +54,9 @@ std::string alphaMeaning(FrameHeader const& header) {
     if (header.alpha_channel_type == 0)
         return header.is444() ? "no alpha plane; the output is opaque" : "no alpha plane";
     if (!header.is444())
-        return "alpha plane that 4:2:2 output leaves out";
+        return "alpha plane, left out of 4:2:2 output";
     if (header.alpha_channel_type > 2)
-        return "undefined; read with 16 bits and written as if it had 8";
+        return "undefined; read with 16 bits and written as if with 8";
     return header.alpha_channel_type == 1 ? "alpha plane of 8 bits" : "alpha plane of 16 bits";
 }
 
@@ -70,7 +70,7 @@ std::string matrixMeaning(FrameHeader const& header) {
     case 9:
         return kRules[2];
     default:
-        return fmt::format("names no matrix; by the height, {} is used for RGB",
+        return fmt::format("not a known matrix; {} is used for RGB because of the height",
                            header.vertical_size > 576 ? kRules[0] : kRules[1]);
     }
 }
@@ -98,8 +98,8 @@ std::vector<Field> fieldsOf(FrameHeader const& header) {
         {"interlace_mode", header.interlace_mode, interlaceMeaning(header)},
         {"header_nibble_13_high", header.header_nibble_13_high, unused},
         {"header_nibble_13_low", header.header_nibble_13_low, unused},
-        {"color_primaries", header.color_primaries, "handed on; no pixel depends on it"},
-        {"transfer_characteristic", header.transfer_characteristic, "handed on; no pixel depends on it"},
+        {"color_primaries", header.color_primaries, "passed to the host; does not affect pixels"},
+        {"transfer_characteristic", header.transfer_characteristic, "passed to the host; does not affect pixels"},
         {"matrix_coefficients", header.matrix_coefficients, matrixMeaning(header)},
         {"alpha_channel_type", header.alpha_channel_type, alphaMeaning(header)},
         {"load_luma_matrix", header.load_luma_matrix,
@@ -108,7 +108,7 @@ std::vector<Field> fieldsOf(FrameHeader const& header) {
     };
 }
 
-// What a buffer must offer for one size and depth.
+// The buffer that one size and depth needs.
 struct BufferLine {
     std::uint32_t downSampleFactor;
     std::uint32_t bitDepth;
@@ -159,19 +159,19 @@ std::string pictureText(PictureHeader const& picture, std::size_t index) {
         text += fmt::format("    {:24}{:>10}   {}\n", name, value, meaning);
     };
     line("picture_header_size", picture.picture_header_size, "bytes; the table of slices follows");
-    line("picture_size", picture.picture_size, "bytes of the picture; it leads to the second field");
+    line("picture_size", picture.picture_size, "bytes; the second field starts after them");
     line("log2_slice_size_in_mb", picture.log2_slice_size_in_mb,
          fmt::format("slices of up to {} macroblocks", 1 << picture.log2_slice_size_in_mb));
     line("lines", picture.vertical_size, fmt::format("{} rows of macroblocks", picture.height_in_mb));
     line("slices", picture.coded_size_of_slice.size(),
-         fmt::format("a row has {} macroblocks; {} bytes in all", rowText(picture.slice_size_in_mb),
+         fmt::format("a row has {} macroblocks; {} bytes in total", rowText(picture.slice_size_in_mb),
                      bytesOfSlices(picture)));
     return text;
 }
 
 std::string textOf(std::string const& name, std::span<const std::uint8_t> frame) {
     const FrameHeader header = parseFrameHeader(frame);
-    std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits a pixel\n", printable(name),
+    std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits per pixel\n", printable(name),
                                    header.horizontal_size, header.vertical_size, frame.size(),
                                    8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels()));
     text += "  header\n";
@@ -265,9 +265,9 @@ ExitCode runInfo(InfoOptions const& options) {
 void addInfoCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<InfoOptions>();
     Subcommand command =
-        addCommand(commandLine, "info", "Tell the header of frames and what it means for a decode", options, runInfo);
+        addCommand(commandLine, "info", "Show the header of frames and its meaning for a decode", options, runInfo);
     addFramesArgument(command, options->frames, options->numbers);
     addJsonOption(command, options->json);
-    command.flag("--slices", options->withSlices, "with the size of every slice, in JSON");
+    command.flag("--slices", options->withSlices, "include the size of every slice in JSON");
     addMaxPixelsOption(command, options->maxPixels);
 }

@@ -18,7 +18,7 @@ std::string displayName(std::string const& path) {
 }
 
 InputFile::InputFile(std::string const& path) : m_name(displayName(path)), m_ownsDescriptor(path != "-") {
-    // A named pipe without a writer would hold up the opening itself, deaf to signals.
+    // Opening a named pipe without a writer would block and ignore signals.
     m_descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (m_descriptor < 0)
         throw failure("cannot open {}: {}", path, std::strerror(errno));
@@ -96,15 +96,15 @@ bool InputFile::readLine(std::string& line, std::size_t maxBytes) {
         line.append(start, end);
         m_pendingStart += static_cast<std::size_t>(end - start) + (isWhole ? 1 : 0);
         if (line.size() > maxBytes)
-            throw failure("{} has a line of more than {} bytes", m_name, maxBytes);
+            throw failure("{} has a line of more than {} bytes, the maximum", m_name, maxBytes);
         if (isWhole)
             return true;
     }
     return !line.empty();
 }
 
-// Makes room in one piece, which is not touched before it is filled. A vector that grows by itself would hold its
-// content twice at times.
+// Reserves the memory in one piece, which is not touched before it is filled. A vector that grows by itself would
+// temporarily hold its content twice.
 void InputFile::reserve(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes) const {
     struct stat status = {};
     std::uint64_t room = wantedBytes;
@@ -114,7 +114,7 @@ void InputFile::reserve(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBy
     try {
         bytes.reserve(room);
     } catch (std::bad_alloc const&) {
-        // What is really there may still fit.
+        // The bytes that the file really has may still fit.
     }
 }
 

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-// Bytes from a file, from standard input ("-") or from memory, read from front to back.
+// Bytes from a file, from standard input ("-") or from memory, read in order.
 class InputFile {
 public:
-    // Throws CommandError when the file cannot be opened.
+    // Throws CommandError if the file cannot be opened.
     explicit InputFile(std::string const& path);
 
-    // Bytes that are already there; `name` stands in messages.
+    // Bytes in memory; `name` is used in messages.
     InputFile(std::string const& name, std::vector<std::uint8_t> bytes);
 
     ~InputFile();
@@ -21,20 +21,21 @@ public:
 
     std::string const& name() const { return m_name; }
 
-    // Up to `numBytes` of the bytes ahead, without moving on. Fewer only at the end of the file.
+    // Up to `numBytes` of the next bytes, without consuming them. Fewer only at the end of the file.
     std::span<const std::uint8_t> peek(std::size_t numBytes);
 
-    // Moves `target.size()` bytes on and copies them; false when fewer remain (they are consumed all the same).
+    // Consumes and copies `target.size()` bytes; false if fewer remain, which are consumed too.
     bool read(std::span<std::uint8_t> target);
 
-    // The next line without its end; false at the end of the file. Throws CommandError for one of more than `maxBytes`.
+    // The next line without its line end; false at the end of the file. Throws CommandError for one of more than
+    // `maxBytes`.
     bool readLine(std::string& line, std::size_t maxBytes);
 
-    // Appends the bytes from here on until `bytes` has `wantedBytes`; false when the file ends before. The memory that
-    // this takes grows with the bytes that are there, not with those that are wanted.
+    // Appends the next bytes until `bytes` has `wantedBytes`; false if the file ends earlier. The memory that this
+    // takes grows with the bytes that the file has, not with those that are wanted.
     bool readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes);
 
-    // Everything from here to the end. Throws CommandError with ExitCode::Limit when it is more than `limitBytes`.
+    // All remaining bytes. Throws CommandError with ExitCode::Limit if they are more than `limitBytes`.
     std::vector<std::uint8_t> readAll(std::uint64_t limitBytes);
 
 private:
@@ -52,5 +53,5 @@ private:
 // A whole file, or standard input for "-".
 std::vector<std::uint8_t> readFile(std::string const& path, std::uint64_t limitBytes);
 
-// "-" as users know it.
+// The name of the file in messages: "standard input" for "-".
 std::string displayName(std::string const& path);

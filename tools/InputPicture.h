@@ -7,18 +7,18 @@
 enum class ColorModel { Gray, Rgb, YCbCr };
 
 enum class ChromaLayout {
-    C420Centred, // chroma between two columns and two lines, as JPEG has it
-    C420CoSited, // chroma on the even columns and between two lines, as MPEG-2 has it
+    C420Centred, // chroma between two columns and two lines, as in JPEG
+    C420CoSited, // chroma on the even columns and between two lines, as in MPEG-2
     C422,        // chroma on the even columns
     C444,
 };
 
 enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
 
-// The most samples of a picture's side that a frame can carry.
+// The maximum width and height of a frame.
 inline constexpr std::uint32_t kMaxSide = 65535;
 
-// A picture as a file holds it: one plane for each component, rows from the top, without padding.
+// A picture as read from a file: one plane for each component, rows from the top, without padding.
 struct InputPicture {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
@@ -39,6 +39,6 @@ struct InputPicture {
     }
 };
 
-// Throws CommandError when a picture of this size is empty, too large for a frame, or larger than `maxPixels`; 0 lifts
+// Throws CommandError if a picture of this size is empty, too large for a frame, or larger than `maxPixels`; 0 lifts
 // that limit. Readers call it before they reserve memory.
 void checkPictureSize(std::string const& name, std::uint64_t width, std::uint64_t height, std::uint64_t maxPixels);

@@ -12,7 +12,7 @@ namespace {
 
 using Identity = std::pair<std::uint64_t, std::uint64_t>;
 
-// Nothing for what is not a file with content of its own, such as a terminal that is input and output.
+// Nothing for anything but a regular file: a terminal may be input and output.
 std::optional<Identity> identityOf(std::string const& path, int standardStream) {
     struct stat status;
     const int result = path == "-" ? ::fstat(standardStream, &status) : ::stat(path.c_str(), &status);
@@ -36,6 +36,6 @@ InputSet::InputSet(std::vector<SequenceItem> const& items) {
 void InputSet::refuse(std::string const& outputPath) const {
     const std::optional<Identity> identity = identityOf(outputPath, STDOUT_FILENO);
     if (identity && m_identities.contains(*identity))
-        throw usageError("{} is an input of this command too, which is never overwritten",
+        throw usageError("{} is also an input of this command, and inputs are never overwritten",
                          outputPath == "-" ? "standard output" : outputPath);
 }

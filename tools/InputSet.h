@@ -8,12 +8,12 @@
 
 #include "Sequence.h"
 
-// The files that a command reads, known by what they are and not by their names, so that it never writes over them.
+// The files that a command reads, identified by device and inode, so that the command never overwrites them.
 class InputSet {
 public:
     explicit InputSet(std::vector<SequenceItem> const& items);
 
-    // Throws CommandError when the output ("-" for standard output) is one of the files.
+    // Throws CommandError if the output ("-" for standard output) is one of the files.
     void refuse(std::string const& outputPath) const;
 
 private:

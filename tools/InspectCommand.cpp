@@ -36,7 +36,7 @@ struct InspectOptions {
     bool quiet = false;
 };
 
-// One frame, decoded and taken apart.
+// One frame, decoded and analysed.
 struct InspectedFrame {
     std::string name;
     std::uint64_t bytes = 0;
@@ -140,7 +140,7 @@ private:
     std::vector<SequenceItem> m_items;
     DecodedFrame m_decoded;
     bool m_isDamaged = false;
-    bool m_reportIsClosed = false; // nobody reads it any more
+    bool m_reportIsClosed = false; // its reader has closed it
     Json m_report = Json::array(); // of --json, a frame each
 };
 
@@ -149,17 +149,17 @@ InspectJob::InspectJob(InspectOptions const& options)
     if (!m_pictureName.isStandardOutput())
         return;
     if (!options.quiet || options.json)
-        throw usageError("the picture and the report cannot both go to standard output; -q leaves out the report");
+        throw usageError("the picture and the report cannot both be written to standard output; -q omits the report");
     if (::isatty(STDOUT_FILENO) == 1)
-        throw usageError("standard output is a terminal, and a picture is no text; redirect it or name a file");
+        throw usageError("standard output is a terminal, but a picture is binary; redirect it or name a file");
 }
 
-// Everything that can go wrong with the names of the pictures goes wrong before the first frame is decoded.
+// Errors in the names of the pictures are found before the first frame is decoded.
 void InspectJob::checkPictures() const {
     if (m_options.picture.empty())
         return;
     if (m_pictureName.isSingleFile() && m_items.size() > 1)
-        throw usageError("{} frames do not fit into one picture; --picture takes a folder or a name such as "
+        throw usageError("{} frames do not fit into one picture; use --picture with a folder or a name such as "
                          "slices.%04d.png",
                          m_items.size());
     const InputSet inputs(m_items);
@@ -174,7 +174,7 @@ void InspectJob::checkPictures() const {
     }
 }
 
-// Pictures that were asked for are written though nobody reads the report any more.
+// After the reader of the report has closed it, the requested pictures are still written.
 void InspectJob::print(std::string const& text) {
     if (m_reportIsClosed)
         return;
@@ -193,8 +193,8 @@ void InspectJob::writePicture(SequenceItem const& item, InspectedFrame const& fr
         pictureOfSlices(frame.slices, m_decoded, showsIndex ? SliceColors::Index : SliceColors::Bytes);
     writeFile(m_pictureName.pathFor(item.path, item.number, "png"), m_options.force, pngOf(picture.image));
     if (!m_options.quiet && !m_options.json)
-        print(fmt::format("  picture: {}, from {:.1f} in blue to {:.1f} in red; slices that failed in magenta\n",
-                          showsIndex ? "quantization_index" : "bytes a macroblock", picture.least, picture.largest));
+        print(fmt::format("  picture: {}, from {:.1f} in blue to {:.1f} in red; failed slices in magenta\n",
+                          showsIndex ? "quantization_index" : "bytes per macroblock", picture.least, picture.largest));
 }
 
 void InspectJob::inspect(SequenceItem const& item) {
@@ -236,15 +236,16 @@ ExitCode runInspect(InspectOptions const& options) {
 
 void addInspectCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<InspectOptions>();
-    Subcommand command = addCommand(
-        commandLine, "inspect", "Tell the bytes, the quantisation and the failure of every slice", options, runInspect);
+    Subcommand command =
+        addCommand(commandLine, "inspect", "Show size, quantisation and damage of every slice", options, runInspect);
     addFramesArgument(command, options->frames, options->numbers);
-    command.flag("--totals", options->totalsOnly, "least, median, largest and sum only, without a line each");
+    command.flag("--totals", options->totalsOnly, "print only least, median, largest and total, not each slice");
     command
         .option("--picture", options->picture,
-                "PNG, folder or numbered name: the frame, in colours that show the slices; - for standard output")
+                "write the frame as PNG, in colours that show the slices: a file, folder or numbered name, or - for "
+                "standard output")
         .value("FILE");
-    command.option("--show", options->show, "what the colours show: bytes a macroblock, or quantization_index")
+    command.option("--show", options->show, "what the colours show: bytes per macroblock, or quantization_index")
         .value("WHAT")
         .oneOf({"bytes", "index"})
         .showDefault();
@@ -252,5 +253,5 @@ void addInspectCommand(CommandLine& commandLine) {
     addFrameLimitsOptions(command, options->limits);
     addForceOption(command, options->force);
     addJsonOption(command, options->json);
-    command.flag("-q,--quiet", options->quiet, "no report; the picture and the exit code tell");
+    command.flag("-q,--quiet", options->quiet, "no report; only the picture and the exit code");
 }

@@ -57,13 +57,12 @@ void installInterruptHandler() {
     action.sa_handler = rememberSignal;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    // A user who has told the command to outlive the terminal is obeyed.
+    // Under nohup the command outlives its terminal.
     struct sigaction hangUp = {};
     if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
         sigaction(SIGHUP, &action, nullptr);
 
-    // A reader that goes away and a file that reaches the limit of its size show as errors of the write, with a message
-    // and an exit code of ours.
+    // A closed pipe and a file at its size limit become errors of the write, with our own message and exit code.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &ignore, nullptr);

@@ -11,8 +11,8 @@
 
 // A value of a report in JSON. Members of an object keep the order in which they were added.
 //
-// Reports need little of what a JSON library offers, and its headers take longer to compile than the rest of a
-// subcommand. This class holds the values; only its own unit includes the library, which writes the text.
+// Reports need little of a JSON library, and its headers take longer to compile than the rest of a subcommand. This
+// class stores the values; only its own unit includes the library, which writes the text.
 class Json {
 public:
     struct Member;
@@ -48,15 +48,15 @@ public:
         return json;
     }
 
-    // The member of an object, added with a null value if there is none of that name. A null becomes an object.
+    // The member of an object; a missing one is added as null. A null becomes an object.
     Json& operator[](std::string_view name);
 
-    // Adds to the end of an array.
+    // Appends to an array.
     void push_back(Json element);
 
     std::size_t size() const; // elements of an array or members of an object; 0 for other values
 
-    // The text, indented by two spaces. Bytes that are not UTF-8, as names of files may hold them, become U+FFFD.
+    // The text, indented by two spaces. Bytes that are not UTF-8, which file names may contain, become U+FFFD.
     std::string text() const;
 
     using Array = std::vector<Json>;
@@ -65,7 +65,8 @@ public:
     Value const& value() const { return m_value; }
 
 private:
-    // The members of an object are incomplete here, and clang wants them complete where m_value is set.
+    // The members of an object are incomplete here, and clang requires them to be complete where m_value is
+    // initialised.
     using Scalar = std::variant<bool, std::int64_t, std::uint64_t, double>;
     explicit Json(Scalar scalar);
 

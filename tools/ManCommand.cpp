@@ -14,7 +14,7 @@ struct ManOptions {
     CommandLine const* commandLine = nullptr;
 };
 
-// A hyphen that is typed, and a line that does not start a request of the formatter.
+// Escapes hyphens that the user types, and the start of a line that would be a request of the formatter.
 std::string roff(std::string const& text) {
     std::string result;
     for (const char c : text) {
@@ -36,13 +36,13 @@ std::string header(std::string const& title, std::string const& name, std::strin
 std::string exitCodes() {
     return ".SH EXIT STATUS\n"
            ".TP\n.B 0\nDone.\n"
-           ".TP\n.B 1\nFailed: a file cannot be read or written, or an input is none of the known kinds.\n"
+           ".TP\n.B 1\nFailed: a file cannot be read or written, or an input is not of a known kind.\n"
            ".TP\n.B 2\nThe command line is wrong.\n"
-           ".TP\n.B 3\nEverything is done, but slices of a frame failed.\n"
-           ".TP\n.B 4\nAn input is larger than the limits allow.\n"
-           ".TP\n.B 5\nA comparison found more difference than asked for, or a hash is another one.\n"
+           ".TP\n.B 3\nDone, but slices of a frame failed.\n"
+           ".TP\n.B 4\nAn input exceeds a limit.\n"
+           ".TP\n.B 5\nA comparison found more difference than allowed, or a hash differs.\n"
            ".TP\n.B 129, 130, 143\nInterrupted by SIGHUP, SIGINT or SIGTERM; unfinished files are removed.\n"
-           ".TP\n.B 141\nNobody reads standard output any more.\n";
+           ".TP\n.B 141\nStandard output was closed by its reader.\n";
 }
 
 std::string spelling(OptionDescription const& option) {
@@ -113,7 +113,7 @@ ExitCode runMan(ManOptions const& options) {
             return ExitCode::Done;
         }
     }
-    throw usageError("there is no command {}; see ravelo --help", options.command);
+    throw usageError("{} is not a command; see ravelo --help", options.command);
 }
 
 } // namespace

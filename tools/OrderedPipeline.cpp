@@ -11,8 +11,8 @@
 #include "Interrupt.h"
 
 void runInOrder(std::size_t maxInFlight, std::function<std::unique_ptr<OrderedTask>()> const& next) {
-    // The pipeline forgets what waits for its turn when it ends early, so the tasks belong to this function. They leave
-    // in the order in which they came.
+    // A pipeline that ends early drops undelivered tasks, so this function owns them. They are delivered in the order
+    // in which they were made.
     std::deque<std::unique_ptr<OrderedTask>> tasks;
     std::mutex mutex;
     using Token = OrderedTask*;

@@ -6,7 +6,8 @@
 #include <mutex>
 #include <vector>
 
-// A piece of a long job: work that may run beside that of other pieces, and an end that waits for its turn.
+// A part of a long job: work that may run at the same time as that of other parts, and a result that is delivered in
+// order.
 class OrderedTask {
 public:
     virtual ~OrderedTask() = default;
@@ -14,17 +15,17 @@ public:
     virtual void deliver() = 0; // called after work(), in the order in which the tasks were made
 };
 
-// Runs the tasks that `next` makes, one after the other, until it makes none. At most `maxInFlight` tasks are under
-// way. The first exception ends the run and reaches the caller; what was delivered before it stays delivered.
+// Runs the tasks that `next` returns, until it returns null. At most `maxInFlight` tasks run at once. The first
+// exception ends the run and reaches the caller; tasks delivered before it stay delivered.
 void runInOrder(std::size_t maxInFlight, std::function<std::unique_ptr<OrderedTask>()> const& next);
 
-// Limits the threads of the process for as long as the object lives; 0 means no limit.
+// Limits the threads of the process during the lifetime of the object; 0 means no limit.
 class ThreadLimit {
 public:
     explicit ThreadLimit(std::size_t maxThreads);
     ~ThreadLimit();
 
-    // The number of threads that share the work at present.
+    // The current maximum number of threads.
     static std::size_t current();
 
 private:
@@ -32,8 +33,8 @@ private:
     std::unique_ptr<Control> m_control;
 };
 
-// Objects that are costly to make, used by one task after the other. Threads take each other's work while they wait, so
-// an object belongs to a task and not to a thread.
+// Objects that are costly to construct, used by one task after the other. A waiting thread may run another task, so an
+// object belongs to a task and not to a thread.
 template <typename Object>
 class ObjectPool {
 public:

@@ -22,7 +22,7 @@ std::string folderOf(std::string const& path) {
     return parent.empty() ? "." : parent.string();
 }
 
-// Somebody who may write the folder too could have put the link there to have another file overwritten.
+// Another user who may write the folder could have placed the link there to have a different file overwritten.
 bool isForeignLink(std::string const& path, struct stat const& link) {
     struct stat folder;
     if (::stat(folderOf(path).c_str(), &folder) != 0)
@@ -31,13 +31,14 @@ bool isForeignLink(std::string const& path, struct stat const& link) {
     return isShared && link.st_uid != ::geteuid() && link.st_uid != folder.st_uid;
 }
 
-// Where the bytes for `path` really belong: a symbolic link stays, and the file that it names is written.
+// The file that is really written for `path`: a symbolic link is kept, and its target is written.
 std::string resolvedPath(std::string const& path) {
     struct stat status;
     if (::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode))
         return path;
     if (isForeignLink(path, status))
-        throw failure("cannot write {}: it is a symbolic link of another user in a folder that all may write", path);
+        throw failure("cannot write {}: it is a symbolic link of another user in a folder that all users may write",
+                      path);
     if (::stat(path.c_str(), &status) != 0 && errno != ENOENT)
         throw failure("cannot write {}: {}", path, std::strerror(errno));
     std::error_code error;
@@ -47,7 +48,7 @@ std::string resolvedPath(std::string const& path) {
     return resolved.string();
 }
 
-// The mask can only be read by setting it, which concerns all threads; so it is read once.
+// The mask can only be read by setting it, which affects all threads; so it is read once.
 mode_t permissionsOfNewFiles() {
     static const mode_t s_permissions = [] {
         const mode_t mask = ::umask(0);
@@ -88,7 +89,7 @@ void OutputFile::fail() const {
     throw failure("cannot write {}: {}", m_displayName, std::strerror(errno));
 }
 
-// A named pipe waits for its reader, but not deaf to signals.
+// A named pipe waits for its reader, but must not block signals meanwhile.
 void OutputFile::openSpecial(std::string const& path, bool isPipe) {
     while ((m_descriptor = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK)) < 0) {
         throwIfInterrupted();
@@ -100,9 +101,9 @@ void OutputFile::openSpecial(std::string const& path, bool isPipe) {
     m_isPipe = true;
 }
 
-// A write to a full pipe would wait deaf to signals. A descriptor of our own can be told not to wait, which would
-// concern others on the one that was handed down. Where there is no other one, a pipe that is ready takes PIPE_BUF
-// bytes at once.
+// A write to a full pipe would block and ignore signals. A descriptor of our own can be set to non-blocking, while on
+// the inherited one that would affect other processes. If none can be opened, a pipe that is ready accepts PIPE_BUF
+// bytes without blocking.
 void OutputFile::preparePipe() {
     struct stat status;
     if (::fstat(m_descriptor, &status) != 0 || !S_ISFIFO(status.st_mode))
@@ -123,7 +124,7 @@ void OutputFile::openRegular(std::string const& path) {
     m_folder = ::open(folderOf(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (m_folder < 0)
         fail();
-    // A name that the file system cannot hold is found out now and not when the content is there.
+    // An invalid name is detected now and not after the content has been computed.
     struct stat status;
     if (::fstatat(m_folder, m_name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || errno == ENOENT)
         m_temporary = std::make_unique<TemporaryFile>(m_folder);
@@ -165,7 +166,7 @@ void OutputFile::write(std::string_view text) {
     write(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
 
-// False when only the owner of the file that is there could make such a file.
+// False if only the owner of the existing file could create such a file.
 bool OutputFile::keepOwnerAndMode() {
     struct stat existing;
     struct stat own;
@@ -201,7 +202,7 @@ void OutputFile::copyIntoExisting() {
 
 void OutputFile::commit() {
     if (m_temporary && keepOwnerAndMode()) {
-        // Network file systems report a full disk as late as here.
+        // Network file systems may report a full disk only here.
         if (!m_temporary->close())
             fail();
         if (m_temporary->rename(m_name, m_overwrite))

@@ -13,19 +13,19 @@ std::vector<std::uint8_t> bytesOf(std::string const& text) {
     return {text.begin(), text.end()};
 }
 
-// The forms for viewers, which may be asked for in video range.
+// The formats for viewers, which can have video range.
 template <std::vector<std::uint8_t> (*bytesOfForm)(DecodedFrame const&, bool)>
 std::vector<std::uint8_t> viewerBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const&) {
     return bytesOfForm(frame, options.videoRange);
 }
 
-// The forms that nothing but the frame decides.
+// The formats that have no options.
 template <std::vector<std::uint8_t> (*bytesOfForm)(DecodedFrame const&)>
 std::vector<std::uint8_t> plainBytes(DecodedFrame const& frame, OutputOptions const&, std::string const&) {
     return bytesOfForm(frame);
 }
 
-// The line that checksum tools print and read. A name cannot make it two.
+// A line as checksum tools print and read it. Line ends in the name are escaped.
 template <std::string (*hashOf)(DecodedFrame const&)>
 std::vector<std::uint8_t> hashLine(DecodedFrame const& frame, OutputOptions const&, std::string const& name) {
     return bytesOf(hashOf(frame) + "  " + printable(name) + "\n");

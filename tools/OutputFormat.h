@@ -13,25 +13,25 @@ enum class OutputFormat { Png, Ppm, Pam, Y4m, Raw, Npy, Exr, Xxh3, Md5, Null };
 
 struct OutputOptions;
 
-// What a form of output is and what it can hold: a row of the table in OutputFormat.cpp, which is all that the rest of
-// the command knows of a form.
+// The properties of an output format: a row of the table in OutputFormat.cpp. The rest of the command asks for
+// properties and not for formats.
 struct OutputFormatInfo {
     OutputFormat format = OutputFormat::Null;
     std::string_view name = {};           // also the file name's extension, without the dot
     std::string_view otherName = {};      // another extension, or empty
     std::vector<std::uint32_t> bitDepths; // the first is the default
-    std::uint32_t maxAlphaDepth = 16;     // the most bits with which it holds an alpha plane; 0: it never does
-    bool isWritten = true;                // false: nobody sees the pixels
+    std::uint32_t maxAlphaDepth = 16;     // the greatest depth with an alpha plane; 0: never has one
+    bool isWritten = true;                // false: the pixels are discarded
     bool isText = false;                  // fit for a terminal
     bool holdsManyFrames = false;         // frame after frame in one file
     bool holdsRgb = false;                // a picture for viewers; otherwise the samples as the library delivers them
     bool holdsYCbCrOnly = false;
     bool holdsEmptyPictures = false; // pictures without columns or without lines
 
-    // The bytes of a frame; null where nothing is written. `name` is the frame's name in listings.
+    // The bytes of a frame; null if nothing is written. `name` is the frame's name in listings.
     std::vector<std::uint8_t> (*frameBytes)(DecodedFrame const& frame, OutputOptions const& options,
                                             std::string const& name) = nullptr;
-    // What comes before the first frame; null where that is nothing.
+    // The bytes before the first frame; null if there are none.
     std::vector<std::uint8_t> (*streamHeader)(DecodedFrame const& frame, OutputOptions const& options) = nullptr;
 };
 
@@ -44,21 +44,22 @@ std::optional<OutputFormat> outputFormatNamed(std::string_view name);
 // By the extension of a file name, in any case of letters.
 std::optional<OutputFormat> outputFormatOfPath(std::string const& path);
 
-// What does not come from the frame.
+// What the frame does not determine.
 struct OutputOptions {
     OutputFormat format = OutputFormat::Png;
     bool videoRange = false; // RGB of 4:2:2 frames in video range
     FrameRate frameRate;
 };
 
-// A frame's bytes in the form that `options` names. For y4m these are the bytes of one picture, without the header of
-// the stream. `name` is the frame's name in listings of hashes. Throws CommandError for what the form cannot hold.
+// A frame's bytes in the format of the options. For y4m these are the bytes of one picture, without the header of the
+// stream. `name` is the frame's name in listings of hashes. Throws CommandError for a frame that the format cannot
+// represent.
 std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const& name);
 
-// What comes before the first frame; empty for all forms but y4m.
+// The bytes before the first frame; empty for all formats except y4m.
 std::vector<std::uint8_t> streamHeader(DecodedFrame const& frame, OutputOptions const& options);
 
-// The forms, each in a unit of its own.
+// The formats, each in its own unit.
 std::vector<std::uint8_t> pngBytes(DecodedFrame const& frame, bool videoRange);
 std::vector<std::uint8_t> ppmBytes(DecodedFrame const& frame, bool videoRange);
 std::vector<std::uint8_t> pamBytes(DecodedFrame const& frame, bool videoRange);

@@ -6,8 +6,8 @@
 
 #include "Sequence.h"
 
-// The place that -o names for the results of a command: one file, a numbered sequence of files, or a folder in which
-// each file has the name of its source.
+// The destination that -o names: one file, a numbered sequence of files, or a folder in which each file has the name of
+// its source.
 class OutputName {
 public:
     explicit OutputName(std::string const& text);
@@ -16,12 +16,12 @@ public:
     bool isFolder() const { return m_isFolder; }
     bool isSequence() const { return m_pattern.has_value(); }
 
-    // One file takes everything.
+    // All results go to one file.
     bool isSingleFile() const { return !m_isFolder && !m_pattern; }
 
     std::string const& text() const { return m_text; }
 
-    // The file for one result. `extension` comes without its dot and is used in a folder only.
+    // The file for one result. `extension` has no dot and is used in a folder only.
     std::string pathFor(std::string const& sourcePath, std::uint64_t number, std::string const& extension) const;
 
 private:

@@ -41,13 +41,13 @@ std::unique_ptr<PictureReader> makePictureReader(InputFile& file, std::uint64_t 
         return std::make_unique<PnmReader>(file, maxPixels);
     if (startsWith(start, kY4mSignature))
         return std::make_unique<Y4mReader>(file, maxPixels);
-    throw failure("{} is no picture that can be read: PNG, PGM, PPM, PAM (binary) and Y4M are", file.name());
+    throw failure("{} is not a PNG, PGM, PPM, PAM (binary) or Y4M file", file.name());
 }
 
 InputPicture readPicture(std::string const& path) {
     InputFile file(path);
     std::optional<InputPicture> picture = makePictureReader(file)->next();
     if (!picture)
-        throw failure("{} holds no picture", file.name());
+        throw failure("{} does not contain a picture", file.name());
     return *std::move(picture);
 }

@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-// Everything is inlined from the header, so that no library is needed at run time.
+// All code is inlined from the header, so that no library is needed at run time.
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
@@ -14,7 +14,7 @@
 #include "CommandError.h"
 #include "OutputFormat.h"
 
-// Both hash the rows one after the other, without what stands between them: the bytes that the raw form has.
+// Both hash the rows one after the other, without the gaps between them: the bytes of the raw format.
 
 std::string xxh3OfPixels(DecodedFrame const& frame) {
     const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(), XXH3_freeState);
@@ -41,7 +41,7 @@ std::string md5OfPixels(DecodedFrame const& frame) {
 #else
 
 std::string md5OfPixels(DecodedFrame const&) {
-    throw failure("this ravelo was built without MD5; xxh3 is there");
+    throw failure("this ravelo was built without MD5; use xxh3");
 }
 
 #endif

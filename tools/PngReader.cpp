@@ -14,13 +14,13 @@
 
 namespace {
 
-// The state of one run through the library. Everything that owns memory stands here, outside of the functions that
-// longjmp leaves.
+// The state of one run of the library. All objects that own memory are here, outside of the functions that longjmp
+// leaves.
 struct PngInput {
     explicit PngInput(InputFile& inputFile) : file(inputFile) {}
 
     InputFile& file;
-    std::exception_ptr fileError; // what the file threw, which may not pass through the library
+    std::exception_ptr fileError; // thrown by the file; must not pass through the library
     std::string errorText;
     png_structp png = nullptr;
     png_infop info = nullptr;
@@ -54,12 +54,12 @@ void readBytes(png_structp png, png_bytep target, std::size_t numBytes) {
         png_error(png, "the file ends early");
 }
 
-// Reads everything before the pixels and asks for plain gray or RGB samples of 8 or 16 bits. False after an error.
+// Reads everything before the pixels and selects plain gray or RGB samples of 8 or 16 bits. False after an error.
 bool readHeader(PngInput& input) {
     if (setjmp(png_jmpbuf(input.png)))
         return false;
     png_set_user_limits(input.png, kMaxSide, kMaxSide);
-    // Texts and profiles would be kept, however many there are.
+    // Any number of texts and profiles would be kept in memory.
     png_set_keep_unknown_chunks(input.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_set_read_fn(input.png, &input, readBytes);
     png_read_info(input.png, input.info);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Everything that owns memory stands here, outside of the function that longjmp leaves.
+// All objects that own memory are here, outside of the function that longjmp leaves.
 struct PngOutput {
     std::vector<std::uint8_t> bytes;
     std::string errorText;
@@ -45,7 +45,7 @@ void appendBytes(png_structp png, png_bytep bytes, std::size_t numBytes) {
 
 void flushNothing(png_structp) {}
 
-// Samples of the file: one byte, or two with the high one first.
+// Samples of the file: one byte, or two with the high byte first.
 void packRow(std::uint16_t const* samples, bool twoBytes, std::vector<std::uint8_t>& row) {
     const std::size_t numSamples = twoBytes ? row.size() / 2 : row.size();
     for (std::size_t i = 0; i < numSamples; ++i) {
@@ -63,7 +63,7 @@ bool writePng(RgbImage const& image, PngOutput& output) {
     if (setjmp(png_jmpbuf(output.png)))
         return false;
     png_set_write_fn(output.png, &output, appendBytes, flushNothing);
-    // A frame is decoded far faster than zlib compresses it; the low levels lose little on photographs.
+    // A frame decodes much faster than zlib compresses it; low levels cost little size on photographs.
     png_set_compression_level(output.png, 3);
     png_set_filter(output.png, 0, PNG_FILTER_SUB | PNG_FILTER_UP);
     png_set_IHDR(output.png, output.info, image.width, image.height, twoBytes ? 16 : 8,
@@ -93,6 +93,6 @@ std::vector<std::uint8_t> pngOf(RgbImage const& image) {
         throw std::bad_alloc();
     output.row.resize(std::size_t{image.width} * image.channels * (image.maxValue > 255 ? 2 : 1));
     if (!writePng(image, output))
-        throw failure("cannot make a PNG: {}", output.errorText);
+        throw failure("cannot write PNG: {}", output.errorText);
     return std::move(output.bytes);
 }

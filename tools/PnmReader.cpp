@@ -42,9 +42,9 @@ std::uint64_t PnmReader::takeNumber() {
     std::uint64_t number = 0;
     for (; byte >= '0' && byte <= '9'; byte = takeByte())
         number = std::min(number * 10 + (byte - '0'), kMaxNumber);
-    // The number ends with one white space, the last of them right before the samples.
+    // One white space follows each number; the last one is directly before the samples.
     if (!isSpace(byte))
-        throw failure("{} is damaged: its header holds something that is no number", m_file.name());
+        throw failure("{} is damaged: its header contains a word that is not a number", m_file.name());
     return number;
 }
 
@@ -82,7 +82,7 @@ PnmReader::Header PnmReader::pamHeader() {
                                : key == "MAXVAL" ? &header.maxValue
                                                  : nullptr;
         if (field != nullptr && !(line >> *field))
-            throw failure("{} is damaged: its {} is no number", m_file.name(), key);
+            throw failure("{} is damaged: its {} is not a number", m_file.name(), key);
     }
     throw failure("{} is damaged: its header does not end", m_file.name());
 }
@@ -118,12 +118,12 @@ std::optional<InputPicture> PnmReader::next() {
         return std::nullopt;
     std::array<std::uint8_t, 2> signature = {};
     if (!m_file.read(signature) || signature[0] != 'P' || signature[1] < '5' || signature[1] > '7')
-        throw failure("{} is damaged: behind a picture stands something that is none", m_file.name());
+        throw failure("{} is damaged: the data after a picture is not another picture", m_file.name());
     const Header header = signature[1] == '7' ? pamHeader() : pnmHeader(signature[1] == '6' ? 3 : 1);
     checkPictureSize(m_file.name(), header.width, header.height, m_maxPixels);
     if (header.maxValue < 1 || header.maxValue > 65535)
-        throw failure("{} is damaged: its largest value is {}, not 1 to 65535", m_file.name(), header.maxValue);
+        throw failure("{} is damaged: its maximum value is {}, not 1 to 65535", m_file.name(), header.maxValue);
     if (header.depth < 1 || header.depth > 4)
-        throw failure("{} has {} samples a pixel; 1 to 4 can be read", m_file.name(), header.depth);
+        throw failure("{} has {} samples per pixel; it can have 1 to 4", m_file.name(), header.depth);
     return readSamples(header);
 }

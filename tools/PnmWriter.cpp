@@ -5,7 +5,7 @@
 
 namespace {
 
-// The samples behind a header: one byte, or two with the high one first where the largest value needs them.
+// The header, and then the samples: one byte, or two with the high byte first if the maximum value needs them.
 std::vector<std::uint8_t> withSamples(std::string const& header, RgbImage const& image, std::uint32_t channels) {
     std::vector<std::uint8_t> bytes(header.begin(), header.end());
     bytes.reserve(header.size() + image.samples.size() * 2);

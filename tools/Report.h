@@ -7,5 +7,5 @@
 // Writes a report to standard output.
 void printReport(std::string const& text);
 
-// The same in JSON. Names of files may hold bytes that are not UTF-8; JSON gets a replacement for those.
+// The same in JSON. Bytes of file names that are not UTF-8 are replaced.
 void printJson(Json const& report);

@@ -16,8 +16,8 @@ struct ComponentRow {
     explicit ComponentRow(std::size_t width) : y(width), cb(width), cr(width) {}
 };
 
-// Cb Y Cr Y for two pixels. Chroma lies on the even columns; an odd one gets the mean of its neighbours. A line of odd
-// width ends with Cb Y, and its last pixel takes over the Cr before it.
+// Cb Y Cr Y for two pixels. Chroma belongs to the even columns; an odd one gets the mean of its neighbours. A line of
+// odd width ends with Cb Y, and its last pixel uses the Cr before it.
 void split422(std::vector<std::uint16_t> const& samples, std::uint16_t neutral, ComponentRow& row) {
     const std::size_t width = row.y.size();
     for (std::size_t x = 0; x < width; ++x) {

@@ -14,7 +14,7 @@ struct RgbImage {
     std::vector<std::uint16_t> samples;
 };
 
-// The picture of a decoded frame. RGB samples of the library are taken as they are. Y'CbCr samples go through the
-// matrix that the frame names, with chroma interpolated to all columns in 4:2:2, to RGB of the full range, or of video
-// range where `videoRange` asks for it.
+// The picture of a decoded frame. RGB samples of the library are used unchanged. Y'CbCr samples are converted with the
+// matrix that the frame names, with chroma interpolated to all columns in 4:2:2, to RGB in full range, or in video
+// range if `videoRange` is true.
 RgbImage rgbImageOf(DecodedFrame const& frame, bool videoRange = false);

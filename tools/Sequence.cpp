@@ -20,7 +20,7 @@ std::optional<std::uint64_t> numberOf(std::string const& text) {
     return number;
 }
 
-// Reads a text from front to back.
+// Reads a text in order.
 class TextCursor {
 public:
     explicit TextCursor(std::string_view text) : m_rest(text) {}
@@ -34,7 +34,7 @@ public:
         return true;
     }
 
-    // A number of up to 18 digits, which stays far from the end of its type.
+    // A number of up to 18 digits, which cannot overflow.
     std::optional<std::uint64_t> takeNumber() {
         const std::size_t digits = std::min(m_rest.find_first_not_of(kDigits), m_rest.size());
         if (digits == 0 || digits > 18)
@@ -75,12 +75,12 @@ void appendRange(std::string const& part, std::string const& where, std::vector<
     if (!range)
         throw usageError("{}'{}' is not a list of numbers such as 1-100x2,200", where, part);
     if (range->last < range->first)
-        throw usageError("{}the range '{}' runs backwards", where, part);
+        throw usageError("{}the range '{}' ends before it starts", where, part);
     if (range->step == 0)
-        throw usageError("{}the range '{}' has a step of 0", where, part);
+        throw usageError("{}the range '{}' has the step 0; it must be at least 1", where, part);
     const std::uint64_t count = (range->last - range->first) / range->step + 1;
     if (count > kMaxNumbers - std::min(kMaxNumbers, numbers.size()))
-        throw usageError("{}with the range '{}' there are more numbers than {}", where, part, kMaxNumbers);
+        throw usageError("{}with the range '{}' there are more than {} numbers, the maximum", where, part, kMaxNumbers);
     for (std::uint64_t i = 0; i < count; ++i)
         numbers.push_back(range->first + i * range->step);
 }
@@ -119,8 +119,8 @@ std::optional<NumberPlace> findRun(std::string const& name) {
     return NumberPlace{start, last + 1, static_cast<std::uint32_t>(last + 1 - start)};
 }
 
-// Where a list such as "1-100x2" starts that ends at `end`; `end` itself when there is none. A number alone belongs to
-// the name, so a list has a range at its start.
+// The start of a list such as "1-100x2" that ends at `end`; `end` itself if there is none. A single number is part of
+// the name, so a list starts with a range.
 std::size_t listStart(std::string const& name, std::size_t end) {
     const std::size_t before = end == 0 ? std::string::npos : name.find_last_not_of("0123456789x,-", end - 1);
     for (std::size_t start = before == std::string::npos ? 0 : before + 1; start < end; ++start) {
@@ -183,7 +183,7 @@ std::vector<std::uint64_t> SequencePattern::existingNumbers() const {
             continue;
         const std::string digits = name.substr(start.size(), name.size() - start.size() - m_suffix.size());
         const std::optional<std::uint64_t> number = numberOf(digits);
-        // The number alone makes the name, so that 7 and 0007 do not both count.
+        // Only the name that nameOf() gives counts, so that 7 and 0007 are not both found.
         if (number && std::filesystem::path(nameOf(*number)).filename() == name)
             numbers.push_back(*number);
     }
@@ -201,8 +201,8 @@ bool fileExists(std::string const& path) {
 std::vector<std::uint64_t> everyNumberBetween(std::vector<std::uint64_t> const& existing, std::string const& argument) {
     const std::uint64_t count = existing.back() - existing.front();
     if (count >= kMaxNumbers)
-        throw failure("{} names files from {} to {}; give the wanted ones by --frames", argument, existing.front(),
-                      existing.back());
+        throw failure("{} matches files from {} to {}, which is too many; select some with --frames", argument,
+                      existing.front(), existing.back());
     std::vector<std::uint64_t> numbers(count + 1);
     for (std::uint64_t i = 0; i <= count; ++i)
         numbers[i] = existing.front() + i;
@@ -215,11 +215,11 @@ void appendSequence(std::string const& argument, SequencePattern const& pattern,
     if (numbers.empty()) {
         const std::vector<std::uint64_t> existing = pattern.existingNumbers();
         if (existing.empty())
-            throw failure("no file has a name like {}", argument);
+            throw failure("no file matches {}", argument);
         numbers = everyNumberBetween(existing, argument);
     }
     if (numbers.size() > kMaxNumbers - std::min(kMaxNumbers, items.size()))
-        throw usageError("with {} there are more files than {}", argument, kMaxNumbers);
+        throw usageError("with {} there are more than {} files, the maximum", argument, kMaxNumbers);
     for (const std::uint64_t number : numbers) {
         throwIfInterrupted();
         std::string path = pattern.nameOf(number);
@@ -235,7 +235,7 @@ std::vector<SequenceItem> expandSequences(std::vector<std::string> const& argume
         numbers.empty() ? std::vector<std::uint64_t>{} : parseNumberList(numbers, "--frames: ");
     std::vector<SequenceItem> items;
     for (std::string const& argument : arguments) {
-        // A file that really has such a name is meant itself.
+        // An existing file of that name is not a sequence.
         const std::optional<SequencePattern> pattern =
             argument == "-" || fileExists(argument) ? std::nullopt : SequencePattern::parse(argument);
         if (pattern)

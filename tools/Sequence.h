@@ -5,23 +5,23 @@
 #include <string>
 #include <vector>
 
-// The most numbers of a list, and the most items of a command line.
+// The maximum number of numbers in a list, and of items on a command line.
 inline constexpr std::size_t kMaxNumbers = 10'000'000;
 
 // The numbers of a list such as "1-100x2,200": ranges with both ends included and an optional step. Throws CommandError
-// for a list that makes no sense or has more than kMaxNumbers numbers; `where` is what the message starts with.
+// for a list that is invalid or has more than kMaxNumbers numbers; the message starts with `where`.
 std::vector<std::uint64_t> parseNumberList(std::string const& text, std::string const& where = "");
 
 // The name of a numbered sequence, in one of the usual spellings: shot.%04d.rvl, shot.####.rvl or shot.@@@@.rvl, where
-// the count of # or @ is the least count of digits. A list may stand in front of # and @: shot.1-100x2####.rvl.
+// the number of # or @ is the minimum number of digits. A list may precede # and @: shot.1-100x2####.rvl.
 class SequencePattern {
 public:
-    // Nothing when the last part of the path holds no place for a number.
+    // Nothing if the last part of the path has no place for a number.
     static std::optional<SequencePattern> parse(std::string const& path);
 
     std::string nameOf(std::uint64_t number) const;
 
-    // The numbers of the list in the name; empty when there is none.
+    // The numbers of the list in the name; empty if there is none.
     std::vector<std::uint64_t> const& listedNumbers() const { return m_listedNumbers; }
 
     // The numbers of the files that exist, in ascending order.
@@ -34,13 +34,13 @@ private:
     std::vector<std::uint64_t> m_listedNumbers;
 };
 
-// One frame, or picture, that a command line asks for.
+// One frame or picture of a command line.
 struct SequenceItem {
     std::string path;
-    std::uint64_t number = 0; // its number in the sequence; for other files, their place on the command line
-    bool exists = true;       // false for a hole in a sequence; other files are not looked at
+    std::uint64_t number = 0; // its number in the sequence; for other files, their position on the command line
+    bool exists = true;       // false for a hole in a sequence; other files are not checked
 };
 
 // The items of the arguments, in order. A sequence without a list of numbers runs from its first to its last file; the
-// numbers between that have no file are holes. `numbers` is a list for sequences that bring none; it may be empty.
+// numbers in between without a file are holes. `numbers` is a list for sequences that have none; it may be empty.
 std::vector<SequenceItem> expandSequences(std::vector<std::string> const& arguments, std::string const& numbers);

@@ -7,15 +7,15 @@
 
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
     command.flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
-    command.flag("-v,--verbose", verbosity.verbose, "a line for each file that is done");
+    command.flag("-v,--verbose", verbosity.verbose, "print a line for each finished file");
 }
 
 void addForceOption(Subcommand& command, bool& force) {
-    command.flag("-f,--force", force, "overwrite files that exist");
+    command.flag("-f,--force", force, "overwrite existing files");
 }
 
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
-    command.option("--max-pixels", maxPixels, "refuse frames and pictures of more pixels; 0 lifts the limit")
+    command.option("--max-pixels", maxPixels, "refuse frames and pictures of more pixels; 0 means no limit")
         .value("N")
         .between(0, std::numeric_limits<std::uint64_t>::max())
         .showDefault();
@@ -25,14 +25,14 @@ void addFrameLimitsOptions(Subcommand& command, FrameLimits& limits) {
     addMaxPixelsOption(command, limits.maxPixels);
     command
         .option("--max-read-factor", limits.maxReadFactor,
-                "refuse frames whose slices read more than so many times the bytes of the frame; 0 lifts the limit")
+                "refuse frames whose slices together read more than N times the size of the frame; 0 means no limit")
         .value("N")
         .between(0, 1000000)
         .showDefault();
 }
 
 void addThreadsOption(Subcommand& command, std::size_t& threads) {
-    command.option("--threads", threads, "most threads; 0 for all that the machine has")
+    command.option("--threads", threads, "maximum number of threads; 0 means one for each processor")
         .value("N")
         .between(0, 1024)
         .showDefault();
@@ -40,7 +40,8 @@ void addThreadsOption(Subcommand& command, std::size_t& threads) {
 
 void addFrameLoopOptions(Subcommand& command, FrameLoopOptions& options) {
     addThreadsOption(command, options.threads);
-    command.option("--in-flight", options.inFlight, "most frames under way at once; 0 lets the command choose")
+    command
+        .option("--in-flight", options.inFlight, "maximum number of frames decoded at once; 0 lets the command choose")
         .value("N")
         .between(0, 1024)
         .showDefault();
@@ -48,7 +49,7 @@ void addFrameLoopOptions(Subcommand& command, FrameLoopOptions& options) {
 }
 
 void addTargetOption(Subcommand& command, std::string& target) {
-    command.option("--target", target, "code path of the library; auto takes the best")
+    command.option("--target", target, "code path of the library; auto selects the best")
         .value("TARGET")
         .oneOf({"auto", "baseline", "avx2"})
         .showDefault();
@@ -66,7 +67,7 @@ void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, st
 }
 
 void addFailedSlicesOptions(Subcommand& command, RequestOptions& options) {
-    command.option("--failed", options.failed, "what becomes of slices that fail; left means samples of 0")
+    command.option("--failed", options.failed, "what to write for slices that fail; left means samples of 0")
         .value("WHAT")
         .oneOf({"black", "marked", "left"})
         .showDefault();
@@ -76,12 +77,12 @@ void addFailedSlicesOptions(Subcommand& command, RequestOptions& options) {
 }
 
 void addRequestOptions(Subcommand& command, RequestOptions& options) {
-    command.option("--size", options.size, "size of the decoded picture; all but full come in 8 bits")
+    command.option("--size", options.size, "size of the decoded picture; reduced sizes have 8 bits")
         .value("SIZE")
         .oneOf({"full", "half", "quarter", "eighth"})
         .showDefault();
-    command.option("--depth", options.bitDepth, "bits of a sample of the output").value("BITS").oneOf({8, 10, 15, 16});
-    command.option("--coding", options.coding, "what the library delivers for 4:4:4 frames")
+    command.option("--depth", options.bitDepth, "bits per sample of the output").value("BITS").oneOf({8, 10, 15, 16});
+    command.option("--coding", options.coding, "color coding that the library delivers for 4:4:4 frames")
         .value("CODING")
         .oneOf({"ycbcr", "rgb", "rgb-video"});
     addTargetOption(command, options.target);
@@ -89,7 +90,7 @@ void addRequestOptions(Subcommand& command, RequestOptions& options) {
 
 OptimizationTarget targetNamed(std::string const& name) {
     if (name == "avx2" && RaveloDecoderInterface::GetMaxOptType() == 0)
-        throw failure("this processor cannot run the target avx2; --target auto takes what it can");
+        throw failure("this processor cannot run the target avx2; use --target auto or baseline");
     // The library itself lowers the target to what the processor can run.
     return name == "baseline" ? OptimizationTarget::Baseline : OptimizationTarget::AVX2;
 }
@@ -117,7 +118,8 @@ DecodeRequest requestOf(RequestOptions const& options, std::uint32_t defaultBitD
     const std::uint32_t fallback = request.downSampleFactor == 0 ? defaultBitDepth : 8;
     request.bitDepth = options.bitDepth == 0 ? fallback : options.bitDepth;
     if (request.downSampleFactor != 0 && request.bitDepth != 8)
-        throw usageError("--size {} comes in 8 bits only, not in {}", options.size, request.bitDepth);
+        throw usageError("--depth: {0} is not possible with --size {1}; reduced sizes have 8 bits", request.bitDepth,
+                         options.size);
     request.colorCoding = options.coding == "ycbcr"       ? ColorCoding_YCbCr
                           : options.coding == "rgb"       ? ColorCoding_RGBFull
                           : options.coding == "rgb-video" ? ColorCoding_RGBVideo

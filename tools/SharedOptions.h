@@ -11,14 +11,14 @@
 #include "DecodedFrame.h"
 #include "FrameTask.h"
 
-// A subcommand with its options in `Options`, whose run function gets them.
+// Adds a subcommand with its options in `Options`, which are passed to its run function.
 template <typename Options>
 Subcommand addCommand(CommandLine& commandLine, std::string const& name, std::string const& description,
                       std::shared_ptr<Options> const& options, ExitCode (*run)(Options const&)) {
     return commandLine.add(name, description, [options, run] { return run(*options); });
 }
 
-// Options that several subcommands have.
+// Options of several subcommands.
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity);
 void addForceOption(Subcommand& command, bool& force);
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels);

@@ -14,7 +14,7 @@ constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
 constexpr Rgb kFailedColor = {255, 0, 255};
 // From the least to the largest value.
 constexpr std::array<Rgb, 5> kScale = {{{40, 60, 220}, {0, 180, 220}, {60, 200, 60}, {250, 220, 40}, {225, 30, 30}}};
-// How bright black is: its colour must be seen too.
+// The brightness of black, whose colour must be visible too.
 constexpr double kLeastBrightness = 0.3;
 
 Rgb colorAt(double place) {
@@ -78,7 +78,7 @@ private:
     RgbImage& m_image;
 };
 
-// Alpha would hide what the picture is made for.
+// Alpha would hide the colours.
 void dropAlpha(RgbImage& image) {
     if (image.channels == 3)
         return;
@@ -99,7 +99,7 @@ std::vector<InspectedSlice> inspectSlices(std::span<const std::uint8_t> frame, D
     for (PictureHeader const& picture : parsePictureHeaders(frame, decoded.header())) {
         for (SliceHeader const& header : parseSliceHeaders(frame, decoded.header(), picture)) {
             slices.push_back({index, header, nullptr});
-            // The report of damage has the order of the frame.
+            // The damage report is in the order of the frame.
             if (damage != decoded.damage().end() && damage->picture == index && damage->row == header.row &&
                 damage->column == header.column) {
                 slices.back().failed = kComponentNames[damage->component];

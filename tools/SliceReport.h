@@ -6,7 +6,7 @@
 #include "DecodedFrame.h"
 #include "RgbImage.h"
 
-// A slice as the frame's tables tell it, and what came of its decode.
+// A slice as described by the frame's tables, and the result of its decode.
 struct InspectedSlice {
     std::uint32_t picture = 0; // 0 for the first coded picture, 1 for the second
     SliceHeader header;
@@ -24,7 +24,7 @@ struct SliceStatistics {
     std::uint32_t largest = 0;
 };
 
-// The properties that tables, reports and totals have, under their names.
+// The properties of slices in tables, reports and totals, with their names.
 struct SliceProperty {
     const char* name;
     std::uint32_t SliceHeader::*value;
@@ -42,8 +42,8 @@ struct SlicePicture {
     double largest = 0; // at the red end
 };
 
-// The decoded frame at full size, in 8 bits, in which the brightness is that of the frame and the colour tells the
-// bytes a macroblock of its slice, or the slice's quantization_index: from blue for the least by green and yellow to
-// red. Slices that failed are magenta.
+// The decoded frame at full size, in 8 bits, with the brightness of the frame and a colour that shows the bytes per
+// macroblock of each slice, or its quantization_index: from blue for the least through green and yellow to red. Slices
+// that failed are magenta.
 SlicePicture pictureOfSlices(std::vector<InspectedSlice> const& slices, DecodedFrame const& decoded,
                              SliceColors colors);

@@ -34,7 +34,7 @@ void convertRgb(InputPicture const& picture, std::uint32_t matrix_coefficients, 
     source.bitDepth = kWorkingBits;
 }
 
-// Luma of the full code range, and chroma around the middle code, brought to studio range.
+// Converts full-range luma, and chroma around the middle code, to studio range.
 void convertFullRange(InputPicture const& picture, SourcePicture& source) {
     const StudioRange range(kWorkingSteps);
     const float maximum = static_cast<float>(picture.maxValue);

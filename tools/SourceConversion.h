@@ -5,7 +5,7 @@
 #include "InputPicture.h"
 #include "SourcePicture.h"
 
-// What a picture becomes on its way into the encoder.
+// The format that the encoder gets for a picture.
 struct SourceForm {
     ChromaFormat chromaFormat = ChromaFormat::C422;
     std::uint32_t alphaBits = 0;           // 0, 8 or 16; a picture without alpha gets an opaque plane

@@ -15,20 +15,20 @@
 
 namespace {
 
-// Short, so that it fits wherever the final name fits.
+// Short, so that it is valid wherever the final name is.
 constexpr std::size_t kNameBytes = 24;
 constexpr int kMaxAttempts = 100;
 
-// Files that exist, for a signal handler: memory that stays, of which each place belongs to one file at a time.
+// The existing temporary files, for a signal handler: static memory, of which each place belongs to one file at a time.
 struct Place {
     static constexpr int kFree = -1;
-    static constexpr int kTaken = -2; // by a file whose name is not there yet
+    static constexpr int kTaken = -2; // by a file whose name is not stored yet
 
     std::atomic<int> folder = kFree;
     std::array<char, kNameBytes> name = {};
 };
 
-// More than the outputs that a command can have under way at once. A file without a place is only not removed.
+// More than the outputs that a command can write at once. A file without a place is not removed after a signal.
 constexpr std::size_t kMaxFiles = 2048;
 std::array<Place, kMaxFiles> s_places;
 
@@ -77,7 +77,7 @@ bool TemporaryFile::close() {
 bool TemporaryFile::rename(std::string const& name, bool overwrite) {
     const unsigned flags = overwrite ? 0 : RENAME_NOREPLACE;
     bool isDone = ::renameat2(m_folder, m_name.c_str(), m_folder, name.c_str(), flags) == 0;
-    // File systems that do not know this form of renaming get the plain one.
+    // File systems without this form of renaming get the plain one.
     if (!isDone && !overwrite && (errno == EINVAL || errno == ENOSYS))
         isDone = ::renameat(m_folder, m_name.c_str(), m_folder, name.c_str()) == 0;
     if (isDone)

@@ -44,11 +44,11 @@ struct Finding {
     std::uint64_t slices = 0;            // of all pictures
     std::vector<ravelo_damage> damage;   // slices that failed
     std::optional<PixelHash> hash;       // of the pixels
-    std::optional<PixelHash> wantedHash; // to which it should be equal
+    std::optional<PixelHash> wantedHash; // the expected one
 
     bool isEqual() const { return !wantedHash || wantedHash == hash; }
 
-    // That of the gravest fault.
+    // That of the most severe fault.
     ExitCode exitCode() const {
         if (!error.empty())
             return errorCode;
@@ -73,7 +73,7 @@ struct Finding {
     }
 };
 
-// From the gravest: what could not be looked at, then what is wrong with it.
+// From the most severe: frames that could not be decoded, then frames with faults.
 constexpr ExitCode kGravity[] = {ExitCode::Failed, ExitCode::Limit, ExitCode::Damaged, ExitCode::NotEqual};
 
 class VerifyJob {
@@ -107,8 +107,7 @@ private:
     Json m_report = Json::array();     // of --json, a frame each
 };
 
-// Decodes one frame and hashes its pixels. A frame for which that fails ends nothing: the others are examined all the
-// same.
+// Decodes one frame and hashes its pixels. If that fails, the other frames are still verified.
 class VerifyTask : public FrameTask {
 public:
     VerifyTask(VerifyJob& job, SequenceItem const& item)
@@ -119,7 +118,7 @@ public:
     void work() override {
         try {
             if (!m_item.exists)
-                throw failure("{} does not exist; --missing skip goes on without it", m_item.path);
+                throw failure("{} does not exist; --missing skip continues without it", m_item.path);
             m_finding.wantedHash = m_job.m_list ? m_job.m_list->hashFor(name()) : m_job.m_hash;
             FrameTask::work();
         } catch (CommandError const& error) {
@@ -181,7 +180,7 @@ void VerifyJob::printText(Finding const& finding) const {
     if (!finding.damage.empty())
         text += ", " + damageSummary(finding.damage.size(), finding.slices);
     if (!finding.isEqual())
-        text += fmt::format(", {} and not {}", finding.hash->text(), finding.wantedHash->text());
+        text += fmt::format(", {} instead of {}", finding.hash->text(), finding.wantedHash->text());
     else if (m_options.verbosity.verbose)
         text += ", " + finding.hash->text();
     text += "\n";
@@ -235,9 +234,10 @@ ExitCode VerifyJob::run() {
     if (m_options.missing == "skip")
         std::erase_if(items, [](SequenceItem const& item) { return !item.exists; });
     if (m_hash && items.size() > 1)
-        throw usageError("--hash is for one frame, and there are {}; --list takes a file of hashes", items.size());
+        throw usageError("--hash applies to one frame, but there are {}; use --list with a file of hashes",
+                         items.size());
 
-    // Lines of the report and of the progress would mix on one terminal.
+    // On one terminal the lines of the report and of the progress would be mixed.
     const bool printsLines = !m_options.json && !m_options.verbosity.quiet && ::isatty(STDOUT_FILENO) == 1;
     m_progress = std::make_unique<Progress>("verified", items.size(),
                                             Verbosity{m_options.verbosity.quiet || printsLines, false});
@@ -249,7 +249,7 @@ ExitCode VerifyJob::run() {
 
 ExitCode runVerify(VerifyOptions const& options) {
     if (options.list == "-" && std::find(options.frames.begin(), options.frames.end(), "-") != options.frames.end())
-        throw usageError("standard input can be a frame or the list of hashes, not both");
+        throw usageError("standard input can be either a frame or the list of hashes, not both");
     return VerifyJob(options).run();
 }
 
@@ -257,22 +257,23 @@ ExitCode runVerify(VerifyOptions const& options) {
 
 void addVerifyCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<VerifyOptions>();
-    Subcommand command = addCommand(
-        commandLine, "verify", "Decode frames, report slices that fail, and compare with hashes", options, runVerify);
+    Subcommand command = addCommand(commandLine, "verify", "Decode frames, report slices that fail, and compare hashes",
+                                    options, runVerify);
     addFramesArgument(command, options->frames, options->numbers);
     const Argument list =
-        command.option("--list", options->list, "file of hashes, as decode -F xxh3 or md5 prints them").value("FILE");
-    command.option("--hash", options->hash, "hash that the frame's pixels must have, such as xxh3:0123456789abcdef")
+        command.option("--list", options->list, "file of expected hashes, as printed by decode -F xxh3 or md5")
+            .value("FILE");
+    command.option("--hash", options->hash, "expected hash of the frame's pixels, such as xxh3:0123456789abcdef")
         .value("HASH")
         .excludes(list);
     addRequestOptions(command, options->request);
     addFailedSlicesOptions(command, options->request);
-    command.option("--missing", options->missing, "what a hole in a sequence is")
+    command.option("--missing", options->missing, "what to do for a missing frame of a sequence")
         .value("WHAT")
         .oneOf({"error", "skip"})
         .showDefault();
     addFrameLoopOptions(command, options->loop);
     addJsonOption(command, options->json);
-    command.flag("-q,--quiet", options->verbosity.quiet, "no report; the exit code tells");
-    command.flag("-v,--verbose", options->verbosity.verbose, "tell each slice that failed, and the hashes");
+    command.flag("-q,--quiet", options->verbosity.quiet, "no report; only the exit code");
+    command.flag("-v,--verbose", options->verbosity.verbose, "report each slice that failed, and the hashes");
 }

@@ -15,7 +15,7 @@ std::uint64_t numberOf(std::string_view text) {
     return error == std::errc() && end == text.data() + text.size() ? number : 0;
 }
 
-// The bits of "p10" behind the name of a chroma form; 8 without it, 0 for anything else.
+// The bits in "p10" after the name of a chroma format; 8 without it, 0 for anything else.
 std::uint32_t bitDepthOf(std::string_view suffix) {
     if (suffix.empty())
         return 8;
@@ -78,7 +78,7 @@ void Y4mReader::readParameter(std::string const& parameter) {
             m_form.fullRange = true;
         break;
     default:
-        // The frame rate and the shape of a pixel have no place in a frame.
+        // A frame has no fields for the frame rate and the shape of pixels.
         break;
     }
 }
@@ -101,12 +101,12 @@ void Y4mReader::readColorSpace(std::string const& name) {
     } else if (name == "420" || name == "420jpeg") {
         bitDepth = 8;
     } else if (name.starts_with("420")) {
-        // The deeper forms come from video tools, whose chroma lies on the even columns.
+        // The deeper formats come from video tools, whose chroma belongs to the even columns.
         m_form.chroma = ChromaLayout::C420CoSited;
         bitDepth = name == "420mpeg2" || name == "420paldv" ? 8 : bitDepthOf(name.substr(3));
     }
     if (bitDepth == 0)
-        throw failure("{} has the colour form {}; 420, 422, 444, 444alpha and mono with 8 to 16 bits can be read",
+        throw failure("{} has the colour space {}; it can have 420, 422, 444, 444alpha or mono with 8 to 16 bits",
                       m_file.name(), name);
     m_form.maxValue = (1u << bitDepth) - 1;
 }

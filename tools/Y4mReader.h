@@ -19,5 +19,5 @@ private:
 
     InputFile& m_file;
     std::uint64_t m_maxPixels;
-    InputPicture m_form; // everything of a picture but its samples
+    InputPicture m_form; // a picture without its samples
 };

@@ -5,7 +5,7 @@
 
 namespace {
 
-// 4:4:4 with alpha exists with 8 bits only. Deeper frames leave their alpha out.
+// 4:4:4 with alpha exists with 8 bits only. The alpha of deeper frames is left out.
 bool holdsAlpha(DecodedFrame const& frame) {
     return frame.header().hasAlphaOutput() && frame.request().bitDepth <= infoOf(OutputFormat::Y4m).maxAlphaDepth;
 }
@@ -17,7 +17,7 @@ std::string colorSpaceOf(DecodedFrame const& frame) {
     return frame.request().bitDepth == 8 ? chroma : fmt::format("{}p{}", chroma, frame.request().bitDepth);
 }
 
-// i for mixed material: a single field stands on every second line.
+// m for mixed material: a single field covers every second line.
 char interlacingOf(FrameHeader const& header) {
     return "ptbm"[header.interlace_mode];
 }
@@ -57,7 +57,7 @@ private:
 
 std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, FrameRate const& rate) {
     if (frame.request().colorCoding != ColorCoding_YCbCr)
-        throw usageError("y4m holds Y'CbCr only; leave --coding out or give --coding ycbcr");
+        throw usageError("y4m can have Y'CbCr only; use --coding ycbcr or no --coding");
     const std::string header =
         fmt::format("YUV4MPEG2 W{} H{} F{}:{} I{} A1:1 C{} XCOLORRANGE=LIMITED\n", frame.width(), frame.height(),
                     rate.numerator, rate.denominator, interlacingOf(frame.header()), colorSpaceOf(frame));

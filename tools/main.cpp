@@ -13,8 +13,8 @@
 
 namespace {
 
-// A file that is opened must not get the number of a stream that the caller has closed, or reports would go there. In
-// the wrong direction, so that the use of such a stream is still an error.
+// An opened file must not get the number of a standard stream that the caller has closed, or reports would go there.
+// The streams are opened in the wrong direction, so that using them is still an error.
 void occupyClosedStreams() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (::fcntl(descriptor, F_GETFD) < 0)

@@ -46,7 +46,7 @@ TEST(CommandLineTest, AWrongNumberIsRefusedWithTheOptionAndItsRange) {
              {{"bench", "x", "--iterations", "0"}, "--iterations: 0 is out of range (1 to 1000000)"},
              {{"compare", "x", "y", "--min-psnr", "nan"}, "--min-psnr: nan is out of range (0 to 200)"},
              {{"compare", "x", "y", "--max-difference", "inf"}, "--max-difference: inf is out of range (0 to 256)"},
-             {{"info", "x", "--frames", "5-1"}, "--frames: the range '5-1' runs backwards"}}) {
+             {{"info", "x", "--frames", "5-1"}, "--frames: the range '5-1' ends before it starts"}}) {
         const CommandResult result = runRavelo(wrong.arguments);
         EXPECT_EQ(result.exitCode, 2) << wrong.message;
         expectOneLine(result.error);

@@ -40,7 +40,7 @@ TEST(CompareCommandTest, APlaneThatIsOneCodeOffHasThePsnrOfOneCode) {
     writeTestFile(folder.path("a.y4m"), header + std::string(256, 100) + std::string(256, 90));
     writeTestFile(folder.path("b.y4m"), header + std::string(256, 101) + std::string(256, 90));
     const json report = compared(folder.path("a.y4m"), folder.path("b.y4m"));
-    // 20 * log10(65535 / 256), with the codes brought to 16 bits.
+    // 20 * log10(65535 / 256), with the codes scaled to 16 bits.
     EXPECT_NEAR(report.at("planes").at("y").at("psnr").get<double>(), 48.1647, 0.0001);
     EXPECT_EQ(report.at("planes").at("y").at("largest_difference"), 1.0);
     EXPECT_EQ(report.at("planes").at("cb").at("equal"), true);
@@ -71,7 +71,7 @@ TEST(CompareCommandTest, TextTellsGeometryRateAndPsnr) {
     const CommandResult result = runRavelo({"compare", folder.path("p.ppm"), folder.path("p.rvl")});
     EXPECT_THAT(result.output, HasSubstr("picture, 64 x 48"));
     EXPECT_THAT(result.output, HasSubstr("frame, 64 x 48, 4:2:2"));
-    EXPECT_THAT(result.output, HasSubstr("bits a pixel"));
+    EXPECT_THAT(result.output, HasSubstr("bits per pixel"));
     EXPECT_THAT(result.output, HasSubstr("dB"));
 }
 

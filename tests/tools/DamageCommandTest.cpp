@@ -166,7 +166,7 @@ TEST_F(DamageCommandTest, DamageInASequenceEndsNothing) {
 
 TEST_F(DamageCommandTest, MoreDamageThanUsualIsReportedWhole) {
     encodeSmooth(folder, "large.rvl", 512, 512, {"--slice", "1"});
-    // The table of slices stays, and nothing behind it.
+    // The table of slices stays, and nothing after it.
     writeTestFile(folder.path("cut.rvl"), readTestFile(folder.path("large.rvl")).substr(0, 28 + 8 + 2 * 1024));
     const CommandResult result = runRavelo({"decode", folder.path("cut.rvl"), "-F", "null", "--json", "-q"});
     EXPECT_EQ(result.exitCode, 3);

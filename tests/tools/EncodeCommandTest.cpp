@@ -218,7 +218,7 @@ TEST(EncodeCommandTest, PngAndPpmOfOnePictureMakeOneFrame) {
 TEST(EncodeCommandTest, WrongInputsAndCommandLinesAreRefused) {
     const TestFolder folder;
     const std::string out = folder.path("a.rvl");
-    expectFailure({"encode", "-", "-o", out}, "GIF89a", 1, "no picture that can be read");
+    expectFailure({"encode", "-", "-o", out}, "GIF89a", 1, "is not a PNG");
     expectFailure({"encode", "-", "-o", out}, "", 1, "is empty");
     expectFailure({"encode", "-", "-o", out}, "P6 4 4 255\nabc", 1, "damaged");
     expectFailure({"encode", "-", "-o", out}, "P6 65536 1 255\n", 4, "65535");

@@ -106,12 +106,12 @@ TEST(PnmReaderTest, EmptyPicturesAreRefused) {
 }
 
 TEST(PnmReaderTest, LargestValuesOutsideTheFormatAreRefused) {
-    EXPECT_THAT(pnmErrorOf("P5 1 1 0\nx"), HasSubstr("largest value is 0"));
-    EXPECT_THAT(pnmErrorOf("P5 1 1 65536\nxx"), HasSubstr("largest value is 65536"));
+    EXPECT_THAT(pnmErrorOf("P5 1 1 0\nx"), HasSubstr("maximum value is 0"));
+    EXPECT_THAT(pnmErrorOf("P5 1 1 65536\nxx"), HasSubstr("maximum value is 65536"));
 }
 
 TEST(PnmReaderTest, TextInsteadOfNumbersIsRefused) {
-    EXPECT_THAT(pnmErrorOf("P6 one 1 255\n"), HasSubstr("no number"));
+    EXPECT_THAT(pnmErrorOf("P6 one 1 255\n"), HasSubstr("not a number"));
 }
 
 TEST(PnmReaderTest, PamWithManySamplesAPixelIsRefused) {

@@ -130,5 +130,5 @@ TEST(SequenceCommandTest, ASequenceWithoutFilesIsAnError) {
     const TestFolder folder;
     const CommandResult result = runRavelo({"decode", folder.path("none.####.rvl"), "-o", "-"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.error, HasSubstr("no file has a name like"));
+    EXPECT_THAT(result.error, HasSubstr("no file matches"));
 }

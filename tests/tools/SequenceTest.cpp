@@ -62,7 +62,7 @@ TEST(SequenceTest, TheNumbersOfAllArgumentsTogetherHaveALimit) {
         FAIL();
     } catch (CommandError const& error) {
         EXPECT_EQ(error.exitCode(), ExitCode::Usage);
-        EXPECT_THAT(error.what(), HasSubstr("more files than 10000000"));
+        EXPECT_THAT(error.what(), HasSubstr("more than 10000000 files"));
     }
 }
 

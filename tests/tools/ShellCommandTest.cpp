@@ -92,6 +92,6 @@ TEST(UsageTest, WhatStandsInThePlaceOfASubcommandIsNamed) {
         return result.error;
     };
     EXPECT_EQ(errorOf({}), "ravelo: a subcommand is required; see ravelo --help\n");
-    EXPECT_EQ(errorOf({"frobnicate", "a.rvl"}), "ravelo: frobnicate is no subcommand; see ravelo --help\n");
-    EXPECT_EQ(errorOf({"--frobnicate"}), "ravelo: --frobnicate is no option; see ravelo --help\n");
+    EXPECT_EQ(errorOf({"frobnicate", "a.rvl"}), "ravelo: frobnicate is not a subcommand; see ravelo --help\n");
+    EXPECT_EQ(errorOf({"--frobnicate"}), "ravelo: --frobnicate is not an option; see ravelo --help\n");
 }

@@ -110,7 +110,7 @@ RunningRavelo::RunningRavelo(std::vector<std::string> const& arguments) {
     m_child = ::fork();
     if (m_child == 0) {
         const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        // The tests may have been told to outlive their terminal, and the command would obey that.
+        // The tests may run under nohup, and the command would inherit that.
         ::signal(SIGHUP, SIG_DFL);
         ::dup2(input[0], STDIN_FILENO);
         ::dup2(output[1], STDOUT_FILENO);

@@ -8,7 +8,7 @@
 #include "InputPicture.h"
 #include "Sanitizers.h"
 
-// A folder of its own for each test, which goes away with the object.
+// A separate folder for each test, which is removed with the object.
 class TestFolder {
 public:
     TestFolder();
@@ -36,7 +36,7 @@ struct CommandResult {
     std::uint64_t residentBytes = 0; // at most; never less than what the test itself has taken, which it starts from
 };
 
-// Expects that a command has kept to this much memory. Says nothing where a sanitizer takes memory of its own.
+// Expects that a command has used at most this much memory. Checks nothing with a sanitizer, which uses memory itself.
 void expectMemoryBelow(std::uint64_t bytes, CommandResult const& result);
 
 // Runs the command ravelo and waits for its end.
@@ -53,7 +53,7 @@ public:
     void write(std::string const& input) const; // less than a pipe holds
     void send(int signal) const;
 
-    // True once the process sleeps and goes on sleeping, which means that it waits for a pipe.
+    // True when the process sleeps and stays asleep, which means that it waits for a pipe.
     bool waits() const;
 
     // The exit code, as in CommandResult; -1, and the end of the process, when it takes more than ten seconds.

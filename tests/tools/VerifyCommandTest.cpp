@@ -10,7 +10,7 @@ using testing::Not;
 
 namespace {
 
-// Three undamaged frames of a sequence, one that is damaged, and what is no frame.
+// Three undamaged frames of a sequence, one that is damaged, and one file that is not a frame.
 class VerifyCommandTest : public testing::Test {
 protected:
     VerifyCommandTest() {
@@ -71,7 +71,7 @@ TEST_F(VerifyCommandTest, TheRightHashIsOk) {
     for (const char* algorithm : {"xxh3", "md5"}) {
         const std::string digits = hashOf(frame("1"), algorithm);
         EXPECT_EQ(verify({frame("1"), "--hash", std::string(algorithm) + ":" + digits}).exitCode, 0);
-        EXPECT_EQ(verify({frame("1"), "--hash", digits}).exitCode, 0) << "the count of digits tells the algorithm";
+        EXPECT_EQ(verify({frame("1"), "--hash", digits}).exitCode, 0) << "the number of digits selects the algorithm";
     }
 }
 
@@ -87,7 +87,7 @@ TEST_F(VerifyCommandTest, AnotherHashHasItsExitCode) {
         const std::string other = std::string(algorithm) + ":" + hashOf(frame("2"), algorithm);
         const CommandResult result = verify({frame("1"), "--hash", other});
         EXPECT_EQ(result.exitCode, 5);
-        EXPECT_THAT(result.output, AllOf(HasSubstr(": not equal, "), HasSubstr("and not " + other)));
+        EXPECT_THAT(result.output, AllOf(HasSubstr(": not equal, "), HasSubstr("instead of " + other)));
     }
 }
 
@@ -155,7 +155,7 @@ TEST_F(VerifyCommandTest, AFrameThatTheListLacksIsAFailure) {
     writeTestFile(list, hashOf(frame("1"), "xxh3") + "  " + frame("1") + "\n");
     const CommandResult result = verify({frame("1"), frame("2"), "--list", list});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.error, HasSubstr("has no hash for " + frame("2")));
+    EXPECT_THAT(result.error, HasSubstr("does not contain a hash for " + frame("2")));
     EXPECT_THAT(result.output, HasSubstr(frame("1") + ": ok\n")) << "the others are verified all the same";
 }
 

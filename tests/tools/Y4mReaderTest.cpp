@@ -93,8 +93,8 @@ TEST(Y4mReaderTest, SizesThatAreNoneAreRefused) {
 }
 
 TEST(Y4mReaderTest, UnknownColoursAreNamedInTheError) {
-    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W4 H1 C411\nFRAME\nabcdef"), HasSubstr("colour form 411"));
-    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W4 H1 C422p17\nFRAME\nabcdef"), HasSubstr("colour form 422p17"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W4 H1 C411\nFRAME\nabcdef"), HasSubstr("colour space 411"));
+    EXPECT_THAT(y4mErrorOf("YUV4MPEG2 W4 H1 C422p17\nFRAME\nabcdef"), HasSubstr("colour space 422p17"));
 }
 
 TEST(Y4mReaderTest, EndlessHeadersAreRefused) {
