@@ -73,7 +73,7 @@ void addContest(MarkdownTable& table, std::string const& name, double bitsPerPix
                   fixed(result.secondClocks / units, 1), fixed(result.ratio, 2)});
 }
 
-// Whole frames against one form of the peer's decode.
+// Whole frames against one kind of the peer's decode.
 void compareFrames(Options const& options, const char* title, std::string const& chromaFormat,
                    DecodeRequest const& request, void (PeerDecode::*peerDecode)()) {
     MarkdownTable table = ratioTable("pixel");
@@ -131,7 +131,7 @@ Cost costOfFrame(FrameDecode& decode, std::size_t numThreads) {
     constexpr unsigned int kWarmingFrames = 5;
     constexpr unsigned int kFrames = 20;
     const tbb::global_control threads(tbb::global_control::max_allowed_parallelism, numThreads);
-    // The second worker has to be awake, on a core of its own, before the measurement begins.
+    // The second worker must be awake, on its own core, before the measurement begins.
     for (unsigned int i = 0; i < kWarmingFrames; ++i)
         decode.run();
     CostMeter meter;

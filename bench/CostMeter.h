@@ -7,14 +7,14 @@ struct Cost {
     double nanoseconds = 0;     // processor time of all threads, not the time that passed
     double wallNanoseconds = 0; // the time that passed
     double clocks = 0;          // core clocks of all threads
-    double instructions = 0;    // 0 where no counter tells
+    double instructions = 0;    // 0 without a counter
 };
 
 // Measures the cost of what runs between start() and stop().
 //
 // Processor time leaves out the time in which other processes had the core, so results hold on a busy machine. Clocks
 // come from the processor's own counters where the system allows it; otherwise they are the processor time times the
-// core's frequency, measured beside it.
+// core's frequency, measured at the same time.
 class CostMeter {
 public:
     // Threads that begin later are counted too; those that run already may not be.

@@ -43,7 +43,7 @@ Measurement measured(std::filesystem::path const& file, unsigned int numRounds) 
     decode.run();
     std::vector<double> nanoseconds;
     std::vector<double> clocks;
-    // Small frames are repeated within a round, so that a round is not shorter than what clocks can tell.
+    // Small frames are repeated within a round, so that a round is not too short for the clock.
     const auto numDecodes = static_cast<unsigned int>(std::max(1.0, 2e6 / decode.numPixels()));
     for (unsigned int round = 0; round < numRounds; ++round) {
         meter.start();

@@ -52,7 +52,7 @@ void selectKernelVariant(std::string const& name) {
         ippSetCpuFeatures(variant.features);
         return;
     }
-    throw std::runtime_error("no kernel variant " + name);
+    throw std::runtime_error(name + " is not a kernel variant; there are " + kernelVariantNames());
 }
 
 std::string kernelVariantNames() {

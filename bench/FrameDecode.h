@@ -17,8 +17,8 @@ struct DecodeRequest {
     std::uint32_t downSampleFactor = 0;
 };
 
-// A frame in memory with an output buffer whose pages exist already, so that a decode measures the decoder and not the
-// system's page faults.
+// A frame in memory with an output buffer whose pages are already mapped, so that a decode measures the decoder and not
+// the system's page faults.
 class FrameDecode {
 public:
     FrameDecode(std::vector<std::uint8_t> frame, DecodeRequest const& request);
@@ -46,7 +46,7 @@ private:
 // for a variant that this processor cannot run.
 void selectKernelVariant(std::string const& name);
 
-// What selectKernelVariant accepts, for people to read.
+// The names that selectKernelVariant accepts, for messages.
 std::string kernelVariantNames();
 
 bool canRunKernelVariant(Variant const& variant);

@@ -5,7 +5,7 @@
 #include "CostMeter.h"
 
 // Runs the loop of a benchmark and reports the core clocks of each of `numUnits` units of work in an iteration, under a
-// name such as "clocks/block", beside the units a second.
+// name such as "clocks/block", besides the units per second.
 template <typename Work>
 void runLoop(benchmark::State& state, const char* counterName, double numUnits, Work const& work) {
     CostMeter meter;

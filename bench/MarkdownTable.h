@@ -15,5 +15,5 @@ private:
     std::vector<std::vector<std::string>> m_rows; // the headings first
 };
 
-// A number with so many digits behind the point.
+// A number with this many decimals.
 std::string fixed(double value, int numDigits);

@@ -1,4 +1,4 @@
-# Libraries and command resist the usual ways to turn a fault into code that somebody else chose. Included by the root
+# Protects libraries and command against the usual ways to turn a fault into an execution of foreign code. Included by the root
 # after all targets are there; a test reads the files that come out of it.
 #
 #   relocations read-only and bound at load     no table of addresses can be overwritten later

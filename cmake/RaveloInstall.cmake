@@ -4,13 +4,13 @@
 # libraries, package files) and `tools` (the command, which installs itself).
 include(CMakePackageConfigHelpers)
 
-# Calls and data of the library carry a version, so that a later, incompatible library can live beside it in a process.
+# Calls and data of the library carry a version, so that a later, incompatible library can be loaded into the same process.
 # All symbols stay exported.
 set(RAVELO_VERSION_SCRIPT "${PROJECT_SOURCE_DIR}/cmake/RaveloOpt.map")
 target_link_options(RaveloOpt PRIVATE "-Wl,--version-script=${RAVELO_VERSION_SCRIPT}")
 set_property(TARGET RaveloOpt APPEND PROPERTY LINK_DEPENDS "${RAVELO_VERSION_SCRIPT}")
 
-# As a part of another project the library installs nothing of its own.
+# As a part of another project the library installs nothing.
 if(NOT PROJECT_IS_TOP_LEVEL)
     return()
 endif()

@@ -47,7 +47,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (>= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 "The command ravelo, its manual pages and completions. It turns pictures
- into frames and frames into pictures, and tells about them.")
+ into frames and frames into pictures, and inspects them.")
 
 # Every package carries the licence and a change log where Debian looks for them.
 set(debianFolder "${PROJECT_BINARY_DIR}/debian")
@@ -56,7 +56,7 @@ configure_file("${PROJECT_SOURCE_DIR}/LICENSE" "${debianFolder}/copyright" COPYO
 file(WRITE "${debianFolder}/changelog.Debian"
 "raveloopt (${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 
-  * Release ${PROJECT_VERSION}; CHANGELOG.md of the sources tells what changed.
+  * Release ${PROJECT_VERSION}; see CHANGELOG.md of the sources.
 
  -- ${CPACK_PACKAGE_CONTACT}  Thu, 01 Jan 2026 00:00:00 +0000
 ")

@@ -45,7 +45,7 @@ endfunction()
 #
 # A program of GoogleTest cases and its entry in the suite. One process runs all cases, since most cases take less time
 # than the start of a process; SHARDS cuts a long program into entries that can run side by side. With SEPARATE each case
-# is an entry and a process of its own, for cases that depend on what the process has done before. COST orders the entries:
+# is an entry with its own process, for cases that depend on what the process has done before. COST orders the entries:
 # higher ones start first. PLAIN lists the sources with options of their own, which cannot share the precompiled header.
 # HEADERS names what a program precompiles for itself instead, where its units share heavier headers.
 function(ravelo_test_program name)

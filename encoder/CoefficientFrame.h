@@ -24,12 +24,12 @@ struct CoefficientFrame {
     ChromaFormat chromaFormat = ChromaFormat::C422;
     std::uint32_t alphaBits = 0; // 0, 8 or 16
     // Of these, interlace_mode, log2_slice_size_in_mb, the matrices, the header sizes, the colour fields and the two
-    // alpha codings are used; the slices bring their own indices.
+    // alpha codings are used; the slices have their own indices.
     EncoderSettings settings;
     std::vector<CoefficientSlice> slices; // one for each of shape().slices()
 
     FrameShape shape() const;
-    // As many slices as the frame has, all zero, each with room for what its shape holds.
+    // Makes all slices of the frame with zero coefficients, each of the size that its shape has.
     void makeEmptySlices();
 };
 

@@ -141,7 +141,7 @@ Bytes frameHeader(FrameFields const& frame) {
     return header;
 }
 
-// The word stands in front of everything whose size it tells, so it is written last.
+// The word precedes everything whose size it gives, so it is written last.
 void writeOuterWord0(Bytes& frame, std::optional<std::uint32_t> value) {
     FieldWriter fields;
     fields.field("outer_word_0", value ? *value : frame.size(), 32);

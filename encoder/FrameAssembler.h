@@ -6,11 +6,11 @@
 #include <optional>
 #include <vector>
 
-// Frames field by field. The records below hold every field of a frame, those that no decoder reads too, and raw bytes
-// where coded data stands. Nothing in them need fit together: a damaged frame is written by setting the one field that
-// is wrong, and the rest stays sound.
+// Frames field by field. The records below contain every field of a frame, including those that no decoder reads, and
+// raw bytes for coded data. Nothing in them has to be consistent: a damaged frame is written by setting the one field
+// that is wrong, and the rest stays valid.
 //
-// A size that is absent is the true one. A field that is given more than its bits can hold is refused.
+// An absent size is computed. A value that does not fit the bits of its field is refused.
 
 struct SliceFields {
     std::optional<std::uint32_t> slice_header_size; // 5 bits, bytes; absent: the bytes that the header takes
@@ -18,16 +18,16 @@ struct SliceFields {
     std::uint32_t quantization_index = 4;           // 8 bits
     std::optional<std::uint32_t> coded_size_y;      // 16 bits, bytes
     std::optional<std::uint32_t> coded_size_cb;     // 16 bits, bytes
-    std::optional<std::uint32_t> coded_size_cr;     // 16 bits, bytes; written only where the field stands
-    // Whether coded_size_cr stands in the header. Absent: it does when the frame's alpha_channel_type is not 0.
+    std::optional<std::uint32_t> coded_size_cr;     // 16 bits, bytes; written only if the field is present
+    // Whether the header contains coded_size_cr. Absent: if the frame's alpha_channel_type is not 0.
     std::optional<bool> has_coded_size_cr;
-    std::vector<std::uint8_t> headerTail; // bytes of the header behind its fields
+    std::vector<std::uint8_t> headerTail; // bytes of the header after its fields
 
     std::vector<std::uint8_t> y;
     std::vector<std::uint8_t> cb;
     std::vector<std::uint8_t> cr;
     std::vector<std::uint8_t> alpha;
-    std::vector<std::uint8_t> tail; // bytes of the slice behind everything else
+    std::vector<std::uint8_t> tail; // bytes of the slice after everything else
 
     std::optional<std::uint32_t> coded_size_of_slice; // 16 bits, the entry in the slice table; absent: the true size
 };
@@ -40,12 +40,12 @@ struct PictureFields {
     std::uint32_t byte_7_bits_7_6 = 0;                // not read
     std::uint32_t log2_slice_size_in_mb = 3;          // 2 bits
     std::uint32_t byte_7_bits_3_0 = 0;                // not read
-    std::vector<std::uint8_t> headerTail;             // bytes of the header behind its fields
+    std::vector<std::uint8_t> headerTail;             // bytes of the header after its fields
 
     // The entries of the slice table, 16 bits each. Absent: one for each slice below.
     std::optional<std::vector<std::uint32_t>> sliceTable;
     std::vector<SliceFields> slices;
-    std::vector<std::uint8_t> tail; // bytes of the picture behind its slices
+    std::vector<std::uint8_t> tail; // bytes of the picture after its slices
 };
 
 struct FrameFields {
@@ -73,12 +73,12 @@ struct FrameFields {
     std::uint32_t byte_19_bits_7_2 = 0;        // not read
     std::optional<bool> load_luma_matrix;      // absent: whether there are bytes of it
     std::optional<bool> load_chroma_matrix;    // the same
-    std::vector<std::uint8_t> luma_matrix;     // 64 bytes in a sound frame
-    std::vector<std::uint8_t> chroma_matrix;   // 64 bytes in a sound frame
-    std::vector<std::uint8_t> headerTail;      // bytes of the header behind its fields and matrices
+    std::vector<std::uint8_t> luma_matrix;     // 64 bytes in a valid frame
+    std::vector<std::uint8_t> chroma_matrix;   // 64 bytes in a valid frame
+    std::vector<std::uint8_t> headerTail;      // bytes of the header after its fields and matrices
 
     std::vector<PictureFields> pictures;
-    std::vector<std::uint8_t> tail; // bytes of the frame behind its pictures
+    std::vector<std::uint8_t> tail; // bytes of the frame after its pictures
 };
 
 // The bytes of a frame and where its parts begin, so that a test can damage one of them by name.

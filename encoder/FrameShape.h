@@ -42,7 +42,7 @@ struct FrameShape {
     // that is left.
     std::vector<std::uint32_t> sliceSizesInMb() const;
 
-    // All slices in stream order: row by row, the second picture behind the first.
+    // All slices in stream order: row by row, the second picture after the first.
     std::vector<SliceShape> slices() const;
 
     std::uint32_t chromaBlocksPerMb() const { return chromaFormat == ChromaFormat::C444 ? 4 : 2; }

@@ -36,6 +36,6 @@ private:
     std::vector<float> m_values;
 };
 
-// The alpha samples of one slice, row by row, with the columns behind the picture's edge filled up.
+// The alpha samples of one slice, row by row, with the columns beyond the picture's edge filled.
 std::vector<std::uint16_t> alphaSamplesOf(SourcePicture const& picture, FrameShape const& shape,
                                           SliceShape const& slice);

@@ -97,8 +97,8 @@ void RateSearch::bracket() {
     }
 }
 
-// All slices at the coarser index, and as many at the finer one as bring the frame nearest to the target. The order in
-// which slices are taken leaps by the golden ratio, so that no part of the picture is favoured.
+// All slices at the coarser index, except as many at the finer one as bring the frame closest to the target. Slices are
+// chosen in steps of the golden ratio, so that no part of the picture is favoured.
 std::vector<std::uint8_t> RateSearch::mixture() {
     const std::size_t n = m_target.numSlices;
     std::vector<std::uint8_t> indices(n, static_cast<std::uint8_t>(m_coarser));
@@ -119,8 +119,8 @@ std::vector<std::uint8_t> RateSearch::mixture() {
     return indices;
 }
 
-// In a picture of few slices a step of one slice may be larger than the tolerance. Then each slice in turn takes the
-// index that brings the frame nearest, as long as that is a gain.
+// In a picture of few slices a step of one slice may be larger than the tolerance. Then each slice in turn gets the
+// index that brings the frame closest, as long as that is an improvement.
 void RateSearch::moveSingleSlices(std::vector<std::uint8_t>& indices) {
     double bytes = bytesOf(indices);
     for (std::size_t slice = 0; slice < indices.size() && !meetsTarget(bytes); ++slice) {

@@ -6,7 +6,7 @@
 
 #include "ravelo.h"
 
-/* The longest header: 8 bytes before it, 65535 of its own. */
+/* The longest header: 8 bytes before it, and 65535 bytes. */
 enum { HEADER_ROOM = 8 + 65535 };
 
 int main(int argc, char** argv) {

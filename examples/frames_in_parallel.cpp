@@ -16,7 +16,7 @@
 
 namespace {
 
-// A number that stands for the picture.
+// A number that represents the picture.
 std::uint32_t sumOf(const ravelo::Image& image) {
     std::uint32_t sum = 1;
     for (std::uint32_t y = 0; y < image.height(); ++y) {

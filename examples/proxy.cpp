@@ -21,7 +21,7 @@ int main(int argc, char** argv) try {
     const std::vector<unsigned char> frame = readFrame(argv[1]);
     const Bitstream bits{frame.data(), frame.size()};
     const PixelBuffer info = Frame::GetFrameInfo(bits, 8, kEighth);
-    // The safe stride has room for the columns that a reduced picture writes behind its width.
+    // The safe stride has room for the columns that are written beyond the right edge of a reduced picture.
     const BufferRequirements needs = bufferRequirements(bits, 8, kEighth);
     std::vector<std::uint8_t> pixels(needs.bytes);
     RaveloDecoderInterface::DecompressFrameFromBits(frame.data(), frame.size(), kEighth, ColorCoding_YCbCr, 8,

@@ -41,7 +41,7 @@ void compare(FuzzInput input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     compare<OptimizationTarget::Baseline>(FuzzInput(data, size));
-    // The reader is a template without vector code of its own: instances in this unit serve for both targets.
+    // The reader is a template without vector code: instances in this unit serve both targets.
     compare<OptimizationTarget::AVX2>(FuzzInput(data, size));
     return 0;
 }

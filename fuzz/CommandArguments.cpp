@@ -1,5 +1,5 @@
-// Any words as the arguments of the command: the parser takes them, or refuses them with one line and the exit code for
-// that. What the arguments ask for is not done.
+// Any words as the arguments of the command: the parser accepts them, or refuses them with one line and the exit code
+// for usage. The subcommand is not run.
 
 #include <algorithm>
 #include <iostream>
@@ -30,7 +30,7 @@ std::vector<std::string> wordsOf(const std::uint8_t* data, std::size_t size) {
     return words;
 }
 
-// Made once: to describe all options takes a hundred times longer than to parse a few words.
+// Constructed once: describing all options takes a hundred times longer than parsing a few words.
 CommandLine& commandLine() {
     static CommandLine line("ravelo", "A description.", "ravelo 1");
     static const bool isComplete = [] {

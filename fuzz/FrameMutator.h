@@ -21,8 +21,8 @@ struct FrameMap {
         std::size_t headerBytes;
         bool hasCrSize;
     };
-    // A component of a slice: its size field and its bytes, or no field for what follows the last component with a size
-    // of its own.
+    // A component of a slice: its size field and its bytes, or no field for the bytes after the last component with a
+    // size field.
     struct Component {
         std::size_t sizeField; // 0 for none
         std::size_t begin;
@@ -34,7 +34,7 @@ struct FrameMap {
 FrameMap mapOf(std::vector<std::uint8_t> const& frame);
 std::vector<FrameMap::Component> componentsOf(std::vector<std::uint8_t> const& frame, FrameMap::Slice const& slice);
 
-// Replaces `count` bytes at `offset` within a slice, behind its header, and corrects all sizes. Does nothing when a
-// size would not fit its field.
+// Replaces `count` bytes at `offset` within a slice, after its header, and corrects all sizes. Does nothing if a size
+// would not fit its field.
 void replaceInSlice(std::vector<std::uint8_t>& frame, FrameMap::Slice const& slice, std::size_t offset,
                     std::size_t count, std::vector<std::uint8_t> const& bytes);

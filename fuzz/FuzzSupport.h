@@ -36,7 +36,7 @@ FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzRequest const& req
 // Decodes and returns whether the call accepted the request; requires that it returns 1 or throws a documented text.
 bool decodeInto(std::span<const std::uint8_t> frame, FuzzRequest const& request, FuzzOutput const& output);
 
-// Whether the picture that a frame declares is small enough to be decoded thousands of times a second.
+// Whether the picture that a frame declares is small enough to be decoded thousands of times per second.
 bool isSmallFrame(std::span<const std::uint8_t> frame);
 
 // The variants of the kernels by index, which are chosen for the whole process.

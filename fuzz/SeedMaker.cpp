@@ -28,7 +28,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kSeed = 20;
 constexpr int kFramesOfAKind = 48;
 
-// What stands before the frame for HostInterface, and the byte of it that asks for a report of failed slices.
+// The bytes before the frame for HostInterface, and the one of them that requests a report of failed slices.
 constexpr std::size_t kHostOptionBytes = 24;
 constexpr std::size_t kHostReportByte = 4;
 

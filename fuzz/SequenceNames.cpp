@@ -10,7 +10,7 @@
 
 namespace {
 
-// Longer lists take their time to be made, which the tests of the command look at.
+// Longer lists are slow; the tests of the command cover them.
 constexpr std::uint64_t kMaxNumbers = 20'000;
 
 struct PlainList {
@@ -93,7 +93,7 @@ void lookAtPattern(std::string const& name, std::uint64_t number) {
             return;
         const std::string first = pattern->nameOf(number);
         require(first.find(std::to_string(number)) != std::string::npos, "a name holds its number");
-        require(first != pattern->nameOf(number + 1), "every number has a name of its own");
+        require(first != pattern->nameOf(number + 1), "every number has a different name");
         require(first.find('/') == name.find('/'), "the folder stays");
     } catch (CommandError const& error) {
         require(error.exitCode() == ExitCode::Usage, "a wrong list in a name is a wrong command line");

@@ -257,7 +257,7 @@ constexpr CornerRowTable kCornerRow1 = cornerRowTable(tab_i4_17);
 constexpr CornerRowTable kCornerRow2 = cornerRowTable(tab_i4_26);
 constexpr CornerRowTable kCornerRow3 = cornerRowTable(tab_i4_35);
 
-// One row of one corner per lane: the row's two pairs stand at 32-bit places `place` and `place` + 1 of each lane.
+// One row of one corner per lane: the row's two pairs are at the 32-bit places `place` and `place` + 1 of each lane.
 template <int place, typename Vector>
 RAVELO_INLINE Vector cornerRowSums(Vector rows, const CornerRowTable& table, std::int32_t rounding) {
     const Vector low = pairProducts(shuffle32<place * 0x55>(rows), Vector::broadcastLane(table.value));

@@ -5,11 +5,11 @@
 #include <cstdint>
 
 // Vectors of 16-bit values for the fixed-point transforms, one type per register width. Every operation works within
-// 128-bit lanes, so the algorithms are written once and a wider vector simply holds more lanes.
+// 128-bit lanes, so the algorithms are written once, and a wider vector has more lanes.
 //
-// The unnamed namespace is on purpose, here and in the other headers of the variants: each unit is compiled for other
-// processors, and a definition that the linker could share between them would bring an instruction to a processor that
-// does not have it.
+// The unnamed namespace is on purpose, here and in the other headers of the variants: each unit is compiled for
+// different processors, and a definition that the linker shared between them could run on a processor that lacks its
+// instructions.
 
 #define RAVELO_INLINE inline __attribute__((always_inline))
 

@@ -1,7 +1,7 @@
 // The variant for processors with AVX: whole rows and columns of floats, with the bits of the plain form. A dense block
 // of a float batch takes 82 core clocks where y8 takes 110.
 //
-// The fixed-point transforms stay in 128 bits, since AVX widens only floats; there this variant brings nothing over y8
+// The fixed-point transforms stay in 128 bits, since AVX widens only floats; there this variant gains nothing over y8
 // (17 clocks for a 4x4 corner in both).
 
 #include "FixedPointTransforms.h"

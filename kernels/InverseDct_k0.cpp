@@ -1,8 +1,8 @@
 // The variant for processors with AVX-512 F, CD, BW, DQ and VL. Two blocks at a time in 512-bit vectors, with the
-// arithmetic of the AVX2 variant, whose bits it gives: 37 to 39 core clocks for a dense block of a float batch where l9
-// takes 55, and 7 for a 4x4 corner instead of 10.
+// arithmetic and the bits of the AVX2 variant: 37 to 39 core clocks for a dense block of a float batch where l9 takes
+// 55, and 7 for a 4x4 corner instead of 10.
 //
-// The transforms of a single block bring nothing over l9: 62 clocks for the float one in both.
+// The transforms of a single block gain nothing over l9: 62 clocks for the float one in both.
 
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"
@@ -64,7 +64,7 @@ RAVELO_INLINE void transposePair(Floats512 (&x)[8]) {
 }
 
 // Loads a pair of blocks of coefficients with one dequantised column of each per vector. A row is four 32-bit values of
-// two neighbouring coefficients; four permutations collect the pairs of columns of each block, four more bring the
+// two neighbouring coefficients; four permutations collect the pairs of columns of each block, four more move the
 // blocks together.
 RAVELO_INLINE void loadDequantisedPair(const std::int16_t* coefficients, const Floats512 (&matrixColumns)[8],
                                        Floats512 (&x)[8]) {

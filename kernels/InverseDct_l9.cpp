@@ -2,7 +2,7 @@
 // e9 takes 82, and 10 for a 4x4 corner instead of 17.
 //
 // The fixed-point transforms of a single block stay in 128 bits, since a block's rows are no wider; there this variant
-// brings nothing over e9. No decode passes through them.
+// gains nothing over e9. No decode passes through them.
 
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"

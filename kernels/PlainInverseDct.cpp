@@ -152,7 +152,7 @@ void quarterColumn(const std::int16_t row[8][2], int column, std::int16_t out[2]
     out[1][column] = shiftedRight(sub(z, t), kColumnShift2x2);
 }
 
-// The one-dimensional float transform, in place, of eight values that stand `stride` apart. Every operation rounds to
+// The one-dimensional float transform, in place, of eight values at distance `stride`. Every operation rounds to
 // single precision; contraction is off, so none is fused.
 void floatTransform(float* x, int stride) {
     const auto at = [=](int index) -> float& { return x[index * stride]; };

@@ -14,8 +14,8 @@ std::int32_t ippsts = kStatusOk;
 
 namespace {
 
-// The state is plain for those who look at it by name. Kernels may find it unset on several threads at once; all of
-// them compute the same values, so single atomic accesses suffice and no lock is taken.
+// The variables have plain types because hosts read them by name. Several threads may find them unset at once; all of
+// them compute the same values, so single atomic accesses suffice without a lock.
 template <typename Value>
 Value load(Value& variable) {
     return std::atomic_ref<Value>(variable).load(std::memory_order_acquire);
@@ -132,7 +132,7 @@ std::int32_t ippInit() {
 }
 
 // Written out, since a compiler may use the argument registers of a function without arguments as it likes. Six
-// registers of eight bytes and the eight below them bring the stack back to the boundary of a call.
+// registers of eight bytes and the eight below them restore the alignment of the stack at a call.
 __attribute__((naked)) void ippSafeInit() {
     __asm__("pushq %rdi\n\t"
             "pushq %rsi\n\t"

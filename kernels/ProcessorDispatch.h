@@ -50,8 +50,8 @@ std::int32_t ownGetMaskFeatures(std::uint64_t* features);
 // Makes the enabled features count as the detected ones.
 void ownMaskIsFeatures();
 
-// The variant for a mask taken at its word: sets `index` and adds the features that it implies to `features`. Returns
-// 0, 51 when some were not named, or 36, with `features` unchanged, when there is none to go by.
+// The variant for a mask, which is not checked: sets `index` and adds the implied features to `features`. Returns 0, or
+// 51 if some were not named, or 36 with `features` unchanged if none is usable.
 std::int32_t ownFeaturesToIdx(std::uint64_t* features, std::int32_t* index);
 
 // Selects for `features` as ippSetCpuFeatures does, but leaves the index in `index` alone.

@@ -119,7 +119,7 @@ bool avx512StateEnabled(const CpuidSnapshot& snapshot) {
 }
 
 bool isGenuineIntel(const CpuidSnapshot& snapshot) {
-    // The twelve letters stand in EBX, EDX and ECX, four each, the first in the lowest byte.
+    // The twelve letters are in EBX, EDX and ECX, four each, the first in the lowest byte.
     return snapshot.leaf0.ebx == signature_INTEL_ebx && snapshot.leaf0.edx == signature_INTEL_edx &&
            snapshot.leaf0.ecx == signature_INTEL_ecx;
 }

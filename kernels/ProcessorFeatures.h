@@ -14,7 +14,7 @@ struct CpuidRegisters {
     std::uint32_t edx = 0;
 };
 
-// The registers that detection looks at. A leaf that the processor does not have stays zero.
+// The registers that detection uses. A leaf that the processor does not have stays zero.
 struct CpuidSnapshot {
     CpuidRegisters leaf0;
     CpuidRegisters leaf1;
@@ -59,15 +59,15 @@ constexpr std::uint64_t kFeatureAvx512Vbmi = featureBit(27);
 constexpr std::uint64_t kFeatureMpx = featureBit(28);
 constexpr std::uint64_t kFeatureAvx5124Fmaps = featureBit(29);
 constexpr std::uint64_t kFeatureAvx5124Vnniw = featureBit(30);
-constexpr std::uint64_t kFeatureFamilyModelB1 = featureBit(31); // one family and model, told by its signature
+constexpr std::uint64_t kFeatureFamilyModelB1 = featureBit(31); // one family and model, identified by its signature
 constexpr std::uint64_t kFeatureAvx512Ifma = featureBit(32);
 constexpr std::uint64_t kFeatureAvx512State = featureBit(33); // the system saves the 512-bit registers
 constexpr std::uint64_t kFeatureAvx512Vpopcntdq = featureBit(34);
 constexpr std::uint64_t kFeatureAvx512Bitalg = featureBit(35);
 constexpr int kNumFeatureBits = 36;
 
-// Steps of a ladder: each is a processor with all features of the ones before it. MOVBE stands beside the ladder, since
-// there are processors with SSE4.2 that lack it.
+// Levels, each with all features of the ones before it. MOVBE belongs to none, since there are processors with SSE4.2
+// without it.
 constexpr std::uint64_t kFeaturesUpToSse2 = kFeatureMmx | kFeatureSse | kFeatureSse2;
 constexpr std::uint64_t kFeaturesUpToSse3 = kFeaturesUpToSse2 | kFeatureSse3;
 constexpr std::uint64_t kFeaturesUpToSsse3 = kFeaturesUpToSse3 | kFeatureSsse3;
@@ -86,11 +86,11 @@ constexpr std::uint64_t kFeaturesUpToAvx512 = kFeaturesUpToAvx2 | kFeaturesAvx51
 // The registers of one leaf of the present processor.
 CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf);
 
-// Everything that detection needs to know of the present processor.
+// All values of the present processor that detection needs.
 CpuidSnapshot cpuidSnapshot();
 
-// The feature mask of the processor that the snapshot describes. Only the two state bits and AVX-512 F look at what the
-// system saves; the rest tell what the processor has.
+// The feature mask of the processor that the snapshot describes. Only the two state bits and AVX-512 F depend on
+// what the system saves; the others say what the processor has.
 std::uint64_t featuresFrom(const CpuidSnapshot& snapshot);
 
 bool avxStateEnabled(const CpuidSnapshot& snapshot);

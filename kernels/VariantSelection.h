@@ -47,13 +47,13 @@ struct VariantSelection {
     std::int32_t status = kStatusOk;
 };
 
-// The variant for a mask that is taken at its word. The highest feature wins and all below it are assumed, with a
-// status that says so; `statusSoFar` has precedence over it.
+// The variant for a mask that is not checked. The highest feature decides and all below it are assumed, with a status
+// that says so; `statusSoFar` has precedence over it.
 VariantSelection variantFor(std::uint64_t features, std::int32_t statusSoFar = kStatusOk);
 
-// The variant for a mask that a host asks for on a processor that has the `actual` features. AVX and AVX-512 are taken
-// out of the request where the system does not save their registers. Any other missing feature is reported and stays:
-// forcing a variant that the processor cannot run is the host's own affair.
+// The variant for a mask that a host requests on a processor with the `actual` features. AVX and AVX-512 are removed
+// from the request if the system does not save their registers. Any other missing feature is reported and stays:
+// forcing a variant that the processor cannot run is up to the host.
 VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual);
 
 // Whether a processor with the `actual` features can run the variant.

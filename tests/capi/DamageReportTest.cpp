@@ -83,7 +83,7 @@ DecodeRequest requestOf(ravelo_decode_options const& options) {
     return request;
 }
 
-// The first component that failed. The model stops there, so those behind it have no coefficients.
+// The first component that failed. The model stops there, so those after it have no coefficients.
 std::uint32_t failedComponent(SlowSlice const& slice) {
     return slice.cb.empty() ? 0 : slice.cr.empty() ? 1 : 2;
 }
@@ -95,7 +95,7 @@ std::string describe(ravelo_damage const& damage) {
 }
 
 // Compares a report with the model, and returns how many slices the model says must fail. Slices whose outcome the
-// format leaves open (their data ends inside a symbol behind which nothing is read) may be reported or not.
+// format leaves open (their data ends inside a symbol after which nothing is read) may be reported or not.
 std::uint64_t compareWithModel(std::vector<std::uint8_t> const& frame, ravelo_decode_options const& options) {
     const Reported reported = decodeWithReport(frame, options);
     EXPECT_EQ(reported.decode.status, RAVELO_OK) << reported.decode.text;
@@ -126,7 +126,7 @@ std::uint64_t compareWithModel(std::vector<std::uint8_t> const& frame, ravelo_de
     return numFailures;
 }
 
-// Damages one place behind the frame's header, each in one of the ways in which storage and transport do.
+// Damages one place after the frame's header, each in one of the ways in which storage and transport do.
 void damage(std::vector<std::uint8_t>& frame, std::size_t header, Random& random) {
     const auto anywhere = [&] {
         return header + randomBelow(random, static_cast<std::uint32_t>(frame.size() - header));
@@ -222,7 +222,7 @@ TEST(DamageReportTest, TheRectanglesOfAllSlicesCoverThePictureOnce) {
             for (const bool isDownwards : {false, true}) {
                 const MadeFrame frame = smallFrame(smallSpec(2, interlace_mode, 0), 3);
                 std::vector<std::uint8_t> headerOnly = frame.bytes;
-                // The picture headers stay, which tell the size of slices; their tables and slices are gone.
+                // The picture headers stay, which give the size of slices; their tables and slices are removed.
                 headerOnly.resize(frame.sliceTableOffsets[0]);
                 ravelo_decode_options options = usualOptions();
                 options.reduction = reduction;

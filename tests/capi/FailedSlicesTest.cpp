@@ -9,7 +9,7 @@
 
 #include "HostFrames.h"
 
-// What becomes of slices that fail. The frames hold no slices at all, so that every pixel is filled.
+// What happens to slices that fail. The frames contain no slices, so that every pixel is filled.
 
 namespace {
 
@@ -27,7 +27,7 @@ std::uint32_t sampleOf(HostDecode const& decode, std::uint32_t y, std::size_t in
     return sample;
 }
 
-// Fills a 4:4:4 frame and returns the pixel that stands everywhere.
+// Fills a 4:4:4 frame and returns the pixel that is everywhere.
 std::array<std::uint32_t, 4> filledPixel(ravelo_decode_options const& options, std::uint32_t matrix_coefficients = 1,
                                          std::uint32_t height = 52) {
     FrameSpec spec = smallSpec(3, 0, 0);
@@ -108,7 +108,7 @@ TEST(FailedSlicesTest, PixelsOf422AreFilledInPairs) {
                 for (std::size_t i = 0; i < 2 * std::size_t{decode.needs.width}; ++i)
                     ASSERT_EQ(sampleOf(decode, y, i), pair[i % 4]) << "line " << y << " sample " << i;
                 for (std::size_t i = decode.needs.least_stride; i < decode.needs.safe_stride; ++i)
-                    ASSERT_EQ(sampleOf(decode, y, i), kHostFill) << "columns behind the picture are not filled";
+                    ASSERT_EQ(sampleOf(decode, y, i), kHostFill) << "columns beyond the picture are not filled";
             }
         }
     }

@@ -139,10 +139,10 @@ TEST(CoeffVLCWriterTest, RunsAndLevelsChooseTheCodeOfTheNext) {
     writer.run(0);                 // code of a run of 4: 1
     writer.abs_level_minus_1(0);   // code of a level symbol of 1: 1
     writer.sign(true);             // 1
-    writer.run(20);                // code of a run of 0: 17 behind the first escape, six zeros and four bits
-    writer.abs_level_minus_1(4);   // code of a level symbol of 0: 1 behind the first escape
+    writer.run(20);                // code of a run of 0: 17 after the first escape, six zeros and four bits
+    writer.abs_level_minus_1(4);   // code of a level symbol of 0: 1 after the first escape
     writer.sign(false);            // 0
     writer.run(3);                 // code of runs from 15 on: 1 11
-    writer.abs_level_minus_1(100); // code of a level symbol of 4: 98 behind the first escape
+    writer.abs_level_minus_1(100); // code of a level symbol of 4: 98 after the first escape
     EXPECT_EQ(symbolBits(bits), std::string("111") + "00000010011" + "000101" + "0" + "111" + "000001100110");
 }

@@ -53,9 +53,9 @@ TEST(ForwardDctTest, RowsAreVerticalFrequencies) {
     EXPECT_NEAR(coefficients[3], 0, 0.001);
 }
 
-// Samples reach 256, so sums stay below 1024 behind the column pass and below 2048 behind the row pass. Each pass
+// Samples reach 256, so sums stay below 1024 after the column pass and below 2048 after the row pass. Each pass
 // rounds eight products and seven sums; errors of the first grow by at most the square root of 8 in the second. The
-// basis has errors of its own, at most 2^-24 of each value, in both passes.
+// basis itself has errors, at most 2^-24 of each value, in both passes.
 TEST(ForwardDctTest, DiffersFromTheExactTransformByRoundingOnly) {
     const double bound = 15 * 0x1p-15 * std::sqrt(8) + 15 * 0x1p-14 + 2 * 2048 * 0x1p-24;
     Random random = seeded(501);

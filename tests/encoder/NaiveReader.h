@@ -38,7 +38,7 @@ NaiveValue readCode(NaiveBits& bits, NaiveCode const& code);
 struct NaiveComponent {
     std::vector<std::int16_t> coefficients; // block order: 64 values a block, each block in scan order
     std::uint32_t longestPrefix = 0;
-    std::size_t tailBits = 0; // zero bits behind the last symbol
+    std::size_t tailBits = 0; // zero bits after the last symbol
 };
 
 // Throws std::runtime_error for a component that does not end as it must.

@@ -13,7 +13,7 @@ std::vector<OptimizationTarget> runnableTargets();
 
 // What the decode call writes for a frame of a picture's size.
 struct DecodedPicture {
-    static constexpr std::uint16_t kUntouched = 0x5A; // samples that nobody wrote
+    static constexpr std::uint16_t kUntouched = 0x5A; // samples that were never written
 
     std::size_t samplesPerLine = 0;
     std::vector<std::uint16_t> samples; // interleaved, line by line

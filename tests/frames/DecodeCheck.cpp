@@ -56,7 +56,7 @@ bool OutputBuffer::isUntouched(std::int64_t offset) const {
 OutputBuffer bufferFor(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
     const SlowFrameHeader header = slowParseHeader(frame);
     const std::int64_t stride = std::abs(request.lineStride);
-    // Lines of whole macroblocks, fields included, and behind them the widest overhang: that of full-size macroblocks
+    // Lines of whole macroblocks, fields included, and after them the widest overhang: that of full-size macroblocks
     // written at places of a reduced picture.
     const std::int64_t numLines = (std::int64_t{header.vertical_size} >> request.downSampleFactor) + 20;
     const std::int64_t overhang = 16 * (std::int64_t{header.horizontal_size} + 128);

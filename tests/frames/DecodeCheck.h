@@ -15,8 +15,8 @@
 #include "SlowCanvas.h"
 #include "SlowDecoder.h"
 
-// Runs the decoder the way that the tests of whole frames want it: with its input behind which no byte can be read, and
-// its output between guard bytes.
+// Runs the decoder for the tests of whole frames: no byte after its input can be read, and its output is between guard
+// bytes.
 
 // The output of a decode call: a stretch of bytes around the address that the call is given. Every byte starts with a
 // value that depends on its place, so that stray stores show.

@@ -49,8 +49,8 @@ std::vector<Call> someCalls(std::uint32_t seed) {
     return calls;
 }
 
-// Calls whose stride has no room for the columns behind a reduced picture's right edge, which then fall on other
-// slices' pixels.
+// Calls whose stride has no room for the columns beyond a reduced picture's right edge, which then overlap the pixels
+// of other slices.
 std::vector<Call> crampedCalls(std::uint32_t seed) {
     Random random = seeded(seed);
     std::vector<Call> calls;

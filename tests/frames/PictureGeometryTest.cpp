@@ -181,7 +181,7 @@ TEST(PictureTest, TheSecondPictureIsFoundByThePictureSizeOfTheFirst) {
 }
 
 TEST(PictureTest, APictureSizeBelowTheSumOfTheSlicesFindsTheSecondPictureWhereItSays) {
-    // A size of 0 makes the second picture one with the first; the bytes behind it stay unread.
+    // A size of 0 makes the second picture one with the first; the bytes after it are not read.
     MadeFrame made = twoFields(fieldSpec(1, 48, 40));
     for (std::size_t i = 1; i <= 4; ++i)
         made.bytes[made.pictureOffsets[0] + i] = 0;

@@ -13,7 +13,7 @@ int distinctSample(int component, std::uint32_t block) {
     return 20 * static_cast<int>(block) - 90 + 5 * component;
 }
 
-// A stride with room to see what is written behind a line.
+// A stride with room to see what is written beyond the right edge.
 DecodeRequest roomyRequest(std::vector<std::uint8_t> const& frame, std::uint32_t reduction, OptimizationTarget target) {
     DecodeRequest request = requestFor(frame, reduction, 8, 0, target);
     request.lineStride += 256;
@@ -149,7 +149,7 @@ TEST(ReducedOutputTest, BlocksKeepTheirPlacesAtEverySize) {
                                          flatSlices([](SlicePlace const&, int component, std::uint32_t block) {
                                              return distinctSample(component, block);
                                          }));
-        // At eighth size the 4:2:2 writer has an order of its own, which another test looks at.
+        // At eighth size the 4:2:2 writer has a different order, which another test checks.
         for (std::uint32_t reduction = 1; reduction < (chroma_format == 3 ? 4u : 3u); ++reduction) {
             for (const OptimizationTarget target : runnableTargets()) {
                 const DecodeRequest request = requestFor(made.bytes, reduction, 8, 0, target);

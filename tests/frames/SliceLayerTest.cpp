@@ -144,7 +144,7 @@ TEST(SliceTest, EverySliceHeaderSizeFrom0To31EqualsTheModel) {
 }
 
 TEST(SliceTest, ASliceHeaderOf6BytesWithAlphaTakesTheCrSizeFromTheLumaData) {
-    // The luma range begins at byte 6, where the field of the Cr size stands too. Luma starts with a DC of 0, so the
+    // The luma range begins at byte 6, where the field of the Cr size is too. Luma starts with a DC of 0, so the
     // field names far more bytes than the slice has and Cr runs to the end of the data.
     FrameSpec spec = specOf(3, 16, 16);
     spec.alpha_channel_type = 1;

@@ -11,8 +11,8 @@
 #include "SlowScan.h"
 #include "VectorManifest.h"
 
-// The model judges the decoder, so it has to earn it: against calls whose results somebody else computed, and against
-// frames whose content is known because they were made from it.
+// The model is the reference for the decoder, so it is tested itself: against calls whose results were computed
+// elsewhere, and against frames whose content is known because they were made from it.
 
 TEST(SlowModelTest, MeetsEveryLineOfTheVectors) {
     for (VectorRequest const& vector : readVectorManifest()) {

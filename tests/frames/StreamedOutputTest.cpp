@@ -46,7 +46,7 @@ std::vector<std::uint8_t> noiseFrame(Case const& c) {
     return encodeFrame(picture, settings).bytes;
 }
 
-// A buffer whose first byte lies `offset` bytes behind the start of a cache line.
+// A buffer whose first byte is `offset` bytes after the start of a cache line.
 class Output {
 public:
     Output(std::size_t bytes, std::size_t offset)

@@ -15,7 +15,7 @@ int maximumOf(std::uint32_t depth) {
     return depth == 8 ? 255 : depth == 10 ? 1023 : depth == 15 ? 32768 : 65535;
 }
 
-// Each block of each component has a value of its own.
+// Each block of each component has a different value.
 int distinctSample(int component, std::uint32_t block) {
     return 20 * static_cast<int>(block) - 90 + 5 * component;
 }
@@ -87,7 +87,7 @@ TEST(Output422Test, Width10TakesTheChromaOfItsLastPairFromColumn4) {
     const SliceMaker flat = flatSlices(0, 0, 0);
     const MadeFrame made = makeFrame(sizedSpec(2, 10, 8), [&](SlicePlace const& place, SliceContent& content) {
         flat(place, content);
-        content.cb[1] = 300; // the first horizontal frequency: every column has a value of its own
+        content.cb[1] = 300; // the first horizontal frequency: every column has a different value
     });
     const MadeFrame whole = makeFrame(sizedSpec(2, 16, 8), [&](SlicePlace const& place, SliceContent& content) {
         flat(place, content);
@@ -317,7 +317,7 @@ TEST(Output444Test, CodesFarBeyondTheirRangeClampAt16BitStorage) {
 
 namespace {
 
-// The alpha codes of one value: in a whole group of eight pixels, and in the single pixels behind it.
+// The alpha codes of one value: in a whole group of eight pixels, and in the single pixels after it.
 struct AlphaCodes {
     int group;
     int single;

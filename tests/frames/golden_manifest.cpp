@@ -19,7 +19,7 @@
 
 namespace {
 
-// A picture of its own for every size: soft gradients, a fine texture in one corner, a disc with a hard edge.
+// A different picture for every size: soft gradients, a fine texture in one corner, a disc with a hard edge.
 double sceneAt(double x, double y, int plane) {
     const double gradient = 0.5 + 0.35 * std::sin(2.1 * x + 0.7 * plane) * std::cos(1.7 * y - 0.4 * plane);
     const double texture = x > 0.6 && y < 0.4 ? 0.12 * std::sin(90 * x) * std::sin(70 * y) : 0;

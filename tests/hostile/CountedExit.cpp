@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-// In builds that count what is executed: a process that a test ends at once leaves its counts behind too.
+// In builds that count executed lines: a process that a test ends at once writes its counts too.
 
 extern "C" void __gcov_dump();
 

@@ -140,7 +140,7 @@ constexpr char kExpectedHash[] = "RAVELO_EXPECTED_HASH";
 
 } // namespace
 
-// Each failure has a process of its own, since only a process's first call sets up what lasts.
+// Each failure has its own process, since only the first call of a process initialises what lasts.
 TEST(FailingMemoryTest, AFailureInTheFirstCallOfAProcessSparesTheNext) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto isAsPromisedOrPastTheEnd = [](int status) {

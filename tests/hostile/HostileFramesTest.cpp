@@ -18,14 +18,14 @@
 #include "Random.h"
 #include "RaveloDecoderInterface.h"
 
-// No bytes make the decode call read outside its input or write outside its output: both lie beside unmapped pages, and
-// no sanitizer is needed, so that vector loads and stores are caught too.
+// No bytes make the decode call read outside its input or write outside its output: both are next to unmapped pages,
+// and no sanitizer is needed, so that vector loads and stores are caught too.
 
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Cases of several frames behind one number: `counts` holds how many each frame has.
+// Cases of several frames under one number: `counts` holds how many each frame has.
 struct Place {
     std::size_t frame;
     std::uint64_t inFrame;
@@ -335,7 +335,7 @@ TEST(HostileFramesTest, LargestPicturesInAHundredBytesStayInside) {
 
 namespace {
 
-// The bytes of a request that no writer serves must all stay untouched: there is no output at all.
+// A request that no writer supports must leave all bytes untouched: there is no output at all.
 int decodeWithoutOutput(HostileFrame const& frame, std::uint32_t downSampleFactor, std::uint32_t bitDepth,
                         std::int64_t stride, OptimizationTarget target) {
     static GuardedMemory nothing(1);

@@ -31,7 +31,7 @@ HostileRequest requestOf(std::uint64_t number) {
                                                                                   : OptimizationTarget::Baseline;
     request.downSampleFactor = take(4);
     request.bitDepth = kBitDepths[take(4)];
-    // The value 3 stands for those that select RGB output without levels.
+    // The value 3 represents those that select RGB output without levels.
     request.colorCoding = take(4);
     request.strideIsNegative = take(2) == 1;
     request.stride = static_cast<HostileRequest::Stride>(take(3));

@@ -5,7 +5,7 @@
 
 #include "DecodeRequest.h"
 
-// How one hostile frame is put to the decode call. The stride is computed from `stride` for each frame.
+// How one hostile frame is passed to the decode call. The stride is computed from `stride` for each frame.
 struct HostileRequest : DecodeRequest {
     enum class Stride {
         Least, // the least that the call accepts; reduced pictures then write over the start of the next line
@@ -15,7 +15,7 @@ struct HostileRequest : DecodeRequest {
 
     Stride stride = Stride::Safe;
     bool strideIsNegative = false;
-    bool inputAtEnd = true;  // the input's last byte lies in front of an unmapped page, else its first behind one
+    bool inputAtEnd = true;  // the input ends before an unmapped page, else it starts after one
     bool outputAtEnd = true; // the same of the output
     bool inParallel = false; // through the task library's threads, else in the calling thread alone
 

@@ -52,7 +52,7 @@ void writeText(const char* text) {
         _exit(99);
 }
 
-// Says which cases were on their way and lets the fault happen again under the handler that stood before.
+// Prints the cases that were running and lets the fault happen again under the previous handler.
 void onFault(int signal) {
     writeText("\nfault in one of these cases:\n");
     for (std::size_t i = 0; i < kNumLabels; ++i) {
@@ -189,7 +189,7 @@ void HostileRunner::check(Output const& output, std::string const& label) {
     if (output.first != m_output.atStart() && !isUntouched(output.first - page, output.first))
         report("bytes in front of the output are written: " + label);
     if (output.first == m_output.atStart() && !isUntouched(output.end(), output.end() + page))
-        report("bytes behind the output are written: " + label);
+        report("bytes after the output are written: " + label);
     const std::uint64_t magnitude =
         output.stride < 0 ? static_cast<std::uint64_t>(-output.stride) : static_cast<std::uint64_t>(output.stride);
     if (output.fill == 0 || magnitude <= output.rowBytes)

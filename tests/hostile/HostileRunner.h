@@ -27,7 +27,8 @@ struct HostileTally {
     void add(HostileTally const& other);
 };
 
-// Puts frames to the decode call, with input and output beside unmapped pages, and checks what must hold for any bytes:
+// Passes frames to the decode call, with input and output next to unmapped pages, and checks what must be true for any
+// bytes:
 // the call returns 1 or throws the documented exception, and no byte is written where the contract does not allow it.
 // Reads outside the input and writes far outside the output end the process; the case is then printed.
 //

@@ -32,7 +32,7 @@
 
 // A system that starts no more threads, or has no memory for them: frames are then decoded by the threads that are
 // there. This executable replaces pthread_create and the questions that the task library answers, so it holds nothing
-// else. Threads stay once they are started, so each case has a process of its own. The environment's RAVELO_HOSTILE=all
+// else. Threads stay once they are started, so each case has its own process. The environment's RAVELO_HOSTILE=all
 // repeats each case 200 times.
 
 namespace {
@@ -161,7 +161,7 @@ private:
     tbb::global_control m_limit;
 };
 
-// Threads of the host, which are there before any is refused, and begin when they are told.
+// Threads of the host, which exist before any is refused, and begin on request.
 class HostThreads {
 public:
     template <class Work>

@@ -28,7 +28,7 @@
 #include "Sanitizers.h"
 
 // Decodes on small stacks: what a decode needs, and that a stack which is too small faults at its guard page instead of
-// writing beyond. Each case has a process of its own, so a decode's first call is there too.
+// writing beyond. Each case has its own process, so the first call of a process is tested too.
 
 namespace {
 

@@ -31,7 +31,7 @@ int atThree() {
 
 constexpr JumpTable<int()> kTable = {{atMinusOne, atZero, atOne, atTwo, atThree}};
 
-// Each call enters one kernel on a block with a DC of 800 and tells whether all samples came out as 100.
+// Each call enters one kernel on a block with a DC of 800 and returns whether all samples are 100.
 bool runsFloat() {
     const BlockFloat block = {800.0f};
     BlockFloat samples = {};

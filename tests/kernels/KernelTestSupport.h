@@ -13,8 +13,8 @@
 
 void PrintTo(const KernelVariant& variant, std::ostream* out);
 
-// Whether this processor can run the variant, by the compiler's runtime, which knows nothing of the detection under
-// test.
+// Whether this processor can run the variant, according to the compiler's runtime, which is independent of the
+// detection under test.
 bool isRunnable(const Variant& variant);
 
 // The source of the AVX-512 variant on emulated vectors, for processors without AVX-512.
@@ -51,7 +51,7 @@ private:
     std::int32_t m_featuresAreValid;
 };
 
-// Blocks of every temper: random over the whole range, only the two extremes, small, sparse, single extreme
+// Blocks of every kind: random over the whole range, only the two extremes, small, sparse, single extreme
 // coefficients, and constant extremes.
 std::vector<Block16> trialBlocks(Random& generator, int numRandomOfEachKind);
 

@@ -43,7 +43,7 @@ BlockFloat plainInverse(const BlockFloat& block) {
     return out;
 }
 
-// Equality of bits, which tells the two zeros apart.
+// Equality of bits, which distinguishes the two zeros.
 bool sameBits(const BlockFloat& a, const BlockFloat& b) {
     return std::memcmp(a.data(), b.data(), sizeof a) == 0;
 }

@@ -10,7 +10,7 @@ using Block16 = std::array<std::int16_t, 64>;
 using BlockFloat = std::array<float, 64>;
 using BlockDouble = std::array<double, 64>;
 
-// Sums of a row pass wrap modulo 2^32 before the shift. Clipping them is the mistake that tests tell apart.
+// Sums of a row pass wrap modulo 2^32 before the shift. Clipping them is the mistake that tests detect.
 enum class RowSums { Wrap, Clip };
 
 Block16 literalInverse8x8(const Block16& x, RowSums sums = RowSums::Wrap);

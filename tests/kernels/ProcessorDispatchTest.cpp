@@ -110,7 +110,7 @@ TEST_F(ProcessorDispatchTest, GetCpuFeaturesStoresTheMaskAndLeafOne) {
     EXPECT_EQ(features, detected());
     const CpuidRegisters leaf1 = cpuidRegisters(1, 0);
     EXPECT_EQ(registers[0], leaf1.eax);
-    EXPECT_EQ(registers[1] & 0x00FFFFFF, leaf1.ebx & 0x00FFFFFF); // the top byte tells which core answers
+    EXPECT_EQ(registers[1] & 0x00FFFFFF, leaf1.ebx & 0x00FFFFFF); // the top byte depends on the core
     EXPECT_EQ(registers[2], leaf1.ecx);
     EXPECT_EQ(registers[3], leaf1.edx);
 }

@@ -10,7 +10,7 @@ foreach(object IN LISTS OBJECTS)
     math(EXPR numLookedAt "${numLookedAt} + 1")
     execute_process(COMMAND ${NM} -C ${object} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX MATCHALL "[^\n]* [uVvWw] [^\n]*" weakSymbols "${symbols}")
-    # Descriptions of types, which a sanitizer leaves beside functions: data without code.
+    # Descriptions of types, which a sanitizer emits besides functions: data without code.
     list(FILTER weakSymbols EXCLUDE REGEX " V typeinfo (name )?for ")
     if(weakSymbols)
         message(FATAL_ERROR "${object} has weak symbols:\n${weakSymbols}")

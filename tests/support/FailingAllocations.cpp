@@ -16,7 +16,7 @@ void* allocate(std::size_t numBytes, std::size_t alignment) {
         s_hasFailed = true;
         throw std::bad_alloc();
     }
-    // Of exactly its size where that can be had, so that a sanitizer sees the byte behind it.
+    // Of exactly its size if possible, so that a sanitizer sees an access to the byte after it.
     void* const memory = alignment <= alignof(std::max_align_t)
                              ? std::malloc(numBytes == 0 ? 1 : numBytes)
                              : std::aligned_alloc(alignment, (numBytes + alignment - 1) / alignment * alignment);

@@ -10,7 +10,7 @@
 #include "Random.h"
 
 // Makes frames from coefficients, field by field: every header field and every ignored bit can be set, and nothing is
-// checked. It knows no picture and no quality, so that a test says exactly what a decoder is to meet.
+// checked. It has no pictures and no quality, so that a test says exactly what a decoder gets.
 
 // Bits into bytes, most significant bit first.
 class BitWriter {
@@ -33,7 +33,7 @@ struct SliceContent {
     std::vector<std::int16_t> cb;
     std::vector<std::int16_t> cr;
     std::vector<std::uint16_t> alpha;
-    std::uint32_t numTailBytes = 0; // zero bytes behind each component, at most 7
+    std::uint32_t numTailBytes = 0; // zero bytes after each component, at most 7
 };
 
 struct SlicePlace {
@@ -53,9 +53,9 @@ struct FrameSpec {
     std::optional<std::array<std::uint8_t, 64>> lumaMatrix;
     std::optional<std::array<std::uint8_t, 64>> chromaMatrix;
     std::uint32_t log2_slice_size_in_mb = 3;
-    std::uint32_t extraHeaderBytes = 0;      // behind the fields and matrices
+    std::uint32_t extraHeaderBytes = 0;      // after the fields and matrices
     std::uint32_t picture_header_size = 8;   // 8 to 31
-    std::uint32_t extraSliceHeaderBytes = 0; // behind the fields
+    std::uint32_t extraSliceHeaderBytes = 0; // after the fields
     std::uint32_t extraPictureBytes = 0;     // between the end of the first picture's slices and the second picture
     std::uint8_t junk = 0;                   // fills every ignored bit and byte, and the extra bytes
     bool longAlphaRuns = false;              // the eleven-bit form for every run of 2 and more
@@ -94,7 +94,7 @@ void put16At(std::vector<std::uint8_t>& bytes, std::size_t offset, std::size_t v
 // How the coefficients of a random slice look.
 enum class Texture {
     Flat,    // DCs only
-    Photo,   // DCs within the legal range and a few small coefficients behind them
+    Photo,   // DCs within the legal range and a few small coefficients after them
     Dense,   // every coefficient non-zero and small
     Sparse,  // long runs and large levels
     Extreme, // any 16-bit values

@@ -17,7 +17,8 @@ public:
     GuardedMemory(GuardedMemory const&) = delete;
     GuardedMemory& operator=(GuardedMemory const&) = delete;
 
-    // Places of `sizeBytes` bytes: the first byte lies behind an unmapped page, or the last byte in front of one.
+    // Places of `sizeBytes` bytes: the first byte is directly after an unmapped page, or the last byte directly before
+    // one.
     std::uint8_t* atStart() const { return m_first; }
     std::uint8_t* atEnd(std::size_t sizeBytes) const { return m_end - sizeBytes; }
 

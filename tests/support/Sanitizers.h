@@ -1,6 +1,6 @@
 #pragma once
 
-// True where a sanitizer takes memory and time of its own, so that measured limits do not hold.
+// True with a sanitizer, whose own memory and time invalidate measured limits.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kHasSanitizer = true;
 #else

@@ -11,7 +11,7 @@
 //
 // One read replaces the word once at most. A read that needs more than what is left and the next word together, which
 // can happen only where the range ends, takes the count of bits below zero. The format says nothing about what a reader
-// delivers from there on, so wrappedInData() tells the caller that further values mean nothing.
+// delivers from there on, so wrappedInData() says that further values are meaningless.
 class SlowBitReader {
 public:
     SlowBitReader(std::span<const std::uint8_t> range, OptimizationTarget target) : m_range(range), m_target(target) {}

@@ -100,14 +100,14 @@ void placeSlice(SlowSlice& slice, SliceContext const& context) {
     slice.lineStride = picture.lineStride;
 }
 
-// Decodes one component and moves the cursor behind it, whatever came of it.
+// Decodes one component and moves the cursor to its end, whether it succeeded or not.
 bool decodeComponent(Cursor& cursor, std::uint64_t numBytes, std::uint32_t numBlocks, SliceContext const& context,
                      std::vector<std::int16_t>& coefficients, bool& open) {
     SlowScanResult result =
         slowScanCoefficients(cursor.first(numBytes), numBlocks, context.keptCoefficients(), context.request.target);
     cursor.advance(numBytes);
     coefficients = std::move(result.coefficients);
-    // A scan that goes on behind the DCs must fail once a read wrapped; one that ends there may say anything.
+    // A scan that continues after the DCs must fail if a read has wrapped; one that ends there may say anything.
     open = open || (result.wrapped && context.keptCoefficients() <= 1);
     return result.ok;
 }

@@ -29,7 +29,7 @@ struct SlowSlice {
     std::uint32_t mbRow = 0;
     std::uint32_t sliceColumn = 0;
     std::uint32_t sliceMbs = 0;
-    std::uint32_t width = 0;     // columns, as the writer is told; wrong by design at reduced sizes
+    std::uint32_t width = 0;     // columns, as passed to the writer; wrong by design at reduced sizes
     std::uint32_t height = 0;    // lines of the output
     std::int64_t origin = 0;     // bytes from the caller's first line to the slice's first sample
     std::int64_t lineStride = 0; // bytes; that of a field is doubled
@@ -45,7 +45,7 @@ struct SlowSlice {
 
 struct SlowFrame {
     SlowFrameHeader header;
-    std::vector<SlowSlice> slices; // in stream order, the second picture behind the first
+    std::vector<SlowSlice> slices; // in stream order, the second picture after the first
 };
 
 SlowFrameHeader slowParseHeader(std::span<const std::uint8_t> frame);

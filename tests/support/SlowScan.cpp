@@ -145,7 +145,7 @@ void scanDcs(SymbolReader& symbols, std::uint32_t numBlocks, std::uint32_t kept,
     }
 }
 
-// False when a position lies behind the last one.
+// False if a position is after the last one.
 bool scanAcs(SymbolReader& symbols, std::uint32_t numBlocks, std::uint32_t kept, std::vector<std::int16_t>& out) {
     std::uint64_t position = numBlocks;
     while (!symbols.endOfData()) {

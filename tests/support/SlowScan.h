@@ -12,12 +12,12 @@
 struct SlowScanResult {
     bool ok = false;
     // A read went beyond the last partial word of the range. The format leaves what follows open, except that a scan
-    // which goes on to the coefficients behind the DCs fails.
+    // which continues with the coefficients after the DCs fails.
     bool wrapped = false;
     std::vector<std::int16_t> coefficients; // numBlocks * keptCoefficients values, block after block, in scan order
 };
 
-// Decodes one component. `keptCoefficients` is 64, 16, 4, 1 or 0; with 1 and 0 the scan ends behind the DCs.
+// Decodes one component. `keptCoefficients` is 64, 16, 4, 1 or 0; with 1 and 0 the scan ends after the DCs.
 SlowScanResult slowScanCoefficients(std::span<const std::uint8_t> range, std::uint32_t numBlocks,
                                     std::uint32_t keptCoefficients, OptimizationTarget target);
 

@@ -76,7 +76,7 @@ struct OddPart {
           d(sub(hi(r1, kTg1), r7)) {}
 };
 
-// Column `column` of the row outputs `r`, which stand `width` to a row.
+// Column `column` of the row outputs `r`, with `width` values per row.
 struct ColumnView {
     const int* r;
     int width;

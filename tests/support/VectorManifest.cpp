@@ -7,7 +7,7 @@
 
 namespace {
 
-// The text behind `"name":` in a line of the manifest, which has no spaces and no nested objects.
+// The text after `"name":` in a line of the manifest, which has no spaces and no nested objects.
 std::string fieldOf(std::string const& line, std::string const& name) {
     const std::string key = '"' + name + "\":";
     const std::size_t start = line.find(key);
