@@ -95,13 +95,13 @@ ravelo_decode_options checkedOptions(const ravelo_decode_options* options) {
     return checked;
 }
 
-void checkFrame(HostFrameHeader const& header, ravelo_decode_options const& options) {
+void checkFrame(FrameHeader const& header, ravelo_decode_options const& options) {
     if (options.coding != RAVELO_YCBCR && !header.is444())
         refuse(RAVELO_ERROR_COMBINATION, "coding is %u; a 4:2:2 frame can be decoded to 0 (YCbCr) only",
                options.coding);
-    if (header.pixels() > options.max_pixels)
+    if (header.numPixels() > options.max_pixels)
         refuse(RAVELO_ERROR_LIMIT, "the frame has %u x %u = %llu pixels; max_pixels allows %llu",
-               header.horizontal_size, header.vertical_size, static_cast<UnsignedLongLong>(header.pixels()),
+               header.horizontal_size, header.vertical_size, static_cast<UnsignedLongLong>(header.numPixels()),
                static_cast<UnsignedLongLong>(options.max_pixels));
 }
 

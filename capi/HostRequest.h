@@ -12,7 +12,7 @@
 ravelo_decode_options checkedOptions(const ravelo_decode_options* options);
 
 // Refuses options that this frame does not support.
-void checkFrame(HostFrameHeader const& header, ravelo_decode_options const& options);
+void checkFrame(FrameHeader const& header, ravelo_decode_options const& options);
 
 // Refuses a frame whose slices share so many bytes that they read more than the options allow.
 void checkReads(const void* data, std::size_t size, ravelo_decode_options const& options);

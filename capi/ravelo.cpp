@@ -46,12 +46,12 @@ OptimizationTarget resolved(std::uint32_t target) {
     return OptimizationTarget::AVX2;
 }
 
-PixelBuffer formOf(HostFrameHeader const& header, ravelo_decode_options const& options) {
+PixelBuffer formOf(FrameHeader const& header, ravelo_decode_options const& options) {
     PixelBuffer form;
     form.width = header.horizontal_size >> options.reduction;
     form.height = header.vertical_size >> options.reduction;
     form.frameHeight = header.vertical_size;
-    form.samplesPerPixel = header.is444() ? 4 : 2;
+    form.samplesPerPixel = header.samplesPerPixel();
     form.matrix_coefficients = header.matrix_coefficients;
     form.bitDepth = options.bit_depth;
     form.colorCoding = static_cast<ColorCoding>(options.coding);
@@ -84,7 +84,7 @@ ravelo_status decode(const void* data, std::size_t size, const ravelo_output* ou
         options.damage->stored = 0;
         options.damage->failed = 0;
     }
-    const HostFrameHeader header = readFrameHeader(data, size);
+    const FrameHeader header = readFrameHeader(data, size);
     checkFrame(header, options);
     checkReads(data, size, options);
     const HostPixels pixels = checkedOutput(output, requirementsOf(data, size, options));

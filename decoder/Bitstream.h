@@ -2,16 +2,20 @@
 
 #include <cstdint>
 
-// A read cursor: the next byte and the count of bytes that remain behind it. The bytes belong to somebody else.
+/// A read cursor: the next byte and the number of bytes that remain. It does not own the bytes.
 struct Bitstream {
-    const std::uint8_t* data = nullptr;
-    std::uint64_t size = 0; // bytes that remain at `data`
+    const std::uint8_t* data = nullptr; ///< the next byte
+    std::uint64_t size = 0;             ///< bytes that remain at `data`
 
-    // Moves on by the smaller of `numBytes` and the bytes that remain, so the count never wraps.
+    /// Advances by the smaller of `numBytes` and the bytes that remain, so the count never wraps.
     void advance(std::uint64_t numBytes);
 
-    // Big-endian fields at `offset` bytes from the cursor. Bytes at or beyond `size` read as zero. The cursor stays.
+    /// The byte at `offset` bytes from the cursor, or 0 at or beyond `size`. The cursor does not move.
     std::uint32_t byteAt(std::uint64_t offset) const;
+
+    /// Two bytes as a big-endian number, each read as by byteAt().
     std::uint32_t word16At(std::uint64_t offset) const;
+
+    /// Four bytes as a big-endian number, each read as by byteAt().
     std::uint32_t word32At(std::uint64_t offset) const;
 };

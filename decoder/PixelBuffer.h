@@ -2,28 +2,28 @@
 
 #include <cstdint>
 
-// What the samples of the output mean. Every value that is not ColorCoding_YCbCr selects RGB output; values above 2 are
-// accepted by the decode call and give black pixels.
+/// The meaning of the output samples. Every value other than ColorCoding_YCbCr selects RGB output; values above 2 are
+/// accepted by the decode call and give black pixels.
 enum ColorCoding : std::uint32_t {
-    ColorCoding_YCbCr = 0,    // Y, Cb, Cr as coded
-    ColorCoding_RGBFull = 1,  // RGB over the whole code range: black 0, white the maximum code
-    ColorCoding_RGBVideo = 2, // RGB in video range: black at 1/16 and white at 235/256 of (1 + maximum code)
+    ColorCoding_YCbCr = 0,    ///< Y, Cb, Cr as coded
+    ColorCoding_RGBFull = 1,  ///< RGB over the whole code range: black is 0, white the maximum code
+    ColorCoding_RGBVideo = 2, ///< RGB in video range: black is 1/16 and white 235/256 of (1 + maximum code)
 };
 
-// Where pixels go and in what form. One record serves a frame, a picture of it (a field takes every second line) and a
-// slice; `width`, `height`, `pixels` and `lineStride` differ between the three.
+/// Where pixels go and in what form. One record describes a frame, a picture of it (a field takes every second line)
+/// and a slice; `width`, `height`, `pixels` and `lineStride` differ between the three.
 struct PixelBuffer {
-    std::uint64_t width = 0;       // pixels
-    std::uint64_t height = 0;      // lines
-    std::uint64_t frameHeight = 0; // lines of the frame at full size, both fields together
-    std::uint8_t* pixels = nullptr;
-    std::int64_t lineStride = 0;        // bytes from a line to the next; may be negative
-    std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
-    ColorCoding colorCoding = ColorCoding_YCbCr;
-    std::uint32_t color_primaries = 0;
-    std::uint32_t transfer_characteristic = 0;
-    std::uint32_t matrix_coefficients = 0; // 1, 6 and 9 name a matrix; for others the frame's height decides
-    std::uint32_t samplesPerPixel = 0;     // 4 for 4:4:4 frames, else 2
-    std::uint32_t bitDepth = 0;            // 8, 10, 15 or 16; 8 takes one byte a sample, the others two
-    std::uint32_t alpha_channel_type = 0;  // 0 none, 1 eight-bit, 2 sixteen-bit
+    std::uint64_t width = 0;                     ///< pixels
+    std::uint64_t height = 0;                    ///< lines
+    std::uint64_t frameHeight = 0;               ///< lines of the frame at full size, both fields together
+    std::uint8_t* pixels = nullptr;              ///< the first sample
+    std::int64_t lineStride = 0;                 ///< bytes from one line to the next; may be negative
+    std::uint32_t downSampleFactor = 0;          ///< 0 full size, 1 half, 2 quarter, 3 eighth
+    ColorCoding colorCoding = ColorCoding_YCbCr; ///< the meaning of the samples
+    std::uint32_t color_primaries = 0;           ///< as in the frame's header
+    std::uint32_t transfer_characteristic = 0;   ///< as in the frame's header
+    std::uint32_t matrix_coefficients = 0;       ///< 1, 6 and 9 name a matrix; otherwise the frame's height decides
+    std::uint32_t samplesPerPixel = 0;           ///< 4 for 4:4:4 frames, otherwise 2
+    std::uint32_t bitDepth = 0;                  ///< 8, 10, 15 or 16; a sample of 8 bits takes one byte, others two
+    std::uint32_t alpha_channel_type = 0;        ///< 0 none, 1 eight-bit, 2 sixteen-bit
 };

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "FrameHeader.h"
+#include "FrameParts.h"
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
 #include "ravelo.h"

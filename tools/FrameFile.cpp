@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "FrameHeader.h"
+#include "FrameParts.h"
 
 std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits) {
     std::vector<std::uint8_t> frame;

@@ -10,7 +10,7 @@
 #include "DamageReport.h"
 #include "Frame.h"
 #include "FrameFile.h"
-#include "FrameHeader.h"
+#include "FrameParts.h"
 #include "InputFile.h"
 #include "Json.h"
 #include "Printable.h"
@@ -91,8 +91,7 @@ std::vector<Field> fieldsOf(FrameHeader const& header) {
          fmt::format("bytes; the first picture starts at byte {}", 8 + header.header_size)},
         {"header_byte_3", header.header_byte_3, unused},
         {"header_word_4", header.header_word_4, unused},
-        {"horizontal_size", header.horizontal_size,
-         fmt::format("pixels; {} macroblocks", (header.horizontal_size + 15) / 16)},
+        {"horizontal_size", header.horizontal_size, fmt::format("pixels; {} macroblocks", header.widthInMb())},
         {"vertical_size", header.vertical_size, "lines, both fields together"},
         {"chroma_format", header.chroma_format, chromaMeaning(header)},
         {"interlace_mode", header.interlace_mode, interlaceMeaning(header)},
@@ -130,15 +129,14 @@ std::vector<BufferLine> bufferLines(std::span<const std::uint8_t> frame) {
     return lines;
 }
 
-std::uint64_t bytesOfSlices(PictureHeader const& picture) {
+std::uint64_t bytesOfSlices(CodedPicture const& picture) {
     return std::accumulate(picture.coded_size_of_slice.begin(), picture.coded_size_of_slice.end(), std::uint64_t{0});
 }
 
-std::string matrixText(std::array<std::uint8_t, 64> const& matrix) {
+std::string matrixText(const std::uint8_t (&matrix)[64]) {
     std::string text;
     for (std::size_t row = 0; row < 8; ++row)
-        text += fmt::format("      {:3}\n", fmt::join(matrix.begin() + static_cast<std::ptrdiff_t>(8 * row),
-                                                      matrix.begin() + static_cast<std::ptrdiff_t>(8 * row + 8), " "));
+        text += fmt::format("      {:3}\n", fmt::join(matrix + 8 * row, matrix + 8 * row + 8, " "));
     return text;
 }
 
@@ -153,7 +151,7 @@ std::string rowText(std::vector<std::uint32_t> const& sizes) {
     return fmt::format("{}", fmt::join(parts, ", "));
 }
 
-std::string pictureText(PictureHeader const& picture, std::size_t index) {
+std::string pictureText(CodedPicture const& picture, std::size_t index) {
     std::string text = fmt::format("  picture {}, from byte {}\n", index + 1, picture.offset);
     const auto line = [&text](const char* name, std::uint64_t value, std::string const& meaning) {
         text += fmt::format("    {:24}{:>10}   {}\n", name, value, meaning);
@@ -178,10 +176,10 @@ std::string textOf(std::string const& name, std::span<const std::uint8_t> frame)
     for (Field const& field : fieldsOf(header))
         text += fmt::format("    {:24}{:>10}   {}\n", field.name, field.value, field.meaning);
     if (header.load_luma_matrix)
-        text += "    luma matrix\n" + matrixText(header.lumaMatrix);
+        text += "    luma matrix\n" + matrixText(header.luma_quant);
     if (header.load_chroma_matrix)
-        text += "    chroma matrix\n" + matrixText(header.chromaMatrix);
-    const std::vector<PictureHeader> pictures = parsePictureHeaders(frame, header);
+        text += "    chroma matrix\n" + matrixText(header.chroma_quant);
+    const std::vector<CodedPicture> pictures = parsePictureHeaders(frame, header);
     for (std::size_t i = 0; i < pictures.size(); ++i)
         text += pictureText(pictures[i], i);
     text +=
@@ -193,7 +191,7 @@ std::string textOf(std::string const& name, std::span<const std::uint8_t> frame)
     return text;
 }
 
-Json jsonOf(PictureHeader const& picture, bool withSlices) {
+Json jsonOf(CodedPicture const& picture, bool withSlices) {
     Json json = {
         {"offset", picture.offset},
         {"picture_header_size", picture.picture_header_size},
@@ -219,11 +217,11 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool w
         fields[field.name] = field.value;
         meanings[field.name] = field.meaning;
     }
-    fields["luma_matrix"] = Json::list(header.lumaMatrix);
-    fields["chroma_matrix"] = Json::list(header.chromaMatrix);
+    fields["luma_matrix"] = Json::list(header.luma_quant);
+    fields["chroma_matrix"] = Json::list(header.chroma_quant);
 
     Json pictures = Json::array();
-    for (PictureHeader const& picture : parsePictureHeaders(frame, header))
+    for (CodedPicture const& picture : parsePictureHeaders(frame, header))
         pictures.push_back(jsonOf(picture, withSlices));
     Json buffers = Json::array();
     for (BufferLine const& line : bufferLines(frame))

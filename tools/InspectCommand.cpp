@@ -46,7 +46,7 @@ struct InspectedFrame {
 };
 
 bool isShown(SliceProperty const& property, InspectedFrame const& frame) {
-    return property.value != &SliceHeader::alphaBytes || frame.header.alpha_channel_type != 0;
+    return property.value != &CodedSlice::alphaBytes || frame.header.alpha_channel_type != 0;
 }
 
 std::string slicesText(InspectedFrame const& frame) {
@@ -75,7 +75,7 @@ std::string totalsText(InspectedFrame const& frame) {
         text += fmt::format("  {:8}  {:>10}  {:>10.1f}  {:>10}", property.name, statistics.least, statistics.median,
                             statistics.largest);
         // A sum of indices means nothing.
-        const bool hasTotal = property.value != &SliceHeader::quantization_index;
+        const bool hasTotal = property.value != &CodedSlice::quantization_index;
         text += hasTotal ? fmt::format("  {:>10}\n", statistics.total) : "\n";
     }
     return text;
@@ -106,7 +106,7 @@ Json jsonOf(InspectedFrame const& frame, bool totalsOnly) {
         const SliceStatistics statistics = statisticsOf(frame.slices, property.value);
         totals[property.name] = {
             {"least", statistics.least}, {"median", statistics.median}, {"largest", statistics.largest}};
-        if (property.value != &SliceHeader::quantization_index)
+        if (property.value != &CodedSlice::quantization_index)
             totals[property.name]["total"] = statistics.total;
     }
     Json json = {{"file", frame.name},

@@ -27,7 +27,7 @@ Rgb colorAt(double place) {
     return color;
 }
 
-double shownValue(SliceHeader const& slice, SliceColors colors) {
+double shownValue(CodedSlice const& slice, SliceColors colors) {
     return colors == SliceColors::Index ? slice.quantization_index
                                         : static_cast<double>(slice.coded_size) / slice.numMbs;
 }
@@ -96,8 +96,8 @@ std::vector<InspectedSlice> inspectSlices(std::span<const std::uint8_t> frame, D
     std::vector<InspectedSlice> slices;
     std::uint32_t index = 0;
     auto damage = decoded.damage().begin();
-    for (PictureHeader const& picture : parsePictureHeaders(frame, decoded.header())) {
-        for (SliceHeader const& header : parseSliceHeaders(frame, decoded.header(), picture)) {
+    for (CodedPicture const& picture : parsePictureHeaders(frame, decoded.header())) {
+        for (CodedSlice const& header : parseSliceHeaders(frame, decoded.header(), picture)) {
             slices.push_back({index, header, nullptr});
             // The damage report is in the order of the frame.
             if (damage != decoded.damage().end() && damage->picture == index && damage->row == header.row &&
@@ -113,15 +113,15 @@ std::vector<InspectedSlice> inspectSlices(std::span<const std::uint8_t> frame, D
 
 std::vector<SliceProperty> const& sliceProperties() {
     static const std::vector<SliceProperty> s_properties = {
-        {"bytes", &SliceHeader::coded_size},         {"header", &SliceHeader::slice_header_size},
-        {"y", &SliceHeader::coded_size_y},           {"cb", &SliceHeader::coded_size_cb},
-        {"cr", &SliceHeader::coded_size_cr},         {"alpha", &SliceHeader::alphaBytes},
-        {"index", &SliceHeader::quantization_index},
+        {"bytes", &CodedSlice::coded_size},         {"header", &CodedSlice::slice_header_size},
+        {"y", &CodedSlice::coded_size_y},           {"cb", &CodedSlice::coded_size_cb},
+        {"cr", &CodedSlice::coded_size_cr},         {"alpha", &CodedSlice::alphaBytes},
+        {"index", &CodedSlice::quantization_index},
     };
     return s_properties;
 }
 
-SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uint32_t SliceHeader::*value) {
+SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uint32_t CodedSlice::*value) {
     SliceStatistics statistics;
     if (slices.empty())
         return statistics;

@@ -9,7 +9,7 @@
 // A slice as described by the frame's tables, and the result of its decode.
 struct InspectedSlice {
     std::uint32_t picture = 0; // 0 for the first coded picture, 1 for the second
-    SliceHeader header;
+    CodedSlice header;
     const char* failed = nullptr; // the component that failed first
 };
 
@@ -27,11 +27,11 @@ struct SliceStatistics {
 // The properties of slices in tables, reports and totals, with their names.
 struct SliceProperty {
     const char* name;
-    std::uint32_t SliceHeader::*value;
+    std::uint32_t CodedSlice::*value;
 };
 std::vector<SliceProperty> const& sliceProperties();
 
-SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uint32_t SliceHeader::*value);
+SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uint32_t CodedSlice::*value);
 
 // What the colours of a picture of slices show.
 enum class SliceColors { Bytes, Index };

@@ -4,24 +4,6 @@
 
 namespace {
 
-std::uint32_t pictureLines(Frame const& frame, TemporalOrder temporalOrder) {
-    const std::uint32_t lines = frame.vertical_size;
-    // The even lines of an odd number belong to the field with one line more, whichever is coded first.
-    const std::uint32_t evenLines = (lines + 1) >> 1;
-    const std::uint32_t oddLines = lines >> 1;
-    const bool isFirst = temporalOrder == TemporalOrder::First;
-    switch (frame.interlace_mode) {
-    case 1:
-        return isFirst ? evenLines : oddLines;
-    case 2:
-        return isFirst ? oddLines : evenLines;
-    case 3:
-        return oddLines;
-    default:
-        return lines;
-    }
-}
-
 // The pixels and bytes from which on a second thread gains time; one of either costs about as much. A decode below that
 // takes half a millisecond, and a thread that has to be woken for it comes too late to take much of it.
 constexpr std::uint64_t kLeastSharedWork = std::uint64_t{1} << 18;
@@ -31,25 +13,17 @@ constexpr std::uint64_t kLeastSharedWork = std::uint64_t{1} << 18;
 PictureLayout::PictureLayout(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
     : m_temporalOrder(order),
       m_frame(owner),
-      m_header(picture_header(pictureBits)),
-      m_verticalSize(pictureLines(owner, order)),
-      m_widthInMb((owner.horizontal_size + 15) >> 4),
-      m_heightInMb((m_verticalSize + 15) >> 4),
-      m_sliceTable(m_widthInMb, m_heightInMb, m_header.log2_slice_size_in_mb,
+      m_header(PictureHeader::picture_header(pictureBits)),
+      m_verticalSize(owner.linesOfPicture(order)),
+      m_widthInMb(owner.widthInMb()),
+      m_heightInMb(owner.heightInMb(order)),
+      m_sliceTable(RowDivision(m_widthInMb, m_header.log2_slice_size_in_mb), m_heightInMb,
                    behind(pictureBits, m_header.picture_header_size)),
       m_slices(behind(pictureBits, m_header.picture_header_size + m_sliceTable.tableBytes())) {
     initializePictureBuffer();
 }
 
 PictureLayout::~PictureLayout() = default;
-
-PictureLayout::Header PictureLayout::picture_header(Bitstream const& pictureBits) {
-    Header header;
-    header.picture_header_size = pictureBits.byteAt(0) >> 3;
-    header.picture_size = pictureBits.word32At(1);
-    header.log2_slice_size_in_mb = pictureBits.byteAt(7) >> 4 & 3;
-    return header;
-}
 
 Bitstream PictureLayout::behind(Bitstream bits, std::uint64_t numBytes) {
     bits.advance(numBytes);
@@ -58,13 +32,11 @@ Bitstream PictureLayout::behind(Bitstream bits, std::uint64_t numBytes) {
 
 void PictureLayout::initializePictureBuffer() {
     m_pictureBuffer = m_frame.frame_buffer;
-    const std::uint32_t mode = m_frame.interlace_mode;
-    if (mode == 0)
+    if (m_frame.lineStepOfPicture() == 1)
         return;
     m_pictureBuffer.height = m_verticalSize;
-    const bool startsOnSecondLine = mode == (m_temporalOrder == TemporalOrder::First ? 2u : 1u);
-    if (startsOnSecondLine)
-        m_pictureBuffer.pixels += m_pictureBuffer.lineStride;
+    m_pictureBuffer.pixels =
+        lineBelow(m_pictureBuffer.pixels, m_frame.firstLineOfPicture(m_temporalOrder), m_pictureBuffer.lineStride);
     // A stride that cannot be doubled belongs to a buffer that cannot exist; it wraps instead of overflowing.
     m_pictureBuffer.lineStride = static_cast<std::int64_t>(2 * static_cast<std::uint64_t>(m_pictureBuffer.lineStride));
 }
@@ -98,11 +70,11 @@ std::uint32_t PictureLayout::height_in_mb() const {
 }
 
 std::uint32_t PictureLayout::slice_size_in_mb(std::uint32_t column) const {
-    return m_sliceTable.sliceSizeInMb(column);
+    return m_sliceTable.division().sliceSizeInMb(column);
 }
 
 std::uint32_t PictureLayout::number_of_slices_per_mb_row() const {
-    return m_sliceTable.slicesPerRow();
+    return m_sliceTable.division().slicesPerRow();
 }
 
 std::uint32_t PictureLayout::coded_size_of_slice(std::uint32_t row, std::uint32_t column) const {
@@ -114,7 +86,7 @@ std::uint32_t PictureLayout::getDownSampleFactor() const {
 }
 
 std::uint32_t PictureLayout::firstMb(std::uint32_t column) const {
-    return m_sliceTable.firstMb(column);
+    return m_sliceTable.division().firstMb(column);
 }
 
 std::uint32_t PictureLayout::rowsInData() const {

@@ -3,7 +3,9 @@
 #include <cstdint>
 
 #include "Bitstream.h"
+#include "FrameHeader.h"
 #include "OptimizationTarget.h"
+#include "PictureHeader.h"
 #include "PixelBuffer.h"
 #include "SliceLoop.h"
 #include "SliceTable.h"
@@ -11,9 +13,6 @@
 class Frame;
 template <OptimizationTarget target>
 class SliceGroup;
-
-// First or second coded picture of a frame.
-enum class TemporalOrder : std::uint32_t { First = 0, Second = 1 };
 
 // What a slice says of itself in its first bytes.
 struct SliceHeader {
@@ -77,20 +76,12 @@ public:
     SliceHeader sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const;
 
 private:
-    // What the header says; the cursor stays at the picture's first byte.
-    struct Header {
-        std::uint32_t picture_header_size;
-        std::uint32_t picture_size;
-        std::uint32_t log2_slice_size_in_mb;
-    };
-
-    static Header picture_header(Bitstream const& pictureBits);
     static Bitstream behind(Bitstream bits, std::uint64_t numBytes);
     void initializePictureBuffer();
 
     TemporalOrder m_temporalOrder;
     Frame const& m_frame;
-    Header m_header;
+    PictureHeader m_header;
     std::uint32_t m_verticalSize;
     std::uint32_t m_widthInMb;
     std::uint32_t m_heightInMb;

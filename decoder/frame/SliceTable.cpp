@@ -1,16 +1,12 @@
 #include "SliceTable.h"
 
 #include <algorithm>
-#include <bit>
 
-SliceTable::SliceTable(std::uint32_t widthInMb, std::uint32_t heightInMb, std::uint32_t log2SliceSizeInMb,
-                       Bitstream const& table)
+SliceTable::SliceTable(RowDivision const& division, std::uint32_t heightInMb, Bitstream const& table)
     : m_table(table),
       m_heightInMb(heightInMb),
-      m_log2SliceSizeInMb(log2SliceSizeInMb),
-      m_fullSlices(widthInMb >> log2SliceSizeInMb),
-      m_mbsBehindFull(widthInMb - (m_fullSlices << log2SliceSizeInMb)),
-      m_slicesPerRow(m_fullSlices + static_cast<std::uint32_t>(std::popcount(m_mbsBehindFull))),
+      m_division(division),
+      m_slicesPerRow(division.slicesPerRow()),
       m_checkpointsPerRow((m_slicesPerRow + kSlicesPerCheckpoint - 1) / kSlicesPerCheckpoint) {
     if (m_slicesPerRow == 0)
         return;
@@ -27,10 +23,6 @@ SliceTable::SliceTable(std::uint32_t widthInMb, std::uint32_t heightInMb, std::u
 }
 
 SliceTable::~SliceTable() = default;
-
-std::uint32_t SliceTable::slicesPerRow() const {
-    return m_slicesPerRow;
-}
 
 std::uint64_t SliceTable::sliceOffset(std::uint32_t row, std::uint32_t column) const {
     if (row >= m_rowsWithEntries)
@@ -53,24 +45,6 @@ std::uint64_t SliceTable::bytesOf(std::uint32_t row, std::uint32_t column, std::
 
 std::uint64_t SliceTable::tableBytes() const {
     return 2 * std::uint64_t{m_slicesPerRow} * m_heightInMb;
-}
-
-std::uint32_t SliceTable::sliceSizeInMb(std::uint32_t column) const {
-    if (column < m_fullSlices)
-        return 1u << m_log2SliceSizeInMb;
-    std::uint32_t left = m_mbsBehindFull;
-    for (std::uint32_t i = m_fullSlices; i < column; ++i)
-        left -= std::bit_floor(left);
-    return std::bit_floor(left);
-}
-
-std::uint32_t SliceTable::firstMb(std::uint32_t column) const {
-    if (column <= m_fullSlices)
-        return column << m_log2SliceSizeInMb;
-    std::uint32_t mbs = m_fullSlices << m_log2SliceSizeInMb;
-    for (std::uint32_t i = m_fullSlices; i < column; ++i)
-        mbs += sliceSizeInMb(i);
-    return mbs;
 }
 
 std::uint32_t SliceTable::codedSize(std::uint32_t row, std::uint32_t column) const {

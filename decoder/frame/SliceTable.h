@@ -4,8 +4,9 @@
 #include <vector>
 
 #include "Bitstream.h"
+#include "PictureHeader.h"
 
-// How a macroblock row is cut into slices, and where the bytes of every slice start.
+// Where the bytes of every slice of a picture start.
 //
 // Only the offset of every kSlicesPerCheckpoint-th slice of a row is kept; the others are summed up from there. The
 // sizes stay in the compressed bytes: a table of a slice each would cost a host more than a hundred megabytes for a
@@ -13,23 +14,14 @@
 // time and memory grow with the bytes of the table that exist.
 class SliceTable {
 public:
-    // Cuts a row of `widthInMb` macroblocks into as many slices of 1 << log2SliceSizeInMb macroblocks as fit, then at
-    // most one of each smaller power of two. `table` stands at the first table entry and ends with the caller's data;
-    // entries that are missing read as zero.
-    SliceTable(std::uint32_t widthInMb, std::uint32_t heightInMb, std::uint32_t log2SliceSizeInMb,
-               Bitstream const& table);
+    // `table` is at the first table entry and ends with the caller's data; entries that are missing read as zero.
+    SliceTable(RowDivision const& division, std::uint32_t heightInMb, Bitstream const& table);
     ~SliceTable();
 
     SliceTable(SliceTable const&) = delete;
     SliceTable& operator=(SliceTable const&) = delete;
 
-    std::uint32_t slicesPerRow() const;
-
-    // Macroblocks of a slice: 1, 2, 4 or 8.
-    std::uint32_t sliceSizeInMb(std::uint32_t column) const;
-
-    // Macroblocks to the left of a slice.
-    std::uint32_t firstMb(std::uint32_t column) const;
+    RowDivision const& division() const { return m_division; }
 
     // Bytes of a slice, its header included.
     std::uint32_t codedSize(std::uint32_t row, std::uint32_t column) const;
@@ -47,9 +39,7 @@ private:
 
     Bitstream m_table;
     std::uint32_t m_heightInMb;
-    std::uint32_t m_log2SliceSizeInMb;
-    std::uint32_t m_fullSlices;    // slices of the largest size in a row
-    std::uint32_t m_mbsBehindFull; // macroblocks of a row behind them; its set bits are the smaller slices
+    RowDivision m_division;
     std::uint32_t m_slicesPerRow;
     std::uint32_t m_checkpointsPerRow;
     std::uint32_t m_rowsWithEntries = 0;      // rows of which the data hold an entry, or a part of one

@@ -7,7 +7,7 @@
 #include "CommandError.h"
 #include "DecodedFrame.h"
 #include "FrameEncoder.h"
-#include "FrameHeader.h"
+#include "FrameParts.h"
 #include "ToolsTestSupport.h"
 
 namespace {

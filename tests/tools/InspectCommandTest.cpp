@@ -224,13 +224,13 @@ TEST(SliceReportTest, StatisticsAreThoseOfTheValues) {
     const std::uint32_t sizes[] = {40, 10, 30, 15};
     for (std::size_t i = 0; i < slices.size(); ++i)
         slices[i].header.coded_size = sizes[i];
-    SliceStatistics statistics = statisticsOf(slices, &SliceHeader::coded_size);
+    SliceStatistics statistics = statisticsOf(slices, &CodedSlice::coded_size);
     EXPECT_EQ(statistics.total, 95u);
     EXPECT_EQ(statistics.least, 10u);
     EXPECT_EQ(statistics.median, 22.5);
     EXPECT_EQ(statistics.largest, 40u);
     slices.pop_back();
-    statistics = statisticsOf(slices, &SliceHeader::coded_size);
+    statistics = statisticsOf(slices, &CodedSlice::coded_size);
     EXPECT_EQ(statistics.median, 30);
-    EXPECT_EQ(statisticsOf({}, &SliceHeader::coded_size).total, 0u);
+    EXPECT_EQ(statisticsOf({}, &CodedSlice::coded_size).total, 0u);
 }

@@ -16,7 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Checksum.h"
-#include "FrameHeader.h"
+#include "FrameParts.h"
 #include "PictureReader.h"
 
 TestFolder::TestFolder() {
@@ -319,9 +319,9 @@ void damageSlices(std::string const& path, std::vector<std::size_t> const& slice
     std::string content = readTestFile(path);
     const std::vector<std::uint8_t> frame = bytesOf(content);
     const FrameHeader header = parseFrameHeader(frame);
-    std::vector<SliceHeader> headers;
-    for (PictureHeader const& picture : parsePictureHeaders(frame, header))
-        for (SliceHeader const& slice : parseSliceHeaders(frame, header, picture))
+    std::vector<CodedSlice> headers;
+    for (CodedPicture const& picture : parsePictureHeaders(frame, header))
+        for (CodedSlice const& slice : parseSliceHeaders(frame, header, picture))
             headers.push_back(slice);
     for (const std::size_t slice : slices)
         content.replace(headers.at(slice).offset + 2, 2, 2, '\0');

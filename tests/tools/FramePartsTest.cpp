@@ -1,4 +1,4 @@
-#include "FrameHeader.h"
+#include "FrameParts.h"
 
 #include <numeric>
 
@@ -35,7 +35,7 @@ std::vector<std::uint32_t> linesOfPictures(std::uint16_t height, std::uint8_t in
     const std::vector<std::uint8_t> frame =
         headerOnly(16, height, static_cast<std::uint8_t>(0x80 | (interlace_mode << kInterlaceShift)));
     std::vector<std::uint32_t> lines;
-    for (PictureHeader const& picture : parsePictureHeaders(frame, parseFrameHeader(frame)))
+    for (CodedPicture const& picture : parsePictureHeaders(frame, parseFrameHeader(frame)))
         lines.push_back(picture.vertical_size);
     return lines;
 }
@@ -67,14 +67,14 @@ TEST(FrameHeaderTest, FieldsComeFromTheirPlaces) {
 
 TEST(FrameHeaderTest, ChromaTakesOverALumaMatrix) {
     std::vector<std::uint8_t> frame = headerOnly(16, 16, 0x80, std::vector<std::uint8_t>(64, 9));
-    EXPECT_THAT(parseFrameHeader(frame).lumaMatrix, Each(4));
-    EXPECT_THAT(parseFrameHeader(frame).chromaMatrix, Each(4));
+    EXPECT_THAT(parseFrameHeader(frame).luma_quant, Each(4));
+    EXPECT_THAT(parseFrameHeader(frame).chroma_quant, Each(4));
     frame[27] = 2;
-    EXPECT_THAT(parseFrameHeader(frame).lumaMatrix, Each(9));
-    EXPECT_THAT(parseFrameHeader(frame).chromaMatrix, Each(9));
+    EXPECT_THAT(parseFrameHeader(frame).luma_quant, Each(9));
+    EXPECT_THAT(parseFrameHeader(frame).chroma_quant, Each(9));
     frame[27] = 1;
-    EXPECT_THAT(parseFrameHeader(frame).lumaMatrix, Each(4));
-    EXPECT_THAT(parseFrameHeader(frame).chromaMatrix, Each(9));
+    EXPECT_THAT(parseFrameHeader(frame).luma_quant, Each(4));
+    EXPECT_THAT(parseFrameHeader(frame).chroma_quant, Each(9));
 }
 
 TEST(FrameHeaderTest, LinesOfOddHeightsBelongToTheEvenField) {
@@ -87,7 +87,7 @@ TEST(FrameHeaderTest, LinesOfOddHeightsBelongToTheEvenField) {
 TEST(FrameHeaderTest, RowsAreCutIntoPowersOfTwo) {
     // 45 macroblocks and slices of up to 8.
     const std::vector<std::uint8_t> frame = headerOnly(720, 16, 0x80, {8 << 3, 0, 0, 0, 0, 0, 0, 3 << 4});
-    const PictureHeader picture = parsePictureHeaders(frame, parseFrameHeader(frame)).at(0);
+    const CodedPicture picture = parsePictureHeaders(frame, parseFrameHeader(frame)).at(0);
     EXPECT_THAT(picture.slice_size_in_mb, ElementsAre(8, 8, 8, 8, 8, 4, 1));
     EXPECT_EQ(picture.coded_size_of_slice.size(), 7u);
 }
@@ -126,7 +126,7 @@ namespace {
 
 // A picture of two slices in a row, of 1 macroblock each. The bytes of the first slice are given and have the size of
 // the table; the second has no bytes.
-std::vector<SliceHeader> slicesOf(std::vector<std::uint8_t> const& firstSlice, std::uint8_t alpha_channel_type = 0) {
+std::vector<CodedSlice> slicesOf(std::vector<std::uint8_t> const& firstSlice, std::uint8_t alpha_channel_type = 0) {
     std::vector<std::uint8_t> behind = {8 << 3, 0, 0, 0, 0, 0, 0, 0, 0, static_cast<std::uint8_t>(firstSlice.size()),
                                         0,      0};
     behind.insert(behind.end(), firstSlice.begin(), firstSlice.end());
@@ -139,7 +139,7 @@ std::vector<SliceHeader> slicesOf(std::vector<std::uint8_t> const& firstSlice, s
 } // namespace
 
 TEST(FrameHeaderTest, SlicesFollowEachOtherBehindTheTable) {
-    const std::vector<SliceHeader> slices = slicesOf({6 << 3, 17, 0, 2, 0, 1, 9, 9, 9, 9, 9});
+    const std::vector<CodedSlice> slices = slicesOf({6 << 3, 17, 0, 2, 0, 1, 9, 9, 9, 9, 9});
     ASSERT_EQ(slices.size(), 2u);
     EXPECT_EQ(slices[0].offset, 28u + 8 + 4);
     EXPECT_EQ(slices[1].offset, 28u + 8 + 4 + 11);
@@ -158,7 +158,7 @@ TEST(FrameHeaderTest, CrTakesWhatIsLeftOfASliceWithoutAlpha) {
 }
 
 TEST(FrameHeaderTest, AlphaTakesWhatIsLeftOfASliceWithAlpha) {
-    const SliceHeader slice = slicesOf({8 << 3, 17, 0, 2, 0, 1, 0, 3, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}, 1)[0];
+    const CodedSlice slice = slicesOf({8 << 3, 17, 0, 2, 0, 1, 0, 3, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}, 1)[0];
     EXPECT_EQ(slice.coded_size_cr, 3u);
     EXPECT_EQ(slice.alphaBytes, 4u);
     EXPECT_EQ(slicesOf({8 << 3, 17, 0, 2, 0, 1, 1, 0, 9, 9, 9}, 1)[0].alphaBytes, 0u);

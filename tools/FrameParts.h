@@ -1,45 +1,16 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
 
-// The fields of a frame's header under their stream names.
-struct FrameHeader {
-    std::uint32_t outer_word_0 = 0;
-    std::uint32_t outer_word_1 = 0;
-    std::uint32_t header_size = 0;
-    std::uint32_t header_byte_3 = 0;
-    std::uint32_t header_word_4 = 0;
-    std::uint32_t horizontal_size = 0;
-    std::uint32_t vertical_size = 0;
-    std::uint32_t chroma_format = 0;
-    std::uint32_t interlace_mode = 0;
-    std::uint32_t header_nibble_13_high = 0;
-    std::uint32_t header_nibble_13_low = 0;
-    std::uint32_t color_primaries = 0;
-    std::uint32_t transfer_characteristic = 0;
-    std::uint32_t matrix_coefficients = 0;
-    std::uint32_t alpha_channel_type = 0;
-    std::uint32_t load_luma_matrix = 0;
-    std::uint32_t load_chroma_matrix = 0;
-    std::array<std::uint8_t, 64> lumaMatrix = {};   // as the decoder uses it
-    std::array<std::uint8_t, 64> chromaMatrix = {}; // as the decoder uses it
-
-    bool is444() const { return chroma_format == 3; }
-    // 4:2:2 frames may carry an alpha plane too, but it does not reach the output.
-    bool hasAlphaOutput() const { return is444() && alpha_channel_type != 0; }
-    std::uint64_t numPixels() const { return std::uint64_t{horizontal_size} * vertical_size; }
-};
+#include "FrameHeader.h"
+#include "PictureHeader.h"
 
 // The header of one coded picture and the table of its slices.
-struct PictureHeader {
-    std::uint64_t offset = 0; // bytes from the start of the frame
-    std::uint32_t picture_header_size = 0;
-    std::uint32_t picture_size = 0;
-    std::uint32_t log2_slice_size_in_mb = 0;
+struct CodedPicture : PictureHeader {
+    std::uint64_t offset = 0;        // bytes from the start of the frame
     std::uint32_t vertical_size = 0; // lines of this picture at full size
     std::uint32_t width_in_mb = 0;
     std::uint32_t height_in_mb = 0;
@@ -49,7 +20,7 @@ struct PictureHeader {
 
 // What the header of a slice and the table of slices say of it. Nothing is checked, and sizes that contradict each
 // other stay as they are.
-struct SliceHeader {
+struct CodedSlice {
     std::uint32_t row = 0;        // of macroblocks
     std::uint32_t column = 0;     // slice of the row
     std::uint32_t firstMb = 0;    // macroblock of the row
@@ -65,17 +36,17 @@ struct SliceHeader {
 };
 
 // Bytes that a frame must have for its header to be read: the two outer words and the fixed fields.
-inline constexpr std::size_t kMinFrameBytes = 28;
+inline constexpr std::size_t kMinFrameBytes = FrameHeader::kOuterWordBytes + FrameHeader::kFixedHeaderBytes;
 
 // Bytes beyond the end of the frame count as zero.
 FrameHeader parseFrameHeader(std::span<const std::uint8_t> frame);
 
 // One picture, or two for a frame of two fields.
-std::vector<PictureHeader> parsePictureHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header);
+std::vector<CodedPicture> parsePictureHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header);
 
 // The slices of one picture, row by row.
-std::vector<SliceHeader> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,
-                                           PictureHeader const& picture);
+std::vector<CodedSlice> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,
+                                          CodedPicture const& picture);
 
 // Bytes from the start of the frame to the end of its header. `frame` has at least kMinFrameBytes.
 std::uint64_t declaredHeaderBytes(std::span<const std::uint8_t> frame);
