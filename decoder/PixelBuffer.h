@@ -10,6 +10,11 @@ enum ColorCoding : std::uint32_t {
     ColorCoding_RGBVideo = 2, ///< RGB in video range: black is 1/16 and white 235/256 of (1 + maximum code)
 };
 
+/// The bytes of an output sample of `bitDepth` bits.
+constexpr std::uint32_t bytesPerSample(std::uint32_t bitDepth) {
+    return bitDepth > 8 ? 2 : 1;
+}
+
 /// Where pixels go and in what form. One record describes a frame, a picture of it (a field takes every second line)
 /// and a slice; `width`, `height`, `pixels` and `lineStride` differ between the three.
 struct PixelBuffer {

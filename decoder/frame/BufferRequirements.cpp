@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Frame.h"
+#include "OutputForm.h"
 
 namespace {
 
@@ -27,8 +28,8 @@ BufferRequirements bufferRequirements(Bitstream const& frameBits, std::uint32_t 
                                       std::uint32_t downSampleFactor) {
     const FrameHeader header = FrameHeader::frame_header(frameBits);
     const PixelBuffer info = Frame::GetFrameInfo(frameBits, bitDepth, downSampleFactor);
-    const std::uint64_t bytesPerPixel = std::uint64_t{info.samplesPerPixel} * (bitDepth > 8 ? 2 : 1);
-    const std::uint64_t mbSize = bitDepth > 8 ? 16 : downSampleFactor < 5 ? 16u >> downSampleFactor : 0;
+    const std::uint64_t bytesPerPixel = std::uint64_t{info.samplesPerPixel} * bytesPerSample(bitDepth);
+    const std::uint64_t mbSize = writtenMbSize(downSampleFactor, bitDepth);
 
     BufferRequirements requirements;
     requirements.leastStride = info.width * bytesPerPixel;

@@ -1,6 +1,5 @@
 #include "DecodeMonitor.h"
 
-#include "Frame.h"
 #include "Picture.h"
 
 std::uint32_t MissingRow::numSlices() const {
@@ -8,13 +7,7 @@ std::uint32_t MissingRow::numSlices() const {
 }
 
 SliceFailure MissingRow::failure(std::uint32_t slice_column) const {
-    SliceFailure failure;
-    failure.picture = static_cast<std::uint32_t>(m_picture.temporalOrder());
-    failure.mbRow = m_mbRow;
-    failure.slice_column = slice_column;
-    failure.byteOffset =
-        static_cast<std::uint64_t>(m_picture.sliceBits(m_mbRow, slice_column).data - m_picture.frame().data);
-    return failure;
+    return m_picture.failure(m_mbRow, slice_column, 0);
 }
 
 PixelBuffer MissingRow::rectangle(std::uint32_t slice_column) const {

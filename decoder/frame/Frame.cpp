@@ -11,7 +11,7 @@ std::uint32_t reduced(std::uint32_t size, std::uint32_t downSampleFactor) {
 }
 
 std::uint64_t bytesOfRow(std::uint64_t width, std::uint32_t samplesPerPixel, std::uint32_t bitDepth) {
-    return samplesPerPixel * (bitDepth > 8 ? 2u : 1u) * width;
+    return samplesPerPixel * bytesPerSample(bitDepth) * width;
 }
 
 void scaleMatrix(const std::uint8_t* quant, float* scaled) {

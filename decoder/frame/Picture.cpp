@@ -1,5 +1,5 @@
+#include "Block.h"
 #include "DecodeMonitor.h"
-#include "OutputLevels.h"
 #include "Picture_Impl.h"
 
 namespace {
@@ -90,7 +90,7 @@ std::uint32_t PictureLayout::firstMb(std::uint32_t column) const {
 }
 
 std::uint32_t PictureLayout::rowsInData() const {
-    if (number_of_slices_per_mb_row() == 0)
+    if (isEmpty())
         return 0;
     std::uint32_t rows = m_heightInMb;
     while (rows > 0 && sliceBits(rows - 1, 0).size == 0)
@@ -98,10 +98,45 @@ std::uint32_t PictureLayout::rowsInData() const {
     return rows;
 }
 
-std::uint32_t PictureLayout::rowsToVisit() const {
-    if (m_heightInMb != 0 && number_of_slices_per_mb_row() != 0)
-        maximumCode(m_pictureBuffer.bitDepth);
-    return rowsInData();
+bool PictureLayout::isEmpty() const {
+    return m_heightInMb == 0 || number_of_slices_per_mb_row() == 0;
+}
+
+PictureFacts PictureLayout::facts() const {
+    return {
+        .form = OutputForm(m_pictureBuffer),
+        .scanPattern = m_frame.interlace_mode != 0 ? interlacedScanPattern : progressiveScanPattern,
+        .lumaMatrix = m_frame.luma_quant_scaled,
+        .chromaMatrix = m_frame.chroma_quant_scaled,
+        .hasAlpha = m_frame.alpha_channel_type != 0,
+        .codedAlphaBits = m_frame.alpha_channel_type == 1 ? 8u : 16u,
+        .writtenAlphaBits = m_frame.alpha_channel_type == 2 ? 16u : 8u,
+    };
+}
+
+SliceInput PictureLayout::sliceInput(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const {
+    return {
+        .rectangle = sliceBuffer(row, column),
+        .bits = bits,
+        .codedSize = coded_size_of_slice(row, column),
+        .sizeInMb = slice_size_in_mb(column),
+        .lines = row + 1 == m_heightInMb ? m_verticalSize - 16 * row : 16,
+    };
+}
+
+SliceFailure PictureLayout::failure(std::uint32_t row, std::uint32_t column, std::uint32_t component) const {
+    SliceFailure failure;
+    failure.picture = static_cast<std::uint32_t>(m_temporalOrder);
+    failure.mbRow = row;
+    failure.slice_column = column;
+    failure.byteOffset = static_cast<std::uint64_t>(sliceBits(row, column).data - m_frame.data);
+    failure.component = component;
+    return failure;
+}
+
+void PictureLayout::reportFailure(std::uint32_t row, std::uint32_t column, std::uint32_t component) const {
+    if (m_frame.monitor != nullptr)
+        m_frame.monitor->sliceFailed(failure(row, column, component), sliceBuffer(row, column));
 }
 
 void PictureLayout::reportMissingRows(std::uint32_t firstRow) const {
@@ -115,7 +150,7 @@ void PictureLayout::reportMissingRows(std::uint32_t firstRow) const {
 PixelBuffer PictureLayout::sliceBuffer(std::uint32_t row, std::uint32_t column) const {
     PixelBuffer buffer = m_pictureBuffer;
     const std::uint32_t reduction = buffer.downSampleFactor;
-    const std::uint32_t mbSize = reduction < 5 ? 16u >> reduction : 0;
+    const std::uint32_t mbSize = mbSizeAt(reduction);
 
     // The last column is corrected by the full-size width whatever the reduction, so a reduced picture's last
     // macroblock is written whole. The last row is corrected by the reduced height.
@@ -128,9 +163,9 @@ PixelBuffer PictureLayout::sliceBuffer(std::uint32_t row, std::uint32_t column) 
     buffer.width = width;
     buffer.height = height;
 
-    const std::uint64_t bytesPerSample = buffer.bitDepth > 8 ? 2 : 1;
     const std::uint64_t rowBytes = std::uint64_t{row} * mbSize * static_cast<std::uint64_t>(buffer.lineStride);
-    const std::uint64_t columnBytes = std::uint64_t{mbSize} * buffer.samplesPerPixel * firstMb(column) * bytesPerSample;
+    const std::uint64_t columnBytes =
+        std::uint64_t{mbSize} * buffer.samplesPerPixel * firstMb(column) * bytesPerSample(buffer.bitDepth);
     buffer.pixels = movedBy(buffer.pixels, static_cast<std::int64_t>(rowBytes + columnBytes));
     return buffer;
 }
@@ -146,8 +181,8 @@ SliceOrder PictureLayout::sliceOrder() const {
     // Macroblocks of more than 8 bits are written at full size into the places of a reduced picture.
     if (m_pictureBuffer.bitDepth > 8)
         return SliceOrder::InTurn;
-    const std::uint64_t mbWidth = m_frame.downSampleFactor < 5 ? 16u >> m_frame.downSampleFactor : 0;
-    const std::uint64_t bytesWritten = m_widthInMb * mbWidth * m_pictureBuffer.samplesPerPixel;
+    const std::uint64_t bytesWritten =
+        std::uint64_t{m_widthInMb} * mbSizeAt(m_frame.downSampleFactor) * m_pictureBuffer.samplesPerPixel;
     const auto stride = static_cast<std::uint64_t>(m_pictureBuffer.lineStride);
     const std::uint64_t bytesToNextLine = m_pictureBuffer.lineStride < 0 ? 0 - stride : stride;
     if (bytesWritten <= bytesToNextLine)
@@ -161,19 +196,7 @@ Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) cons
 }
 
 SliceHeader PictureLayout::sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const {
-    SliceHeader header;
-    header.slice_header_size = bits.byteAt(0) >> 3;
-    header.quantization_index = bits.byteAt(1);
-    header.coded_size_y = bits.word16At(2);
-    header.coded_size_cb = bits.word16At(4);
-    if (m_frame.alpha_channel_type != 0) {
-        header.coded_size_cr = bits.word16At(6);
-        return header;
-    }
-    // Sizes that contradict each other wrap to a very large range, which ends with the data.
-    const std::uint32_t behindHeader = coded_size_of_slice(row, column) - header.slice_header_size;
-    header.coded_size_cr = std::uint64_t{behindHeader} - header.coded_size_y - header.coded_size_cb;
-    return header;
+    return SliceHeader::slice_header(bits, m_frame.alpha_channel_type != 0, coded_size_of_slice(row, column));
 }
 
 template class Picture<OptimizationTarget::Baseline>;

@@ -5,23 +5,18 @@
 #include "Bitstream.h"
 #include "FrameHeader.h"
 #include "OptimizationTarget.h"
+#include "PictureFacts.h"
 #include "PictureHeader.h"
 #include "PixelBuffer.h"
+#include "SliceHeader.h"
 #include "SliceLoop.h"
 #include "SliceTable.h"
 
 class Frame;
+struct SliceFailure;
+struct SliceInput;
 template <OptimizationTarget target>
 class SliceGroup;
-
-// What a slice says of itself in its first bytes.
-struct SliceHeader {
-    std::uint32_t slice_header_size = 0; // bytes
-    std::uint32_t quantization_index = 0;
-    std::uint32_t coded_size_y = 0; // bytes
-    std::uint32_t coded_size_cb = 0;
-    std::uint64_t coded_size_cr = 0; // very large where the sizes of the stream contradict each other
-};
 
 // The part of a picture that no target differs in: its header, its geometry and its slice table.
 class PictureLayout {
@@ -50,8 +45,20 @@ public:
     // The macroblock rows that start before the end of the data. The others hold no slice that could be decoded.
     std::uint32_t rowsInData() const;
 
-    // The same, for a decode: throws for a bit depth that no writer knows, as the first slice would.
-    std::uint32_t rowsToVisit() const;
+    // True for a picture without macroblocks.
+    bool isEmpty() const;
+
+    // What the slices have in common. Throws for a bit depth that no writer knows.
+    PictureFacts facts() const;
+
+    // One slice, whose bytes start at `bits`.
+    SliceInput sliceInput(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const;
+
+    // A slice that failed, as it is reported.
+    SliceFailure failure(std::uint32_t row, std::uint32_t column, std::uint32_t component) const;
+
+    // Reports a slice that failed to the frame's monitor.
+    void reportFailure(std::uint32_t row, std::uint32_t column, std::uint32_t component) const;
 
     // Reports the rows from `firstRow` to the last, which start past the end of the data, to the frame's monitor, if
     // there is one, until it wants to stop. No slice of them is opened.
@@ -98,10 +105,16 @@ public:
     Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits);
 
 private:
-    // A row's slices are decoded in groups of neighbours.
-    std::uint32_t numberOfGroups() const;
-    void decodeGroup(SliceGroup<target>& sliceGroup, std::uint32_t row, std::uint32_t group) const;
-    static void decodeGroupOf(void const* picture, void* memory, std::uint32_t row, std::uint32_t group);
+    // What the decode of a group needs. A row's slices are decoded in groups of neighbours.
+    struct Decode {
+        Picture const& picture;
+        PictureFacts const& facts;
+        std::uint32_t groupsPerRow;
+    };
+
+    static void decodeGroupOf(void const* decode, void* memory, std::uint32_t row, std::uint32_t group);
+    void decodeGroup(Decode const& decode, SliceGroup<target>& sliceGroup, std::uint32_t row,
+                     std::uint32_t group) const;
 };
 
 extern template class Picture<OptimizationTarget::Baseline>;

@@ -157,7 +157,7 @@ void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, unsigned 
                 for (unsigned int x = 0; x < 8; ++x)
                     alphaCodes[x] = alpha.template codeAt<Sample>(levels, groupForm, part, x);
                 PixelRows<target>::template write444<rgb>(alphaCodes, values.y, values.cb, values.cr, levels,
-                                                          static_cast<Sample*>(nullptr), out, writer.streams());
+                                                          static_cast<Sample*>(nullptr), out, writer.form().streams);
                 return;
             }
         }

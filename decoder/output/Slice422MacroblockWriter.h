@@ -11,6 +11,7 @@ template <OptimizationTarget target, class Real>
 class Slice422MacroblockWriter : public WriterForms<Slice422MacroblockWriter<target, Real>, target, Real> {
 public:
     explicit Slice422MacroblockWriter(PixelBuffer const& pixelBuffer);
+    Slice422MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer);
 
 private:
     using Self = Slice422MacroblockWriter;

@@ -7,7 +7,12 @@
 #include "SliceMacroblockWriter_Impl.h"
 
 template <OptimizationTarget target, class Real>
-Slice422MacroblockWriter<target, Real>::Slice422MacroblockWriter(PixelBuffer const& pixelBuffer) : Base(pixelBuffer) {}
+Slice422MacroblockWriter<target, Real>::Slice422MacroblockWriter(PixelBuffer const& pixelBuffer)
+    : Slice422MacroblockWriter(OutputForm(pixelBuffer), pixelBuffer) {}
+
+template <OptimizationTarget target, class Real>
+Slice422MacroblockWriter<target, Real>::Slice422MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer)
+    : Base(form, pixelBuffer) {}
 
 template <OptimizationTarget target, class Real>
 template <bool rgb, class Sample, unsigned int alphaDepth, class Value, unsigned int size>
@@ -35,7 +40,7 @@ bool Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, Blo
     return walkWholeRows<8>(*this, mb, 32 * sizeof(Sample), [&](WholeRow const& row, std::uint8_t* out) {
         PixelRows<target>::write422(y[2 * row.half][row.row], y[2 * row.half + 1][row.row], cb[row.half][row.row],
                                     cr[row.half][row.row], sampleScale, maxValue, static_cast<Sample*>(nullptr), out,
-                                    this->streams());
+                                    this->form().streams);
     });
 }
 

@@ -17,6 +17,8 @@ class Slice4444MacroblockWriter
 public:
     // `alphaDepth` is 8 or 16 bits, `alphaPitch` the samples from a row of the alpha plane to the next.
     Slice4444MacroblockWriter(PixelBuffer const& pixelBuffer, unsigned int alphaDepth, std::uint64_t alphaPitch);
+    Slice4444MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer, unsigned int alphaDepth,
+                              std::uint64_t alphaPitch);
 
     bool readsAlpha() const override;
 

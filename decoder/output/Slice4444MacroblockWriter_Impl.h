@@ -6,11 +6,17 @@
 template <OptimizationTarget target, class Real>
 Slice4444MacroblockWriter<target, Real>::Slice4444MacroblockWriter(PixelBuffer const& pixelBuffer,
                                                                    unsigned int alphaDepth, std::uint64_t alphaPitch)
-    : Base(pixelBuffer, alphaDepth), m_alphaPitch(alphaPitch) {}
+    : Slice4444MacroblockWriter(OutputForm(pixelBuffer), pixelBuffer, alphaDepth, alphaPitch) {}
+
+template <OptimizationTarget target, class Real>
+Slice4444MacroblockWriter<target, Real>::Slice4444MacroblockWriter(OutputForm const& form,
+                                                                   PixelBuffer const& pixelBuffer,
+                                                                   unsigned int alphaDepth, std::uint64_t alphaPitch)
+    : Base(form, pixelBuffer, alphaDepth), m_alphaPitch(alphaPitch) {}
 
 template <OptimizationTarget target, class Real>
 bool Slice4444MacroblockWriter<target, Real>::readsAlpha() const {
-    return this->pixelBuffer().downSampleFactor == 0 || this->pixelBuffer().bitDepth > 8;
+    return this->form().blockPart == BlockPart::Whole;
 }
 
 template <OptimizationTarget target, class Real>

@@ -14,6 +14,7 @@ template <OptimizationTarget target, class Real>
 class Slice444MacroblockWriter : public WriterForms<Slice444MacroblockWriter<target, Real>, target, Real> {
 public:
     explicit Slice444MacroblockWriter(PixelBuffer const& pixelBuffer);
+    Slice444MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer);
 
 private:
     using Self = Slice444MacroblockWriter;

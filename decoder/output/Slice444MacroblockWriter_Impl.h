@@ -5,7 +5,11 @@
 
 template <OptimizationTarget target, class Real>
 Slice444MacroblockWriter<target, Real>::Slice444MacroblockWriter(PixelBuffer const& pixelBuffer)
-    : Base(pixelBuffer), m_opaqueAlpha(static_cast<std::uint16_t>(this->levels().maxValue)) {}
+    : Slice444MacroblockWriter(OutputForm(pixelBuffer), pixelBuffer) {}
+
+template <OptimizationTarget target, class Real>
+Slice444MacroblockWriter<target, Real>::Slice444MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer)
+    : Base(form, pixelBuffer), m_opaqueAlpha(static_cast<std::uint16_t>(this->levels().maxValue)) {}
 
 template <OptimizationTarget target, class Real>
 template <bool rgb, class Sample, unsigned int alphaDepth, class Value, unsigned int size>

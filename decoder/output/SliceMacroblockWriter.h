@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "OptimizationTarget.h"
-#include "OutputLevels.h"
+#include "OutputForm.h"
 #include "PixelBuffer.h"
 
 // An address `numBytes` further on. Unsigned arithmetic, since a stride may be negative.
@@ -30,8 +30,12 @@ using Blocks = Value const (*)[size][size];
 template <OptimizationTarget target, class Real>
 class SliceMacroblockWriter {
 public:
-    // Throws as outputLevels does.
-    explicit SliceMacroblockWriter(PixelBuffer const& pixelBuffer);
+    // A writer of the rectangle `pixelBuffer`. Throws as outputLevels does.
+    explicit SliceMacroblockWriter(PixelBuffer const& pixelBuffer)
+        : SliceMacroblockWriter(OutputForm(pixelBuffer), pixelBuffer) {}
+    // The same with the form of its picture, which is not computed again.
+    SliceMacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer)
+        : m_pixelBuffer(pixelBuffer), m_form(form) {}
     virtual ~SliceMacroblockWriter();
 
     SliceMacroblockWriter(SliceMacroblockWriter const&) = delete;
@@ -77,10 +81,8 @@ public:
     ColorCodes convertToRGBByReciprocals(Real y, Real cb, Real cr) const;
 
     PixelBuffer const& pixelBuffer() const { return m_pixelBuffer; }
-    OutputLevels const& levels() const { return m_levels; }
-
-    // Whole lines of the output go past the caches.
-    bool streams() const { return m_streams; }
+    OutputForm const& form() const { return m_form; }
+    OutputLevels const& levels() const { return m_form.levels; }
 
     // Macroblocks begin `bytesPerMb` bytes apart, whatever is clipped of them.
     std::uint8_t* firstPixel(unsigned int mb, std::uint64_t bytesPerMb) const {
@@ -89,8 +91,7 @@ public:
 
 private:
     const PixelBuffer m_pixelBuffer;
-    const OutputLevels m_levels;
-    const bool m_streams;
+    const OutputForm m_form;
 };
 
 extern template class SliceMacroblockWriter<OptimizationTarget::Baseline, float>;

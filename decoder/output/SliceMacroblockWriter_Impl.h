@@ -1,6 +1,5 @@
 #pragma once
 
-#include "PixelRows.h"
 #include "SliceMacroblockWriter.h"
 
 // a * b + c as a target computes it: AVX2 rounds once, Baseline after each step.
@@ -27,20 +26,6 @@ static inline std::int32_t limitedCode(OutputLevels const& levels, std::int32_t 
     return code < levels.maxValue ? code : levels.maxValue;
 }
 
-// Whether the vector forms of 16-bit samples may stream: every macroblock row that they write is made of whole cache
-// lines, and the picture is large.
-static inline bool canStream(PixelBuffer const& buffer) {
-    const std::uint64_t stride = static_cast<std::uint64_t>(buffer.lineStride);
-    const std::uint64_t magnitude = buffer.lineStride < 0 ? 0 - stride : stride;
-    const bool isAligned = (reinterpret_cast<std::uintptr_t>(buffer.pixels) | magnitude) % kCacheLineBytes == 0;
-    const bool isLarge = buffer.frameHeight != 0 && magnitude >= kLeastStreamedBytes / buffer.frameHeight;
-    return isAligned && isLarge && buffer.bitDepth > 8 && buffer.downSampleFactor == 0;
-}
-
-template <OptimizationTarget target, class Real>
-SliceMacroblockWriter<target, Real>::SliceMacroblockWriter(PixelBuffer const& pixelBuffer)
-    : m_pixelBuffer(pixelBuffer), m_levels(outputLevels(pixelBuffer)), m_streams(canStream(pixelBuffer)) {}
-
 template <OptimizationTarget target, class Real>
 SliceMacroblockWriter<target, Real>::~SliceMacroblockWriter() = default;
 
@@ -53,7 +38,7 @@ template <OptimizationTarget target, class Real>
 void SliceMacroblockWriter<target, Real>::setBlockBounds(unsigned int mb, unsigned int& leftWidth,
                                                          unsigned int& rightWidth, unsigned int& topHeight,
                                                          unsigned int& bottomHeight) const {
-    const unsigned int mbSize = m_pixelBuffer.downSampleFactor < 5 ? 16u >> m_pixelBuffer.downSampleFactor : 0;
+    const unsigned int mbSize = m_form.mbSize;
     const unsigned int half = mbSize >> 1;
     const unsigned int left = static_cast<unsigned int>(m_pixelBuffer.width) - mb * mbSize;
     const unsigned int available = left < mbSize ? left : mbSize;
@@ -71,13 +56,13 @@ std::int32_t SliceMacroblockWriter<target, Real>::round(Real x) {
 
 template <OptimizationTarget target, class Real>
 std::int32_t SliceMacroblockWriter<target, Real>::clamp(std::int32_t code) const {
-    return limitedCode(m_levels, code);
+    return limitedCode(levels(), code);
 }
 
 template <OptimizationTarget target, class Real>
 std::int32_t SliceMacroblockWriter<target, Real>::unclampedCode(Real sample) const {
     // A value below 0 can only end at 0, so cutting towards zero serves as well as the floor.
-    return truncatedToInt(multiplyAdd<target>(sample + 256.0f, m_levels.sampleScale, 0.5f));
+    return truncatedToInt(multiplyAdd<target>(sample + 256.0f, levels().sampleScale, 0.5f));
 }
 
 // Red, green and blue of samples that are normalised: luma from 0 to 1, chroma from -1/2 to 1/2.
@@ -99,9 +84,9 @@ typename SliceMacroblockWriter<target, Real>::ColorCodes
 SliceMacroblockWriter<target, Real>::convertToRGB(Real y, Real cb, Real cr) const {
     // Luma runs over 438 steps from -224, chroma over 224 steps either side of 0.
     const Real normalY = static_cast<Real>((static_cast<double>(y) + 224.0) / 438.0);
-    const NormalRgb rgb = normalRgb<target>(m_levels, normalY, cb / 448.0f, cr / 448.0f);
+    const NormalRgb rgb = normalRgb<target>(levels(), normalY, cb / 448.0f, cr / 448.0f);
     const auto code = [this](Real color) {
-        return truncatedToInt(((color * m_levels.rgbScale) + m_levels.rgbOffset) + 0.5f);
+        return truncatedToInt(((color * levels().rgbScale) + levels().rgbOffset) + 0.5f);
     };
     return {code(rgb.red), code(rgb.green), code(rgb.blue)};
 }
@@ -112,9 +97,9 @@ SliceMacroblockWriter<target, Real>::convertToRGBByReciprocals(Real y, Real cb, 
     constexpr Real kLumaReciprocal = 1.0f / 438.0f;
     constexpr Real kChromaReciprocal = 1.0f / 448.0f;
     const NormalRgb rgb =
-        normalRgb<target>(m_levels, (y + 224.0f) * kLumaReciprocal, cb * kChromaReciprocal, cr * kChromaReciprocal);
+        normalRgb<target>(levels(), (y + 224.0f) * kLumaReciprocal, cb * kChromaReciprocal, cr * kChromaReciprocal);
     const auto code = [this](Real color) {
-        return truncatedToInt(multiplyAdd<target>(color, m_levels.rgbScale, m_levels.rgbOffset) + 0.5f);
+        return truncatedToInt(multiplyAdd<target>(color, levels().rgbScale, levels().rgbOffset) + 0.5f);
     };
     return {code(rgb.red), code(rgb.green), code(rgb.blue)};
 }

@@ -60,8 +60,8 @@ protected:
         WriteMb16sEighth writeMb16sEighth;
     };
 
-    explicit WriterForms(PixelBuffer const& pixelBuffer, AlphaDepth... alphaDepth)
-        : SliceMacroblockWriter<target, Real>(pixelBuffer),
+    WriterForms(OutputForm const& form, PixelBuffer const& pixelBuffer, AlphaDepth... alphaDepth)
+        : SliceMacroblockWriter<target, Real>(form, pixelBuffer),
           m_members{getWriteMbFcn(pixelBuffer, alphaDepth...), getWriteMb16sFcn(pixelBuffer, alphaDepth...),
                     getWriteMb16sHalfFcn(pixelBuffer, alphaDepth...),
                     getWriteMb16sQuarterFcn(pixelBuffer, alphaDepth...),

@@ -7,8 +7,9 @@
 #include "BlockGather.h"
 #include "CoefficientScan.h"
 #include "OptimizationTarget.h"
-#include "Picture.h"
+#include "PictureFacts.h"
 #include "Slice4444MacroblockWriter.h"
+#include "SliceHeader.h"
 
 // The number of set bits of n - 1 for a power of two n, which is log2(n). Baseline counts the run of set bits from bit
 // 0 on, AVX2 all set bits; for n - 1 the two agree.
@@ -26,6 +27,15 @@ struct SliceScratch {
 
     alignas(64) std::int16_t raster[3][kMaxComponentBlocks * 64 + kGatherPadding];
     alignas(64) float samples[3][kMbsAtOnce * 4][8][8];
+};
+
+// One slice of a picture, as its picture gives it.
+struct SliceInput {
+    PixelBuffer rectangle;       // of the output
+    Bitstream bits;              // from the slice's first byte to the end of the data
+    std::uint32_t codedSize = 0; // bytes, by the slice table
+    std::uint32_t sizeInMb = 0;  // 1, 2, 4 or 8
+    std::uint32_t lines = 0;     // at full size: 16, or fewer in the last row
 };
 
 // The unit of parallel work: up to 8 macroblocks of one macroblock row, with their own bytes.
@@ -46,22 +56,23 @@ public:
     Slice(Slice const&) = delete;
     Slice& operator=(Slice const&) = delete;
 
-    // Builds the writer of the slice's rectangle, which throws for a bit depth that no writer knows, and parses the
-    // slice header. `bits` stands at the slice's first byte and ends with the caller's data. Called once.
-    void open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
+    // Builds the writer of the slice's rectangle and parses the slice header. `facts` outlive the slice. Called once.
+    void open(PictureFacts const& facts, SliceInput const& input);
 
     // The scans of Y, Cb and Cr from the cursor on, with their coefficients laid out from `coefficients` on and
     // kScanPadding after each component. Leaves the cursor after Cr and returns the end of that memory.
     std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients);
 
-    // Whether reconstruct() needs the slice's alpha plane, which is at the cursor.
-    bool needsAlpha(ComponentScan const scans[3]) const;
+    // Whether the writer reads the slice's alpha plane, which is at the cursor.
+    bool needsAlpha() const;
 
     // The alpha plane at the cursor, to be decoded to `samples`.
     AlphaPlane alphaPlane(std::uint16_t* samples) const;
 
-    // Transforms the blocks and writes the pixels. `alpha` holds the samples of the plane if the slice needs it.
-    void reconstruct(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
+    // Transforms the blocks and writes the pixels. The scans have succeeded, and `alpha` holds the samples of the plane if
+    // the slice needs it.
+    void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
+                             SliceScratch<target>& scratch) const;
 
     // Reads one component at the cursor into block order and leaves the cursor where it is: moveCursor goes on to the
     // next component. Frames do not come this way; they take the scans of prepareScans, several slices at once.
@@ -84,39 +95,31 @@ public:
     // alphaPlane, several slices at once.
     void scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const;
 
-    Picture<target> const& picture() const { return *m_picture; }
+    PictureFacts const& facts() const { return *m_facts; }
     std::uint32_t quantizationIndex() const { return m_header.quantization_index; }
 
 private:
     using Writer = SliceMacroblockWriter<target, float>;
 
-    void slice_header();
     // Builds the writer in m_writerMemory.
-    Writer const* createSliceMacroblockWriter();
-    std::uint32_t alphaSamples() const;
+    Writer const* createSliceMacroblockWriter(PixelBuffer const& rectangle);
+    std::uint32_t alphaSamples() const { return m_sliceMbs * 16 * m_lines; }
     std::uint32_t lumaBlocks() const { return 4 * m_sliceMbs; }
-    std::uint32_t chromaBlocks() const { return m_chromaBlocksPerMb * m_sliceMbs; }
-    std::uint32_t keptCoefficients() const;
+    std::uint32_t chromaBlocks() const { return m_facts->form.chromaBlocksPerMb * m_sliceMbs; }
     ComponentScan scanAtCursor(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
                                std::uint32_t log2NumBlocks) const;
     CoefFloat qScale() const;
 
-    void reportFailure(ComponentScan const scans[3]) const;
-    void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
-                             SliceScratch<target>& scratch) const;
     void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
     void reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const;
 
     SliceHeader m_header;
-    std::uint32_t m_mbRow = 0;
-    std::uint32_t m_sliceColumn = 0;
-    std::uint32_t m_sliceMbs = 0;          // 1, 2, 4 or 8
-    std::uint32_t m_chromaBlocksPerMb = 2; // of each chroma component; 4 in 4:4:4
-    Picture<target> const* m_picture = nullptr;
-    Bitstream m_bitstream; // the cursor: at the Y range once the slice is open
-    const std::uint8_t* m_firstByte = nullptr;
+    PictureFacts const* m_facts = nullptr;
+    std::uint32_t m_sliceMbs = 0; // 1, 2, 4 or 8
+    std::uint32_t m_lines = 0;    // at full size
+    Bitstream m_bitstream;        // the cursor: at the Y range once the slice is open
     Writer const* m_writer = nullptr;
     // A writer of any kind: the one with an alpha plane is the largest.
     using LargestWriter = Slice4444MacroblockWriter<target, float>;
@@ -134,11 +137,11 @@ public:
     static constexpr unsigned int kMaxSlices444 = 4;
     static constexpr unsigned int kMaxReducedSlices = 10;
 
-    // The most slices of a group of one frame.
-    static constexpr std::uint32_t maxSlices(bool is444, bool keepsWholeBlocks) {
-        if (!keepsWholeBlocks)
+    // The most slices of a group of one picture.
+    static constexpr std::uint32_t maxSlices(OutputForm const& form) {
+        if (form.blockPart != BlockPart::Whole)
             return kMaxReducedSlices;
-        return is444 ? kMaxSlices444 : kMaxSlices422;
+        return form.is444 ? kMaxSlices444 : kMaxSlices422;
     }
 
     // The most memory that a thread may take for its groups.
@@ -153,12 +156,18 @@ public:
     SliceGroup& operator=(SliceGroup const&) = delete;
 
     // At most maxSlices() slices of one picture.
-    void add(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture, Bitstream const& bits);
+    void add(PictureFacts const& facts, SliceInput const& input);
     void decode();
+
+    // What became of the slices, in the order in which they were added.
+    std::uint32_t numSlices() const { return m_count; }
+    static constexpr std::uint32_t kNoComponent = 3;
+    // The first component of a slice that failed: 0 Y, 1 Cb, 2 Cr, or kNoComponent. A slice that failed wrote nothing.
+    std::uint32_t failedComponent(std::uint32_t index) const { return m_failedComponents[index]; }
 
 private:
     // Decodes the alpha planes that are needed; `alpha` receives a pointer for each slice, null for the others.
-    void decodeAlpha(ComponentScan const* scans, std::uint16_t const** alpha);
+    void decodeAlpha(std::uint16_t const** alpha);
 
     static constexpr unsigned int kMaxElements422 = 2 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxElements444 = 3 * 32 * 64 + 3 * kScanPadding;
@@ -167,7 +176,8 @@ private:
     static_assert(kMaxSlices444 * kMaxElements444 <= kElements);
     static_assert(kMaxReducedSlices * kMaxReducedElements <= kElements);
 
-    unsigned int m_count = 0;
+    std::uint32_t m_count = 0;
+    std::uint32_t m_failedComponents[kMaxReducedSlices];
     Slice<target> m_slices[kMaxReducedSlices];
     alignas(64) std::int16_t m_coefficients[kElements];
     SliceScratch<target> m_scratch;

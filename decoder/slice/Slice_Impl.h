@@ -3,13 +3,10 @@
 #include <new>
 
 #include "AlphaVLCStream.h"
-#include "Block.h"
 #include "BlockGather.h"
 #include "BlockTransforms.h"
 #include "CoefficientScan_Impl.h"
 #include "CornerDequantization.h"
-#include "DecodeMonitor.h"
-#include "Frame.h"
 #include "PixelRows.h"
 #include "Slice.h"
 #include "Slice422MacroblockWriter.h"
@@ -34,58 +31,31 @@ Slice<target>::~Slice() {
 }
 
 template <OptimizationTarget target>
-void Slice<target>::open(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture,
-                         Bitstream const& bits) {
-    m_mbRow = mbRow;
-    m_sliceColumn = slice_column;
-    m_picture = &picture;
-    m_bitstream = bits;
-    m_firstByte = bits.data;
-    m_sliceMbs = picture.slice_size_in_mb(slice_column);
-    m_chromaBlocksPerMb = picture.frame().chroma_format == 3 ? 4 : 2;
-    m_writer = createSliceMacroblockWriter();
-    slice_header();
-}
-
-template <OptimizationTarget target>
-void Slice<target>::slice_header() {
-    m_header = m_picture->sliceHeader(m_mbRow, m_sliceColumn, m_bitstream);
+void Slice<target>::open(PictureFacts const& facts, SliceInput const& input) {
+    m_facts = &facts;
+    m_sliceMbs = input.sizeInMb;
+    m_lines = input.lines;
+    m_writer = createSliceMacroblockWriter(input.rectangle);
+    m_header = SliceHeader::slice_header(input.bits, facts.hasAlpha, input.codedSize);
+    m_bitstream = input.bits;
     m_bitstream.advance(m_header.slice_header_size);
 }
 
 template <OptimizationTarget target>
-typename Slice<target>::Writer const* Slice<target>::createSliceMacroblockWriter() {
+typename Slice<target>::Writer const* Slice<target>::createSliceMacroblockWriter(PixelBuffer const& rectangle) {
     using Writer422 = Slice422MacroblockWriter<target, float>;
     using Writer444 = Slice444MacroblockWriter<target, float>;
     static_assert(sizeof(Writer422) <= sizeof m_writerMemory && alignof(Writer422) <= alignof(LargestWriter));
     static_assert(sizeof(Writer444) <= sizeof m_writerMemory && alignof(Writer444) <= alignof(LargestWriter));
-    const PixelBuffer buffer = m_picture->sliceBuffer(m_mbRow, m_sliceColumn);
-    Frame const& frame = m_picture->frame();
-    if (frame.chroma_format != 3)
-        return new (m_writerMemory) Writer422(buffer);
-    if (frame.alpha_channel_type == 0)
-        return new (m_writerMemory) Writer444(buffer);
+    OutputForm const& form = m_facts->form;
+    if (!form.is444)
+        return new (m_writerMemory) Writer422(form, rectangle);
+    if (!m_facts->hasAlpha)
+        return new (m_writerMemory) Writer444(form, rectangle);
     // The alpha pitch follows the reduced macroblock, although the plane is always decoded whole; no reduced writer
     // reads it.
-    const std::uint32_t mbSize = buffer.downSampleFactor < 5 ? 16u >> buffer.downSampleFactor : 0;
-    return new (m_writerMemory)
-        LargestWriter(buffer, frame.alpha_channel_type == 2 ? 16 : 8, std::uint64_t{mbSize} * m_sliceMbs);
-}
-
-template <OptimizationTarget target>
-std::uint32_t Slice<target>::alphaSamples() const {
-    const bool isLastRow = m_mbRow + 1 == m_picture->height_in_mb();
-    const std::uint32_t rows = isLastRow ? m_picture->vertical_size() - 16 * m_mbRow : 16;
-    return m_sliceMbs * 16 * rows;
-}
-
-template <OptimizationTarget target>
-std::uint32_t Slice<target>::keptCoefficients() const {
-    // Deeper samples than 8 bits always take the full-size transform, which wants whole blocks.
-    const std::uint32_t reduction = m_picture->getDownSampleFactor();
-    if (m_picture->pictureBuffer().bitDepth > 8 || reduction == 0)
-        return 64;
-    return reduction < 3 ? 64u >> (2 * reduction) : 1;
+    const std::uint64_t alphaPitch = std::uint64_t{form.mbSize} * m_sliceMbs;
+    return new (m_writerMemory) LargestWriter(form, rectangle, m_facts->writtenAlphaBits, alphaPitch);
 }
 
 template <OptimizationTarget target>
@@ -108,7 +78,7 @@ ComponentScan Slice<target>::scanAtCursor(std::int16_t* coefficients, std::uint3
     scan.coefficients = coefficients;
     scan.numBlocks = numBlocks;
     scan.log2NumBlocks = log2NumBlocks;
-    scan.keptCoefficients = keptCoefficients();
+    scan.keptCoefficients = m_facts->form.keptCoefficients;
     scan.dcOnly = scan.keptCoefficients == 1;
     return scan;
 }
@@ -139,22 +109,14 @@ void Slice<target>::scanned_coefficients3(std::int16_t* yCoefficients, std::uint
     scan.run();
 }
 
-static inline unsigned int alphaBitsOf(Frame const& frame) {
-    return frame.alpha_channel_type == 1 ? 8 : 16;
-}
-
 template <OptimizationTarget target>
 void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const {
-    AlphaVLCStream<target>(m_bitstream, alphaBitsOf(m_picture->frame())).fillSamples(samples, numSamples);
-}
-
-static inline bool haveSucceeded(ComponentScan const scans[3]) {
-    return scans[0].succeeded && scans[1].succeeded && scans[2].succeeded;
+    AlphaVLCStream<target>(m_bitstream, m_facts->codedAlphaBits).fillSamples(samples, numSamples);
 }
 
 template <OptimizationTarget target>
-bool Slice<target>::needsAlpha(ComponentScan const scans[3]) const {
-    return m_picture->frame().alpha_channel_type != 0 && m_writer->readsAlpha() && haveSucceeded(scans);
+bool Slice<target>::needsAlpha() const {
+    return m_facts->hasAlpha && m_writer->readsAlpha();
 }
 
 template <OptimizationTarget target>
@@ -163,40 +125,20 @@ AlphaPlane Slice<target>::alphaPlane(std::uint16_t* samples) const {
 }
 
 template <OptimizationTarget target>
-void Slice<target>::reconstruct(ComponentScan const scans[3], std::uint16_t const* alpha,
-                                SliceScratch<target>& scratch) const {
-    if (haveSucceeded(scans))
-        pixelReconstruction(scans, alpha, scratch);
-    else if (m_picture->frame().monitor != nullptr)
-        reportFailure(scans);
-}
-
-template <OptimizationTarget target>
-void Slice<target>::reportFailure(ComponentScan const scans[3]) const {
-    SliceFailure failure;
-    failure.picture = static_cast<std::uint32_t>(m_picture->temporalOrder());
-    failure.mbRow = m_mbRow;
-    failure.slice_column = m_sliceColumn;
-    failure.byteOffset = static_cast<std::uint64_t>(m_firstByte - m_picture->frame().data);
-    while (scans[failure.component].succeeded)
-        ++failure.component;
-    m_picture->frame().monitor->sliceFailed(failure, m_picture->sliceBuffer(m_mbRow, m_sliceColumn));
-}
-
-template <OptimizationTarget target>
 void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
                                         SliceScratch<target>& scratch) const {
-    const std::uint32_t reduction = m_picture->getDownSampleFactor();
-    if (reduction > 3)
+    switch (m_facts->form.blockPart) {
+    case BlockPart::Whole:
+        return reconstructFull(scans, alpha, scratch);
+    case BlockPart::Corner4x4:
+        return reconstructHalf(scans, alpha);
+    case BlockPart::Corner2x2:
+        return reconstructQuarter(scans, alpha);
+    case BlockPart::Dc:
+        return reconstructEighth(scans, alpha);
+    case BlockPart::None:
         return;
-    if (reduction == 0 || m_picture->pictureBuffer().bitDepth > 8)
-        reconstructFull(scans, alpha, scratch);
-    else if (reduction == 1)
-        reconstructHalf(scans, alpha);
-    else if (reduction == 2)
-        reconstructQuarter(scans, alpha);
-    else
-        reconstructEighth(scans, alpha);
+    }
 }
 
 // The step size of a slice. Indices above 128 count in steps of 4.
@@ -213,16 +155,14 @@ static inline void multiplyMatrix(const float* matrix, float qScale, float* prod
         product[i] = matrix[i] * qScale;
 }
 
-// The two matrices of a slice in raster order, and the pattern that leads from scan order to raster order.
+// The two matrices of a slice in raster order.
 template <OptimizationTarget target>
 struct SliceMatrices {
-    SliceMatrices(Frame const& frame, float qScale)
-        : pattern(frame.interlace_mode != 0 ? interlacedScanPattern : progressiveScanPattern) {
-        multiplyMatrix(frame.luma_quant_scaled, qScale, luma);
-        multiplyMatrix(frame.chroma_quant_scaled, qScale, chroma);
+    SliceMatrices(PictureFacts const& facts, float qScale) {
+        multiplyMatrix(facts.lumaMatrix, qScale, luma);
+        multiplyMatrix(facts.chromaMatrix, qScale, chroma);
     }
 
-    const std::uint32_t* pattern;
     float luma[64];
     float chroma[64];
 };
@@ -230,14 +170,14 @@ struct SliceMatrices {
 template <OptimizationTarget target>
 void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha,
                                     SliceScratch<target>& scratch) const {
-    const SliceMatrices<target> matrices(m_picture->frame(), qScale());
+    const SliceMatrices<target> matrices(*m_facts, qScale());
     auto& raster = scratch.raster;
     for (int i = 0; i < 3; ++i)
-        gatherBlocks<target, 8>(scans[i], matrices.pattern, raster[i]);
+        gatherBlocks<target, 8>(scans[i], m_facts->scanPattern, raster[i]);
 
     constexpr std::uint32_t kMbsAtOnce = SliceScratch<target>::kMbsAtOnce;
     auto& [y, cb, cr] = scratch.samples;
-    const std::uint32_t chromaBlocks = m_chromaBlocksPerMb;
+    const std::uint32_t chromaBlocks = m_facts->form.chromaBlocksPerMb;
     for (std::uint32_t first = 0; first < m_sliceMbs; first += kMbsAtOnce) {
         const std::uint32_t mbs = m_sliceMbs - first < kMbsAtOnce ? m_sliceMbs - first : kMbsAtOnce;
         inverse8x8Blocks(raster[0] + first * 256, matrices.luma, y[0][0], mbs * 4);
@@ -250,32 +190,32 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
 
 template <OptimizationTarget target>
 void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    const SliceMatrices<target> matrices(m_picture->frame(), qScale());
+    const SliceMatrices<target> matrices(*m_facts, qScale());
     alignas(64) std::int16_t corners[kMaxComponentBlocks * 16 + kGatherPadding];
     alignas(64) std::int16_t samples[3][kMaxComponentBlocks][4][4];
     for (int i = 0; i < 3; ++i) {
-        gatherBlocks<target, 4>(scans[i], matrices.pattern, corners);
+        gatherBlocks<target, 4>(scans[i], m_facts->scanPattern, corners);
         dequantizeCorners<target, 4>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
         inverse4x4Corners(corners, samples[i][0][0], scans[i].numBlocks);
     }
     for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
-        const std::uint32_t chroma = mb * m_chromaBlocksPerMb;
+        const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Half(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
     }
 }
 
 template <OptimizationTarget target>
 void Slice<target>::reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    const SliceMatrices<target> matrices(m_picture->frame(), qScale());
+    const SliceMatrices<target> matrices(*m_facts, qScale());
     alignas(64) std::int16_t corners[kMaxComponentBlocks * 4 + kGatherPadding];
     alignas(64) std::int16_t samples[3][kMaxComponentBlocks][2][2];
     for (int i = 0; i < 3; ++i) {
-        gatherBlocks<target, 2>(scans[i], matrices.pattern, corners);
+        gatherBlocks<target, 2>(scans[i], m_facts->scanPattern, corners);
         dequantizeCorners<target, 2>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
         inverse2x2Corners(corners, samples[i][0][0], scans[i].numBlocks);
     }
     for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
-        const std::uint32_t chroma = mb * m_chromaBlocksPerMb;
+        const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Quarter(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
     }
 }
@@ -289,39 +229,45 @@ static inline std::int16_t sampleOfDc(float product) {
 
 template <OptimizationTarget target>
 void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    Frame const& frame = m_picture->frame();
     std::int16_t samples[3][kMaxComponentBlocks];
     for (int i = 0; i < 3; ++i) {
-        const float factor = qScale() * (i == 0 ? frame.luma_quant_scaled[0] : frame.chroma_quant_scaled[0]);
+        const float factor = qScale() * (i == 0 ? m_facts->lumaMatrix : m_facts->chromaMatrix)[0];
         for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block)
             samples[i][block] = sampleOfDc(static_cast<CoefFloat>(scans[i].coefficients[block]) * factor);
     }
     for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
-        const std::uint32_t chroma = mb * m_chromaBlocksPerMb;
+        const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Eighth(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
     }
 }
 
 template <OptimizationTarget target>
-void SliceGroup<target>::add(std::uint32_t mbRow, std::uint32_t slice_column, Picture<target> const& picture,
-                             Bitstream const& bits) {
-    m_slices[m_count].open(mbRow, slice_column, picture, bits);
+void SliceGroup<target>::add(PictureFacts const& facts, SliceInput const& input) {
+    m_slices[m_count].open(facts, input);
     ++m_count;
 }
 
+// The first of the three components that failed, or SliceGroup::kNoComponent.
+static inline std::uint32_t firstFailed(ComponentScan const scans[3]) {
+    std::uint32_t component = 0;
+    while (component < 3 && scans[component].succeeded)
+        ++component;
+    return component;
+}
+
 template <OptimizationTarget target>
-void SliceGroup<target>::decodeAlpha(ComponentScan const* scans, std::uint16_t const** alpha) {
+void SliceGroup<target>::decodeAlpha(std::uint16_t const** alpha) {
     AlphaPlane planes[kMaxSlices444];
     unsigned int numPlanes = 0;
     for (unsigned int i = 0; i < m_count; ++i) {
-        if (!m_slices[i].needsAlpha(scans + 3 * i))
+        if (m_failedComponents[i] != kNoComponent || !m_slices[i].needsAlpha())
             continue;
         alpha[i] = m_alpha[numPlanes];
         planes[numPlanes] = m_slices[i].alphaPlane(m_alpha[numPlanes]);
         ++numPlanes;
     }
     if (numPlanes != 0)
-        scanAlphaPlanes<target>(planes, numPlanes, alphaBitsOf(m_slices[0].picture().frame()));
+        scanAlphaPlanes<target>(planes, numPlanes, m_slices[0].facts().codedAlphaBits);
 }
 
 template <OptimizationTarget target>
@@ -331,9 +277,13 @@ void SliceGroup<target>::decode() {
     for (unsigned int i = 0; i < m_count; ++i)
         coefficients = m_slices[i].prepareScans(scans + 3 * i, coefficients);
     scanComponents<target>(scans, 3 * m_count);
-    std::uint16_t const* alpha[kMaxReducedSlices] = {};
-    decodeAlpha(scans, alpha);
     for (unsigned int i = 0; i < m_count; ++i)
-        m_slices[i].reconstruct(scans + 3 * i, alpha[i], m_scratch);
+        m_failedComponents[i] = firstFailed(scans + 3 * i);
+    std::uint16_t const* alpha[kMaxReducedSlices] = {};
+    decodeAlpha(alpha);
+    for (unsigned int i = 0; i < m_count; ++i) {
+        if (m_failedComponents[i] == kNoComponent)
+            m_slices[i].pixelReconstruction(scans + 3 * i, alpha[i], m_scratch);
+    }
     PixelRows<target>::finishStores();
 }

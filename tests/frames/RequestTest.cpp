@@ -196,6 +196,27 @@ TEST(RequestTest, AnyPairOfOuterWordsIsAccepted) {
     }
 }
 
+TEST(RequestTest, AReductionAbove3WritesNothingAtAnyDepth) {
+    for (const std::uint32_t chroma_format : {2u, 3u}) {
+        FrameSpec spec = specOf(chroma_format, 200, 40);
+        spec.alpha_channel_type = 2;
+        const MadeFrame made = flatFrame(spec, 33, 44, 55);
+        for (const std::uint32_t reduction : {4u, 5u, 31u, 32u, 33u, 0xFFFFFFFFu}) {
+            for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
+                for (const OptimizationTarget target : runnableTargets()) {
+                    std::vector<std::uint8_t> pixels(2048 * 48, 0xA5);
+                    RaveloDecoderInterface::DecompressFrameFromBits(made.bytes.data(), made.bytes.size(), reduction,
+                                                                    ColorCoding_YCbCr, depth, pixels.data(), 2048,
+                                                                    target);
+                    ASSERT_EQ(pixels, std::vector<std::uint8_t>(2048 * 48, 0xA5)) << reduction << " " << depth;
+                    const BufferRequirements needs = bufferRequirements(bitstreamOf(made.bytes), depth, reduction);
+                    EXPECT_EQ(needs.safeStride, needs.leastStride);
+                }
+            }
+        }
+    }
+}
+
 TEST(FrameInfoTest, TellsTheGeometryOfEveryReductionAndDepth) {
     FrameSpec spec = sizedSpec(3, 1001, 37);
     spec.alpha_channel_type = 2;

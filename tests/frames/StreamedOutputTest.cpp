@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "FrameEncoder.h"
-#include "PixelRows.h"
+#include "OutputForm.h"
 #include "RaveloDecoderInterface.h"
 
 namespace {

@@ -207,10 +207,10 @@ TEST(PictureTest, RowsThatStartPastTheDataAreReportedInsteadOfVisited) {
         std::uint32_t numStarted = 0;
         for (std::uint32_t row = 0; row < 3; ++row)
             numStarted += 7 * row < numBytes ? 1 : 0;
-        EXPECT_EQ(Layout(32, 48, 0, picture)->rowsToVisit(), numStarted) << numBytes;
+        EXPECT_EQ(Layout(32, 48, 0, picture)->rowsInData(), numStarted) << numBytes;
         Rows monitor;
         const Layout watched(32, 48, 0, picture, kFirst, 0, Layout::kStride, &monitor);
-        EXPECT_EQ(watched->rowsToVisit(), numStarted) << numBytes;
+        EXPECT_EQ(watched->rowsInData(), numStarted) << numBytes;
         monitor.m_failures.clear();
         watched->reportMissingRows(numStarted);
         ASSERT_EQ(monitor.m_failures.size(), 2 * (3 - numStarted)) << numBytes;

@@ -13,6 +13,7 @@
 #include "Frame.h"
 #include "FrameMaker.h"
 #include "GuardedBytes.h"
+#include "Picture.h"
 #include "Random.h"
 
 namespace {
@@ -49,8 +50,9 @@ struct OpenedSlice {
         : held(bytes),
           frame(held.bits(), ColorCoding_YCbCr, bitDepth, pixels.data(), kStride, target, downSampleFactor),
           picture(TemporalOrder::First, frame, from(pictureOffset)),
-          first(from(sliceOffset)) {
-        slice.open(mbRow, column, picture, first);
+          first(from(sliceOffset)),
+          facts(picture.facts()) {
+        slice.open(facts, picture.sliceInput(mbRow, column, first));
     }
 
     Bitstream from(std::size_t offset) const {
@@ -73,6 +75,7 @@ struct OpenedSlice {
     Frame frame;
     Picture<target> picture;
     Bitstream first;
+    PictureFacts facts;
     Slice<target> slice;
     std::vector<std::int16_t> coefficients;
 };

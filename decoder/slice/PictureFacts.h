@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+#include "OutputForm.h"
+
+// What the slices of a picture have in common. The picture makes it once and gives it to each of them.
+struct PictureFacts {
+    OutputForm form;
+    const std::uint32_t* scanPattern; // the scan index of each raster position
+    const float* lumaMatrix;          // 64 entries in raster order, divided by 8
+    const float* chromaMatrix;
+    bool hasAlpha; // the slices have an alpha plane
+    // The bits of a coded alpha sample, and those that the writer takes it to have. They differ for alpha types that no
+    // encoder writes.
+    std::uint32_t codedAlphaBits;
+    std::uint32_t writtenAlphaBits;
+};
