@@ -25,16 +25,17 @@ public:
     /// @param lineStride  bytes from one line to the next; negative where the picture runs towards lower addresses. Its
     ///     magnitude must be at least width * samplesPerPixel * bytes of a sample, with the width of the reduced
     ///     picture.
-    /// @param target  the requested code path. Values above 0 run OptimizationTarget::AVX2 if the processor supports
-    /// it,
+    /// @param target  the requested code path. Values above 0 run OptimizationTarget::AVX2 where the processor can,
     ///     otherwise OptimizationTarget::Baseline; values of 0 and below run Baseline.
     ///
     /// **The output buffer.** Line y of a picture of `height` lines starts at pixels + y * lineStride. At full size
     /// nothing outside the first `width` pixels of each line is written. At a reduced size the last macroblock of a row
-    /// is written whole, so up to 15 >> downSampleFactor pixels to the right of the picture are written too: the stride
-    /// needs room for them, and so does the end of the last line. A 4:2:2 frame at eighth size writes the first line of
-    /// every macroblock row, which may be one line more than the picture has, or two where it has two fields.
-    /// bufferRequirements() in BufferRequirements.h returns the numbers.
+    /// is written whole, so up to 15 >> downSampleFactor pixels to the right of the picture are written too, and the
+    /// end of the last line needs room for them. Where the stride has no room for them, they fall on the start of
+    /// another line, and the picture's own pixels are written after them; but the second field of a frame damages the
+    /// finished lines of the first in this way, so a frame of two fields needs that room in the stride. A 4:2:2 frame
+    /// at eighth size writes the first line of every macroblock row, which may be one line more than the picture has,
+    /// or two where it has two fields. bufferRequirements() in BufferRequirements.h returns the numbers.
     ///
     /// **The pixels.**
     ///

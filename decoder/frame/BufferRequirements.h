@@ -9,8 +9,10 @@
 /// The two strides differ because of the right edge of reduced pictures. The decode call checks the stride against the
 /// width of the reduced picture, but it writes whole macroblocks: with a width of 1000 pixels at half size the picture
 /// is 500 pixels wide, and 504 are written in each line. With `leastStride` those four pixels fall on the start of the
-/// next line, where some of them remain and others are overwritten by the pixels that belong there, and fewer threads
-/// can work at once. With `safeStride` or more, each line keeps to itself.
+/// next line, or of the one before in a buffer with a negative stride. The decode writes the picture's own pixels after
+/// them, so a picture is whole with any stride, with one exception that no order can cure: the second field of a frame
+/// is decoded when the first is finished, and leaves such pixels at the start of the first field's lines. With
+/// `safeStride` or more, each line keeps to itself.
 ///
 /// There may be one line more than the picture has, too, and two where it has two fields: a 4:2:2 frame at eighth size
 /// writes the first line of every macroblock row, even where the reduced picture ends above it.

@@ -184,11 +184,14 @@ SliceOrder PictureLayout::sliceOrder() const {
     const std::uint64_t bytesWritten =
         std::uint64_t{m_widthInMb} * mbSizeAt(m_frame.downSampleFactor) * m_pictureBuffer.samplesPerPixel;
     const auto stride = static_cast<std::uint64_t>(m_pictureBuffer.lineStride);
-    const std::uint64_t bytesToNextLine = m_pictureBuffer.lineStride < 0 ? 0 - stride : stride;
-    if (bytesWritten <= bytesToNextLine)
+    const bool isUpwards = m_pictureBuffer.lineStride < 0;
+    if (bytesWritten <= (isUpwards ? 0 - stride : stride))
         return SliceOrder::Any;
-    // As long as no more than the next line of the buffer is reached, that is one of the same row or of a neighbour.
-    return bytesWritten / 2 <= bytesToNextLine ? SliceOrder::AlternateRows : SliceOrder::InTurn;
+    // What goes beyond the right edge falls on the left edge of the next line of the buffer. The last group of a row
+    // does not hold that edge where there are two.
+    if (number_of_slices_per_mb_row() > 1)
+        return SliceOrder::LastGroupFirst;
+    return isUpwards ? SliceOrder::InTurnUpwards : SliceOrder::InTurn;
 }
 
 Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) const {

@@ -71,9 +71,9 @@ public:
     // than it brings, otherwise what the frame allows.
     std::uint32_t maxThreads() const;
 
-    // Which slices may be decoded at once. Slices write disjoint rectangles, but for the columns behind the right edge
-    // of a reduced picture: without room in the stride they fall on the next line of the buffer, which other slices
-    // write too.
+    // Which slices may be decoded at once. Slices write disjoint rectangles, but for the columns to the right of a
+    // reduced picture: without room in the stride they fall on the left edge of the next line of the buffer. In the
+    // order given, the picture's own pixels are written after them.
     SliceOrder sliceOrder() const;
 
     // The cursor at the first byte of a slice.

@@ -7,17 +7,20 @@
 #include "SliceLoop.h"
 
 template <OptimizationTarget target>
-Picture<target>::Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits)
-    : PictureLayout(order, owner, pictureBits) {
+Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits)
+    : PictureLayout(temporalOrder, owner, pictureBits) {
     static_assert(sizeof(SliceGroup<target>) <= SliceGroup<target>::kMaxBytes);
     static_assert(alignof(SliceGroup<target>) <= kSliceMemoryAlignment);
     if (isEmpty())
         return;
     const PictureFacts facts = this->facts();
     const std::uint32_t slicesAtMost = SliceGroup<target>::maxSlices(facts.form);
-    const std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + slicesAtMost - 1) / slicesAtMost;
+    const SliceOrder order = sliceOrder();
+    std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + slicesAtMost - 1) / slicesAtMost;
+    if (order == SliceOrder::LastGroupFirst && groupsPerRow == 1)
+        groupsPerRow = 2;
     const Decode decode{*this, facts, groupsPerRow};
-    const SliceWalk walk{rowsInData(), groupsPerRow, sliceOrder(), maxThreads(), sizeof(SliceGroup<target>)};
+    const SliceWalk walk{rowsInData(), groupsPerRow, order, maxThreads(), sizeof(SliceGroup<target>)};
     forEachSliceGroup(walk, decodeGroupOf, &decode);
     reportMissingRows(walk.numRows);
 }

@@ -123,16 +123,22 @@ void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* 
     case SliceOrder::Any:
         forEachUnit(std::uint64_t{walk.numRows} * walk.groupsPerRow, walk, memoryOfCaller.get(), callGroup);
         break;
-    case SliceOrder::AlternateRows:
-        for (std::uint32_t parity = 0; parity < 2; ++parity) {
-            const std::uint32_t rowsOfParity = walk.numRows / 2 + (parity == 0 ? walk.numRows % 2 : 0);
-            forEachUnit(rowsOfParity, walk, memoryOfCaller.get(), [&](void* memory, std::uint64_t index) {
-                callGroupsOfRow(memory, 2 * static_cast<std::uint32_t>(index) + parity);
-            });
-        }
+    case SliceOrder::LastGroupFirst: {
+        const std::uint32_t others = walk.groupsPerRow - 1;
+        forEachUnit(walk.numRows, walk, memoryOfCaller.get(),
+                    [&](void* memory, std::uint64_t row) { callGroup(memory, row * walk.groupsPerRow + others); });
+        forEachUnit(std::uint64_t{walk.numRows} * others, walk, memoryOfCaller.get(),
+                    [&](void* memory, std::uint64_t unit) {
+                        callGroup(memory, unit / others * walk.groupsPerRow + unit % others);
+                    });
         break;
+    }
     case SliceOrder::InTurn:
         for (std::uint32_t row = 0; row < walk.numRows; ++row)
+            callGroupsOfRow(memoryOfCaller.get(), row);
+        break;
+    case SliceOrder::InTurnUpwards:
+        for (std::uint32_t row = walk.numRows; row-- > 0;)
             callGroupsOfRow(memoryOfCaller.get(), row);
         break;
     }

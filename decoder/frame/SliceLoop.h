@@ -9,11 +9,12 @@
 // `memory` belongs to the thread for the length of the walk and holds what the last group left there.
 using SliceGroupBody = void(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
 
-// What may be done at once.
+// What may be done at once. The groups of a row are numbered from the left.
 enum class SliceOrder {
-    Any,           // all groups
-    AlternateRows, // rows that are not neighbours, even ones before odd ones; the groups of a row in turn
-    InTurn         // nothing: row after row, group after group
+    Any,            // all groups
+    LastGroupFirst, // the last groups of all rows, and after them all others
+    InTurn,         // nothing: row after row from the top, group after group
+    InTurnUpwards,  // the same from the bottom row
 };
 
 struct SliceWalk {

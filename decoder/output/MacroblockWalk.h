@@ -14,19 +14,29 @@ struct QuadrantRow {
     unsigned int width;    // pixels, 1 to half a macroblock
 };
 
+// The lines of a reduced macroblock are visited from lower to higher addresses: where the stride has no room for what
+// is written to the right of the picture, that falls on the line with the next higher addresses, and the picture's own
+// pixels are to be written after it. At full size nothing is written there.
+template <unsigned int size>
+static inline unsigned int visitedRow(unsigned int index, unsigned int numRows, std::int64_t lineStride) {
+    return size < 8 && lineStride < 0 ? numRows - 1 - index : index;
+}
+
 // Both walks are always inlined: then the compiler keeps what a rule refers to in registers, while a rule of its own
 // would read it from memory again after each store.
 
-// Visits the rows of a macroblock from the top, each with its left and then its right part, and calls
-// writePart(QuadrantRow, std::uint8_t* out) for every part that has pixels.
-template <class Writer, class WritePart>
+// Visits the rows of a macroblock of blocks of `size` x `size` values, each with its left and then its right part, and
+// calls writePart(QuadrantRow, std::uint8_t* out) for every part that has pixels.
+template <unsigned int size, class Writer, class WritePart>
 [[gnu::always_inline]] inline void walkMacroblock(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
                                                   unsigned int bytesPerPixel, WritePart const& writePart) {
     unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
     writer.setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
     std::uint8_t* const firstPixel = writer.firstPixel(mb, bytesPerMb);
     const std::int64_t lineStride = writer.pixelBuffer().lineStride;
-    for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
+    const unsigned int numRows = topHeight + bottomHeight;
+    for (unsigned int index = 0; index < numRows; ++index) {
+        const unsigned int mbRow = visitedRow<size>(index, numRows, lineStride);
         const bool isTop = mbRow < topHeight;
         const unsigned int row = isTop ? mbRow : mbRow - topHeight;
         const unsigned int firstQuadrant = isTop ? 0 : 2;
@@ -48,7 +58,7 @@ struct WholeRow {
     unsigned int mbRow; // of the macroblock
 };
 
-// Visits the rows of a macroblock of blocks of `size` x `size` values from the top and calls
+// Visits the rows of a macroblock of blocks of `size` x `size` values and calls
 // writeRow(WholeRow, std::uint8_t* out) for each. Returns false, without any call, where the macroblock is clipped at
 // the right.
 template <unsigned int size, class Writer, class WriteRow>
@@ -60,7 +70,9 @@ template <unsigned int size, class Writer, class WriteRow>
         return false;
     std::uint8_t* const firstPixel = writer.firstPixel(mb, bytesPerMb);
     const std::int64_t lineStride = writer.pixelBuffer().lineStride;
-    for (unsigned int mbRow = 0; mbRow < topHeight + bottomHeight; ++mbRow) {
+    const unsigned int numRows = topHeight + bottomHeight;
+    for (unsigned int index = 0; index < numRows; ++index) {
+        const unsigned int mbRow = visitedRow<size>(index, numRows, lineStride);
         const unsigned int half = mbRow < topHeight ? 0 : 1;
         writeRow(WholeRow{half, mbRow - half * topHeight, mbRow}, lineBelow(firstPixel, mbRow, lineStride));
     }

@@ -167,5 +167,5 @@ void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, unsigned 
         else
             writePixels444<rgb, Sample, size>(writer, part, rowForm, values, alpha, out);
     };
-    walkMacroblock(writer, mb, 8 * size * sizeof(Sample), 4 * sizeof(Sample), writePart);
+    walkMacroblock<size>(writer, mb, 8 * size * sizeof(Sample), 4 * sizeof(Sample), writePart);
 }

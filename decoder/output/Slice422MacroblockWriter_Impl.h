@@ -20,15 +20,15 @@ void Slice422MacroblockWriter<target, Real>::write(unsigned int mb, Blocks<Value
                                                    Blocks<Value, size> cr, std::uint16_t const*) const {
     if (writeWholeRows<Sample>(mb, y, cb, cr))
         return;
-    walkMacroblock(*this, mb, 4 * size * sizeof(Sample), 2 * sizeof(Sample),
-                   [&](QuadrantRow const& part, std::uint8_t* out) {
-                       if (kHasEmptyGroups<target, Sample, Value, size> && part.width == 8)
-                           return;
-                       const unsigned int chromaBlock = part.quadrant >> 1;
-                       const unsigned int chromaColumn = (part.quadrant & 1) * (size / 2);
-                       writePixels<Sample>(&cb[chromaBlock][part.row][chromaColumn], y[part.quadrant][part.row],
-                                           &cr[chromaBlock][part.row][chromaColumn], part.width, out);
-                   });
+    walkMacroblock<size>(*this, mb, 4 * size * sizeof(Sample), 2 * sizeof(Sample),
+                         [&](QuadrantRow const& part, std::uint8_t* out) {
+                             if (kHasEmptyGroups<target, Sample, Value, size> && part.width == 8)
+                                 return;
+                             const unsigned int chromaBlock = part.quadrant >> 1;
+                             const unsigned int chromaColumn = (part.quadrant & 1) * (size / 2);
+                             writePixels<Sample>(&cb[chromaBlock][part.row][chromaColumn], y[part.quadrant][part.row],
+                                                 &cr[chromaBlock][part.row][chromaColumn], part.width, out);
+                         });
 }
 
 template <OptimizationTarget target, class Real>
@@ -82,10 +82,13 @@ bool Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, Blo
                                                             Blocks<std::int16_t, 1> cb,
                                                             Blocks<std::int16_t, 1> cr) const {
     PixelBuffer const& buffer = this->pixelBuffer();
-    std::uint8_t* out = this->firstPixel(mb, 4);
-    writePixels<Sample>(valuesOf(cb), valuesOf(y), valuesOf(cr), 2, out);
-    if (static_cast<std::uint32_t>(buffer.height) > 1)
-        writePixels<Sample>(valuesOf(cb + 1), valuesOf(y + 2), valuesOf(cr), 2, lineBelow(out, 1, buffer.lineStride));
+    std::uint8_t* const firstPixel = this->firstPixel(mb, 4);
+    const unsigned int numRows = static_cast<std::uint32_t>(buffer.height) > 1 ? 2 : 1;
+    for (unsigned int index = 0; index < numRows; ++index) {
+        const unsigned int row = visitedRow<1>(index, numRows, buffer.lineStride);
+        writePixels<Sample>(valuesOf(cb + row), valuesOf(y + 2 * row), valuesOf(cr), 2,
+                            lineBelow(firstPixel, row, buffer.lineStride));
+    }
     return true;
 }
 

@@ -188,6 +188,8 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
     }
 }
 
+// Reduced macroblocks are written from the right: what the last one of a row writes beyond the picture may fall on the
+// left edge of the next line, where the first one is.
 template <OptimizationTarget target>
 void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const {
     const SliceMatrices<target> matrices(*m_facts, qScale());
@@ -198,7 +200,7 @@ void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t 
         dequantizeCorners<target, 4>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
         inverse4x4Corners(corners, samples[i][0][0], scans[i].numBlocks);
     }
-    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+    for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
         const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Half(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
     }
@@ -214,7 +216,7 @@ void Slice<target>::reconstructQuarter(ComponentScan const scans[3], std::uint16
         dequantizeCorners<target, 2>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
         inverse2x2Corners(corners, samples[i][0][0], scans[i].numBlocks);
     }
-    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+    for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
         const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Quarter(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
     }
@@ -235,7 +237,7 @@ void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_
         for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block)
             samples[i][block] = sampleOfDc(static_cast<CoefFloat>(scans[i].coefficients[block]) * factor);
     }
-    for (std::uint32_t mb = 0; mb < m_sliceMbs; ++mb) {
+    for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
         const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Eighth(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
     }

@@ -22,11 +22,17 @@
 
 namespace {
 
+// A group of a row, counted from 1; 0 for none.
+struct Writer {
+    std::uint32_t row = 0;
+    std::uint32_t group = 0;
+};
+
 // Where the walk finds the output, and what it does to it.
 struct Observed {
     std::vector<std::uint8_t>* output = nullptr;
-    // The last even and the last odd row that wrote each byte, counted from 1; 0 where there is none.
-    std::vector<std::array<std::uint32_t, 2>> rowsOfByte;
+    // The last two groups that wrote each byte.
+    std::vector<std::array<Writer, 2>> writersOfByte;
     std::uint64_t numBytesWritten = 0;
     std::uint64_t numShared = 0; // by groups that are not allowed at once
     std::uint64_t numRaces = 0;  // by groups that are
@@ -35,13 +41,14 @@ struct Observed {
 
 Observed s_observed;
 
-bool mayRunAtOnce(SliceOrder order, std::uint32_t row, std::uint32_t otherRow) {
-    switch (order) {
+bool mayRunAtOnce(SliceWalk const& walk, std::uint32_t group, std::uint32_t otherGroup) {
+    switch (walk.order) {
     case SliceOrder::Any:
         return true;
-    case SliceOrder::AlternateRows:
-        return row != otherRow && row % 2 == otherRow % 2;
+    case SliceOrder::LastGroupFirst:
+        return (group + 1 == walk.groupsPerRow) == (otherGroup + 1 == walk.groupsPerRow);
     case SliceOrder::InTurn:
+    case SliceOrder::InTurnUpwards:
         break;
     }
     return false;
@@ -65,14 +72,15 @@ std::vector<std::size_t> bytesWrittenBy(std::function<void()> const& call) {
     return written;
 }
 
-void note(SliceOrder order, std::uint32_t row, std::vector<std::size_t> const& written) {
+void note(SliceWalk const& walk, std::uint32_t row, std::uint32_t group, std::vector<std::size_t> const& written) {
     s_observed.numBytesWritten += written.size();
     for (const std::size_t i : written) {
-        for (const std::uint32_t otherRow : s_observed.rowsOfByte[i]) {
-            if (otherRow != 0)
-                ++(mayRunAtOnce(order, row, otherRow - 1) ? s_observed.numRaces : s_observed.numShared);
+        auto& writers = s_observed.writersOfByte[i];
+        for (Writer const& writer : writers) {
+            if (writer.row != 0)
+                ++(mayRunAtOnce(walk, group, writer.group - 1) ? s_observed.numRaces : s_observed.numShared);
         }
-        s_observed.rowsOfByte[i][row % 2] = row + 1;
+        writers = {Writer{row + 1, group + 1}, writers[0]};
     }
 }
 
@@ -81,14 +89,14 @@ void note(SliceOrder order, std::uint32_t row, std::vector<std::size_t> const& w
 void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context) {
     s_observed.orders.push_back(walk.order);
     // Pictures come one after the other.
-    s_observed.rowsOfByte.assign(s_observed.output->size(), {0, 0});
+    s_observed.writersOfByte.assign(s_observed.output->size(), {});
     const std::unique_ptr<void, decltype(&std::free)> memory(
         std::aligned_alloc(kSliceMemoryAlignment, (walk.bytesPerThread / 64 + 1) * 64), std::free);
     // What groups leave in their memory must not matter either.
     std::memset(memory.get(), 0xB7, walk.bytesPerThread);
     for (std::uint32_t row = 0; row < walk.numRows; ++row) {
         for (std::uint32_t group = 0; group < walk.groupsPerRow; ++group)
-            note(walk.order, row, bytesWrittenBy([&] { body(context, memory.get(), row, group); }));
+            note(walk, row, group, bytesWrittenBy([&] { body(context, memory.get(), row, group); }));
     }
 }
 
@@ -132,7 +140,7 @@ TEST(SliceOrderTest, GroupsThatAreAllowedAtOnceShareNoByte) {
     Random random = seeded(7301);
     std::uint64_t numShared = 0;
     std::uint64_t numWithPixels = 0; // reduced pictures of a few lines may have none
-    std::uint64_t numOfOrder[3] = {};
+    std::uint64_t numOfOrder[4] = {};
     for (std::uint32_t i = 0; i < 240; ++i) {
         const MadeFrame made = frameOf(random, i);
         const std::vector<OptimizationTarget> targets = runnableTargets();

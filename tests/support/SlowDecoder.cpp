@@ -154,8 +154,13 @@ SlowDecodeReport slowDecode(std::span<const std::uint8_t> bytes, DecodeRequest c
         if (!slice.ok || (request.downSampleFactor > 3 && request.bitDepth <= 8))
             continue;
         const Reconstruction reconstruction(header, request, slice);
-        for (std::uint32_t mb = 0; mb < slice.sliceMbs; ++mb)
+        // Reduced macroblocks are written from the right, so that the picture's pixels come after those beyond its
+        // edge.
+        const bool fromTheRight = request.downSampleFactor != 0 && request.bitDepth <= 8;
+        for (std::uint32_t number = 0; number < slice.sliceMbs; ++number) {
+            const std::uint32_t mb = fromTheRight ? slice.sliceMbs - 1 - number : number;
             writer.write(mb, reconstruction.macroblock(mb));
+        }
     }
     return report;
 }

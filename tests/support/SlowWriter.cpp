@@ -103,7 +103,10 @@ void SlowWriter::write(std::uint32_t mb, SlowMacroblock const& macroblock) {
     const std::int64_t pixelBytes = m_samplesPerPixel * bytesPerSample();
     const std::int64_t mbOrigin = m_slice.origin + std::int64_t{mb} * 2 * side * pixelBytes;
     const std::uint64_t alphaPitch = std::uint64_t{m_mbSize} * m_slice.sliceMbs;
-    for (std::uint32_t line = 0; line < bounds.topHeight + bounds.bottomHeight; ++line) {
+    const std::uint32_t numLines = bounds.topHeight + bounds.bottomHeight;
+    for (std::uint32_t i = 0; i < numLines; ++i) {
+        // Reduced lines are written from lower to higher addresses.
+        const std::uint32_t line = side < 8 && m_slice.lineStride < 0 ? numLines - 1 - i : i;
         const bool isBottom = line >= bounds.topHeight;
         const int row = static_cast<int>(isBottom ? line - bounds.topHeight : line);
         for (const bool isRight : {false, true}) {
@@ -138,7 +141,8 @@ void SlowWriter::writePart422(Place place, const SlowBlock& y, const SlowBlock& 
 // Four bytes a line whatever the width, the first line whatever the height, and the first block's Cr in both lines.
 void SlowWriter::writeEighth422(std::uint32_t mb, SlowMacroblock const& macroblock) {
     const std::uint32_t numLines = m_slice.height > 1 ? 2 : 1;
-    for (std::uint32_t line = 0; line < numLines; ++line) {
+    for (std::uint32_t index = 0; index < numLines; ++index) {
+        const std::uint32_t line = m_slice.lineStride < 0 ? numLines - 1 - index : index;
         const float samples[4] = {macroblock.cb[line].samples[0], macroblock.y[2 * line].samples[0],
                                   macroblock.cr[0].samples[0], macroblock.y[2 * line + 1].samples[0]};
         const std::int64_t start = m_slice.origin + std::int64_t{mb} * 4 + line * m_slice.lineStride;

@@ -281,20 +281,20 @@ TEST(PictureTest, SlicesThatWriteTheSameBytesAreKeptApart) {
             ->sliceOrder();
     };
     for (const int direction : {1, -1}) {
+        const SliceOrder inTurn = direction > 0 ? SliceOrder::InTurn : SliceOrder::InTurnUpwards;
         // 1000 pixels are 500 at half size, in 63 macroblocks of 8: 504 pixels, of two bytes each, are written.
         EXPECT_EQ(orderOf(1000, 1, direction * 1008, 0, 8), SliceOrder::Any);
-        EXPECT_EQ(orderOf(1000, 1, direction * 1007, 0, 8), SliceOrder::AlternateRows);
-        EXPECT_EQ(orderOf(1000, 1, direction * 1000, 0, 8), SliceOrder::AlternateRows);
+        EXPECT_EQ(orderOf(1000, 1, direction * 1007, 0, 8), SliceOrder::LastGroupFirst);
+        EXPECT_EQ(orderOf(1000, 1, direction * 1000, 0, 8), SliceOrder::LastGroupFirst);
         // A field leaves every second line free.
         EXPECT_EQ(orderOf(1000, 1, direction * 1000, 1, 8), SliceOrder::Any);
         EXPECT_EQ(orderOf(1000, 0, direction * 2000, 0, 8), SliceOrder::Any);
         EXPECT_EQ(orderOf(1024, 1, direction * 1024, 0, 8), SliceOrder::Any);
+        // 120 pixels are a single slice of eight macroblocks, 129 are one of eight and one of one.
+        EXPECT_EQ(orderOf(120, 1, direction * 120, 0, 8), inTurn);
+        EXPECT_EQ(orderOf(129, 1, direction * 128, 0, 8), SliceOrder::LastGroupFirst);
         // 8 pixels are one at eighth size, and two are written.
-        EXPECT_EQ(orderOf(8, 3, direction * 2, 0, 8), SliceOrder::AlternateRows);
-        // 2 pixels are one at half size. A whole macroblock of eight, for which room is left, reaches over many lines.
-        EXPECT_EQ(orderOf(2, 1, direction * 2, 0, 8), SliceOrder::InTurn);
-        EXPECT_EQ(orderOf(2, 1, direction * 8, 0, 8), SliceOrder::AlternateRows);
-        EXPECT_EQ(orderOf(2, 1, direction * 7, 0, 8), SliceOrder::InTurn);
+        EXPECT_EQ(orderOf(8, 3, direction * 2, 0, 8), inTurn);
         // More than eight bits come out of the reduction as no picture.
         EXPECT_EQ(orderOf(1024, 1, direction * 2048, 0, 16), SliceOrder::InTurn);
         EXPECT_EQ(orderOf(1024, 0, direction * 4096, 0, 16), SliceOrder::Any);

@@ -24,7 +24,8 @@
 
 namespace {
 
-constexpr SliceOrder kOrders[3] = {SliceOrder::Any, SliceOrder::AlternateRows, SliceOrder::InTurn};
+constexpr SliceOrder kOrders[] = {SliceOrder::Any, SliceOrder::LastGroupFirst, SliceOrder::InTurn,
+                                  SliceOrder::InTurnUpwards};
 
 // Counts the calls for each group, and throws in one of them.
 struct Walk {
@@ -135,8 +136,9 @@ struct Log {
     };
     std::mutex mutex;
     std::vector<Entry> entries;
-    std::multiset<std::uint32_t> rowsUnderWay;
-    bool neighboursMet = false;
+    std::uint32_t lastGroup = 0;
+    int numLastUnderWay = 0;
+    bool lastMetOthers = false;
 };
 
 void loggingBody(void const* context, void*, std::uint32_t row, std::uint32_t group) {
@@ -144,14 +146,16 @@ void loggingBody(void const* context, void*, std::uint32_t row, std::uint32_t gr
     {
         const std::lock_guard lock(log.mutex);
         log.entries.push_back({row, group, std::this_thread::get_id()});
-        log.neighboursMet = log.neighboursMet || log.rowsUnderWay.contains(row + 1) ||
-                            (row > 0 && log.rowsUnderWay.contains(row - 1)) || log.rowsUnderWay.contains(row);
-        log.rowsUnderWay.insert(row);
+        if (group == log.lastGroup)
+            ++log.numLastUnderWay;
+        else
+            log.lastMetOthers = log.lastMetOthers || log.numLastUnderWay != 0;
     }
     // Long enough for another thread to begin a group, if it may.
     std::this_thread::sleep_for(std::chrono::microseconds(300));
     const std::lock_guard lock(log.mutex);
-    log.rowsUnderWay.erase(log.rowsUnderWay.find(row));
+    if (group == log.lastGroup)
+        --log.numLastUnderWay;
 }
 
 // A place where two threads meet, or give up.
@@ -232,7 +236,7 @@ TEST(SliceLoopTest, AnErrorInAnotherThreadReachesTheCallerWithItsTypeAndText) {
     const EightThreads eight;
     for (const Thrown thrown : kThrown) {
         const std::string expected = whatIsThrownBy([thrown] { throwOne(thrown); });
-        for (const SliceOrder order : {SliceOrder::Any, SliceOrder::AlternateRows}) {
+        for (const SliceOrder order : {SliceOrder::Any, SliceOrder::LastGroupFirst}) {
             FailingWalk walk(40, 3);
             walk.thrown = thrown;
             walk.failsInHelper = true;
@@ -264,8 +268,12 @@ TEST(SliceLoopTest, AfterAnErrorNoGroupIsBegunAndThoseThatWereBegunAreCompleted)
             for (auto const& calls : walk.calls)
                 numBegun += calls;
             EXPECT_EQ(walk.numCompleted, numBegun - 1);
-            const int numBefore = order == SliceOrder::AlternateRows ? 100 * 3 : 3;
-            if (maxThreads == 1 || order == SliceOrder::InTurn) {
+            // Those before group 0 of row 1: in the order of the rows, after the last groups of all, or after those
+            // below.
+            const int numBefore = order == SliceOrder::LastGroupFirst  ? 200 + 2
+                                  : order == SliceOrder::InTurnUpwards ? 198 * 3
+                                                                       : 3;
+            if (maxThreads == 1 || order == SliceOrder::InTurn || order == SliceOrder::InTurnUpwards) {
                 EXPECT_EQ(numBegun, numBefore + 1);
             } else {
                 // Without a stop all 600 would be begun.
@@ -296,7 +304,7 @@ TEST(SliceLoopTest, EachThreadHasMemoryOfItsOwnForTheWholeWalk) {
     };
     const EightThreads eight;
     for (int round = 0; round < 50; ++round) {
-        // One loop each: in the two of alternate rows a helper may have other memory.
+        // One loop each: where there are two, a helper may have other memory in the second.
         for (const SliceOrder order : {SliceOrder::Any, SliceOrder::InTurn}) {
             Owners owners;
             Owners* const place = &owners;
@@ -333,7 +341,7 @@ TEST(SliceLoopTest, OneThreadThatIsAllowedIsTheCallingOne) {
 TEST(SliceLoopTest, GroupsRunOnSeveralThreadsAtOnce) {
     if (tbb::this_task_arena::max_concurrency() < 2)
         GTEST_SKIP() << "This machine has one processor.";
-    for (const SliceOrder order : {SliceOrder::Any, SliceOrder::AlternateRows}) {
+    for (const SliceOrder order : {SliceOrder::Any, SliceOrder::LastGroupFirst}) {
         Rendezvous meeting;
         Rendezvous* const place = &meeting;
         forEachSliceGroup({16, 4, order}, meetingBody, &place);
@@ -342,36 +350,42 @@ TEST(SliceLoopTest, GroupsRunOnSeveralThreadsAtOnce) {
     }
 }
 
-TEST(SliceLoopTest, AlternateRowsNeverHaveANeighbourBesideThemAndKeepTheirGroupsInTurn) {
+TEST(SliceLoopTest, TheLastGroupsOfAllRowsAreDoneBeforeAnyOther) {
     const EightThreads eight;
     for (const std::uint32_t maxThreads : {1u, 2u, 8u}) {
         for (const std::uint32_t numRows : {1u, 2u, 9u, 40u}) {
-            Log log;
-            Log* const place = &log;
-            eight.run([&] {
-                forEachSliceGroup({numRows, 3, SliceOrder::AlternateRows, maxThreads}, loggingBody, &place);
-            });
-            ASSERT_EQ(log.entries.size(), numRows * 3);
-            EXPECT_FALSE(log.neighboursMet);
-            const std::size_t numEvenCalls = (numRows + 1) / 2 * 3;
-            std::vector<std::uint32_t> nextGroup(numRows, 0);
-            for (std::size_t i = 0; i < log.entries.size(); ++i) {
-                ASSERT_EQ(log.entries[i].row % 2, i < numEvenCalls ? 0u : 1u);
-                ASSERT_EQ(log.entries[i].group, nextGroup[log.entries[i].row]++);
+            for (const std::uint32_t groupsPerRow : {1u, 2u, 3u}) {
+                Log log;
+                log.lastGroup = groupsPerRow - 1;
+                Log* const place = &log;
+                eight.run([&] {
+                    forEachSliceGroup({numRows, groupsPerRow, SliceOrder::LastGroupFirst, maxThreads}, loggingBody,
+                                      &place);
+                });
+                ASSERT_EQ(log.entries.size(), numRows * groupsPerRow);
+                std::set<std::pair<std::uint32_t, std::uint32_t>> called;
+                for (std::size_t i = 0; i < log.entries.size(); ++i) {
+                    ASSERT_EQ(log.entries[i].group == groupsPerRow - 1, i < numRows);
+                    called.emplace(log.entries[i].row, log.entries[i].group);
+                }
+                EXPECT_EQ(called.size(), log.entries.size());
+                EXPECT_FALSE(log.lastMetOthers);
             }
         }
     }
 }
 
 TEST(SliceLoopTest, InTurnTheCallingThreadGoesFromGroupToGroup) {
-    Log log;
-    Log* const place = &log;
     const EightThreads eight;
-    eight.run([&] { forEachSliceGroup({5, 4, SliceOrder::InTurn}, loggingBody, &place); });
-    ASSERT_EQ(log.entries.size(), 20u);
-    for (std::uint32_t i = 0; i < 20; ++i) {
-        EXPECT_EQ(log.entries[i].row, i / 4);
-        EXPECT_EQ(log.entries[i].group, i % 4);
-        EXPECT_EQ(log.entries[i].thread, std::this_thread::get_id());
+    for (const SliceOrder order : {SliceOrder::InTurn, SliceOrder::InTurnUpwards}) {
+        Log log;
+        Log* const place = &log;
+        eight.run([&] { forEachSliceGroup({5, 4, order}, loggingBody, &place); });
+        ASSERT_EQ(log.entries.size(), 20u);
+        for (std::uint32_t i = 0; i < 20; ++i) {
+            EXPECT_EQ(log.entries[i].row, order == SliceOrder::InTurn ? i / 4 : 4 - i / 4);
+            EXPECT_EQ(log.entries[i].group, i % 4);
+            EXPECT_EQ(log.entries[i].thread, std::this_thread::get_id());
+        }
     }
 }
