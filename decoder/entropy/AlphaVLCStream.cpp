@@ -1,5 +1,5 @@
 #include "AlphaVLCStream_Impl.h"
 
-// Both instances stand here: alpha decoding uses no instruction that the targets differ in.
+// Both instances are here: alpha decoding uses no instruction that the targets differ in.
 template class AlphaVLCStream<OptimizationTarget::Baseline>;
 template class AlphaVLCStream<OptimizationTarget::AVX2>;

@@ -27,7 +27,7 @@ struct ComponentScan {
     bool succeeded = false;              // the result
 };
 
-// Decodes components that have nothing to do with each other, several side by side. For each, coefficients that are not
+// Decodes independent components, several side by side. For each, coefficients that are not
 // coded become 0 and `succeeded` says whether all symbols were valid; the padding holds anything afterwards.
 template <OptimizationTarget target>
 void scanComponents(ComponentScan* scans, unsigned int count);

@@ -103,7 +103,7 @@ private:
         return entry;
     }
 
-    // Where a coefficient is stored, as a number: a position may lie far beyond the memory of the kept ones.
+    // Where a coefficient is stored, as a number: a position may be far beyond the memory of the kept ones.
     using Address = std::uintptr_t;
 
     static void store(Address address, std::uint64_t level) {
@@ -348,7 +348,7 @@ struct FastScan<target>::Tail {
     }
 
     void refill() {
-        // The range ends on a whole byte, so where 64 bits are left they stand in the eight bytes that are loaded.
+        // The range ends on a whole byte, so where 64 bits are left they are in the eight bytes that are loaded.
         word = wordAt(bytes, position);
         valid = left <= 64 ? 64 + kWordBits : kWordBits;
     }

@@ -6,7 +6,7 @@
 // The plain form of the coefficient scan: one component, one symbol after the other. It is the definition that every
 // other form is held against, and it reads what those leave to it.
 
-// Where a coefficient stands in the two orders.
+// The place of a coefficient in the two orders.
 template <OptimizationTarget target>
 struct FrequencyOrder {
     static std::uint32_t index(ComponentScan const& scan, std::uint32_t block, std::uint32_t scanIndex) {

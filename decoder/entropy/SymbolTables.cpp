@@ -11,7 +11,7 @@ constexpr bool sameParams(Params const& a, Params const& b) {
     return a.lastRiceQ == b.lastRiceQ && a.riceBits == b.riceBits && a.expGolombBits == b.expGolombBits;
 }
 
-// Numbers the distinct entries of a codebook in their order, and remembers where each first stands.
+// Numbers the distinct entries of a codebook in their order, and remembers the first place of each.
 template <std::size_t numBooks, std::size_t numClasses>
 constexpr void classify(const Params (&books)[numBooks], std::uint8_t (&classes)[numBooks],
                         std::uint8_t (&firstBook)[numClasses]) {

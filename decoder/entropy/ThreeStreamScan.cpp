@@ -7,7 +7,7 @@
 
 template <OptimizationTarget target>
 void ThreeStreamScan<target>::run() {
-    // The arrays lie back to back, so one sweep clears all three.
+    // The arrays are contiguous, so one call clears all three.
     const std::size_t numValues = 64 * (std::size_t{numBlocks[0]} + numBlocks[1] + numBlocks[2]);
     __builtin_memset(coefficients[0], 0, numValues * sizeof(std::int16_t));
 
@@ -39,7 +39,7 @@ void ThreeStreamScan<target>::scanAcs(CoeffVLCStream<target>& stream, std::int16
                                       std::uint32_t log2Blocks) {
     std::uint32_t position = blocks;
     std::uint32_t block = 0;
-    // A wrapped bit count would never end by itself.
+    // With a wrapped bit count the loop would never end by itself.
     while (!stream.endOfData() && !stream.bitCountWrapped()) {
         const std::uint32_t skipped = stream.run();
         block = (block + skipped) & (blocks - 1);
@@ -64,7 +64,7 @@ unsigned int CoeffVLCStream<target>::golombGetQ() {
     unsigned int q = 0;
     while (this->getBits(1) == 0) {
         ++q;
-        // Past the end, and after a wrapped bit count, zeros would come for ever.
+        // Past the end, and after a wrapped bit count, the zeros would never end.
         const bool onlyZerosRemain = m_bitBuffer == 0 && m_bitstream.size == 0;
         if (onlyZerosRemain || bitCountWrapped())
             return q;

@@ -25,7 +25,7 @@ class CoeffVLCStream;
 
 // Y, Cb and Cr of a slice read in one call, their DCs side by side, into block order at full size.
 //
-// Unlike the scan of a frame this one reports nothing: invalid codes are passed over. A value whose position lies
+// Unlike the scan of a frame this one reports nothing: invalid codes are skipped. A value whose position is
 // outside its array is dropped, and a component ends when its bits are gone.
 template <OptimizationTarget target>
 struct ThreeStreamScan {

@@ -38,7 +38,7 @@ protected:
     // eight bytes from the start of the range. To be called before any read; the position is inside the range.
     void startAt(std::uint64_t bitPosition);
 
-    // The next 32 bits without taking them; zeros stand for bits beyond the range.
+    // The next 32 bits without taking them; bits beyond the range are zero.
     std::uint32_t peekBits32() const;
 
     // Until the bit count wraps (see getBits), bits of the buffer at and above the count are zero.

@@ -28,8 +28,8 @@ struct FrameHeader {
     std::uint32_t transfer_characteristic = 0; ///< handed on to the PixelBuffer; nothing else depends on it
     std::uint32_t matrix_coefficients = 0;     ///< the matrix of RGB output: 1 BT.709, 6 BT.601, 9 BT.2020
     std::uint32_t alpha_channel_type = 0;      ///< 0 none; otherwise every slice holds an alpha plane
-    std::uint32_t load_luma_matrix = 0;        ///< 1: the header brings a luma matrix
-    std::uint32_t load_chroma_matrix = 0;      ///< 1: the header brings a chroma matrix
+    std::uint32_t load_luma_matrix = 0;        ///< 1: the header contains a luma matrix
+    std::uint32_t load_chroma_matrix = 0;      ///< 1: the header contains a chroma matrix
     std::uint8_t raw_luma_matrix[64] = {};     ///< as read; zeros without load_luma_matrix
     std::uint8_t raw_chroma_matrix[64] = {};   ///< as read; zeros without load_chroma_matrix
     std::uint8_t luma_quant[64] = {};          ///< the luma matrix in use

@@ -10,7 +10,7 @@
 
 using LoopWork = void(void* context) noexcept;
 
-// Calls `work` in the calling thread and in helpers that come by meanwhile, and returns when all of these calls have
-// returned. `work` takes from what there is to do until nothing is left; when it returns in one thread, no further
-// thread begins with it. Helpers have the floating-point environment of the calling thread.
+// Calls `work` in the calling thread and in helpers that join meanwhile, and returns when all of these calls have
+// returned. `work` processes units until none is left; after it has returned in one thread, no other thread begins it.
+// Helpers have the floating-point environment of the calling thread.
 void runWithHelpers(ThreadAllowance const& allowance, LoopWork* work, void* context) noexcept;

@@ -18,14 +18,14 @@ PictureLayout::PictureLayout(TemporalOrder order, Frame const& owner, Bitstream 
       m_widthInMb(owner.widthInMb()),
       m_heightInMb(owner.heightInMb(order)),
       m_sliceTable(RowDivision(m_widthInMb, m_header.log2_slice_size_in_mb), m_heightInMb,
-                   behind(pictureBits, m_header.picture_header_size)),
-      m_slices(behind(pictureBits, m_header.picture_header_size + m_sliceTable.tableBytes())) {
+                   after(pictureBits, m_header.picture_header_size)),
+      m_slices(after(pictureBits, m_header.picture_header_size + m_sliceTable.tableBytes())) {
     initializePictureBuffer();
 }
 
 PictureLayout::~PictureLayout() = default;
 
-Bitstream PictureLayout::behind(Bitstream bits, std::uint64_t numBytes) {
+Bitstream PictureLayout::after(Bitstream bits, std::uint64_t numBytes) {
     bits.advance(numBytes);
     return bits;
 }
@@ -195,7 +195,7 @@ SliceOrder PictureLayout::sliceOrder() const {
 }
 
 Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) const {
-    return behind(m_slices, m_sliceTable.sliceOffset(row, column));
+    return after(m_slices, m_sliceTable.sliceOffset(row, column));
 }
 
 SliceHeader PictureLayout::sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const {

@@ -83,7 +83,7 @@ public:
     SliceHeader sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const;
 
 private:
-    static Bitstream behind(Bitstream bits, std::uint64_t numBytes);
+    static Bitstream after(Bitstream bits, std::uint64_t numBytes);
     void initializePictureBuffer();
 
     TemporalOrder m_temporalOrder;

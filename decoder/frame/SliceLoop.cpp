@@ -25,7 +25,7 @@ public:
     void* get() const { return m_memory; } // null if there is none
 
 private:
-    // At least one byte, since null stands for a failure.
+    // At least one byte, since null means failure.
     static std::size_t roundedUp(std::size_t numBytes) {
         return (numBytes / kSliceMemoryAlignment + 1) * kSliceMemoryAlignment;
     }

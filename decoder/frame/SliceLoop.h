@@ -4,7 +4,7 @@
 #include <cstdint>
 
 // The parallel walk over a picture. It is the one place where threads begin, and a plain function, so that units built
-// for other instructions bring in none of what it needs for that.
+// for other instructions contain none of what it needs for that.
 
 // `memory` belongs to the thread for the length of the walk and holds what the last group left there.
 using SliceGroupBody = void(void const* context, void* memory, std::uint32_t row, std::uint32_t group);

@@ -10,7 +10,7 @@ namespace {
 // A position takes 67 bits at most: a level of 63 (30 zeros of a prefix, its end, and 32 bits of suffix), its sign, and
 // the shortest run, of 3. A longer run passes over positions that could have taken more.
 constexpr std::uint64_t kMostBytesOfBlock = 64 * 9;
-// Behind its last symbol a range may hold 64 zero bits, which are looked at.
+// After its last symbol a range may hold 64 zero bits, which are examined.
 constexpr std::uint64_t kTailBytes = 8;
 // A sample takes 17 bits of difference and 16 of run at most.
 constexpr std::uint64_t kMostBytesOfAlphaMb = 256 * 33 / 8;
@@ -62,7 +62,7 @@ std::uint64_t bytesReadBySlices(Bitstream const& frameBits, std::uint64_t enough
     const std::uint64_t bytes = bytesReadByPicture(first, enough);
     if (!frame.hasSecondPicture() || bytes > enough)
         return bytes;
-    Bitstream behindFirst = frame.bitstream;
-    behindFirst.advance(first.picture_size());
-    return bytes + bytesReadByPicture(PictureLayout(TemporalOrder::Second, frame, behindFirst), enough - bytes);
+    Bitstream afterFirst = frame.bitstream;
+    afterFirst.advance(first.picture_size());
+    return bytes + bytesReadByPicture(PictureLayout(TemporalOrder::Second, frame, afterFirst), enough - bytes);
 }

@@ -10,7 +10,7 @@
 //
 // Only the offset of every kSlicesPerCheckpoint-th slice of a row is kept; the others are summed up from there. The
 // sizes stay in the compressed bytes: a table of a slice each would cost a host more than a hundred megabytes for a
-// hundred bytes that declare the largest picture. Rows whose entries all lie past the end of the data cost nothing, so
+// hundred bytes that declare the largest picture. Rows whose entries are all past the end of the data cost nothing, so
 // time and memory grow with the bytes of the table that exist.
 class SliceTable {
 public:

@@ -38,7 +38,7 @@ private:
 };
 
 // The arena that the calling thread is in. Loops whose callers share an arena share its number of threads, so arenas
-// have to be told apart, for which there is no other call.
+// must be distinguished, for which there is no other call.
 class CallersArena : private tbb::task_arena {
 public:
     CallersArena() : tbb::task_arena(tbb::task_arena::attach()) {}

@@ -22,7 +22,7 @@ static inline unsigned int visitedRow(unsigned int index, unsigned int numRows, 
     return size < 8 && lineStride < 0 ? numRows - 1 - index : index;
 }
 
-// Both walks are always inlined: then the compiler keeps what a rule refers to in registers, while a rule of its own
+// Both walks are always inlined: the compiler then keeps what a rule refers to in registers, while a separate function
 // would read it from memory again after each store.
 
 // Visits the rows of a macroblock of blocks of `size` x `size` values, each with its left and then its right part, and
@@ -41,7 +41,7 @@ template <unsigned int size, class Writer, class WritePart>
         const unsigned int row = isTop ? mbRow : mbRow - topHeight;
         const unsigned int firstQuadrant = isTop ? 0 : 2;
         std::uint8_t* const out = lineBelow(firstPixel, mbRow, lineStride);
-        // One call for both sides, so that the compiler puts the pixel rule in its place, once.
+        // One call for both sides, so that the compiler inlines the pixel rule once.
 #pragma GCC unroll 1
         for (unsigned int side = 0; side < 2; ++side) {
             const unsigned int width = side == 0 ? leftWidth : rightWidth;

@@ -5,6 +5,17 @@
 #include "OutputLevels.h"
 #include "PixelBuffer.h"
 
+// An address `numBytes` further on. Unsigned arithmetic, since a stride may be negative.
+static inline std::uint8_t* movedBy(std::uint8_t* pixels, std::int64_t numBytes) {
+    return reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(pixels) +
+                                           static_cast<std::uintptr_t>(numBytes));
+}
+
+// The address `lines` lines further on.
+static inline std::uint8_t* lineBelow(std::uint8_t* pixels, unsigned int lines, std::int64_t lineStride) {
+    return movedBy(pixels, static_cast<std::int64_t>(lines * static_cast<std::uint64_t>(lineStride)));
+}
+
 // The pixels across a macroblock of the output: 16, 8, 4 or 2, and 0 beyond eighth size, where nothing is written.
 constexpr std::uint32_t mbSizeAt(std::uint32_t downSampleFactor) {
     return downSampleFactor <= 3 ? 16u >> downSampleFactor : 0;
@@ -34,7 +45,7 @@ constexpr std::uint64_t kLeastStreamedBytes = std::uint64_t{4} << 20;
 
 // What is the same for all slices of a picture: its output form, computed once for each picture.
 struct OutputForm {
-    // `buffer` describes a picture or a slice of it. Throws as outputLevels does.
+    // `buffer` describes a picture or a slice of it. Throws as outputLevels() does.
     explicit OutputForm(PixelBuffer const& buffer);
 
     std::uint32_t mbSize; // pixels from one macroblock to the next

@@ -72,7 +72,7 @@ private:
     }
 };
 
-// The alpha sample of reduced pictures of a frame with alpha: opaque, whatever the plane holds, but for groups of a
+// The alpha sample of reduced pictures of a frame with alpha: opaque, whatever the plane holds, except for groups of a
 // frame with 16-bit alpha.
 template <OptimizationTarget target, unsigned int depth>
 struct ReducedAlpha {
@@ -125,8 +125,8 @@ inline void writePixels444(SliceMacroblockWriter<target, Real> const& writer, Qu
     }
 }
 
-// The same for a part that is rare. It stays out of the loop over the rows, of which the compiler would otherwise make
-// copies with all this in them.
+// The same for a rare part. It is not inlined into the loop over the rows, of which the compiler would otherwise make
+// copies that contain all this.
 template <bool rgb, class Sample, OptimizationTarget target, class Real, class Value, class Alpha>
 [[gnu::noinline]] void writeRarePixels444(SliceMacroblockWriter<target, Real> const& writer, QuadrantRow const& part,
                                           RowForm const& form, PartValues<Value> const& values, Alpha const& alpha,

@@ -6,7 +6,7 @@
 
 // Writes Cb Y Cr Y for every two pixels; a row of odd width ends in Cb Y. Blocks 0 and 1 of luma cover the upper half
 // of the macroblock, 2 and 3 the lower; chroma block 0 covers the upper half, 1 the lower, and chroma column c belongs
-// to luma columns 2c and 2c + 1. RGB is never asked of it, and the alpha plane is never looked at.
+// to luma columns 2c and 2c + 1. It is never used for RGB, and ignores the alpha plane.
 template <OptimizationTarget target, class Real>
 class Slice422MacroblockWriter : public WriterForms<Slice422MacroblockWriter<target, Real>, target, Real> {
 public:
@@ -25,7 +25,7 @@ private:
     void write(unsigned int mb, Blocks<Value, size> y, Blocks<Value, size> cb, Blocks<Value, size> cr,
                std::uint16_t const* alpha) const;
 
-    // The forms for a whole row. Each returns false, having written nothing, for a macroblock that it does not serve.
+    // The forms for a whole row. Each returns false, having written nothing, for a macroblock that it does not support.
     template <class Sample>
     bool writeWholeRows(unsigned int mb, Blocks<Real, 8> y, Blocks<Real, 8> cb, Blocks<Real, 8> cr) const;
     template <class Sample>

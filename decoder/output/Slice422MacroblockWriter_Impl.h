@@ -75,7 +75,7 @@ bool Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, Blo
     });
 }
 
-// Takes no account of the width, and both rows show the Cr of the first block.
+// Ignores the width, and both rows show the Cr of the first block.
 template <OptimizationTarget target, class Real>
 template <class Sample>
 bool Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, Blocks<std::int16_t, 1> y,

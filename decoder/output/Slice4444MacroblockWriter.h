@@ -9,8 +9,8 @@
 //
 // Alpha has two forms. Groups of AVX2 multiply by a scale and round to nearest; single pixels, and all pixels of
 // Baseline, multiply and divide integers, which rounds down and, from 16 bits to 16 bits, wraps: a sample of 32769 or
-// more loses one. Reduced sizes never look at the plane and write opaque pixels, but for 16-bit alpha at half size,
-// where groups of AVX2 write 127.
+// more loses one. Reduced sizes ignore the plane and write opaque pixels, except for 16-bit alpha at half
+// size, where groups of AVX2 write 127.
 template <OptimizationTarget target, class Real>
 class Slice4444MacroblockWriter
     : public WriterForms<Slice4444MacroblockWriter<target, Real>, target, Real, unsigned int> {

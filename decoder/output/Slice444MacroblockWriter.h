@@ -8,8 +8,8 @@
 // down the columns and the luma blocks along the rows: the top right quadrant is luma block 1 and chroma block 2, the
 // bottom left luma block 2 and chroma block 1.
 //
-// On AVX2 a whole half row of a macroblock is converted to RGB as a vector group would; what a clipped row leaves is
-// converted pixel by pixel with divisions, but for 8-bit output, which takes the reciprocals everywhere.
+// On AVX2 a whole half row of a macroblock is converted to RGB as a vector group would; the rest of a clipped
+// row is converted pixel by pixel with divisions, except for 8-bit output, which uses the reciprocals everywhere.
 template <OptimizationTarget target, class Real>
 class Slice444MacroblockWriter : public WriterForms<Slice444MacroblockWriter<target, Real>, target, Real> {
 public:

@@ -6,22 +6,11 @@
 #include "OutputForm.h"
 #include "PixelBuffer.h"
 
-// An address `numBytes` further on. Unsigned arithmetic, since a stride may be negative.
-static inline std::uint8_t* movedBy(std::uint8_t* pixels, std::int64_t numBytes) {
-    return reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(pixels) +
-                                           static_cast<std::uintptr_t>(numBytes));
-}
-
-// The address `lines` lines further on.
-static inline std::uint8_t* lineBelow(std::uint8_t* pixels, unsigned int lines, std::int64_t lineStride) {
-    return movedBy(pixels, static_cast<std::int64_t>(lines * static_cast<std::uint64_t>(lineStride)));
-}
-
 // Blocks of `size` x `size` values, row by row.
 template <class Value, unsigned int size>
 using Blocks = Value const (*)[size][size];
 
-// Hands finished macroblocks of one slice to the caller's memory.
+// Writes finished macroblocks of one slice into the caller's memory.
 //
 // Samples arrive signed, 512 steps from -256 up at every output depth: a code of 8 bits is (s + 256) / 2, so -224 is
 // video black, 214 video white, and chroma reaches 224 steps either side of 0. Values of any size are clamped. `mb`
@@ -52,7 +41,7 @@ public:
     virtual void reconstructBlock16s_Eighth(unsigned int mb, std::int16_t const* y, std::int16_t const* cb,
                                             std::int16_t const* cr, std::uint16_t const* alpha) const = 0;
 
-    // Whether any of the operations above looks at `alpha`.
+    // Whether any of the operations above reads `alpha`.
     virtual bool readsAlpha() const;
 
     // The clipped size of macroblock `mb`, in pixels: the parts left and right of its middle, the rows above and below.

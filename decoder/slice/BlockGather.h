@@ -6,11 +6,11 @@
 #include "CoefficientScan.h"
 #include "OptimizationTarget.h"
 
-// Puts blocks together: from frequency order, where the same scan index of all blocks stands side by side, to raster
+// Assembles blocks: from frequency order, where the values of one scan index are contiguous for all blocks, to raster
 // order, dense, block after block. `size` is 8, 4 or 2: only the top left corner of that size is taken, and a block of
 // the result has size * size values.
 
-// Elements behind the last coefficient that may be read, and behind the last block that may be written.
+// Elements after the last coefficient that may be read, and after the last block that may be written.
 constexpr std::uint32_t kGatherPadding = 96;
 
 // The definition, one value at a time.
@@ -22,9 +22,9 @@ void gatherBlocksPlainly(ComponentScan const& scan, const std::uint32_t* pattern
                 *blocks++ = scan.coefficients[pattern[8 * row + column] * scan.numBlocks + block];
 }
 
-// Eight blocks at a time, from block `first` on: eight values of one scan index are one vector, and rows of blocks come
-// out of a transposition. Of a component with fewer blocks the vectors hold values of the next scan index too; what
-// becomes of them is not stored.
+// Eight blocks at a time, from block `first` on: eight values of one scan index are one vector, and a transposition
+// gives rows of blocks. Of a component with fewer blocks the vectors hold values of the next scan index too, whose
+// results are not stored.
 template <OptimizationTarget target>
 struct EightBlocks {
     const std::int16_t* coefficients; // of the first block

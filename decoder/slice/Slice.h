@@ -40,7 +40,7 @@ struct SliceInput {
 
 // The unit of parallel work: up to 8 macroblocks of one macroblock row, with their own bytes.
 //
-// A damaged slice ends in silence: if a component fails to decode, nothing of the slice is written. Sizes that reach
+// A damaged slice is no error: if a component fails to decode, nothing of the slice is written. Sizes that reach
 // beyond the data are ranges that end early.
 template <OptimizationTarget target>
 class Slice {
@@ -74,18 +74,18 @@ public:
     void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
                              SliceScratch<target>& scratch) const;
 
-    // Reads one component at the cursor into block order and leaves the cursor where it is: moveCursor goes on to the
-    // next component. Frames do not come this way; they take the scans of prepareScans, several slices at once.
+    // Reads one component at the cursor into block order. The cursor does not move: moveCursor advances it to the next
+    // component. Frames do not use this; they take the scans of prepareScans, several slices at once.
     bool scanned_coefficients(std::int16_t* coefficients, std::uint32_t numBlocks, std::uint64_t numBytes,
                               std::uint32_t log2NumBlocks) const;
 
     // Moves the cursor by the smaller of `numBytes` and what remains.
     void moveCursor(std::uint64_t numBytes) { m_bitstream.advance(numBytes); }
 
-    // Reads Y, Cb and Cr into block order at full size, whatever the reduction, with nothing reported. The three arrays
-    // lie back to back, and numChromaBlocks must not exceed numYBlocks. On valid data the result is that of three calls
-    // of scanned_coefficients; values whose position lies outside their array are dropped. The cursor stays. Frames do
-    // not use it (ThreeStreamScan.h).
+    // Reads Y, Cb and Cr into block order at full size, whatever the reduction, and reports nothing. The three arrays
+    // are contiguous, and numChromaBlocks must not exceed numYBlocks. On valid data the result is that of three calls
+    // of scanned_coefficients; values whose position is outside their array are dropped. The cursor does not move.
+    // Frames do not use it (ThreeStreamScan.h).
     void scanned_coefficients3(std::int16_t* yCoefficients, std::uint32_t numYBlocks, std::uint64_t numYBytes,
                                std::int16_t* cbCoefficients, std::uint32_t numChromaBlocks, std::uint64_t numCbBytes,
                                std::int16_t* crCoefficients, std::uint64_t numCrBytes, std::uint32_t log2NumYBlocks,
@@ -159,7 +159,7 @@ public:
     void add(PictureFacts const& facts, SliceInput const& input);
     void decode();
 
-    // What became of the slices, in the order in which they were added.
+    // The results of the slices, in the order in which they were added.
     std::uint32_t numSlices() const { return m_count; }
     static constexpr std::uint32_t kNoComponent = 3;
     // The first component of a slice that failed: 0 Y, 1 Cb, 2 Cr, or kNoComponent. A slice that failed wrote nothing.
