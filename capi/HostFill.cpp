@@ -30,15 +30,10 @@ Weights weightsOf(PixelBuffer const& form) {
     }
 }
 
-// The maximum code; that of 15 bits is a power of two.
-double maximumOf(std::uint32_t bitDepth) {
-    return bitDepth == 15 ? 32768 : (1u << bitDepth) - 1;
-}
-
 // A value of [0, 1] between black and white, or one of [-1/2, 1/2] around grey, as a code.
 class Codes {
 public:
-    explicit Codes(PixelBuffer const& form) : m_maximum(maximumOf(form.bitDepth)), m_coding(form.colorCoding) {}
+    explicit Codes(PixelBuffer const& form) : m_maximum(greatestCode(form.bitDepth)), m_coding(form.colorCoding) {}
 
     std::uint16_t maximum() const { return rounded(m_maximum); }
     std::uint16_t light(double value) const {
@@ -90,7 +85,7 @@ void streamLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* patt
 } // namespace
 
 HostFill::HostFill(std::uint32_t color, PixelBuffer const& form)
-    : m_samplesPerPixel(form.samplesPerPixel), m_bytesPerSample(form.bitDepth > 8 ? 2 : 1), m_pattern{} {
+    : m_samplesPerPixel(form.samplesPerPixel), m_bytesPerSample(bytesPerSample(form.bitDepth)), m_pattern{} {
     const Codes codes(form);
     const double red = (color >> 16 & 255) / 255.0;
     const double green = (color >> 8 & 255) / 255.0;

@@ -83,7 +83,7 @@ ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer con
     const std::int64_t magnitude = stride < 0 ? -stride : stride;
     const std::int64_t offset = rectangle.pixels - m_pixels.firstLine;
     const std::int64_t columnBytes = (offset % magnitude + magnitude) % magnitude;
-    const std::uint32_t bytesPerPixel = m_form.samplesPerPixel * (m_form.bitDepth > 8 ? 2 : 1);
+    const std::uint32_t bytesPerPixel = m_form.samplesPerPixel * bytesPerSample(m_form.bitDepth);
 
     ravelo_damage damage{};
     damage.picture = failure.picture;

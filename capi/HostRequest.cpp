@@ -18,7 +18,7 @@ void checkChoices(ravelo_decode_options const& options) {
     if (options.coding > RAVELO_RGB_VIDEO)
         refuse(RAVELO_ERROR_OPTION, "coding is %u; it can be 0 (YCbCr), 1 (RGB, full range) or 2 (RGB, video range)",
                options.coding);
-    if (options.bit_depth != 8 && options.bit_depth != 10 && options.bit_depth != 15 && options.bit_depth != 16)
+    if (!isBitDepth(options.bit_depth))
         refuse(RAVELO_ERROR_OPTION, "bit_depth is %u; it can be 8, 10, 15 or 16", options.bit_depth);
     if (options.target > RAVELO_TARGET_AVX2)
         refuse(RAVELO_ERROR_OPTION, "target is %u; it can be 0 (best), 1 (baseline) or 2 (AVX2)", options.target);
@@ -125,7 +125,7 @@ ravelo_buffer_requirements requirementsOf(const void* data, std::size_t size, ra
     requirements.height = static_cast<std::uint32_t>(info.height);
     requirements.lines = static_cast<std::uint32_t>(needs.lines);
     requirements.samples_per_pixel = info.samplesPerPixel;
-    requirements.bytes_per_sample = options.bit_depth > 8 ? 2 : 1;
+    requirements.bytes_per_sample = bytesPerSample(options.bit_depth);
     requirements.least_stride = needs.leastStride;
     requirements.safe_stride = needs.safeStride;
     requirements.bytes = needs.bytes;

@@ -10,6 +10,22 @@ enum ColorCoding : std::uint32_t {
     ColorCoding_RGBVideo = 2, ///< RGB in video range: black is 1/16 and white 235/256 of (1 + maximum code)
 };
 
+/// The depths of output samples, in bits. Every list of depths is this one.
+inline constexpr std::uint32_t kBitDepths[] = {8, 10, 15, 16};
+
+/// Whether the decode call accepts a depth.
+constexpr bool isBitDepth(std::uint32_t bitDepth) {
+    for (const std::uint32_t accepted : kBitDepths)
+        if (accepted == bitDepth)
+            return true;
+    return false;
+}
+
+/// The greatest code of a depth. That of 15 bits is a power of two.
+constexpr std::uint32_t greatestCode(std::uint32_t bitDepth) {
+    return bitDepth == 15 ? 32768 : (1u << bitDepth) - 1;
+}
+
 /// The bytes of an output sample of `bitDepth` bits.
 constexpr std::uint32_t bytesPerSample(std::uint32_t bitDepth) {
     return bitDepth > 8 ? 2 : 1;
@@ -29,6 +45,6 @@ struct PixelBuffer {
     std::uint32_t transfer_characteristic = 0;   ///< as in the frame's header
     std::uint32_t matrix_coefficients = 0;       ///< 1, 6 and 9 name a matrix; otherwise the frame's height decides
     std::uint32_t samplesPerPixel = 0;           ///< 4 for 4:4:4 frames, otherwise 2
-    std::uint32_t bitDepth = 0;                  ///< 8, 10, 15 or 16; a sample of 8 bits takes one byte, others two
+    std::uint32_t bitDepth = 0;                  ///< one of kBitDepths
     std::uint32_t alpha_channel_type = 0;        ///< 0 none, 1 eight-bit, 2 sixteen-bit
 };

@@ -12,7 +12,6 @@
 #include "VariantSelection.h"
 
 FuzzRequest FuzzRequest::from(FuzzInput& input) {
-    constexpr std::uint32_t kBitDepths[4] = {8, 10, 15, 16};
     FuzzRequest request;
     const std::uint8_t first = input.byte();
     request.downSampleFactor = first & 3;

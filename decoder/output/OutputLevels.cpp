@@ -39,18 +39,9 @@ void setMatrix(OutputLevels& levels, LumaWeights const& weights) {
 } // namespace
 
 std::int32_t maximumCode(std::uint32_t bitDepth) {
-    switch (bitDepth) {
-    case 8:
-        return 255;
-    case 10:
-        return 1023;
-    case 15:
-        return 32768;
-    case 16:
-        return 65535;
-    default:
+    if (!isBitDepth(bitDepth))
         throw std::runtime_error("Unsupported bit depth in PixelBuffer");
-    }
+    return static_cast<std::int32_t>(greatestCode(bitDepth));
 }
 
 OutputLevels outputLevels(PixelBuffer const& buffer) {

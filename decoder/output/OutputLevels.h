@@ -19,8 +19,8 @@ struct OutputLevels {
     float rgbOffset; // code of black
 };
 
-// The greatest code of a depth of 8, 10, 15 or 16 bits. Any other depth throws std::runtime_error with "Unsupported bit
-// depth in PixelBuffer".
+// The greatest code of one of kBitDepths. Any other depth throws std::runtime_error with "Unsupported bit depth in
+// PixelBuffer".
 std::int32_t maximumCode(std::uint32_t bitDepth);
 
 // The levels of an output, with the errors of maximumCode. The matrix follows matrix_coefficients (1: ITU-R BT.709, 6:

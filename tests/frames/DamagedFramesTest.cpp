@@ -4,6 +4,7 @@
 
 #include "DecodeCheck.h"
 #include "FrameMaker.h"
+#include "PixelBuffer.h"
 #include "Random.h"
 
 // Damage never stops a decode. What it writes is what the slow model writes, bit for bit, and nothing outside the
@@ -12,10 +13,9 @@
 namespace {
 
 DecodeRequest randomRequest(std::vector<std::uint8_t> const& frame, Random& random) {
-    constexpr std::uint32_t depths[4] = {8, 10, 15, 16};
     DecodeRequest request;
     request.downSampleFactor = randomBelow(random, 2) * randomBelow(random, 4);
-    request.bitDepth = request.downSampleFactor != 0 ? 8 : depths[randomBelow(random, 4)];
+    request.bitDepth = request.downSampleFactor != 0 ? 8 : kBitDepths[randomBelow(random, 4)];
     const SlowFrameHeader header = slowParseHeader(frame);
     request.colorCoding = header.chroma_format == 2 ? 0 : randomBelow(random, 3);
     const std::vector<OptimizationTarget> targets = runnableTargets();

@@ -6,6 +6,7 @@
 #include "CoefficientFrame.h"
 #include "DecodeCheck.h"
 #include "FrameEncoder.h"
+#include "PixelBuffer.h"
 #include "Random.h"
 
 // Frames of the encoder: what it wrote is what the scans return, on both targets, and what the decoder makes of it is
@@ -96,10 +97,9 @@ SourcePicture randomPicture(Random& random) {
 }
 
 void expectModelInOneRandomForm(std::vector<std::uint8_t> const& frame, Random& random) {
-    constexpr std::uint32_t depths[4] = {8, 10, 15, 16};
     DecodeRequest request;
     request.downSampleFactor = randomBelow(random, 4);
-    request.bitDepth = request.downSampleFactor != 0 ? 8 : depths[randomBelow(random, 4)];
+    request.bitDepth = request.downSampleFactor != 0 ? 8 : kBitDepths[randomBelow(random, 4)];
     request.colorCoding = slowParseHeader(frame).is444() ? randomBelow(random, 3) : 0;
     for (const OptimizationTarget target : runnableTargets()) {
         request.target = target;

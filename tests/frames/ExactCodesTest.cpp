@@ -8,6 +8,7 @@
 #include "DecodeCheck.h"
 #include "ExactDecoder.h"
 #include "FlatFrames.h"
+#include "PixelBuffer.h"
 #include "Random.h"
 #include "SlowWriter.h"
 
@@ -67,7 +68,7 @@ Tally checkTexture(Texture texture, std::uint32_t depth, Random& random) {
 
 TEST(ExactCodesTest, BaselineDiffersNowhereByMoreThanSinglePrecisionExplains) {
     Random random = seeded(5001);
-    for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t depth : kBitDepths) {
         for (const Texture texture : {Texture::Flat, Texture::Photo, Texture::Dense, Texture::Sparse, Texture::Extreme})
             checkTexture(texture, depth, random);
     }

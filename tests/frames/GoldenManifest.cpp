@@ -48,7 +48,7 @@ std::vector<DecodeRequest> goldenForms(std::vector<std::uint8_t> const& frame) {
     std::vector<DecodeRequest> forms;
     for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
         for (std::uint32_t coding = 0; coding < (hasRgb ? 3u : 1u); ++coding) {
-            for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
+            for (const std::uint32_t depth : kBitDepths) {
                 if (reduction != 0 && depth != 8)
                     continue;
                 for (const OptimizationTarget target : runnableTargets())

@@ -4,13 +4,12 @@
 
 #include "DecodeCheck.h"
 #include "FrameMaker.h"
+#include "PixelBuffer.h"
 #include "Random.h"
 
 // Random frames over every knob of the format, decoded in every form, equal the slow model bit for bit.
 
 namespace {
-
-constexpr std::uint32_t kDepths[4] = {8, 10, 15, 16};
 
 // A stride that is accepted: the least, the least with room for whole macroblocks, or some bytes more, odd ones too;
 // upwards or downwards.
@@ -26,7 +25,7 @@ std::int64_t randomStride(std::vector<std::uint8_t> const& frame, DecodeRequest 
 
 void checkEveryForm(FrameSpec const& spec, MadeFrame const& made, Random& random) {
     for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
-        for (const std::uint32_t depth : kDepths) {
+        for (const std::uint32_t depth : kBitDepths) {
             for (const OptimizationTarget target : runnableTargets()) {
                 DecodeRequest request;
                 request.downSampleFactor = reduction;
@@ -89,7 +88,7 @@ TEST(RandomFramesTest, EverySizeFrom1x1To18x18EqualsTheModel) {
         const MadeFrame made = randomFrame(spec, random);
         DecodeRequest request;
         request.downSampleFactor = randomBelow(random, 4);
-        request.bitDepth = request.downSampleFactor != 0 ? 8 : kDepths[randomBelow(random, 4)];
+        request.bitDepth = request.downSampleFactor != 0 ? 8 : kBitDepths[randomBelow(random, 4)];
         request.colorCoding = spec.chroma_format == 2 ? 0 : randomBelow(random, 3);
         for (const OptimizationTarget target : runnableTargets()) {
             request.target = target;

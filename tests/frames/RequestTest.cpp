@@ -39,7 +39,7 @@ Bitstream bitstreamOf(std::vector<std::uint8_t> const& frame) {
 TEST(RequestTest, AStrideOfExactlyOneLineIsAcceptedInBothDirections) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
         const MadeFrame made = flatFrame(sizedSpec(chroma_format, 33, 17), 10, 20, 30);
-        for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
+        for (const std::uint32_t depth : kBitDepths) {
             DecodeRequest request = requestFor(made.bytes, 0, depth);
             const std::int64_t lineBytes = 33 * (chroma_format == 3 ? 4 : 2) * (depth > 8 ? 2 : 1);
             for (const std::int64_t stride : {lineBytes, -lineBytes}) {
@@ -52,7 +52,7 @@ TEST(RequestTest, AStrideOfExactlyOneLineIsAcceptedInBothDirections) {
 
 TEST(RequestTest, AStrideOfOneByteLessThanALineFailsInBothDirections) {
     const MadeFrame made = flatFrame(sizedSpec(2, 33, 17), 10, 20, 30);
-    for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t depth : kBitDepths) {
         DecodeRequest request = requestFor(made.bytes, 0, depth);
         const std::int64_t lineBytes = 33 * 2 * (depth > 8 ? 2 : 1);
         for (const std::int64_t stride : {lineBytes - 1, 1 - lineBytes, std::int64_t{0}}) {
@@ -198,11 +198,11 @@ TEST(RequestTest, AnyPairOfOuterWordsIsAccepted) {
 
 TEST(RequestTest, AReductionAbove3WritesNothingAtAnyDepth) {
     for (const std::uint32_t chroma_format : {2u, 3u}) {
-        FrameSpec spec = specOf(chroma_format, 200, 40);
+        FrameSpec spec = sizedSpec(chroma_format, 200, 40);
         spec.alpha_channel_type = 2;
         const MadeFrame made = flatFrame(spec, 33, 44, 55);
         for (const std::uint32_t reduction : {4u, 5u, 31u, 32u, 33u, 0xFFFFFFFFu}) {
-            for (const std::uint32_t depth : {8u, 10u, 15u, 16u}) {
+            for (const std::uint32_t depth : kBitDepths) {
                 for (const OptimizationTarget target : runnableTargets()) {
                     std::vector<std::uint8_t> pixels(2048 * 48, 0xA5);
                     RaveloDecoderInterface::DecompressFrameFromBits(made.bytes.data(), made.bytes.size(), reduction,

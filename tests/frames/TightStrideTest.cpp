@@ -13,15 +13,15 @@
 
 namespace {
 
-struct Shape {
+struct TightShape {
     std::int64_t lineBytes; // of the reduced picture
     std::uint32_t lines;
     bool hasSecondPicture;
     std::uint32_t firstLineOfSecond; // 0 or 1
 };
 
-Shape shapeOf(FrameSpec const& spec, DecodeRequest const& request) {
-    Shape shape;
+TightShape tightShapeOf(FrameSpec const& spec, DecodeRequest const& request) {
+    TightShape shape;
     shape.lineBytes =
         std::int64_t{spec.horizontal_size >> request.downSampleFactor} * (spec.chroma_format == 3 ? 4 : 2);
     shape.lines = spec.vertical_size >> request.downSampleFactor;
@@ -34,7 +34,7 @@ Shape shapeOf(FrameSpec const& spec, DecodeRequest const& request) {
 // counts up what was compared.
 std::uint64_t wrongBytes(MadeFrame const& made, FrameSpec const& spec, DecodeRequest request, std::int64_t stride,
                          std::uint64_t& numCompared) {
-    const Shape shape = shapeOf(spec, request);
+    const TightShape shape = tightShapeOf(spec, request);
     const std::int64_t safe = safeStride(made.bytes, request);
     request.lineStride = stride;
     const OutputBuffer tight = decoded(made.bytes, request);
@@ -58,15 +58,7 @@ std::uint64_t wrongBytes(MadeFrame const& made, FrameSpec const& spec, DecodeReq
     return numWrong;
 }
 
-FrameSpec specOf(std::uint32_t width, std::uint32_t height, std::uint32_t chroma_format) {
-    FrameSpec spec;
-    spec.horizontal_size = width;
-    spec.vertical_size = height;
-    spec.chroma_format = chroma_format;
-    return spec;
-}
-
-MadeFrame photo(FrameSpec const& spec, Random& random) {
+MadeFrame tightPhoto(FrameSpec const& spec, Random& random) {
     return makeFrame(spec, randomSlices(spec, Texture::Photo, random));
 }
 
@@ -74,8 +66,8 @@ MadeFrame photo(FrameSpec const& spec, Random& random) {
 
 TEST(TightStrideTest, A1000By200PictureAtHalfSizeIsWhole) {
     Random random = seeded(9101);
-    const FrameSpec spec = specOf(1000, 200, 2);
-    const MadeFrame made = photo(spec, random);
+    const FrameSpec spec = sizedSpec(2, 1000, 200);
+    const MadeFrame made = tightPhoto(spec, random);
     for (const OptimizationTarget target : runnableTargets()) {
         for (const std::int64_t stride : {1000, -1000}) {
             std::uint64_t numCompared = 0;
@@ -94,15 +86,16 @@ TEST(TightStrideTest, EveryPictureIsWholeWithEveryStride) {
         const std::uint32_t largest = i % 3 == 0 ? 16 : i % 3 == 1 ? 128 : 500;
         spec.horizontal_size = 2 + randomBelow(random, largest - 1);
         spec.vertical_size = 1 + randomBelow(random, 120);
-        const MadeFrame made = photo(spec, random);
+        const MadeFrame made = tightPhoto(spec, random);
         const std::vector<OptimizationTarget> targets = runnableTargets();
         const DecodeRequest request = requestFor(made.bytes, 1 + i % 3, 8, 0, targets[i % targets.size()]);
         const std::int64_t least = leastStride(made.bytes, request);
         const std::int64_t magnitude = least + (i % 5) * (safeStride(made.bytes, request) - least) / 5;
         for (const std::int64_t stride : {magnitude, -magnitude}) {
-            if (stride != 0)
-                ASSERT_EQ(wrongBytes(made, spec, request, stride, numCompared), 0u)
-                    << describe(request) << ", stride " << stride << ", " << spec.describe();
+            if (stride == 0)
+                continue;
+            ASSERT_EQ(wrongBytes(made, spec, request, stride, numCompared), 0u)
+                << describe(request) << ", stride " << stride << ", " << spec.describe();
         }
     }
     EXPECT_GT(numCompared, 500'000u);
@@ -112,7 +105,7 @@ TEST(TightStrideTest, ThePictureIsTheSameForAnyNumberOfThreads) {
     Random random = seeded(9103);
     for (const std::uint32_t width : {130u, 777u, 1999u}) {
         for (const std::uint32_t reduction : {1u, 2u, 3u}) {
-            const MadeFrame made = photo(specOf(width, 300, 3), random);
+            const MadeFrame made = tightPhoto(sizedSpec(3, width, 300), random);
             for (const std::int64_t direction : {1, -1}) {
                 DecodeRequest request = requestFor(made.bytes, reduction);
                 request.lineStride = direction * leastStride(made.bytes, request);

@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "FlatFrames.h"
+#include "PixelBuffer.h"
 
 // The pixels of full-size pictures: order of samples and blocks, edges, clamping, RGB levels and alpha.
 
 namespace {
 
-constexpr std::uint32_t kDepths[4] = {8, 10, 15, 16};
 int maximumOf(std::uint32_t depth) {
     return depth == 8 ? 255 : depth == 10 ? 1023 : depth == 15 ? 32768 : 65535;
 }
@@ -39,7 +39,7 @@ MadeFrame overflowingFrame(FrameSpec const& spec, int sign) {
 
 TEST(Output422Test, TwoPixelsAreCbYCrY) {
     const MadeFrame made = flatFrame(sizedSpec(2, 32, 16), 40, -60, 90);
-    for (const std::uint32_t depth : kDepths) {
+    for (const std::uint32_t depth : kBitDepths) {
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
             const OutputBuffer output = decoded(made.bytes, request);
@@ -71,7 +71,7 @@ TEST(Output422Test, LumaBlocksRunAlongTheRowsAndEachChromaBlockSpansARow) {
 
 TEST(Output422Test, Width5WritesTenSamplesAndEndsInCbY) {
     const MadeFrame made = flatFrame(sizedSpec(2, 5, 16), 40, -60, 90);
-    for (const std::uint32_t depth : kDepths) {
+    for (const std::uint32_t depth : kBitDepths) {
         for (const OptimizationTarget target : runnableTargets()) {
             const DecodeRequest request = requestFor(made.bytes, 0, depth, 0, target);
             const OutputBuffer output = decoded(made.bytes, request);
@@ -132,7 +132,7 @@ TEST(Output422Test, TenBitCodesRunFrom0At256BelowZeroTo1023At255AndAHalf) {
 }
 
 TEST(Output422Test, CodesFarBeyondTheirRangeClampAtEveryDepth) {
-    for (const std::uint32_t depth : kDepths) {
+    for (const std::uint32_t depth : kBitDepths) {
         for (const OptimizationTarget target : runnableTargets()) {
             for (const int sign : {1, -1}) {
                 const MadeFrame made = overflowingFrame(sizedSpec(2, 21, 16), sign);
@@ -166,7 +166,7 @@ TEST(Output444Test, ChromaBlocksRunDownTheColumnsAndLumaBlocksAlongTheRows) {
 
 TEST(Output444Test, WithoutAlphaEveryPixelIsOpaqueWith32768At15Bits) {
     const MadeFrame made = flatFrame(sizedSpec(3, 21, 9), 40, -60, 90);
-    for (const std::uint32_t depth : kDepths) {
+    for (const std::uint32_t depth : kBitDepths) {
         for (const std::uint32_t coding : {0u, 1u, 2u, 3u}) {
             for (const OptimizationTarget target : runnableTargets()) {
                 const DecodeRequest request = requestFor(made.bytes, 0, depth, coding, target);
@@ -202,7 +202,7 @@ TEST(Output444Test, BlackAndWhiteReachTheLevelsOfTheirCoding) {
         for (const OptimizationTarget target : runnableTargets()) {
             for (std::int64_t x = 0; x < 21; ++x) {
                 for (std::int64_t sample = 1; sample < 4; ++sample) {
-                    DecodeRequest request = requestFor(black.bytes, 0, kDepths[d], 1, target);
+                    DecodeRequest request = requestFor(black.bytes, 0, kBitDepths[d], 1, target);
                     EXPECT_EQ(sampleAt(decoded(black.bytes, request), request, 0, 4 * x + sample), fullBlack[d]);
                     EXPECT_EQ(sampleAt(decoded(white.bytes, request), request, 0, 4 * x + sample), fullWhite[d]);
                     request.colorCoding = 2;

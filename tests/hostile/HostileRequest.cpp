@@ -4,11 +4,7 @@
 
 #include "RaveloDecoderInterface.h"
 
-namespace {
-
-constexpr std::uint32_t kBitDepths[4] = {8, 10, 15, 16};
-
-} // namespace
+namespace {} // namespace
 
 std::string HostileRequest::describe() const {
     const char* const strides[3] = {"least", "safe", "wide"};

@@ -67,7 +67,6 @@ struct HostCase {
 };
 
 HostCase hostCase(std::vector<std::uint8_t> frame, std::uint64_t number) {
-    constexpr std::uint32_t kBitDepths[4] = {8, 10, 15, 16};
     HostCase made;
     made.frame = std::move(frame);
     made.downSampleFactor = number % 3 == 0 ? number / 3 % 4 : 0;

@@ -109,7 +109,7 @@ std::vector<StackCase> cases() {
         }
     };
     for (HostileFrame const& frame : hostileFrames()) {
-        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u})
+        for (const std::uint32_t bitDepth : kBitDepths)
             add(frame, 0, bitDepth);
         for (const std::uint32_t reduction : {1u, 2u, 3u})
             add(frame, reduction, 8);

@@ -13,6 +13,7 @@
 #include "CommandError.h"
 #include "InputFile.h"
 #include "PictureReader.h"
+#include "PixelBuffer.h"
 #include "RgbImage.h"
 #include "ToolsTestSupport.h"
 
@@ -84,7 +85,7 @@ TEST(OutputFormatTest, PngHoldsEverySample) {
 
 TEST(OutputFormatTest, PamHoldsEverySampleAtEveryDepth) {
     for (const std::string name : kKinds) {
-        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        for (const std::uint32_t bitDepth : kBitDepths) {
             const DecodedFrame frame = decodedVector(name, bitDepth, rgbWherePossible(name));
             const RgbImage image = rgbImageOf(frame);
             expectSamples(readBack(pamBytes(frame, false)), image, image.channels == 4);
@@ -93,7 +94,7 @@ TEST(OutputFormatTest, PamHoldsEverySampleAtEveryDepth) {
 }
 
 TEST(OutputFormatTest, PpmLeavesAlphaOut) {
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", bitDepth, ColorCoding_RGBFull);
         expectSamples(readBack(ppmBytes(frame, false)), rgbImageOf(frame), false);
     }

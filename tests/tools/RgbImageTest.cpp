@@ -6,6 +6,7 @@
 
 #include "FrameEncoder.h"
 #include "InputFile.h"
+#include "PixelBuffer.h"
 #include "ToolsTestSupport.h"
 
 using testing::Each;
@@ -41,7 +42,7 @@ std::vector<std::uint8_t> vectorFrame(std::string const& name) {
 } // namespace
 
 TEST(RgbImageTest, WhiteAndBlackOf422ReachTheEndsOfTheRange) {
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         const DecodeRequest form = {0, ColorCoding_YCbCr, bitDepth, OptimizationTarget::AVX2};
         const RgbImage white = imageOf(flatFrame(ChromaFormat::C422, 235, 128, 128), form);
         // At 15 bits the middle of chroma lies between two codes, and half a code becomes one in green or blue.
@@ -136,7 +137,7 @@ TEST(RgbImageTest, AlphaIsTheFourthChannel) {
 TEST(DecodedFrameTest, BlackFramesAreBlackInEveryForm) {
     for (const char* name : {"valid422-1.rvl", "valid444-1.rvl"}) {
         const std::vector<std::uint8_t> frame = vectorFrame(name);
-        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        for (const std::uint32_t bitDepth : kBitDepths) {
             for (const ColorCoding coding : {ColorCoding_YCbCr, ColorCoding_RGBFull}) {
                 DecodedFrame black;
                 black.fillBlack(frame, {0, coding, bitDepth, OptimizationTarget::Baseline});

@@ -15,9 +15,9 @@ namespace {
 constexpr OptimizationTarget kTarget = OptimizationTarget::Baseline;
 
 // The stream with its adaptive state in reach.
-class OpenStream : public CoeffVLCStream<kTarget> {
+class TableStream : public CoeffVLCStream<kTarget> {
 public:
-    explicit OpenStream(std::vector<std::uint8_t> const& bytes)
+    explicit TableStream(std::vector<std::uint8_t> const& bytes)
         : CoeffVLCStream<kTarget>({bytes.data(), bytes.size()}, bytes.size()) {}
     std::uint64_t numBitsLeft() const { return m_bitCount + 8 * m_bitstream.size; }
 
@@ -43,7 +43,7 @@ struct Pair {
 };
 
 // The next pair, if it ends within `numBits`.
-std::optional<Pair> readPair(OpenStream& stream, std::uint64_t numBits) {
+std::optional<Pair> readPair(TableStream& stream, std::uint64_t numBits) {
     const std::uint64_t before = stream.numBitsLeft();
     Pair pair{};
     pair.run = stream.run();
@@ -78,7 +78,7 @@ void expectPrefixes(GolombCombinationCodeParams const& params,
     for (std::uint32_t q = 0; q < 16; ++q) {
         for (const std::uint8_t filler : {0x00, 0xFF, 0xA5, 0x3C}) {
             const std::vector<std::uint8_t> bytes = bytesOf(1, q + 1, filler);
-            OpenStream stream(bytes);
+            TableStream stream(bytes);
             const std::uint64_t before = stream.numBitsLeft();
             const std::uint32_t value = stream.golombCombinationCode(&params);
             const std::uint64_t length = before - stream.numBitsLeft();
@@ -127,7 +127,7 @@ TEST(SymbolTablesTest, EveryEntryHoldsThePairsThatTheStreamReadsInItsState) {
         for (std::uint32_t window = 0; window < 1u << SymbolTables::kWindowBits; ++window) {
             for (const std::uint8_t filler : {0x00, 0xFF}) {
                 const std::vector<std::uint8_t> bytes = bytesOf(window, SymbolTables::kWindowBits, filler);
-                OpenStream stream(bytes);
+                TableStream stream(bytes);
                 stream.m_previousRun = tables.runOfClass[state / SymbolTables::kNumLevelClasses];
                 stream.m_previousLevelSymbol = tables.levelOfClass[state % SymbolTables::kNumLevelClasses];
                 const std::optional<Pair> first = readPair(stream, SymbolTables::kWindowBits);

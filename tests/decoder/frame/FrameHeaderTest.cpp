@@ -11,7 +11,7 @@
 namespace {
 
 // The outer words and a header whose fields all differ, with both matrices.
-std::vector<std::uint8_t> headerBytes() {
+std::vector<std::uint8_t> bytesOfEveryField() {
     std::vector<std::uint8_t> bytes = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, //
                                        0x00, 0x94, 0xFF, 0x11, 0x12, 0x13, 0x14, 0x15, //
                                        0x07, 0x80, 0x04, 0x39, 0xF4, 0x67, 0x09, 0x10, //
@@ -21,25 +21,25 @@ std::vector<std::uint8_t> headerBytes() {
     return bytes;
 }
 
-FrameHeader headerOf(std::vector<std::uint8_t> const& bytes) {
+FrameHeader parsedHeader(std::vector<std::uint8_t> const& bytes) {
     const GuardedBytes held(bytes);
     return FrameHeader::frame_header(held.bits());
 }
 
-FrameHeader headerOfMode(std::uint32_t interlace_mode, std::uint32_t vertical_size) {
+FrameHeader fieldHeader(std::uint32_t interlace_mode, std::uint32_t vertical_size) {
     FrameHeader header;
     header.interlace_mode = interlace_mode;
     header.vertical_size = vertical_size;
     return header;
 }
 
-constexpr TemporalOrder kFirst = TemporalOrder::First;
-constexpr TemporalOrder kSecond = TemporalOrder::Second;
+constexpr TemporalOrder kFirstPicture = TemporalOrder::First;
+constexpr TemporalOrder kSecondPicture = TemporalOrder::Second;
 
 } // namespace
 
 TEST(FrameHeaderTest, EveryFieldIsReadFromItsBits) {
-    const FrameHeader header = headerOf(headerBytes());
+    const FrameHeader header = parsedHeader(bytesOfEveryField());
     EXPECT_EQ(header.outer_word_0, 0x01020304u);
     EXPECT_EQ(header.outer_word_1, 0x05060708u);
     EXPECT_EQ(header.header_size, 0x94u);
@@ -67,12 +67,12 @@ TEST(FrameHeaderTest, EveryFieldIsReadFromItsBits) {
 }
 
 TEST(FrameHeaderTest, AHeaderThatIsCutOffReadsZeros) {
-    const std::vector<std::uint8_t> whole = headerBytes();
+    const std::vector<std::uint8_t> whole = bytesOfEveryField();
     for (std::size_t size = 0; size < whole.size(); ++size) {
         std::vector<std::uint8_t> padded(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-        const FrameHeader cutOff = headerOf(padded);
+        const FrameHeader cutOff = parsedHeader(padded);
         padded.resize(whole.size(), 0);
-        const FrameHeader expected = headerOf(padded);
+        const FrameHeader expected = parsedHeader(padded);
         EXPECT_EQ(cutOff.header_word_4, expected.header_word_4) << size;
         EXPECT_EQ(cutOff.horizontal_size, expected.horizontal_size) << size;
         EXPECT_EQ(cutOff.vertical_size, expected.vertical_size) << size;
@@ -85,17 +85,17 @@ TEST(FrameHeaderTest, AHeaderThatIsCutOffReadsZeros) {
 }
 
 TEST(FrameHeaderTest, AMatrixThatIsMissingIsTheDefaultOrForChromaThatOfLuma) {
-    std::vector<std::uint8_t> bytes = headerBytes();
+    std::vector<std::uint8_t> bytes = bytesOfEveryField();
     bytes[27] = 0;
-    for (const std::uint8_t entry : headerOf(bytes).chroma_quant)
+    for (const std::uint8_t entry : parsedHeader(bytes).chroma_quant)
         EXPECT_EQ(entry, 4);
     bytes[27] = 2;
     for (unsigned int i = 0; i < 64; ++i)
-        EXPECT_EQ(headerOf(bytes).chroma_quant[i], 100 + i);
+        EXPECT_EQ(parsedHeader(bytes).chroma_quant[i], 100 + i);
     bytes[27] = 1;
     for (unsigned int i = 0; i < 64; ++i) {
-        EXPECT_EQ(headerOf(bytes).luma_quant[i], 4);
-        EXPECT_EQ(headerOf(bytes).chroma_quant[i], 100 + i);
+        EXPECT_EQ(parsedHeader(bytes).luma_quant[i], 4);
+        EXPECT_EQ(parsedHeader(bytes).chroma_quant[i], 100 + i);
     }
 }
 
@@ -112,24 +112,24 @@ TEST(FrameHeaderTest, OnlyAlphaOf444ReachesTheOutput) {
 }
 
 TEST(FrameHeaderTest, TheEvenLinesOfAnOddHeightAreOneMore) {
-    EXPECT_EQ(headerOfMode(0, 1081).linesOfPicture(kFirst), 1081u);
-    EXPECT_EQ(headerOfMode(1, 1081).linesOfPicture(kFirst), 541u);
-    EXPECT_EQ(headerOfMode(1, 1081).linesOfPicture(kSecond), 540u);
-    EXPECT_EQ(headerOfMode(2, 1081).linesOfPicture(kFirst), 540u);
-    EXPECT_EQ(headerOfMode(2, 1081).linesOfPicture(kSecond), 541u);
-    EXPECT_EQ(headerOfMode(3, 1081).linesOfPicture(kFirst), 540u);
-    EXPECT_EQ(headerOfMode(1, 1081).heightInMb(kFirst), 34u);
+    EXPECT_EQ(fieldHeader(0, 1081).linesOfPicture(kFirstPicture), 1081u);
+    EXPECT_EQ(fieldHeader(1, 1081).linesOfPicture(kFirstPicture), 541u);
+    EXPECT_EQ(fieldHeader(1, 1081).linesOfPicture(kSecondPicture), 540u);
+    EXPECT_EQ(fieldHeader(2, 1081).linesOfPicture(kFirstPicture), 540u);
+    EXPECT_EQ(fieldHeader(2, 1081).linesOfPicture(kSecondPicture), 541u);
+    EXPECT_EQ(fieldHeader(3, 1081).linesOfPicture(kFirstPicture), 540u);
+    EXPECT_EQ(fieldHeader(1, 1081).heightInMb(kFirstPicture), 34u);
 }
 
 TEST(FrameHeaderTest, TheFieldThatStartsOnTheSecondLineTakesTheOddLines) {
-    EXPECT_EQ(headerOfMode(0, 16).firstLineOfPicture(kFirst), 0u);
-    EXPECT_EQ(headerOfMode(1, 16).firstLineOfPicture(kFirst), 0u);
-    EXPECT_EQ(headerOfMode(1, 16).firstLineOfPicture(kSecond), 1u);
-    EXPECT_EQ(headerOfMode(2, 16).firstLineOfPicture(kFirst), 1u);
-    EXPECT_EQ(headerOfMode(2, 16).firstLineOfPicture(kSecond), 0u);
-    EXPECT_EQ(headerOfMode(3, 16).firstLineOfPicture(kFirst), 0u);
+    EXPECT_EQ(fieldHeader(0, 16).firstLineOfPicture(kFirstPicture), 0u);
+    EXPECT_EQ(fieldHeader(1, 16).firstLineOfPicture(kFirstPicture), 0u);
+    EXPECT_EQ(fieldHeader(1, 16).firstLineOfPicture(kSecondPicture), 1u);
+    EXPECT_EQ(fieldHeader(2, 16).firstLineOfPicture(kFirstPicture), 1u);
+    EXPECT_EQ(fieldHeader(2, 16).firstLineOfPicture(kSecondPicture), 0u);
+    EXPECT_EQ(fieldHeader(3, 16).firstLineOfPicture(kFirstPicture), 0u);
     for (std::uint32_t mode = 0; mode < 4; ++mode) {
-        EXPECT_EQ(headerOfMode(mode, 16).lineStepOfPicture(), mode == 0 ? 1u : 2u);
-        EXPECT_EQ(headerOfMode(mode, 16).hasSecondPicture(), mode == 1 || mode == 2);
+        EXPECT_EQ(fieldHeader(mode, 16).lineStepOfPicture(), mode == 0 ? 1u : 2u);
+        EXPECT_EQ(fieldHeader(mode, 16).hasSecondPicture(), mode == 1 || mode == 2);
     }
 }

@@ -229,7 +229,7 @@ TYPED_TEST(FrameTest, TheFrameBufferHoldsTheRequestAndTheHeader) {
 
 TYPED_TEST(FrameTest, AStrideOfExactlyALinePassesAndOneByteLessFailsInBothDirections) {
     for (const std::uint32_t chroma_format : {0u, 1u, 2u, 3u}) {
-        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        for (const std::uint32_t bitDepth : kBitDepths) {
             for (std::uint32_t factor = 0; factor <= 3; ++factor) {
                 const HeaderBytes header = HeaderBytes().size(101, 16).format(chroma_format);
                 const std::int64_t line = (101 >> factor) * (chroma_format == 3 ? 4 : 2) * (bitDepth > 8 ? 2 : 1);
@@ -296,7 +296,7 @@ TEST(FrameGetFrameInfoTest, TellsSizeStrideAndFormatOfEveryReductionAndDepth) {
     header.at(17) = 0xF2;
     for (std::uint32_t chroma_format = 0; chroma_format < 4; ++chroma_format) {
         header.format(chroma_format);
-        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        for (const std::uint32_t bitDepth : kBitDepths) {
             for (std::uint32_t factor = 0; factor <= 3; ++factor) {
                 const GuardedBytes held(header.bytes);
                 const PixelBuffer info = Frame::GetFrameInfo(held.bits(), bitDepth, factor);

@@ -16,7 +16,7 @@ std::vector<std::uint32_t> divisionOf(std::uint32_t widthInMb, std::uint32_t log
     return sizes;
 }
 
-using Sizes = std::vector<std::uint32_t>;
+using SliceSizes = std::vector<std::uint32_t>;
 
 } // namespace
 
@@ -37,29 +37,29 @@ TEST(PictureHeaderTest, BytesThatAreMissingReadAsZero) {
 }
 
 TEST(RowDivisionTest, AWidthOf120WithSlicesOfEightGivesFifteenFullSlices) {
-    EXPECT_EQ(divisionOf(120, 3), Sizes(15, 8));
+    EXPECT_EQ(divisionOf(120, 3), SliceSizes(15, 8));
 }
 
 TEST(RowDivisionTest, AWidthOf45WithSlicesOfEightEndsInFourAndOne) {
-    EXPECT_EQ(divisionOf(45, 3), (Sizes{8, 8, 8, 8, 8, 4, 1}));
+    EXPECT_EQ(divisionOf(45, 3), (SliceSizes{8, 8, 8, 8, 8, 4, 1}));
 }
 
 TEST(RowDivisionTest, AWidthOf1WithSlicesOfEightIsOneSliceOfOne) {
-    EXPECT_EQ(divisionOf(1, 3), Sizes{1});
+    EXPECT_EQ(divisionOf(1, 3), SliceSizes{1});
 }
 
 TEST(RowDivisionTest, AWidthOf7WithSlicesOfFourGivesFourTwoOne) {
-    EXPECT_EQ(divisionOf(7, 2), (Sizes{4, 2, 1}));
+    EXPECT_EQ(divisionOf(7, 2), (SliceSizes{4, 2, 1}));
 }
 
 TEST(RowDivisionTest, SlicesOfOneGiveOneSlicePerMacroblock) {
-    EXPECT_EQ(divisionOf(9, 0), Sizes(9, 1));
+    EXPECT_EQ(divisionOf(9, 0), SliceSizes(9, 1));
 }
 
 TEST(RowDivisionTest, AnyWidthIsDividedGreedilyInPowersOfTwo) {
     for (std::uint32_t log2 = 0; log2 < 4; ++log2) {
         for (std::uint32_t width = 0; width < 300; ++width) {
-            Sizes expected;
+            SliceSizes expected;
             std::uint32_t left = width;
             for (std::uint32_t size = 1u << log2; left != 0; size /= 2) {
                 expected.insert(expected.end(), left / size, size);
@@ -68,7 +68,7 @@ TEST(RowDivisionTest, AnyWidthIsDividedGreedilyInPowersOfTwo) {
             ASSERT_EQ(divisionOf(width, log2), expected) << width << " " << log2;
         }
     }
-    EXPECT_EQ(divisionOf(4096, 0), Sizes(4096, 1));
+    EXPECT_EQ(divisionOf(4096, 0), SliceSizes(4096, 1));
 }
 
 TEST(RowDivisionTest, FirstMbIsTheSumOfTheSlicesToTheLeft) {

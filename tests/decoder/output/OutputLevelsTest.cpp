@@ -79,7 +79,7 @@ TEST(OutputLevelsTest, AnyOtherDepthThrowsTheFixedText) {
 }
 
 TEST(OutputLevelsTest, FullRangeRgbRunsFromZeroToTheMaximum) {
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         const OutputLevels levels = outputLevels(bufferOf(bitDepth, ColorCoding_RGBFull));
         EXPECT_EQ(levels.rgbScale, static_cast<float>(levels.maxValue));
         EXPECT_EQ(levels.rgbOffset, 0.0f);

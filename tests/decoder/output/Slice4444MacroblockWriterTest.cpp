@@ -66,7 +66,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, AnOpaqueSampleIsTheGreatestCodeInBothF
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, ASampleOfZeroIsZeroInBothForms) {
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         for (const std::uint32_t alphaDepth : {8u, 16u}) {
             EXPECT_EQ(this->groupCode(0, bitDepth, alphaDepth), 0u);
             EXPECT_EQ(this->singleCode(0, bitDepth, alphaDepth), 0u);
@@ -102,7 +102,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, SixteenBitAlphaAt15BitsStaysInRangeFor
 }
 
 TYPED_TEST(Slice4444MacroblockWriterTest, EverySampleHasTheCodeOfItsFormAtEveryDepth) {
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         const std::int32_t maximum = maximumCode(bitDepth);
         for (const std::uint32_t alphaDepth : {8u, 16u}) {
             const float scale = static_cast<float>(maximum) / (alphaDepth == 16 ? 65535.0f : 255.0f);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "DecoderTargets.h"
+#include "PixelBuffer.h"
 #include "Random.h"
 #include "WriterHarness.h"
 
@@ -154,7 +155,7 @@ TYPED_TEST(Slice444MacroblockWriterTest, CodesOf32768AndMoreComeOutAsZeroInGroup
 
 TYPED_TEST(Slice444MacroblockWriterTest, NegativeCodesOfAnySizeComeOutAsZero) {
     for (const float sample : {-300.0f, -65536.0f, -1e6f, -1e12f}) {
-        for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+        for (const std::uint32_t bitDepth : kBitDepths) {
             const WriterOutput output =
                 written(this->make(15, 16, bitDepth), MacroblockBlocks::flat(sample, sample, sample));
             EXPECT_EQ(output.samples(0, 1, 3), Samples(3, 0));
@@ -165,7 +166,7 @@ TYPED_TEST(Slice444MacroblockWriterTest, NegativeCodesOfAnySizeComeOutAsZero) {
 
 TYPED_TEST(Slice444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetDepthAndGroup) {
     Random random = seeded(4301);
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         const WriterCase c = this->make(15, 16, bitDepth, 1);
         WriterOutput unused(c);
         const auto writer = makeWriter<TypeParam::target>(c, pixelBufferOf(c, unused));

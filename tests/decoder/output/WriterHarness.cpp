@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "DecoderTargets.h"
+#include "PixelBuffer.h"
 #include "Random.h"
 #include "Slice422MacroblockWriter.h"
 #include "Slice4444MacroblockWriter.h"
@@ -258,7 +259,7 @@ std::vector<std::uint16_t> randomAlpha(Random& random, WriterCase const& c) {
 
 void checkEveryForm(OptimizationTarget target, WriterKind kind, std::uint32_t downSampleFactor, Random& random) {
     constexpr std::uint32_t matrices[4] = {1, 6, 9, 2};
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         for (std::uint32_t coding = 0; coding < (kind == WriterKind::C422 ? 1u : 4u); ++coding) {
             for (const std::uint32_t alphaDepth : {8u, 16u}) {
                 if (alphaDepth == 16 && kind != WriterKind::C4444)
@@ -314,7 +315,7 @@ void checkIntegerBlocks(OptimizationTarget target, WriterKind kind, Random& rand
     WriterCase c;
     c.target = target;
     c.kind = kind;
-    for (const std::uint32_t bitDepth : {8u, 10u, 15u, 16u}) {
+    for (const std::uint32_t bitDepth : kBitDepths) {
         c.bitDepth = bitDepth;
         for (c.width = 1; c.width <= 32; ++c.width) {
             c.sliceMbs = (c.width + 15) / 16;
