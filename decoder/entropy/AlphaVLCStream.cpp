@@ -1,5 +1,6 @@
 #include "AlphaVLCStream_Impl.h"
 
-// Both instances are here: alpha decoding uses no instruction that the targets differ in.
-template class AlphaVLCStream<OptimizationTarget::Baseline>;
-template class AlphaVLCStream<OptimizationTarget::AVX2>;
+// All instances are here: alpha decoding uses no instruction that the targets differ in.
+#define RAVELO_ALPHA_INSTANCE(target) template class AlphaVLCStream<target>;
+
+RAVELO_FOR_EACH_TARGET(RAVELO_ALPHA_INSTANCE)

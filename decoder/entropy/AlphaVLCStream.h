@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Targets.h"
 #include "VLCStream.h"
 
 // Decodes the alpha samples of one slice: pairs of a difference from the last value and a run of the new one.
@@ -44,5 +45,4 @@ private:
     bool m_moduloDifference = false;
 };
 
-extern template class AlphaVLCStream<OptimizationTarget::Baseline>;
-extern template class AlphaVLCStream<OptimizationTarget::AVX2>;
+RAVELO_INSTANCES_ELSEWHERE(AlphaVLCStream);

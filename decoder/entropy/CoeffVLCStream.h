@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Targets.h"
 #include "VLCStream.h"
 
 // One member of the family of Golomb combination codes.
@@ -98,5 +99,4 @@ protected:
     int m_previousLevelSymbol = kInitialPreviousLevelSymbol;
 };
 
-extern template class CoeffVLCStream<OptimizationTarget::Baseline>;
-extern template class CoeffVLCStream<OptimizationTarget::AVX2>;
+RAVELO_INSTANCES_ELSEWHERE(CoeffVLCStream);

@@ -25,7 +25,7 @@ CoeffVLCStream<target>::CoeffVLCStream(Bitstream const& bitstream, std::uint64_t
 
 template <OptimizationTarget target>
 unsigned int CoeffVLCStream<target>::limitedPrefix() {
-    if (target == OptimizationTarget::AVX2) {
+    if (kHasVectorForms<target>) {
         const std::uint32_t next = this->peekBits32();
         const unsigned int q = next == 0 ? 32u : static_cast<unsigned int>(__builtin_clz(next));
         if (q < kPrefixLimit)

@@ -3,7 +3,7 @@
 #include "CoeffVLCStream_Impl.h"
 #include "PlainScan_Impl.h"
 
-// Both instances are here: these operations use no instruction that the targets differ in.
+// All instances are here: these operations use no instruction that the targets differ in.
 
 template <OptimizationTarget target>
 void ThreeStreamScan<target>::run() {
@@ -55,7 +55,7 @@ void ThreeStreamScan<target>::scanAcs(CoeffVLCStream<target>& stream, std::int16
 
 template <OptimizationTarget target>
 unsigned int CoeffVLCStream<target>::golombGetQ() {
-    if (target == OptimizationTarget::AVX2) {
+    if (kHasVectorForms<target>) {
         const std::uint32_t next = this->peekBits32();
         const unsigned int q = next == 0 ? 32u : static_cast<unsigned int>(__builtin_clz(next));
         this->getBits(q + 1);
@@ -99,17 +99,12 @@ unsigned int CoeffVLCStream<target>::golombCombinationCode3(CoeffVLCStream& seco
 
 using Params = GolombCombinationCodeParams const*;
 
-template struct ThreeStreamScan<OptimizationTarget::Baseline>;
-template unsigned int CoeffVLCStream<OptimizationTarget::Baseline>::golombGetQ();
-template unsigned int CoeffVLCStream<OptimizationTarget::Baseline>::run3(CoeffVLCStream&, unsigned int&,
-                                                                         CoeffVLCStream&, unsigned int&);
-template unsigned int
-CoeffVLCStream<OptimizationTarget::Baseline>::golombCombinationCode3(CoeffVLCStream&, CoeffVLCStream&, Params, Params,
-                                                                     Params, unsigned int&, unsigned int&);
-template struct ThreeStreamScan<OptimizationTarget::AVX2>;
-template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::golombGetQ();
-template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::run3(CoeffVLCStream&, unsigned int&, CoeffVLCStream&,
-                                                                     unsigned int&);
-template unsigned int CoeffVLCStream<OptimizationTarget::AVX2>::golombCombinationCode3(CoeffVLCStream&, CoeffVLCStream&,
-                                                                                       Params, Params, Params,
-                                                                                       unsigned int&, unsigned int&);
+#define RAVELO_THREE_STREAM_INSTANCES(target)                                                                          \
+    template class ThreeStreamScan<target>;                                                                            \
+    template unsigned int CoeffVLCStream<target>::golombGetQ();                                                        \
+    template unsigned int CoeffVLCStream<target>::run3(CoeffVLCStream&, unsigned int&, CoeffVLCStream&,                \
+                                                       unsigned int&);                                                 \
+    template unsigned int CoeffVLCStream<target>::golombCombinationCode3(                                              \
+        CoeffVLCStream&, CoeffVLCStream&, Params, Params, Params, unsigned int&, unsigned int&);
+
+RAVELO_FOR_EACH_TARGET(RAVELO_THREE_STREAM_INSTANCES)

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "Bitstream.h"
-#include "OptimizationTarget.h"
+#include "Targets.h"
 
 // Operations on the three components of a slice side by side. Frames do not use them: they take the scan of
 // CoefficientScan.h, which reads the components of several slices. Their bodies are in ThreeStreamScan.cpp.
@@ -28,7 +28,8 @@ class CoeffVLCStream;
 // Unlike the scan of a frame this one reports nothing: invalid codes are skipped. A value whose position is
 // outside its array is dropped, and a component ends when its bits are gone.
 template <OptimizationTarget target>
-struct ThreeStreamScan {
+class ThreeStreamScan {
+public:
     struct Range {
         Bitstream bits;
         std::uint64_t size;
@@ -47,5 +48,4 @@ private:
                         std::uint32_t log2Blocks);
 };
 
-extern template struct ThreeStreamScan<OptimizationTarget::Baseline>;
-extern template struct ThreeStreamScan<OptimizationTarget::AVX2>;
+RAVELO_INSTANCES_ELSEWHERE(ThreeStreamScan);

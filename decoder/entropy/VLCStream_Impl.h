@@ -7,7 +7,7 @@
 // count has wrapped, and each target keeps what its instructions keep.
 template <OptimizationTarget target>
 static inline std::uint64_t keepUnreadBits(std::uint64_t bits, std::uint64_t count) {
-    if (target == OptimizationTarget::AVX2 && (count & 0xFF) >= 64)
+    if (kHasVectorForms<target> && (count & 0xFF) >= 64)
         return bits;
     return bits & ((std::uint64_t{1} << (count & 63)) - 1);
 }

@@ -4,13 +4,13 @@
 
 #include "Bitstream.h"
 #include "FrameHeader.h"
-#include "OptimizationTarget.h"
 #include "PictureFacts.h"
 #include "PictureHeader.h"
 #include "PixelBuffer.h"
 #include "SliceHeader.h"
 #include "SliceLoop.h"
 #include "SliceTable.h"
+#include "Targets.h"
 
 class Frame;
 struct SliceFailure;
@@ -117,5 +117,4 @@ private:
                      std::uint32_t group) const;
 };
 
-extern template class Picture<OptimizationTarget::Baseline>;
-extern template class Picture<OptimizationTarget::AVX2>;
+RAVELO_INSTANCES_ELSEWHERE(Picture);

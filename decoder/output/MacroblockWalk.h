@@ -82,7 +82,7 @@ template <unsigned int size, class Writer, class WriteRow>
 // Whether a member of full size for 16-bit blocks and 16-bit samples leaves whole groups of eight empty, as AVX2 does.
 // No decode reaches these members.
 template <OptimizationTarget target, class Sample, class Value, unsigned int size>
-constexpr bool kHasEmptyGroups = target == OptimizationTarget::AVX2 &&
+constexpr bool kHasEmptyGroups = kHasVectorForms<target> &&
                                  sizeof(Sample) == 2 && size == 8 && std::is_same_v<Value, std::int16_t>;
 
 // Stores the low bits of a code as sample `index` of an output of any alignment.

@@ -24,8 +24,8 @@ struct RowForm {
 
 template <OptimizationTarget target, FormOf form, unsigned int size>
 static constexpr RowForm rowFormOf(unsigned int width) {
-    const bool isGroup = target == OptimizationTarget::AVX2 && form != FormOf::allByDivision && width == size;
-    const bool byReciprocals = target == OptimizationTarget::AVX2 && (form == FormOf::allByReciprocals || isGroup);
+    const bool isGroup = kHasVectorForms<target> && form != FormOf::allByDivision && width == size;
+    const bool byReciprocals = kHasVectorForms<target> && (form == FormOf::allByReciprocals || isGroup);
     return {isGroup, byReciprocals, isGroup && size == 8};
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Targets.h"
 #include "WriterForms.h"
 
 // Writes Cb Y Cr Y for every two pixels; a row of odd width ends in Cb Y. Blocks 0 and 1 of luma cover the upper half
@@ -44,5 +45,4 @@ private:
     void writePixels(Value const* cb, Value const* y, Value const* cr, unsigned int width, std::uint8_t* out) const;
 };
 
-extern template class Slice422MacroblockWriter<OptimizationTarget::Baseline, float>;
-extern template class Slice422MacroblockWriter<OptimizationTarget::AVX2, float>;
+RAVELO_INSTANCES_ELSEWHERE(Slice422MacroblockWriter, float);

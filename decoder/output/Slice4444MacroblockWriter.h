@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Targets.h"
 #include "WriterForms.h"
 
 // Writes A Y Cb Cr or A R G B for every pixel, with A from the decoded alpha plane. Blocks and colours are those of
@@ -37,5 +38,4 @@ private:
     const std::uint64_t m_alphaPitch;
 };
 
-extern template class Slice4444MacroblockWriter<OptimizationTarget::Baseline, float>;
-extern template class Slice4444MacroblockWriter<OptimizationTarget::AVX2, float>;
+RAVELO_INSTANCES_ELSEWHERE(Slice4444MacroblockWriter, float);

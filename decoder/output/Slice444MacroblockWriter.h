@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Targets.h"
 #include "WriterForms.h"
 
 // Writes A Y Cb Cr or A R G B for every pixel of a frame without alpha; A is the greatest code. The chroma blocks run
@@ -31,5 +32,4 @@ private:
     const std::uint16_t m_opaqueAlpha;
 };
 
-extern template class Slice444MacroblockWriter<OptimizationTarget::Baseline, float>;
-extern template class Slice444MacroblockWriter<OptimizationTarget::AVX2, float>;
+RAVELO_INSTANCES_ELSEWHERE(Slice444MacroblockWriter, float);

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-#include "OptimizationTarget.h"
 #include "OutputForm.h"
 #include "PixelBuffer.h"
+#include "Targets.h"
 
 // Blocks of `size` x `size` values, row by row.
 template <class Value, unsigned int size>
@@ -83,5 +83,4 @@ private:
     const OutputForm m_form;
 };
 
-extern template class SliceMacroblockWriter<OptimizationTarget::Baseline, float>;
-extern template class SliceMacroblockWriter<OptimizationTarget::AVX2, float>;
+RAVELO_INSTANCES_ELSEWHERE(SliceMacroblockWriter, float);

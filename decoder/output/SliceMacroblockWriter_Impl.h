@@ -5,7 +5,7 @@
 // a * b + c as a target computes it: AVX2 rounds once, Baseline after each step.
 template <OptimizationTarget target>
 static inline float multiplyAdd(float a, float b, float c) {
-    if (target == OptimizationTarget::AVX2)
+    if (kHasVectorForms<target>)
         return __builtin_fmaf(a, b, c);
     return a * b + c;
 }

@@ -5,10 +5,14 @@
 
 #include "OptimizationTarget.h"
 
-// The conversion of a dequantised value on its way into a 16-bit transform. Each target has its own rule: Baseline cuts
-// towards zero and keeps the low 16 bits, AVX2 rounds to nearest, ties to even, and saturates.
+// The conversion of a dequantised value on its way into a 16-bit transform. The vector forms round to
+// nearest, ties to even, and saturate; Baseline cuts towards zero and keeps the low 16 bits.
 template <OptimizationTarget target>
-struct To16Bits;
+struct To16Bits {
+    static __m128i narrowed(__m128 low, __m128 high) {
+        return _mm_packs_epi32(_mm_cvtps_epi32(low), _mm_cvtps_epi32(high));
+    }
+};
 
 template <>
 struct To16Bits<OptimizationTarget::Baseline> {
@@ -17,13 +21,6 @@ struct To16Bits<OptimizationTarget::Baseline> {
         const __m128i l = _mm_srai_epi32(_mm_slli_epi32(_mm_cvttps_epi32(low), 16), 16);
         const __m128i h = _mm_srai_epi32(_mm_slli_epi32(_mm_cvttps_epi32(high), 16), 16);
         return _mm_packs_epi32(l, h);
-    }
-};
-
-template <>
-struct To16Bits<OptimizationTarget::AVX2> {
-    static __m128i narrowed(__m128 low, __m128 high) {
-        return _mm_packs_epi32(_mm_cvtps_epi32(low), _mm_cvtps_epi32(high));
     }
 };
 

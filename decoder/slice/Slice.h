@@ -6,10 +6,10 @@
 #include "AlphaScan.h"
 #include "BlockGather.h"
 #include "CoefficientScan.h"
-#include "OptimizationTarget.h"
 #include "PictureFacts.h"
 #include "Slice4444MacroblockWriter.h"
 #include "SliceHeader.h"
+#include "Targets.h"
 
 // The number of set bits of n - 1 for a power of two n, which is log2(n). Baseline counts the run of set bits from bit
 // 0 on, AVX2 all set bits; for n - 1 the two agree.
@@ -202,7 +202,5 @@ private:
     SliceGroup<target>& m_group;
 };
 
-extern template class Slice<OptimizationTarget::Baseline>;
-extern template class Slice<OptimizationTarget::AVX2>;
-extern template class SliceGroup<OptimizationTarget::Baseline>;
-extern template class SliceGroup<OptimizationTarget::AVX2>;
+RAVELO_INSTANCES_ELSEWHERE(Slice);
+RAVELO_INSTANCES_ELSEWHERE(SliceGroup);

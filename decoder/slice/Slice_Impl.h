@@ -16,7 +16,7 @@
 
 template <OptimizationTarget target>
 unsigned int countBits(std::uint32_t mask) {
-    if (target == OptimizationTarget::AVX2)
+    if (kHasVectorForms<target>)
         return static_cast<unsigned int>(__builtin_popcount(mask));
     unsigned int count = 0;
     while (count < 32 && (mask >> count & 1) != 0)
