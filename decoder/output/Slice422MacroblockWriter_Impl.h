@@ -83,12 +83,17 @@ bool Slice422MacroblockWriter<target, Real>::writeWholeRows(unsigned int mb, Blo
                                                             Blocks<std::int16_t, 1> cr) const {
     PixelBuffer const& buffer = this->pixelBuffer();
     std::uint8_t* const firstPixel = this->firstPixel(mb, 4);
-    const unsigned int numRows = static_cast<std::uint32_t>(buffer.height) > 1 ? 2 : 1;
-    for (unsigned int index = 0; index < numRows; ++index) {
-        const unsigned int row = visitedRow<1>(index, numRows, buffer.lineStride);
+    const auto writeRow = [&](unsigned int row) {
         writePixels<Sample>(valuesOf(cb + row), valuesOf(y + 2 * row), valuesOf(cr), 2,
                             lineBelow(firstPixel, row, buffer.lineStride));
-    }
+    };
+    // From lower to higher addresses, as visitedRow() has it.
+    const bool hasSecondRow = static_cast<std::uint32_t>(buffer.height) > 1;
+    if (hasSecondRow && buffer.lineStride < 0)
+        writeRow(1);
+    writeRow(0);
+    if (hasSecondRow && buffer.lineStride >= 0)
+        writeRow(1);
     return true;
 }
 
