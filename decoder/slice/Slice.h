@@ -69,8 +69,8 @@ public:
     // The alpha plane at the cursor, to be decoded to `samples`.
     AlphaPlane alphaPlane(std::uint16_t* samples) const;
 
-    // Transforms the blocks and writes the pixels. The scans have succeeded, and `alpha` holds the samples of the plane if
-    // the slice needs it.
+    // Transforms the blocks and writes the pixels. The scans have succeeded, and `alpha` holds the samples of the plane
+    // if the slice needs it.
     void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
                              SliceScratch<target>& scratch) const;
 
