@@ -59,7 +59,7 @@ RAVELO_INLINE void fullColumns(Vector (&r)[8]) {
 }
 
 template <typename Vector>
-RAVELO_INLINE void halfColumns(Vector r0, Vector r2, Vector r6, const OddColumns<Vector>& oddPart, Vector (&out)[4]) {
+RAVELO_INLINE void halfColumns(Vector r0, Vector r2, Vector r6, OddColumns<Vector> const& oddPart, Vector (&out)[4]) {
     const auto [a, b, c, d] = oddPart;
     const Vector u = subSaturated(c, a);
     const Vector v = subSaturated(d, b);
@@ -80,7 +80,7 @@ RAVELO_INLINE void halfColumns(Vector r0, Vector r2, Vector r6, const OddColumns
 }
 
 template <typename Vector>
-RAVELO_INLINE void quarterColumns(Vector r0, const OddColumns<Vector>& oddPart, Vector& top, Vector& bottom) {
+RAVELO_INLINE void quarterColumns(Vector r0, OddColumns<Vector> const& oddPart, Vector& top, Vector& bottom) {
     const auto [a, b, c, d] = oddPart;
     const Vector y = timesPlusOne(subSaturated(c, a), cos_4_16);
     const Vector n = addSaturated(addSaturated(d, b), addSaturated(c, a));
@@ -105,7 +105,7 @@ RAVELO_INLINE Int128 pairedRow(const std::int16_t* row) {
     return {_mm_shufflehi_epi16(_mm_shufflelo_epi16(x, 0xD8), 0xD8)};
 }
 
-RAVELO_INLINE Int128 fullRowPass(const std::int16_t* row, const FullRowTable& table, std::int32_t rounding) {
+RAVELO_INLINE Int128 fullRowPass(const std::int16_t* row, FullRowTable const& table, std::int32_t rounding) {
     const Int128 x = pairedRow(row);
     const std::int16_t* const t = table.value;
     const Int128 even = add32(
@@ -119,7 +119,7 @@ RAVELO_INLINE Int128 fullRowPass(const std::int16_t* row, const FullRowTable& ta
 }
 
 // The four outputs of a half-size row, in the lower half of the result.
-RAVELO_INLINE Int128 halfRowPass(const std::int16_t* row, const HalfRowTable& table, std::int32_t rounding) {
+RAVELO_INLINE Int128 halfRowPass(const std::int16_t* row, HalfRowTable const& table, std::int32_t rounding) {
     const Int128 x = pairedRow(row);
     const Int128 sums = add32(pairProducts(shuffle32<0x50>(x), Int128::load(table.value)),
                               pairProducts(shuffle32<0xFA>(x), Int128::load(table.value + 8)));
@@ -131,7 +131,7 @@ RAVELO_INLINE Int128 halfRowPass(const std::int16_t* row, const HalfRowTable& ta
 }
 
 // The two outputs of a quarter-size row, in the lowest 32 bits of the result.
-RAVELO_INLINE Int128 quarterRowPass(const std::int16_t* row, const QuarterRowTable& t, std::int32_t rounding) {
+RAVELO_INLINE Int128 quarterRowPass(const std::int16_t* row, QuarterRowTable const& t, std::int32_t rounding) {
     const auto negated = [](std::int16_t value) { return static_cast<short>(-value); };
     const Int128 x = Int128::load(row);
     const Int128 plus = {_mm_setr_epi16(t.a0, t.a1, 0, negated(t.a3), 0, t.a5, 0, negated(t.a7))};
@@ -196,7 +196,7 @@ RAVELO_INLINE CornerRows<Int128> loadCorners(const std::int16_t* from, Int128) {
     return {Int128::load(from), Int128::load(from + 8)};
 }
 
-RAVELO_INLINE void storeCorners(const CornerRows<Int128>& corners, std::int16_t* to) {
+RAVELO_INLINE void storeCorners(CornerRows<Int128> const& corners, std::int16_t* to) {
     corners.rows01.store(to);
     corners.rows23.store(to + 8);
 }
@@ -209,7 +209,7 @@ RAVELO_INLINE CornerRows<Int256> loadCorners(const std::int16_t* from, Int256) {
     return {{_mm256_permute2x128_si256(first, second, 0x20)}, {_mm256_permute2x128_si256(first, second, 0x31)}};
 }
 
-RAVELO_INLINE void storeCorners(const CornerRows<Int256>& corners, std::int16_t* to) {
+RAVELO_INLINE void storeCorners(CornerRows<Int256> const& corners, std::int16_t* to) {
     const __m256i rows01 = corners.rows01.v;
     const __m256i rows23 = corners.rows23.v;
     Int256{_mm256_permute2x128_si256(rows01, rows23, 0x20)}.store(to);
@@ -226,7 +226,7 @@ RAVELO_INLINE CornerRows<Int512> loadCorners(const std::int16_t* from, Int512) {
     return {{_mm512_shuffle_i64x2(first, second, 0x88)}, {_mm512_shuffle_i64x2(first, second, 0xDD)}};
 }
 
-RAVELO_INLINE void storeCorners(const CornerRows<Int512>& corners, std::int16_t* to) {
+RAVELO_INLINE void storeCorners(CornerRows<Int512> const& corners, std::int16_t* to) {
     const __m512i lowOrder = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
     const __m512i highOrder = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
     Int512{_mm512_permutex2var_epi64(corners.rows01.v, lowOrder, corners.rows23.v)}.store(to);
@@ -240,7 +240,7 @@ struct alignas(32) CornerRowTable {
     std::int16_t value[16];
 };
 
-consteval CornerRowTable cornerRowTable(const HalfRowTable& table) {
+consteval CornerRowTable cornerRowTable(HalfRowTable const& table) {
     const std::int16_t* const t = table.value;
     const int value[16] = {
         t[0], t[4], t[2], t[6], t[2], -t[6], t[0], -t[4], // x0, x1
@@ -259,14 +259,14 @@ constexpr CornerRowTable kCornerRow3 = cornerRowTable(tab_i4_35);
 
 // One row of one corner per lane: the row's two pairs are at the 32-bit places `place` and `place` + 1 of each lane.
 template <int place, typename Vector>
-RAVELO_INLINE Vector cornerRowSums(Vector rows, const CornerRowTable& table, std::int32_t rounding) {
+RAVELO_INLINE Vector cornerRowSums(Vector rows, CornerRowTable const& table, std::int32_t rounding) {
     const Vector low = pairProducts(shuffle32<place * 0x55>(rows), Vector::broadcastLane(table.value));
     const Vector high = pairProducts(shuffle32<(place + 1) * 0x55>(rows), Vector::broadcastLane(table.value + 8));
     return shiftRight32<kRowShift>(add32(add32(low, high), Vector::broadcast32(rounding)));
 }
 
 template <int place, typename Vector>
-RAVELO_INLINE Vector cornerRow(Vector first, Vector second, const CornerRowTable& table, std::int32_t rounding) {
+RAVELO_INLINE Vector cornerRow(Vector first, Vector second, CornerRowTable const& table, std::int32_t rounding) {
     return pack32(cornerRowSums<place>(first, table, rounding), cornerRowSums<place>(second, table, rounding));
 }
 
@@ -288,7 +288,7 @@ RAVELO_INLINE void transform4x4Group(const std::int16_t* corners, std::int16_t* 
 
 // Both outputs of a row of four corners per lane, first outputs in the lower half.
 template <typename Vector>
-RAVELO_INLINE Vector quarterCornerRow(Vector pairs, const QuarterRowTable& table, std::int32_t rounding) {
+RAVELO_INLINE Vector quarterCornerRow(Vector pairs, QuarterRowTable const& table, std::int32_t rounding) {
     const int a0 = table.a0;
     const int a1 = table.a1;
     const Vector plus = Vector::broadcast32(a1 * 65536 + a0);

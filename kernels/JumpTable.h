@@ -23,7 +23,7 @@ struct JumpTable {
 template <typename Function>
 constexpr JumpTable<Function> jumpTable(Function* stub, Function* KernelVariant::*kernel) {
     JumpTable<Function> table = {{stub}};
-    for (const KernelVariant& variant : kKernelVariants)
+    for (KernelVariant const& variant : kKernelVariants)
         table.slots[1 + variant.index] = variant.*kernel;
     return table;
 }

@@ -61,7 +61,7 @@ OddColumn oddColumn(std::int16_t r1, std::int16_t r3, std::int16_t r5, std::int1
     };
 }
 
-void fullRow(const std::int16_t x[8], const FullRowTable& table, std::int32_t rounding, std::int16_t out[8]) {
+void fullRow(const std::int16_t x[8], FullRowTable const& table, std::int32_t rounding, std::int16_t out[8]) {
     const std::int16_t* const t = table.value;
     for (int i = 0; i < 4; ++i) {
         const WrappingSum even = product(t[2 * i], x[0]) + product(t[2 * i + 1], x[2]) + product(t[8 + 2 * i], x[4]) +
@@ -95,7 +95,7 @@ void fullColumn(const std::int16_t row[8][8], int column, std::int16_t out[8][8]
     }
 }
 
-void halfRow(const std::int16_t x[8], const HalfRowTable& table, std::int32_t rounding, std::int16_t out[4]) {
+void halfRow(const std::int16_t x[8], HalfRowTable const& table, std::int32_t rounding, std::int16_t out[4]) {
     const std::int16_t* const t = table.value;
     WrappingSum s[4];
     for (int i = 0; i < 4; ++i) {
@@ -131,7 +131,7 @@ void halfColumn(const std::int16_t row[8][4], int column, std::int16_t out[4][4]
     out[3][column] = shiftedRight(sub(k, hOuter), kColumnShift4x4);
 }
 
-void quarterRow(const std::int16_t x[8], const QuarterRowTable& table, std::int32_t rounding, std::int16_t out[2]) {
+void quarterRow(const std::int16_t x[8], QuarterRowTable const& table, std::int32_t rounding, std::int16_t out[2]) {
     const WrappingSum mean = product(table.a0, x[0]) + static_cast<WrappingSum>(rounding);
     const WrappingSum slope =
         product(table.a1, x[1]) - product(table.a3, x[3]) + product(table.a5, x[5]) - product(table.a7, x[7]);

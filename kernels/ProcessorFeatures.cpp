@@ -30,7 +30,7 @@ struct FeatureSource {
 template <std::size_t count>
 std::uint64_t featuresOf(std::uint32_t registerValue, const FeatureSource (&sources)[count]) {
     std::uint64_t features = 0;
-    for (const FeatureSource& source : sources) {
+    for (FeatureSource const& source : sources) {
         if (bitIsSet(registerValue, source.registerBit))
             features |= source.feature;
     }
@@ -57,15 +57,15 @@ constexpr FeatureSource kLeaf7Edx[] = {{kFeatureAvx5124Fmaps, 3}, {kFeatureAvx51
 
 constexpr FeatureSource kExtendedEcx[] = {{kFeaturePrefetchw, 8}};
 
-std::uint64_t leaf1Features(const CpuidRegisters& leaf1) {
+std::uint64_t leaf1Features(CpuidRegisters const& leaf1) {
     std::uint64_t features = featuresOf(leaf1.edx, kLeaf1Edx) | featuresOf(leaf1.ecx, kLeaf1Ecx);
     if ((leaf1.eax & 0xFF0) == 0xB10)
         features |= kFeatureFamilyModelB1;
     return features;
 }
 
-std::uint64_t leaf7Features(const CpuidSnapshot& snapshot) {
-    const CpuidRegisters& leaf7 = snapshot.leaf7;
+std::uint64_t leaf7Features(CpuidSnapshot const& snapshot) {
+    CpuidRegisters const& leaf7 = snapshot.leaf7;
     std::uint64_t features =
         featuresOf(leaf7.ebx, kLeaf7Ebx) | featuresOf(leaf7.ecx, kLeaf7Ecx) | featuresOf(leaf7.edx, kLeaf7Edx);
     const std::uint32_t avx2WithBmi = 1u << 5 | 1u << 3 | 1u << 8;
@@ -106,25 +106,25 @@ CpuidSnapshot cpuidSnapshot() {
     return snapshot;
 }
 
-bool avxStateEnabled(const CpuidSnapshot& snapshot) {
+bool avxStateEnabled(CpuidSnapshot const& snapshot) {
     const std::uint32_t leaf1Needs = 1u << kLeaf1EcxOsxsave | 1u << kLeaf1EcxAvx;
     const std::uint64_t statesNeeded = 1u << 1 | 1u << 2; // 128-bit registers, upper halves of the 256-bit ones
     return bitsAreSet(snapshot.leaf1.ecx, leaf1Needs) && bitsAreSet(snapshot.xcr0, statesNeeded);
 }
 
-bool avx512StateEnabled(const CpuidSnapshot& snapshot) {
+bool avx512StateEnabled(CpuidSnapshot const& snapshot) {
     // Mask registers, upper halves of the first sixteen 512-bit registers, all of the other sixteen.
     const std::uint64_t statesNeeded = 1u << 5 | 1u << 6 | 1u << 7;
     return bitIsSet(snapshot.leaf1.ecx, kLeaf1EcxOsxsave) && bitsAreSet(snapshot.xcr0, statesNeeded);
 }
 
-bool isGenuineIntel(const CpuidSnapshot& snapshot) {
+bool isGenuineIntel(CpuidSnapshot const& snapshot) {
     // The twelve letters are in EBX, EDX and ECX, four each, the first in the lowest byte.
     return snapshot.leaf0.ebx == signature_INTEL_ebx && snapshot.leaf0.edx == signature_INTEL_edx &&
            snapshot.leaf0.ecx == signature_INTEL_ecx;
 }
 
-std::uint64_t featuresFrom(const CpuidSnapshot& snapshot) {
+std::uint64_t featuresFrom(CpuidSnapshot const& snapshot) {
     std::uint64_t features = leaf1Features(snapshot.leaf1);
     if (avxStateEnabled(snapshot))
         features |= kFeatureAvxState;

@@ -91,8 +91,8 @@ CpuidSnapshot cpuidSnapshot();
 
 // The feature mask of the processor that the snapshot describes. Only the two state bits and AVX-512 F depend on
 // what the system saves; the others say what the processor has.
-std::uint64_t featuresFrom(const CpuidSnapshot& snapshot);
+std::uint64_t featuresFrom(CpuidSnapshot const& snapshot);
 
-bool avxStateEnabled(const CpuidSnapshot& snapshot);
-bool avx512StateEnabled(const CpuidSnapshot& snapshot);
-bool isGenuineIntel(const CpuidSnapshot& snapshot);
+bool avxStateEnabled(CpuidSnapshot const& snapshot);
+bool avx512StateEnabled(CpuidSnapshot const& snapshot);
+bool isGenuineIntel(CpuidSnapshot const& snapshot);

@@ -32,7 +32,7 @@ constexpr VariantRule kVariantRules[] = {
 } // namespace
 
 VariantSelection variantFor(std::uint64_t features, std::int32_t statusSoFar) {
-    for (const VariantRule& rule : kVariantRules) {
+    for (VariantRule const& rule : kVariantRules) {
         if ((features & rule.decisive) != rule.decisive)
             continue;
         const bool lowerImplied = (features & rule.required) != rule.required;
@@ -61,7 +61,7 @@ VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual
     return variantFor(features, status);
 }
 
-bool canRun(const Variant& variant, std::uint64_t actual) {
+bool canRun(Variant const& variant, std::uint64_t actual) {
     return variantForRequest(variant.features, actual).status == kStatusOk;
 }
 

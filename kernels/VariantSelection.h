@@ -57,7 +57,7 @@ VariantSelection variantFor(std::uint64_t features, std::int32_t statusSoFar = k
 VariantSelection variantForRequest(std::uint64_t requested, std::uint64_t actual);
 
 // Whether a processor with the `actual` features can run the variant.
-bool canRun(const Variant& variant, std::uint64_t actual);
+bool canRun(Variant const& variant, std::uint64_t actual);
 
 // The status of detection and selection together, by who made the processor.
 std::int32_t statusOfInit(std::int32_t selectionStatus, bool isIntel);

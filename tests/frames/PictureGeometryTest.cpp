@@ -138,7 +138,7 @@ TEST(FieldGeometryTest, ASingleLineInATwoPictureModeIsWrittenByTheFieldThatHasIt
 
 TEST(FieldGeometryTest, APictureWithoutRowsOrSlicesDecodesToNothing) {
     for (std::uint32_t mode = 0; mode < 4; ++mode) {
-        for (const auto& [width, height] : {std::pair{0u, 40u}, std::pair{40u, 0u}, std::pair{0u, 0u}}) {
+        for (auto const& [width, height] : {std::pair{0u, 40u}, std::pair{40u, 0u}, std::pair{0u, 0u}}) {
             const MadeFrame made = twoFields(fieldSpec(mode, width, height));
             for (const OptimizationTarget target : runnableTargets()) {
                 DecodeRequest request = requestFor(made.bytes, 0, 8, 0, target);

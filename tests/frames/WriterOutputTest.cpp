@@ -118,7 +118,7 @@ TEST(Output422Test, Height3WritesThreeLinesOfTheUpperBlocks) {
 TEST(Output422Test, TenBitCodesRunFrom0At256BelowZeroTo1023At255AndAHalf) {
     // With index 8 a DC is half a step.
     const int expected[][2] = {{-512, 0}, {511, 1023}, {512, 1023}, {600, 1023}, {-513, 0}, {0, 512}};
-    for (const auto& [dc, code] : expected) {
+    for (auto const& [dc, code] : expected) {
         const SliceMaker flat = flatSlices(dc, dc, dc);
         const MadeFrame made = makeFrame(sizedSpec(2, 16, 16), [&](SlicePlace const& place, SliceContent& content) {
             flat(place, content);

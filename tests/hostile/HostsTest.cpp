@@ -407,7 +407,7 @@ double secondsOf(std::vector<std::uint8_t> const& frame, void* pixels, std::int6
 // data are not visited; visiting the slices of one of these pictures would take seconds.
 TEST(BoundsTest, AHundredBytesThatDeclareALargePictureTakeLittleTime) {
     std::uint8_t pixel = 0;
-    for (const auto& [width, height] : {std::pair{65535u, 65535u}, std::pair{65535u, 512u}, std::pair{512u, 65535u}}) {
+    for (auto const& [width, height] : {std::pair{65535u, 65535u}, std::pair{65535u, 512u}, std::pair{512u, 65535u}}) {
         const double seconds = secondsOf(headerAlone(width, height), &pixel, 1 << 20, 3);
         std::cout << width << 'x' << height << ": " << seconds * 1000 << " ms\n";
         if (!kHasSanitizer) {

@@ -17,12 +17,12 @@ double rowFactor(int row) {
     return w(row);
 }
 
-const FullRowTable& fullTable(int row) {
+FullRowTable const& fullTable(int row) {
     const FullRowTable* const tables[4] = {&tab_i_04, &tab_i_17, &tab_i_26, &tab_i_35};
     return *tables[row];
 }
 
-const HalfRowTable& halfTable(int row) {
+HalfRowTable const& halfTable(int row) {
     const HalfRowTable* const tables[4] = {&tab_i4_04, &tab_i4_17, &tab_i4_26, &tab_i4_35};
     return *tables[row];
 }

@@ -20,7 +20,7 @@ struct Values {
     static constexpr int kCount = 64 / sizeof(Value);
     Value value[kCount];
 
-    static Values of(const Vector& v) {
+    static Values of(Vector const& v) {
         Values values;
         std::memcpy(values.value, &v, sizeof values.value);
         return values;
@@ -47,7 +47,7 @@ inline __m128i bits(__m128 lane) {
 
 // Chooses each value from the two tables that follow each other.
 template <typename Value>
-inline Vector permuted(const Vector& first, const Vector& order, const Vector& second) {
+inline Vector permuted(Vector const& first, Vector const& order, Vector const& second) {
     const auto a = Values<Value>::of(first), b = Values<Value>::of(second), places = Values<Value>::of(order);
     Values<Value> result;
     constexpr int kCount = Values<Value>::kCount;
@@ -64,7 +64,7 @@ inline Vector load(const void* from) {
     return v;
 }
 
-inline void store(void* to, const Vector& v) {
+inline void store(void* to, Vector const& v) {
     std::memcpy(to, &v, sizeof v);
 }
 
@@ -81,14 +81,14 @@ inline Vector twice(__m256 half) {
     return v;
 }
 
-inline __m256 halfOf(const Vector& v, int index) {
+inline __m256 halfOf(Vector const& v, int index) {
     __m256 half;
     std::memcpy(&half, v.lane + 2 * index, sizeof half);
     return half;
 }
 
 template <int order>
-inline Vector shuffledLanes(const Vector& a, const Vector& b) {
+inline Vector shuffledLanes(Vector const& a, Vector const& b) {
     return {{a.lane[order & 3], a.lane[order >> 2 & 3], b.lane[order >> 4 & 3], b.lane[order >> 6 & 3]}};
 }
 
@@ -100,13 +100,13 @@ inline Vector shuffledLanes(const Vector& a, const Vector& b) {
         return emulated512::eachLane([&](int i) { return expression; });                                               \
     }
 #define RAVELO_EMULATED_INTEGERS(name)                                                                                 \
-    RAVELO_EMULATED(name, (const emulated512::Vector& a, const emulated512::Vector& b),                                \
+    RAVELO_EMULATED(name, (emulated512::Vector const& a, emulated512::Vector const& b),                                \
                     _mm_##name(a.lane[i], b.lane[i]))
 #define RAVELO_EMULATED_FLOATS(name)                                                                                   \
-    RAVELO_EMULATED(name, (const emulated512::Vector& a, const emulated512::Vector& b),                                \
+    RAVELO_EMULATED(name, (emulated512::Vector const& a, emulated512::Vector const& b),                                \
                     emulated512::bits(_mm_##name(emulated512::floats(a.lane[i]), emulated512::floats(b.lane[i]))))
 #define RAVELO_EMULATED_FUSED(name)                                                                                    \
-    RAVELO_EMULATED(name, (const emulated512::Vector& a, const emulated512::Vector& b, const emulated512::Vector& c),  \
+    RAVELO_EMULATED(name, (emulated512::Vector const& a, emulated512::Vector const& b, emulated512::Vector const& c),  \
                     emulated512::bits(_mm_##name(emulated512::floats(a.lane[i]), emulated512::floats(b.lane[i]),       \
                                                  emulated512::floats(c.lane[i]))))
 
@@ -130,15 +130,15 @@ RAVELO_EMULATED_FLOATS(unpackhi_ps)
 RAVELO_EMULATED_FUSED(fmadd_ps)
 RAVELO_EMULATED_FUSED(fmsub_ps)
 RAVELO_EMULATED_FUSED(fnmadd_ps)
-RAVELO_EMULATED(slli_epi32, (const emulated512::Vector& a, int count), _mm_slli_epi32(a.lane[i], count))
-RAVELO_EMULATED(srai_epi16, (const emulated512::Vector& a, int count), _mm_srai_epi16(a.lane[i], count))
-RAVELO_EMULATED(srai_epi32, (const emulated512::Vector& a, int count), _mm_srai_epi32(a.lane[i], count))
-RAVELO_EMULATED(cvtepi32_ps, (const emulated512::Vector& a), emulated512::bits(_mm_cvtepi32_ps(a.lane[i])))
+RAVELO_EMULATED(slli_epi32, (emulated512::Vector const& a, int count), _mm_slli_epi32(a.lane[i], count))
+RAVELO_EMULATED(srai_epi16, (emulated512::Vector const& a, int count), _mm_srai_epi16(a.lane[i], count))
+RAVELO_EMULATED(srai_epi32, (emulated512::Vector const& a, int count), _mm_srai_epi32(a.lane[i], count))
+RAVELO_EMULATED(cvtepi32_ps, (emulated512::Vector const& a), emulated512::bits(_mm_cvtepi32_ps(a.lane[i])))
 
 template <int order>
-RAVELO_EMULATED(shuffle_epi32, (const emulated512::Vector& a), _mm_shuffle_epi32(a.lane[i], order))
+RAVELO_EMULATED(shuffle_epi32, (emulated512::Vector const& a), _mm_shuffle_epi32(a.lane[i], order))
 template <int order>
-RAVELO_EMULATED(shuffle_ps, (const emulated512::Vector& a, const emulated512::Vector& b),
+RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector const& b),
                 emulated512::bits(_mm_shuffle_ps(emulated512::floats(a.lane[i]), emulated512::floats(b.lane[i]),
                                                  order)))
 

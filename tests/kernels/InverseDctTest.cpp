@@ -14,7 +14,7 @@ using InverseDctTest = EveryVariant;
 INSTANTIATE_TEST_SUITE_P(Every, InverseDctTest, testing::ValuesIn(kKernelVariants), variantTestName);
 
 // The float entry's result on a block on which the fused variants differ from the plain ones.
-BlockFloat publicInverse(const BlockFloat& block) {
+BlockFloat publicInverse(BlockFloat const& block) {
     BlockFloat out = {};
     EXPECT_EQ(ippiDCT8x8Inv_32f_C1(block.data(), out.data()), 0);
     return out;
@@ -28,12 +28,12 @@ TEST_P(InverseDctTest, TheEntriesRunTheVariantThatWasForced) {
     ASSERT_EQ(ippJumpIndexForMergedLibs, GetParam().index);
 
     Random generator = seeded(20260);
-    for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 200)) {
+    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, 200)) {
         BlockFloat expected = {};
         ASSERT_EQ(GetParam().inverse8x8Float(block.data(), expected.data()), 0);
         ASSERT_EQ(publicInverse(block), expected);
     }
-    for (const Block16& block : trialBlocks(generator, 200)) {
+    for (Block16 const& block : trialBlocks(generator, 200)) {
         Block16 full = {};
         ASSERT_EQ(ippiDCT8x8Inv_A10_16s_C1(block.data(), full.data()), 0);
         ASSERT_EQ(full, literalInverse8x8(block));
@@ -60,7 +60,7 @@ TEST_P(InverseDctTest, TheEntriesRefuseNullPointers) {
 }
 
 TEST(InverseDctForcingTest, TheVariantsCanBeToldApartByTheirFloatResults) {
-    const KernelVariant& l9 = kKernelVariants[kVariantL9];
+    KernelVariant const& l9 = kKernelVariants[kVariantL9];
     if (!isRunnable(l9))
         GTEST_SKIP() << "this processor cannot run l9";
     const DispatchStateKeeper keeper;

@@ -170,7 +170,7 @@ TEST(JumpTableTest, AHostMayChangeTheSelectionWhileKernelsRun) {
         });
     }
     for (int round = 0; round < 200; ++round) {
-        for (const KernelVariant& variant : kKernelVariants) {
+        for (KernelVariant const& variant : kKernelVariants) {
             if (isRunnable(variant))
                 ippSetCpuFeatures(variant.features);
         }

@@ -28,11 +28,11 @@ constexpr int kNumRandomKinds = 4;
 
 } // namespace
 
-void PrintTo(const KernelVariant& variant, std::ostream* out) {
+void PrintTo(KernelVariant const& variant, std::ostream* out) {
     *out << variant.name;
 }
 
-bool isRunnable(const Variant& variant) {
+bool isRunnable(Variant const& variant) {
     const struct {
         std::uint64_t features;
         bool isThere;
@@ -46,7 +46,7 @@ bool isRunnable(const Variant& variant) {
                                   __builtin_cpu_supports("avx512vl")},
     };
     std::uint64_t features = 0;
-    for (const auto& step : steps)
+    for (auto const& step : steps)
         features |= step.isThere ? step.features : 0;
     return (variant.features & ~features) == 0;
 }
@@ -55,7 +55,7 @@ KernelVariant emulatedK0() {
     return {{"emulated_k0", kVariantK0, kFeaturesUpToAvx2, true}, RAVELO_KERNELS_OF(emulated_k0)};
 }
 
-std::string variantTestName(const testing::TestParamInfo<KernelVariant>& info) {
+std::string variantTestName(testing::TestParamInfo<KernelVariant> const& info) {
     return info.param.name;
 }
 

@@ -11,11 +11,11 @@
 #include "ProcessorFeatures.h"
 #include "Random.h"
 
-void PrintTo(const KernelVariant& variant, std::ostream* out);
+void PrintTo(KernelVariant const& variant, std::ostream* out);
 
 // Whether this processor can run the variant, according to the compiler's runtime, which is independent of the
 // detection under test.
-bool isRunnable(const Variant& variant);
+bool isRunnable(Variant const& variant);
 
 // The source of the AVX-512 variant on emulated vectors, for processors without AVX-512.
 KernelVariant emulatedK0();
@@ -34,15 +34,15 @@ protected:
     }
 };
 
-std::string variantTestName(const testing::TestParamInfo<KernelVariant>& info);
+std::string variantTestName(testing::TestParamInfo<KernelVariant> const& info);
 
 // Gives the process's dispatch state back as it was.
 class DispatchStateKeeper {
 public:
     DispatchStateKeeper();
     ~DispatchStateKeeper();
-    DispatchStateKeeper(const DispatchStateKeeper&) = delete;
-    DispatchStateKeeper& operator=(const DispatchStateKeeper&) = delete;
+    DispatchStateKeeper(DispatchStateKeeper const&) = delete;
+    DispatchStateKeeper& operator=(DispatchStateKeeper const&) = delete;
 
 private:
     std::int32_t m_index;

@@ -20,7 +20,7 @@ INSTANTIATE_TEST_SUITE_P(Emulated, KernelVariantsTest, testing::Values(emulatedK
 
 std::vector<KernelVariant> plainVariants() {
     std::vector<KernelVariant> plain;
-    for (const KernelVariant& variant : kKernelVariants) {
+    for (KernelVariant const& variant : kKernelVariants) {
         if (!variant.isFused)
             plain.push_back(variant);
     }
@@ -31,24 +31,24 @@ class PlainArithmeticVariantsTest : public EveryVariant {};
 
 INSTANTIATE_TEST_SUITE_P(Every, PlainArithmeticVariantsTest, testing::ValuesIn(plainVariants()), variantTestName);
 
-BlockFloat inverse(const KernelVariant& variant, const BlockFloat& block) {
+BlockFloat inverse(KernelVariant const& variant, BlockFloat const& block) {
     BlockFloat out = {};
     EXPECT_EQ(variant.inverse8x8Float(block.data(), out.data()), 0);
     return out;
 }
 
-BlockFloat plainInverse(const BlockFloat& block) {
+BlockFloat plainInverse(BlockFloat const& block) {
     BlockFloat out = {};
     plain_dct_8x8_inv_32f(block.data(), out.data());
     return out;
 }
 
 // Equality of bits, which distinguishes the two zeros.
-bool sameBits(const BlockFloat& a, const BlockFloat& b) {
+bool sameBits(BlockFloat const& a, BlockFloat const& b) {
     return std::memcmp(a.data(), b.data(), sizeof a) == 0;
 }
 
-double largestDifference(const BlockFloat& a, const BlockFloat& b) {
+double largestDifference(BlockFloat const& a, BlockFloat const& b) {
     double largest = 0.0;
     for (int i = 0; i < 64; ++i)
         largest = std::max(largest, std::abs(double{a[i]} - double{b[i]}));
@@ -59,7 +59,7 @@ double largestDifference(const BlockFloat& a, const BlockFloat& b) {
 
 TEST_P(KernelVariantsTest, FixedPointTransformsGiveThePlainBits) {
     Random generator = seeded(20260);
-    for (const Block16& block : trialBlocks(generator, 5000)) {
+    for (Block16 const& block : trialBlocks(generator, 5000)) {
         Block16 full = {};
         ASSERT_EQ(GetParam().inverse8x8(block.data(), full.data()), 0);
         ASSERT_EQ(full, literalInverse8x8(block));
@@ -75,7 +75,7 @@ TEST_P(KernelVariantsTest, FixedPointTransformsGiveThePlainBits) {
 TEST_P(PlainArithmeticVariantsTest, TheFloatTransformGivesThePlainBits) {
     Random generator = seeded(20260);
     for (const int limit : {10, 10000, 10000000}) {
-        for (const BlockFloat& block : trialFloatBlocks(generator, limit, 3000))
+        for (BlockFloat const& block : trialFloatBlocks(generator, limit, 3000))
             ASSERT_TRUE(sameBits(inverse(GetParam(), block), plainInverse(block)));
     }
 }
@@ -84,7 +84,7 @@ TEST_P(KernelVariantsTest, TheFloatTransformIsWithinFourThousandthsOfThePlainOne
     // Two units in the last place of samples up to 32768, for coefficients of ordinary range.
     Random generator = seeded(20260);
     double largest = 0.0;
-    for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 10000))
+    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, 10000))
         largest = std::max(largest, largestDifference(inverse(GetParam(), block), plainInverse(block)));
     EXPECT_LE(largest, 0.004);
     std::cout << "largest difference: " << largest << "\n";
@@ -143,7 +143,7 @@ TEST_P(KernelVariantsTest, FixedPointTransformsWriteExactlyTheirSamples) {
         int (*entry)(const std::int16_t*, std::int16_t*);
         std::size_t numSamples;
     } entries[] = {{GetParam().inverse8x8, 64}, {GetParam().inverse8x8To4x4, 16}, {GetParam().inverse8x8To2x2, 4}};
-    for (const auto& [entry, numSamples] : entries) {
+    for (auto const& [entry, numSamples] : entries) {
         for (std::size_t shift = 0; shift < 8; ++shift) {
             std::vector<std::int16_t> source(64 + 8, 0);
             std::copy(block.begin(), block.end(), source.begin() + static_cast<std::ptrdiff_t>(shift));
@@ -189,10 +189,10 @@ TEST_P(KernelVariantsTest, CornerBatchesEqualSingleBlocksBitForBit) {
         int side;
     } sizes[] = {{GetParam().inverse4x4Corners, GetParam().inverse8x8To4x4, 4},
                  {GetParam().inverse2x2Corners, GetParam().inverse8x8To2x2, 2}};
-    for (const auto& [batch, single, side] : sizes) {
+    for (auto const& [batch, single, side] : sizes) {
         const auto perBlock = static_cast<std::size_t>(side * side);
         for (std::size_t numBlocks = 0; numBlocks <= 35; ++numBlocks) {
-            for (const Block16& seed : trialBlocks(generator, 2)) {
+            for (Block16 const& seed : trialBlocks(generator, 2)) {
                 std::vector<std::int16_t> corners(perBlock * numBlocks);
                 for (std::size_t i = 0; i < corners.size(); ++i)
                     corners[i] = static_cast<std::int16_t>(seed[i % 64] ^ static_cast<std::int16_t>(i / 64));
@@ -213,11 +213,11 @@ TEST_P(KernelVariantsTest, CornerBatchesEqualSingleBlocksBitForBit) {
 
 namespace {
 
-void checkSameBits(const KernelVariant& l9, const KernelVariant& k0) {
+void checkSameBits(KernelVariant const& l9, KernelVariant const& k0) {
     if (!isRunnable(l9) || !isRunnable(k0))
         GTEST_SKIP() << "this processor cannot run both " << l9.name << " and " << k0.name;
     Random generator = seeded(20260);
-    for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 1000))
+    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, 1000))
         ASSERT_TRUE(sameBits(inverse(l9, block), inverse(k0, block)));
 }
 

@@ -154,7 +154,7 @@ double basis(int frequency, int position) {
 
 } // namespace
 
-Block16 literalInverse8x8(const Block16& x, RowSums sums) {
+Block16 literalInverse8x8(Block16 const& x, RowSums sums) {
     Wide row[8][8];
     for (int r = 0; r < 8; ++r)
         fullRow(&x[8 * r], r, sums, row[r]);
@@ -183,7 +183,7 @@ Block16 literalInverse8x8(const Block16& x, RowSums sums) {
     return out;
 }
 
-std::array<std::int16_t, 16> literalInverse8x8To4x4(const Block16& source, RowSums sums) {
+std::array<std::int16_t, 16> literalInverse8x8To4x4(Block16 const& source, RowSums sums) {
     Wide row[8][4] = {};
     for (const int r : {0, 1, 2, 3, 5, 6, 7}) {
         const Wide* const T = kHalfRows[kTableOfRow[r]];
@@ -221,7 +221,7 @@ std::array<std::int16_t, 16> literalInverse8x8To4x4(const Block16& source, RowSu
     return out;
 }
 
-std::array<std::int16_t, 4> literalInverse8x8To2x2(const Block16& source, RowSums sums) {
+std::array<std::int16_t, 4> literalInverse8x8To2x2(Block16 const& source, RowSums sums) {
     Wide row[8][2] = {};
     for (const int r : {0, 1, 3, 5, 7}) {
         const Wide* const weights = kQuarterRows[kTableOfRow[r]];
@@ -243,7 +243,7 @@ std::array<std::int16_t, 4> literalInverse8x8To2x2(const Block16& source, RowSum
     return out;
 }
 
-BlockFloat literalInverse8x8Float(const BlockFloat& source) {
+BlockFloat literalInverse8x8Float(BlockFloat const& source) {
     double k[8];
     for (int i = 0; i < 8; ++i)
         k[i] = i == 0 ? 1.0 : std::numbers::sqrt2 * std::cos(i * std::numbers::pi / 16.0);
@@ -260,7 +260,7 @@ BlockFloat literalInverse8x8Float(const BlockFloat& source) {
     return x;
 }
 
-BlockDouble exactInverse8x8(const BlockDouble& x) {
+BlockDouble exactInverse8x8(BlockDouble const& x) {
     BlockDouble rows = {};
     BlockDouble out = {};
     for (int v = 0; v < 8; ++v) {
@@ -278,7 +278,7 @@ BlockDouble exactInverse8x8(const BlockDouble& x) {
     return out;
 }
 
-BlockDouble groupMeans(const BlockDouble& samples, int side) {
+BlockDouble groupMeans(BlockDouble const& samples, int side) {
     const int perRow = 8 / side;
     BlockDouble means = {};
     for (int row = 0; row < 8; ++row) {

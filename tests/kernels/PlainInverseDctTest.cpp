@@ -11,37 +11,37 @@
 
 namespace {
 
-Block16 plain8x8(const Block16& block) {
+Block16 plain8x8(Block16 const& block) {
     Block16 out = {};
     plain_dct_8x8_inv_a10_16s(block.data(), out.data());
     return out;
 }
 
-std::array<std::int16_t, 16> plain4x4(const Block16& block) {
+std::array<std::int16_t, 16> plain4x4(Block16 const& block) {
     std::array<std::int16_t, 16> out = {};
     plain_dct_8x8To4x4_inv_16s(block.data(), out.data());
     return out;
 }
 
-std::array<std::int16_t, 4> plain2x2(const Block16& block) {
+std::array<std::int16_t, 4> plain2x2(Block16 const& block) {
     std::array<std::int16_t, 4> out = {};
     plain_dct_8x8To2x2_inv_16s(block.data(), out.data());
     return out;
 }
 
-BlockFloat plainFloat(const BlockFloat& block) {
+BlockFloat plainFloat(BlockFloat const& block) {
     BlockFloat out = {};
     plain_dct_8x8_inv_32f(block.data(), out.data());
     return out;
 }
 
 template <typename Array>
-void expectAll(const Array& samples, typename Array::value_type expected) {
+void expectAll(Array const& samples, typename Array::value_type expected) {
     for (const auto sample : samples)
         EXPECT_EQ(sample, expected);
 }
 
-double norm(const BlockFloat& block) {
+double norm(BlockFloat const& block) {
     double sum = 0.0;
     for (const float coefficient : block)
         sum += double{coefficient} * coefficient;
@@ -59,7 +59,7 @@ Block16 moderateBlock(Random& generator) {
 }
 
 template <std::size_t count>
-double largestError(const std::array<std::int16_t, count>& found, const BlockDouble& exact) {
+double largestError(std::array<std::int16_t, count> const& found, BlockDouble const& exact) {
     double largest = 0.0;
     for (std::size_t i = 0; i < count; ++i)
         largest = std::max(largest, std::abs(found[i] - exact[i]));
@@ -101,7 +101,7 @@ TEST(PlainInverseDctTest, AFloatDcIsDividedByEightExactly) {
 
 TEST(PlainInverseDctTest, TheFixedPointTransformsFollowTheirFormulasBitForBit) {
     Random generator = seeded(20260);
-    for (const Block16& block : trialBlocks(generator, 3000)) {
+    for (Block16 const& block : trialBlocks(generator, 3000)) {
         ASSERT_EQ(plain8x8(block), literalInverse8x8(block));
         ASSERT_EQ(plain4x4(block), literalInverse8x8To4x4(block));
         ASSERT_EQ(plain2x2(block), literalInverse8x8To2x2(block));
@@ -111,7 +111,7 @@ TEST(PlainInverseDctTest, TheFixedPointTransformsFollowTheirFormulasBitForBit) {
 TEST(PlainInverseDctTest, TheFloatTransformFollowsItsFormulaBitForBit) {
     Random generator = seeded(20260);
     for (const int limit : {10, 10000, 10000000}) {
-        for (const BlockFloat& block : trialFloatBlocks(generator, limit, 1000))
+        for (BlockFloat const& block : trialFloatBlocks(generator, limit, 1000))
             ASSERT_EQ(plainFloat(block), literalInverse8x8Float(block));
     }
 }
@@ -142,7 +142,7 @@ TEST(PlainInverseDctTest, RowSumsWrapInsteadOfClipping) {
 
 TEST(PlainInverseDctTest, RowFourAndColumnFourHaveNoWeightAtHalfSize) {
     Random generator = seeded(20260);
-    for (const Block16& block : trialBlocks(generator, 100)) {
+    for (Block16 const& block : trialBlocks(generator, 100)) {
         Block16 changed = block;
         for (int i = 0; i < 8; ++i) {
             changed[8 * 4 + i] = static_cast<std::int16_t>(generator() & 0xFFFF);
@@ -154,7 +154,7 @@ TEST(PlainInverseDctTest, RowFourAndColumnFourHaveNoWeightAtHalfSize) {
 
 TEST(PlainInverseDctTest, EvenRowsAndColumnsButTheFirstHaveNoWeightAtQuarterSize) {
     Random generator = seeded(20260);
-    for (const Block16& block : trialBlocks(generator, 100)) {
+    for (Block16 const& block : trialBlocks(generator, 100)) {
         Block16 changed = block;
         for (const int even : {2, 4, 6}) {
             for (int i = 0; i < 8; ++i) {
@@ -168,7 +168,7 @@ TEST(PlainInverseDctTest, EvenRowsAndColumnsButTheFirstHaveNoWeightAtQuarterSize
 
 TEST(PlainInverseDctTest, OutputsStayInTheirRanges) {
     Random generator = seeded(20260);
-    for (const Block16& block : trialBlocks(generator, 1000)) {
+    for (Block16 const& block : trialBlocks(generator, 1000)) {
         const auto full = plain8x8(block);
         const auto half = plain4x4(block);
         const auto quarter = plain2x2(block);
@@ -188,7 +188,7 @@ TEST(PlainInverseDctTest, TheFloatTransformIsTheOrthonormalOneWithinItsRoundings
     const double unit = std::ldexp(1.0, -24);
     Random generator = seeded(20260);
     double largest = 0.0;
-    for (const BlockFloat& block : trialFloatBlocks(generator, 10000, 3000)) {
+    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, 3000)) {
         const BlockFloat found = plainFloat(block);
         BlockDouble source = {};
         std::copy(block.begin(), block.end(), source.begin());
@@ -224,7 +224,7 @@ TEST(PlainInverseDctTest, BatchesEqualSingleBlocks) {
     std::vector<float> matrix(64);
     for (float& factor : matrix)
         factor = 0.125f * static_cast<float>(generator() % 32513);
-    for (const Block16& block : blocks) {
+    for (Block16 const& block : blocks) {
         BlockFloat dequantised = {};
         for (int i = 0; i < 64; ++i)
             dequantised[i] = static_cast<float>(block[i]) * matrix[i];

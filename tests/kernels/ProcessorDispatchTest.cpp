@@ -62,7 +62,7 @@ TEST_F(ProcessorDispatchTest, InitGivesEachProcessorItsVariant) {
                       {kAvx512Processor, 3},
                       {kAvx512Processor & ~kFeatureAvx512State, 2},
                       {kAvx2Processor & ~kFeatureAvxState, 0}};
-    for (const auto& [features, index] : processors) {
+    for (auto const& [features, index] : processors) {
         pretendDetected(features);
         ippInit();
         EXPECT_EQ(ippJumpIndexForMergedLibs, index) << std::hex << features;
@@ -281,7 +281,7 @@ TEST_F(ProcessorDispatchTest, FeaturesToIdxIsTheTableByItself) {
         {0x2, 0, 0x2, 36},
         {0, 0, 0, 36},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         std::uint64_t features = row.features;
         std::int32_t index = 99;
         EXPECT_EQ(ownFeaturesToIdx(&features, &index), row.status) << std::hex << row.features;

@@ -68,7 +68,7 @@ CpuidSnapshot avx512Processor() {
     return snapshot;
 }
 
-VariantSelection selectionOn(const CpuidSnapshot& snapshot) {
+VariantSelection selectionOn(CpuidSnapshot const& snapshot) {
     return variantForRequest(featuresFrom(snapshot), featuresFrom(snapshot));
 }
 
@@ -79,7 +79,7 @@ TEST(ProcessorFeaturesTest, ABareProcessorHasNoFeature) {
 }
 
 TEST(ProcessorFeaturesTest, EachSingleRegisterBitSetsItsFeatureAndNoOther) {
-    for (const SingleSource& source : kSingleSources) {
+    for (SingleSource const& source : kSingleSources) {
         CpuidSnapshot snapshot = bareProcessor();
         snapshot.*source.leaf.*source.reg = bit(source.registerBit);
         EXPECT_EQ(featuresFrom(snapshot), featureBit(source.featureBitIndex)) << source.featureBitIndex;
@@ -92,7 +92,7 @@ TEST(ProcessorFeaturesTest, EveryRegisterBitElsewhereSetsNothing) {
         for (auto reg : {kEbx, kEcx, kEdx})
             all.*leaf.*reg = 0xFFFFFFFF;
     }
-    for (const SingleSource& source : kSingleSources)
+    for (SingleSource const& source : kSingleSources)
         all.*source.leaf.*source.reg &= ~bit(source.registerBit);
     all.leaf7.ebx &= ~kAvx2; // half of what makes bit 15
     EXPECT_EQ(featuresFrom(all), 0u);

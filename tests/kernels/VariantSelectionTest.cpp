@@ -28,7 +28,7 @@ const Rule kRules[] = {
 class EveryRule : public testing::TestWithParam<Rule> {};
 
 INSTANTIATE_TEST_SUITE_P(VariantSelectionTest, EveryRule, testing::ValuesIn(kRules),
-                         [](const auto& rule) { return rule.param.name; });
+                         [](auto const& rule) { return rule.param.name; });
 
 } // namespace
 
@@ -71,9 +71,9 @@ TEST_P(EveryRule, AnEarlierStatusHasPrecedence) {
 
 TEST(VariantSelectionTest, TheHighestRuleThatHoldsWins) {
     std::uint64_t all = 0;
-    for (const Rule& rule : kRules)
+    for (Rule const& rule : kRules)
         all |= rule.decisive;
-    for (const Rule& rule : kRules) {
+    for (Rule const& rule : kRules) {
         // With every step from this one down, the result is this step's.
         EXPECT_EQ(variantFor(all).index, rule.index) << rule.name;
         EXPECT_EQ(variantFor(all).enabledFeatures & rule.required, rule.required) << rule.name;

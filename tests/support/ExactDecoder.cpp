@@ -170,7 +170,7 @@ private:
     }
 
     ExactSample sampleOf(std::size_t component, std::size_t block, std::uint32_t row, std::uint32_t column) const {
-        const ExactBlock& source = m_blocks[component][block];
+        ExactBlock const& source = m_blocks[component][block];
         return {source.samples[row * 8 + column], source.errors[row * 8 + column]};
     }
     ExactSample luma(std::uint32_t line, std::uint32_t x) const {

@@ -82,7 +82,7 @@ struct SliceContext {
 };
 
 void placeSlice(SlowSlice& slice, SliceContext const& context) {
-    const Picture& picture = context.picture;
+    Picture const& picture = context.picture;
     const std::uint32_t mbSize = context.mbSize();
     slice.width = slice.sliceMbs * mbSize;
     // The correction is taken in 32 bits and with the unreduced width, so that it wraps at reduced sizes.

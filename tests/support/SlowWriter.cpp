@@ -115,7 +115,7 @@ void SlowWriter::write(std::uint32_t mb, SlowMacroblock const& macroblock) {
             place.side = side;
             place.offset = mbOrigin + line * m_slice.lineStride + (isRight ? bounds.leftWidth * pixelBytes : 0);
             place.alphaIndex = mb * 16 + line * alphaPitch + (isRight ? 8 : 0);
-            const SlowBlock& y = macroblock.y[(isBottom ? 2u : 0u) + (isRight ? 1u : 0u)];
+            SlowBlock const& y = macroblock.y[(isBottom ? 2u : 0u) + (isRight ? 1u : 0u)];
             if (m_kind == Kind::C422) {
                 const std::size_t chroma = isBottom ? 1 : 0;
                 writePart422(place, y, macroblock.cb[chroma], macroblock.cr[chroma], row, isRight ? side / 2 : 0);
@@ -127,11 +127,11 @@ void SlowWriter::write(std::uint32_t mb, SlowMacroblock const& macroblock) {
     }
 }
 
-void SlowWriter::writePart422(Place place, const SlowBlock& y, const SlowBlock& cb, const SlowBlock& cr, int row,
+void SlowWriter::writePart422(Place place, SlowBlock const& y, SlowBlock const& cb, SlowBlock const& cr, int row,
                               int chroma0) {
     for (std::uint32_t x = 0; x < place.partWidth; ++x) {
         const int column = static_cast<int>(x);
-        const SlowBlock& chroma = x % 2 == 0 ? cb : cr;
+        SlowBlock const& chroma = x % 2 == 0 ? cb : cr;
         store(place.offset, finished(encodedSample(chroma.at(row, chroma0 + column / 2)), false));
         store(place.offset + bytesPerSample(), finished(encodedSample(y.at(row, column)), false));
         place.offset += 2 * bytesPerSample();
@@ -151,7 +151,7 @@ void SlowWriter::writeEighth422(std::uint32_t mb, SlowMacroblock const& macroblo
     }
 }
 
-void SlowWriter::writePart444(Place place, const SlowBlock& y, const SlowBlock& cb, const SlowBlock& cr, int row) {
+void SlowWriter::writePart444(Place place, SlowBlock const& y, SlowBlock const& cb, SlowBlock const& cr, int row) {
     for (place.x = 0; place.x < place.partWidth; ++place.x) {
         const int column = static_cast<int>(place.x);
         writePixel444(place, {y.at(row, column), cb.at(row, column), cr.at(row, column)});

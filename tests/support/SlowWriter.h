@@ -59,9 +59,9 @@ private:
         float y, cb, cr;
     };
 
-    void writePart422(Place place, const SlowBlock& y, const SlowBlock& cb, const SlowBlock& cr, int row, int chroma0);
+    void writePart422(Place place, SlowBlock const& y, SlowBlock const& cb, SlowBlock const& cr, int row, int chroma0);
     void writeEighth422(std::uint32_t mb, SlowMacroblock const& macroblock);
-    void writePart444(Place place, const SlowBlock& y, const SlowBlock& cb, const SlowBlock& cr, int row);
+    void writePart444(Place place, SlowBlock const& y, SlowBlock const& cb, SlowBlock const& cr, int row);
     void writePixel444(Place const& place, Sample3 const& samples);
     void store(std::int64_t offset, std::int64_t code);
 

@@ -161,7 +161,7 @@ TEST(EncodeCommandTest, Y4mComesBackWithItsCodes) {
 TEST(EncodeCommandTest, FieldOrderOfY4mIsTakenOver) {
     const TestFolder folder;
     const std::string content = "FRAME\n" + std::string(16 * 32, 'x');
-    for (const auto& [letter, mode] : {std::pair{'t', 1}, {'b', 2}, {'p', 0}}) {
+    for (auto const& [letter, mode] : {std::pair{'t', 1}, {'b', 2}, {'p', 0}}) {
         const std::string header = std::string("YUV4MPEG2 W16 H32 Cmono I") + letter + "\n";
         ASSERT_EQ(runRavelo({"encode", "-", "-o", folder.path("a.rvl"), "-f"}, header + content).exitCode, 0);
         EXPECT_EQ(headerOf(folder.path("a.rvl")).at("interlace_mode"), mode) << letter;

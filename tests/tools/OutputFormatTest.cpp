@@ -193,7 +193,7 @@ TEST(OutputFormatTest, ExrHoldsCodesOverTheirMaximum) {
     file.setFrameBuffer(&pixels[0][0], 1, image.width);
     file.readPixels(0, static_cast<int>(image.height) - 1);
     for (std::size_t i = 0; i < std::size_t{image.width} * image.height; ++i) {
-        const Imf::Rgba& pixel = pixels[static_cast<long>(i / image.width)][static_cast<long>(i % image.width)];
+        Imf::Rgba const& pixel = pixels[static_cast<long>(i / image.width)][static_cast<long>(i % image.width)];
         const half expected[] = {half(static_cast<float>(image.samples[4 * i]) * (1.0f / 65535)),
                                  half(static_cast<float>(image.samples[4 * i + 3]) * (1.0f / 65535))};
         ASSERT_EQ(pixel.r.bits(), expected[0].bits()) << i;

@@ -22,7 +22,7 @@ const std::string kFrame = vectorPath("valid422-1.rvl"); // 78,336 bytes of pixe
 const std::string kOther = vectorPath("valid444-1.rvl");
 
 // Every call of the command that reports something, without what takes the report.
-const std::vector<std::string>& reports() {
+std::vector<std::string> const& reports() {
     static const std::vector<std::string> s_reports = {
         fmt::format("info '{}'", kFrame),
         fmt::format("info --json '{}'", kFrame),
