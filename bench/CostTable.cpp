@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 

@@ -5,6 +5,7 @@
 #include <tbb/global_control.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>

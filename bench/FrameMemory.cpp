@@ -9,6 +9,7 @@
 #include <tbb/global_control.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -16,6 +17,8 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Files.h"
 #include "FrameDecode.h"

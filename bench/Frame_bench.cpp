@@ -3,7 +3,9 @@
 #include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "BenchFrames.h"
 #include "FrameDecode.h"

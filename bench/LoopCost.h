@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include <benchmark/benchmark.h>
 
 #include "CostMeter.h"

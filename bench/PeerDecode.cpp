@@ -6,6 +6,7 @@
 // jpeglib.h uses FILE and size_t without declaring them.
 #include <cstddef>
 #include <cstdio>
+#include <utility>
 
 #include <jpeglib.h>
 

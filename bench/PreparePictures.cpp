@@ -8,6 +8,7 @@
 // A pair's rate is the one that the JPEG encoder meets, whose quality has coarse steps and an end. The frame is encoded
 // for that rate, within 3 %.
 
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>

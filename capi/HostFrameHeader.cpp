@@ -1,5 +1,7 @@
 #include "HostFrameHeader.h"
 
+#include <cstdint>
+
 #include "HostError.h"
 
 namespace {

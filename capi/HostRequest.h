@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "HostFrameHeader.h"
+#include "FrameHeader.h"
 #include "ravelo.h"
 
 // Checks the request of a host: nothing can be refused after these checks.

@@ -1,5 +1,6 @@
 #include "ravelo.h"
 
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <new>

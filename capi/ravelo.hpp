@@ -197,7 +197,7 @@ private:
         if (bytes >= std::numeric_limits<std::size_t>::max())
             throw std::bad_alloc();
         // One byte at least, so that an image without pixels has an address too.
-        m_memory.reset(new std::uint8_t[static_cast<std::size_t>(bytes) + 1]());
+        m_memory = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(bytes) + 1);
         m_capacity = bytes;
     }
 

@@ -1,6 +1,7 @@
 #include "AlphaVLCWriter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 namespace {

@@ -1,7 +1,6 @@
 #include "CoefficientFrame.h"
 
-#include <algorithm>
-#include <stdexcept>
+#include <utility>
 
 #include "AlphaVLCWriter.h"
 #include "ComponentCoding.h"

@@ -1,5 +1,6 @@
 #include "ComponentCoding.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 

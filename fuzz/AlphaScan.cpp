@@ -2,6 +2,7 @@
 // together by the fast form.
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "AlphaScan.h"
@@ -39,7 +40,7 @@ void compare(FuzzInput input) {
     const std::uint32_t numSamples = 16 * (1 + input.below(128));
     const ExactCopy range(input.rest());
     compareTogether<target>(range, alphaBits, numSamples);
-    const std::unique_ptr<std::uint16_t[]> samples(new std::uint16_t[numSamples]);
+    const auto samples = std::make_unique_for_overwrite<std::uint16_t[]>(numSamples);
     AlphaVLCStream<target>(Bitstream{range.data(), range.size()}, alphaBits).fillSamples(samples.get(), numSamples);
     const SlowAlphaResult model = slowScanAlpha({range.data(), range.size()}, numSamples, alphaBits, target);
     if (!model.wrapped)

@@ -1,6 +1,7 @@
 // The bit reader against the slow model's, read by read, until a read wraps the bit count and its results mean nothing.
 
-#include "AlphaVLCStream.h"
+#include <cstdint>
+
 #include "FuzzSupport.h"
 #include "SlowBitReader.h"
 #include "VLCStream_Impl.h"

@@ -60,8 +60,8 @@ Request requestOf(FuzzInput input) {
         // The last component takes the rest, so that long ranges need no long length.
         const std::size_t numBytes = i + 1 == request.count ? input.rest().size() : input.byte();
         component.range = std::make_unique<ExactCopy>(input.bytes(numBytes));
-        component.fast.reset(new std::int16_t[component.numValues() + kScanPadding]);
-        component.plain.reset(new std::int16_t[component.numValues()]);
+        component.fast = std::make_unique_for_overwrite<std::int16_t[]>(component.numValues() + kScanPadding);
+        component.plain = std::make_unique_for_overwrite<std::int16_t[]>(component.numValues());
     }
     return request;
 }

@@ -2,6 +2,8 @@
 // for usage. The subcommand is not run.
 
 #include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <iostream>
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // Coefficients that are written come back, in a component alone and from the ranges of a whole frame.
 
-#include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <vector>
 
 #include "AlphaVLCStream.h"

@@ -1,8 +1,10 @@
 // Pictures through the encoder and back: what it makes is valid, so the decoder writes every pixel of it.
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <vector>
 
 #include "FrameEncoder.h"
 #include "FuzzSupport.h"

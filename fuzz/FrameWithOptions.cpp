@@ -1,5 +1,8 @@
 // Any bytes as a request and a frame: every reduction, coding, depth, stride, target and kernel variant.
 
+#include <cstdint>
+#include <span>
+
 #include "FrameMutator.h"
 #include "FuzzSupport.h"
 

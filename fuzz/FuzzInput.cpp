@@ -36,7 +36,7 @@ std::span<const std::uint8_t> FuzzInput::bytes(std::size_t count) {
 }
 
 ExactCopy::ExactCopy(std::span<const std::uint8_t> bytes)
-    : m_bytes(new std::uint8_t[bytes.size()]), m_size(bytes.size()) {
+    : m_bytes(std::make_unique_for_overwrite<std::uint8_t[]>(bytes.size())), m_size(bytes.size()) {
     if (!bytes.empty())
         std::memcpy(m_bytes.get(), bytes.data(), bytes.size());
 }

@@ -35,7 +35,7 @@ FuzzOutput outputFor(std::span<const std::uint8_t> frame, FuzzRequest const& req
     FuzzOutput output;
     output.lines = needs.lines;
     output.numBytes = needs.lines == 0 ? 0 : (needs.lines - 1) * stride + rowBytes;
-    output.bytes.reset(new std::uint8_t[output.numBytes]);
+    output.bytes = std::make_unique_for_overwrite<std::uint8_t[]>(output.numBytes);
     output.stride = static_cast<std::int64_t>(stride);
     output.pixels = output.bytes.get();
     if (request.strideIsNegative) {

@@ -1,5 +1,7 @@
 // The header information and the buffer requirements, against a reading of the same fields byte by byte.
 
+#include <cstdint>
+
 #include "BufferRequirements.h"
 #include "Frame.h"
 #include "FrameMutator.h"

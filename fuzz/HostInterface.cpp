@@ -4,8 +4,10 @@
 #include "ravelo.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "FrameMutator.h"
@@ -165,7 +167,7 @@ private:
         std::int32_t stop = isStopped ? 1 : 0;
         std::size_t memoryBytes = 0;
         ravelo_output output = outputFrom(m_input, needs, memoryBytes);
-        const std::unique_ptr<std::uint8_t[]> memory(new std::uint8_t[memoryBytes]);
+        const auto memory = std::make_unique_for_overwrite<std::uint8_t[]>(memoryBytes);
         output.memory = memory.get();
         HostStructure<ravelo_output> held(output, m_input);
         ravelo_decode_options withStop = *options;

@@ -3,6 +3,9 @@
 
 #include "PictureReader.h"
 
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include "CommandError.h"

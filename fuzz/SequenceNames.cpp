@@ -2,8 +2,11 @@
 
 #include "Sequence.h"
 
-#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "CommandError.h"
 #include "FuzzInput.h"

@@ -6,8 +6,11 @@
 // variant.
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "FrameMaker.h"
 #include "FuzzSupport.h"

@@ -43,7 +43,7 @@ struct Area {
 };
 
 Area areaOf(std::size_t count) {
-    return {std::unique_ptr<std::int16_t[]>(new std::int16_t[count]), count};
+    return {std::make_unique_for_overwrite<std::int16_t[]>(count), count};
 }
 
 template <OptimizationTarget target>

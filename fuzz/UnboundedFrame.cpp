@@ -4,12 +4,13 @@
 //
 // Only the number of slices is bounded, for speed: the largest picture of all belongs to the hostile tests.
 
+#include <cstdint>
+
 #include "BufferRequirements.h"
 #include "Frame.h"
 #include "FrameMutator.h"
 #include "FuzzSupport.h"
 #include "GuardedMemory.h"
-#include "RaveloDecoderInterface.h"
 
 const std::size_t kFrameOffset = FuzzRequest::kNumBytes;
 

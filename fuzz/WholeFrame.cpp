@@ -1,5 +1,8 @@
 // Any bytes as a frame, at full size in 8 bits, on both targets.
 
+#include <cstdint>
+#include <span>
+
 #include "FrameMutator.h"
 #include "FuzzSupport.h"
 

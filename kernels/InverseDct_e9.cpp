@@ -4,6 +4,8 @@
 // The fixed-point transforms stay in 128 bits, since AVX widens only floats; there this variant gains nothing over y8
 // (17 clocks for a 4x4 corner in both).
 
+#include <cstdint>
+
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"
 #include "KernelEntries.h"

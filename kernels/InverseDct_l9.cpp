@@ -4,6 +4,8 @@
 // The fixed-point transforms of a single block stay in 128 bits, since a block's rows are no wider; there this variant
 // gains nothing over e9. No decode passes through them.
 
+#include <cstdint>
+
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"
 #include "KernelEntries.h"

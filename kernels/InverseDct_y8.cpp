@@ -4,6 +4,8 @@
 // On a server processor with AVX-512 a dense block of a float batch takes 110 core clocks, a 4x4 corner 17 and a 2x2
 // corner 3.5; the plain form takes 182, 345 and 148.
 
+#include <cstdint>
+
 #include "FixedPointTransforms.h"
 #include "FloatTransforms.h"
 #include "KernelEntries.h"

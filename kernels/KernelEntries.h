@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "KernelVariants.h"
 
 // The public entries of one variant. Each checks its pointers and calls the variant's worker; the workers carry the

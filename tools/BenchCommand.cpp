@@ -3,14 +3,18 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <numeric>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "DamageReport.h"
 #include "FrameFile.h"
+#include "FrameParts.h"
 #include "InputFile.h"
-#include "Interrupt.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "RaveloDecoderInterface.h"

@@ -3,8 +3,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "InputPicture.h"
-
 // Changes of the chroma layout. The planes of the result are sited as in a frame: a chroma sample belongs to an even
 // column, and 4:2:2 has one in every line.
 

@@ -40,6 +40,11 @@ Argument& Argument::oneOf(std::initializer_list<int> choices) {
     return *this;
 }
 
+Argument& Argument::oneOf(std::span<const std::uint32_t> choices) {
+    m_option->check(CLI::IsMember(std::vector(choices.begin(), choices.end())));
+    return *this;
+}
+
 namespace {
 
 // The error in the text of a number, with the accepted range; empty if there is none. A valid number is rewritten in

@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ public:
     Argument& showDefault(); // the variable's current value
     Argument& oneOf(std::vector<std::string> const& choices);
     Argument& oneOf(std::initializer_list<int> choices);
+    Argument& oneOf(std::span<const std::uint32_t> choices);
     Argument& between(std::uint64_t least, std::uint64_t most); // whole numbers
     Argument& within(double least, double most);
     Argument& separatedBy(char delimiter); // several values in one word

@@ -3,13 +3,20 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <memory>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "DamageReport.h"
 #include "FrameFile.h"
+#include "FrameParts.h"
 #include "InputFile.h"
 #include "Json.h"
 #include "PictureReader.h"

@@ -1,5 +1,10 @@
 #include "CompletionCommand.h"
 
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include <fmt/format.h>
 
 #include "Report.h"

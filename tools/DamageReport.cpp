@@ -1,6 +1,10 @@
 #include "DamageReport.h"
 
+#include <vector>
+
 #include <fmt/format.h>
+
+#include "FrameParts.h"
 
 namespace {
 

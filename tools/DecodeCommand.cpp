@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <set>
@@ -14,6 +15,7 @@
 #include <unistd.h>
 
 #include "DamageReport.h"
+#include "FrameParts.h"
 #include "FrameTask.h"
 #include "InputFile.h"
 #include "InputSet.h"

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 
 #include "Bitstream.h"
 #include "BufferRequirements.h"
 #include "Frame.h"
+#include "FrameParts.h"
 #include "Interrupt.h"
 #include "RaveloDecoderInterface.h"
 #include "ravelo.hpp"
@@ -75,10 +77,6 @@ bool slicesTakeEveryLine(FrameHeader const& header, std::uint32_t downSampleFact
 }
 
 } // namespace
-
-std::uint32_t DecodedFrame::maxValue() const {
-    return m_request.bitDepth == 15 ? 32768 : (1u << m_request.bitDepth) - 1;
-}
 
 void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
     m_header = parseFrameHeader(frame);

@@ -2,10 +2,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <span>
 #include <vector>
 
-#include "FrameParts.h"
+#include "FrameHeader.h"
 #include "OptimizationTarget.h"
 #include "PixelBuffer.h"
 #include "ravelo.h"
@@ -17,7 +18,7 @@ enum class FailedSlices { Black, Marked, Left };
 struct DecodeRequest {
     std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
-    std::uint32_t bitDepth = 8; // 8, 10, 15 or 16
+    std::uint32_t bitDepth = 8; // one of kBitDepths
     OptimizationTarget target = OptimizationTarget::AVX2;
     FailedSlices failedSlices = FailedSlices::Black;
     std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
@@ -55,8 +56,8 @@ public:
     std::uint32_t width() const { return m_width; }
     std::uint32_t height() const { return m_height; }
     std::uint32_t samplesPerPixel() const { return m_samplesPerPixel; }
-    std::uint32_t bytesPerSample() const { return m_request.bitDepth > 8 ? 2 : 1; }
-    std::uint32_t maxValue() const; // 255, 1023, 32768 or 65535
+    std::uint32_t bytesPerSample() const { return ::bytesPerSample(m_request.bitDepth); }
+    std::uint32_t maxValue() const { return greatestCode(m_request.bitDepth); }
     std::uint64_t rowBytes() const { return std::uint64_t{m_width} * m_samplesPerPixel * bytesPerSample(); }
 
     // The samples of line `y`, rowBytes() bytes.

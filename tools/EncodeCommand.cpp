@@ -2,14 +2,19 @@
 
 #include <bit>
 #include <chrono>
+#include <cstdint>
 #include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include <unistd.h>
 
 #include "ColorMatrix.h"
-#include "DamageReport.h"
 #include "FrameEncoder.h"
 #include "InputSet.h"
 #include "Json.h"

@@ -1,5 +1,9 @@
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <new>
+#include <utility>
+#include <vector>
 
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>

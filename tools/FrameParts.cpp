@@ -122,11 +122,11 @@ std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame) {
 
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels) {
     if (frame.size() < kMinFrameBytes)
-        throw failure("{} is no frame: it has {} bytes, and a header alone takes {}", name, frame.size(),
+        throw failure("{} is not a frame: it has {} bytes, but a header alone has at least {}", name, frame.size(),
                       kMinFrameBytes);
     const FrameHeader header = parseFrameHeader(frame);
     if (frame.size() < header.firstPictureOffset())
-        throw failure("{} is no frame, or cut off: it has {} bytes, and its header says that it takes {} alone", name,
+        throw failure("{} is not a frame, or is cut off: it has {} bytes, but its header declares {}", name,
                       frame.size(), header.firstPictureOffset());
     checkNumPixels(name, header.horizontal_size, header.vertical_size, maxPixels);
 }
@@ -135,7 +135,7 @@ void checkReads(std::string const& name, std::span<const std::uint8_t> frame, st
     const std::uint64_t allowed = maxReadFactor * std::uint64_t{frame.size()};
     if (maxReadFactor != 0 && bytesReadBySlices({frame.data(), frame.size()}, allowed) > allowed)
         throw limitExceeded(
-            "{}: its slices read more than {} bytes, {} times its size of {} (--max-read-factor 0 lifts "
+            "{}: its slices read more than {} bytes, {} times its size of {} (--max-read-factor changes "
             "the limit)",
             name, allowed, maxReadFactor, frame.size());
 }

@@ -52,13 +52,13 @@ std::vector<CodedSlice> parseSliceHeaders(std::span<const std::uint8_t> frame, F
 std::uint64_t declaredHeaderBytes(std::span<const std::uint8_t> frame);
 
 // Bytes from the start of the frame to the end of the last slice, by the header and the tables of slices as far as
-// `frame` holds them: more of the frame may declare more.
+// `frame` contains them: more of the frame may declare more.
 std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame);
 
-// Throws CommandError when the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit when the frame
-// has more than `maxPixels` pixels; 0 lifts the limit. Nothing else in a frame tells it from other data.
+// Throws CommandError if the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit if the frame has
+// more than `maxPixels` pixels; 0 means no limit. A frame has no other mark that distinguishes it from other data.
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels);
 
-// Throws CommandError with ExitCode::Limit when the slices of the frame read more than `maxReadFactor` times its bytes,
-// as those do that share their bytes to cost time; 0 lifts the limit.
+// Throws CommandError with ExitCode::Limit if the slices of the frame read more than `maxReadFactor` times its bytes,
+// as in frames that are made to cost time, whose slices share their bytes; 0 means no limit.
 void checkReads(std::string const& name, std::span<const std::uint8_t> frame, std::uint32_t maxReadFactor);

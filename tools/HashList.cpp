@@ -1,7 +1,7 @@
 #include "HashList.h"
 
-#include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <filesystem>
 
 #include <fmt/format.h>

@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <memory>
 #include <numeric>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "BufferRequirements.h"
-#include "DamageReport.h"
 #include "Frame.h"
 #include "FrameFile.h"
 #include "FrameParts.h"
@@ -117,15 +122,17 @@ struct BufferLine {
 };
 
 std::vector<BufferLine> bufferLines(std::span<const std::uint8_t> frame) {
-    constexpr std::array<std::pair<std::uint32_t, std::uint32_t>, 7> kRequests = {
-        {{0, 8}, {0, 10}, {0, 15}, {0, 16}, {1, 8}, {2, 8}, {3, 8}}};
     std::vector<BufferLine> lines;
-    for (const auto& [downSampleFactor, bitDepth] : kRequests) {
+    const auto add = [&](std::uint32_t downSampleFactor, std::uint32_t bitDepth) {
         const Bitstream bits{frame.data(), frame.size()};
         const PixelBuffer info = Frame::GetFrameInfo(bits, bitDepth, downSampleFactor);
         lines.push_back({downSampleFactor, bitDepth, info.width, info.height,
                          bufferRequirements(bits, bitDepth, downSampleFactor)});
-    }
+    };
+    for (const std::uint32_t bitDepth : kBitDepths)
+        add(0, bitDepth);
+    for (const std::uint32_t downSampleFactor : {1u, 2u, 3u})
+        add(downSampleFactor, 8);
     return lines;
 }
 

@@ -39,6 +39,6 @@ struct InputPicture {
     }
 };
 
-// Throws CommandError if a picture of this size is empty, too large for a frame, or larger than `maxPixels`; 0 lifts
-// that limit. Readers call it before they reserve memory.
+// Throws CommandError if a picture of this size is empty, too large for a frame, or larger than `maxPixels`; 0 means
+// no limit. Readers call it before they reserve memory.
 void checkPictureSize(std::string const& name, std::uint64_t width, std::uint64_t height, std::uint64_t maxPixels);

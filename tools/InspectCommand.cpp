@@ -1,6 +1,10 @@
 #include "InspectCommand.h"
 
+#include <cstdint>
+#include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -8,6 +12,7 @@
 
 #include "DamageReport.h"
 #include "FrameFile.h"
+#include "FrameParts.h"
 #include "InputFile.h"
 #include "InputSet.h"
 #include "Interrupt.h"
@@ -74,7 +79,7 @@ std::string totalsText(InspectedFrame const& frame) {
         const SliceStatistics statistics = statisticsOf(frame.slices, property.value);
         text += fmt::format("  {:8}  {:>10}  {:>10.1f}  {:>10}", property.name, statistics.least, statistics.median,
                             statistics.largest);
-        // A sum of indices means nothing.
+        // A sum of indices is meaningless.
         const bool hasTotal = property.value != &CodedSlice::quantization_index;
         text += hasTotal ? fmt::format("  {:>10}\n", statistics.total) : "\n";
     }

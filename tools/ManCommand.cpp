@@ -1,6 +1,9 @@
 #include "ManCommand.h"
 
 #include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 

@@ -1,4 +1,7 @@
 #include <bit>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 // A part of a long job: work that may run at the same time as that of other parts, and a result that is delivered in

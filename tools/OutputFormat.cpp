@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
 
 #include "CommandError.h"
+#include "PixelBuffer.h"
 #include "Printable.h"
 
 namespace {
@@ -35,7 +37,7 @@ std::vector<std::uint8_t> y4mStreamHeader(DecodedFrame const& frame, OutputOptio
     return y4mHeader(frame, options.frameRate);
 }
 
-const std::vector<std::uint32_t> kAllDepths = {8, 10, 15, 16};
+const std::vector<std::uint32_t> kAllDepths(std::begin(kBitDepths), std::end(kBitDepths));
 
 const std::vector<OutputFormatInfo> kFormats = {
     {.format = OutputFormat::Png,

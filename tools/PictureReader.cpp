@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <utility>
 
 #include "CommandError.h"
 #include "PngReader.h"

@@ -1,5 +1,8 @@
 #include <array>
+#include <cstdint>
 #include <memory>
+#include <new>
+#include <string>
 
 #include <fmt/format.h>
 

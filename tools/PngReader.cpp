@@ -2,11 +2,15 @@
 
 #include <bit>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <new>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include <png.h>
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "PictureReader.h"
 
 class PngReader : public PictureReader {

@@ -1,9 +1,10 @@
 #include "PngWriter.h"
 
-#include <bit>
 #include <csetjmp>
 #include <cstring>
 #include <new>
+#include <string>
+#include <utility>
 
 #include <png.h>
 

@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "CommandError.h"
 

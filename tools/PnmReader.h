@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+#include <string>
+
 #include "PictureReader.h"
 
 // Binary PGM, PPM and PAM.

@@ -1,3 +1,7 @@
+#include <cstdint>
+#include <string>
+#include <vector>
+
 #include <fmt/format.h>
 
 #include "OutputFormat.h"

@@ -1,5 +1,9 @@
 #include "OutputFormat.h"
 
+#include <cstdint>
+#include <span>
+#include <vector>
+
 std::vector<std::uint8_t> rawBytes(DecodedFrame const& frame) {
     std::vector<std::uint8_t> bytes;
     bytes.reserve(std::size_t{frame.rowBytes()} * frame.height());

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 #include "CommandError.h"
 #include "Interrupt.h"

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <limits>
 
+#include "PixelBuffer.h"
 #include "RaveloDecoderInterface.h"
 
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
@@ -81,7 +82,7 @@ void addRequestOptions(Subcommand& command, RequestOptions& options) {
         .value("SIZE")
         .oneOf({"full", "half", "quarter", "eighth"})
         .showDefault();
-    command.option("--depth", options.bitDepth, "bits per sample of the output").value("BITS").oneOf({8, 10, 15, 16});
+    command.option("--depth", options.bitDepth, "bits per sample of the output").value("BITS").oneOf(kBitDepths);
     command.option("--coding", options.coding, "color coding that the library delivers for 4:4:4 frames")
         .value("CODING")
         .oneOf({"ycbcr", "rgb", "rgb-video"});

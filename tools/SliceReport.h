@@ -1,9 +1,11 @@
 #pragma once
 
-#include <string>
+#include <cstdint>
+#include <span>
 #include <vector>
 
 #include "DecodedFrame.h"
+#include "FrameParts.h"
 #include "RgbImage.h"
 
 // A slice as described by the frame's tables, and the result of its decode.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "ChromaResampling.h"
 #include "ColorMatrix.h"

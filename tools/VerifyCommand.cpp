@@ -1,6 +1,7 @@
 #include "VerifyCommand.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,7 +1,14 @@
 #include "Y4mReader.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <optional>
+#include <span>
 #include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "CommandError.h"
 

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "PictureReader.h"
 
 // YUV4MPEG2, the stream of uncompressed pictures that video tools exchange through pipes.

@@ -1,3 +1,9 @@
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
 #include <fmt/format.h>
 
 #include "CommandError.h"

@@ -1,7 +1,7 @@
 #include "ravelo.hpp"
 
 // Instantiates what hosts call, so that the header is compiled whole in the language version that it promises.
-std::uint64_t sumOfSamples(const std::vector<unsigned char>& frame) {
+std::uint64_t sumOfSamples(std::vector<unsigned char> const& frame) {
     const ravelo::Image image(frame);
     std::uint64_t sum = 0;
     for (std::uint32_t y = 0; y < image.height(); ++y) {

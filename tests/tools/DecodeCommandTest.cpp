@@ -165,8 +165,8 @@ TEST(DecodeCommandTest, ExistingFilesAreKeptWithoutForce) {
 TEST(DecodeCommandTest, AFailureLeavesNothingBehind) {
     const TestFolder folder;
     writeTestFile(folder.path("bad.rvl"), "no frame");
-    expectFailure({"decode", folder.path("bad.rvl"), "-o", folder.path("a.png")}, 1, "is no frame");
-    expectFailure({"decode", k422, folder.path("bad.rvl"), "-o", folder.path("a.raw")}, 1, "is no frame");
+    expectFailure({"decode", folder.path("bad.rvl"), "-o", folder.path("a.png")}, 1, "is not a frame");
+    expectFailure({"decode", k422, folder.path("bad.rvl"), "-o", folder.path("a.raw")}, 1, "is not a frame");
     EXPECT_THAT(folder.files(), ElementsAre("bad.rvl"));
 }
 

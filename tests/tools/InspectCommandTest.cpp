@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "FrameParts.h"
 #include "InputFile.h"
 #include "InputPicture.h"
 #include "PictureReader.h"
