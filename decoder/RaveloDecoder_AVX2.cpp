@@ -14,6 +14,7 @@
 #include "Slice444MacroblockWriter_Impl.h"
 #include "SliceMacroblockWriter_Impl.h"
 #include "Slice_Impl.h"
+#include "VerticalReconstruction_AVX2.h"
 
 template void scanAlphaPlanes<OptimizationTarget::AVX2>(AlphaPlane const*, unsigned int, unsigned int);
 template class CoeffVLCStream<OptimizationTarget::AVX2>;

@@ -13,7 +13,8 @@ Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstr
     static_assert(alignof(SliceGroup<target>) <= kSliceMemoryAlignment);
     if (isEmpty())
         return;
-    const PictureFacts facts = this->facts();
+    PictureFacts facts = this->facts();
+    facts.reconstruction = currentReconstructionForm(target);
     const std::uint32_t slicesAtMost = SliceGroup<target>::maxSlices(facts.form);
     const SliceOrder order = sliceOrder();
     std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + slicesAtMost - 1) / slicesAtMost;

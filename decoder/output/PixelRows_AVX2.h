@@ -30,7 +30,7 @@ struct PixelRows<OptimizationTarget::AVX2> {
     template <bool rgb>
     static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
                          OutputLevels const& levels, std::uint16_t*, std::uint8_t* out, bool streams) {
-        const Codes444 codes = colorCodes<rgb>(y, cb, cr, levels);
+        const Codes444 codes = colorCodes<rgb>(_mm256_loadu_ps(y), _mm256_loadu_ps(cb), _mm256_loadu_ps(cr), levels);
         const __m256 greatest = _mm256_set1_ps(static_cast<float>(levels.maxValue));
         const Pixels444 pixels = pixels444(alpha, limited(codes.first, greatest), limited(codes.second, greatest),
                                            limited(codes.third, greatest));
@@ -41,7 +41,7 @@ struct PixelRows<OptimizationTarget::AVX2> {
     template <bool rgb>
     static void write444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
                          OutputLevels const& levels, std::uint8_t*, std::uint8_t* out, bool) {
-        const Codes444 codes = colorCodes<rgb>(y, cb, cr, levels);
+        const Codes444 codes = colorCodes<rgb>(_mm256_loadu_ps(y), _mm256_loadu_ps(cb), _mm256_loadu_ps(cr), levels);
         const Pixels444 pixels = pixels444(alpha, _mm256_cvttps_epi32(codes.first), _mm256_cvttps_epi32(codes.second),
                                            _mm256_cvttps_epi32(codes.third));
         const __m256i bytes = _mm256_packus_epi16(pixels.first4, pixels.last4);
@@ -50,7 +50,8 @@ struct PixelRows<OptimizationTarget::AVX2> {
 
     static void finishStores() { _mm_sfence(); }
 
-private:
+    // What these forms are made of, for other forms of the same pixels.
+
     static void storeLine(std::uint8_t* out, __m256i first, __m256i last, bool streams) {
         if (streams) {
             _mm256_stream_si256(reinterpret_cast<__m256i*>(out), first);
@@ -75,8 +76,7 @@ private:
     }
 
     template <bool rgb>
-    static Codes444 colorCodes(const float* y, const float* cb, const float* cr, OutputLevels const& levels) {
-        const __m256 luma = _mm256_loadu_ps(y), blueness = _mm256_loadu_ps(cb), redness = _mm256_loadu_ps(cr);
+    static Codes444 colorCodes(__m256 luma, __m256 blueness, __m256 redness, OutputLevels const& levels) {
         if constexpr (!rgb) {
             const __m256 scale = _mm256_set1_ps(levels.sampleScale);
             return {sampleCode(luma, scale), sampleCode(blueness, scale), sampleCode(redness, scale)};
@@ -97,6 +97,9 @@ private:
         return _mm256_fmadd_ps(_mm256_add_ps(samples, _mm256_set1_ps(256.0f)), scale, _mm256_set1_ps(0.5f));
     }
 
+    static void store(std::uint8_t* out, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), v); }
+
+private:
     static __m256 scaledToCode(__m256 color, OutputLevels const& levels) {
         return _mm256_add_ps(_mm256_fmadd_ps(color, _mm256_set1_ps(levels.rgbScale), _mm256_set1_ps(levels.rgbOffset)),
                              _mm256_set1_ps(0.5f));
@@ -113,8 +116,6 @@ private:
         const __m256i high = _mm256_unpackhi_epi32(left, right);
         return {_mm256_permute2x128_si256(low, high, 0x20), _mm256_permute2x128_si256(low, high, 0x31)};
     }
-
-    static void store(std::uint8_t* out, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), v); }
 
     // Eight codes in 32 bits, not above the greatest; those below 0 are left to the saturation of the next packing.
     static __m256i sampleCodes(const float* samples, float sampleScale, float maxValue) {

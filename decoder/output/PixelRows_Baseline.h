@@ -47,7 +47,8 @@ struct PixelRows<OptimizationTarget::Baseline> {
 
     static void finishStores() { _mm_sfence(); }
 
-private:
+    // What these forms are made of, for other forms of the same pixels.
+
     static void storePair(std::uint8_t* out, __m128i first, __m128i last, bool streams) {
         if (streams) {
             _mm_stream_si128(reinterpret_cast<__m128i*>(out), first);
@@ -63,28 +64,52 @@ private:
         __m128i first2, last2;
     };
 
+    // Codes of four pixels in 32 bits, between 0 and the greatest.
+    struct Codes444 {
+        __m128i first, second, third;
+    };
+
+    template <bool rgb>
+    static Codes444 colorCodes(__m128 y, __m128 cb, __m128 cr, OutputLevels const& levels) {
+        const __m128 greatest = _mm_set1_ps(static_cast<float>(levels.maxValue));
+        if constexpr (!rgb) {
+            const __m128 scale = _mm_set1_ps(levels.sampleScale);
+            return {sampleCodes(y, scale, greatest), sampleCodes(cb, scale, greatest),
+                    sampleCodes(cr, scale, greatest)};
+        }
+        const __m128 normalY = normalLuma(y);
+        const __m128 normalCb = _mm_div_ps(cb, _mm_set1_ps(448.0f));
+        const __m128 normalCr = _mm_div_ps(cr, _mm_set1_ps(448.0f));
+        return {rgbCode(plus(normalY, levels.crToRed, normalCr), levels, greatest),
+                rgbCode(plus(plus(normalY, levels.cbToGreen, normalCb), levels.crToGreen, normalCr), levels, greatest),
+                rgbCode(plus(normalY, levels.cbToBlue, normalCb), levels, greatest)};
+    }
+
+    static void store(std::uint8_t* out, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v); }
+
+    // Four codes in 32 bits, between 0 and the greatest.
+    static __m128i sampleCodes(__m128 samples, __m128 sampleScale, __m128 greatest) {
+        const __m128 shifted = _mm_add_ps(samples, _mm_set1_ps(256.0f));
+        return limited(_mm_add_ps(_mm_mul_ps(shifted, sampleScale), _mm_set1_ps(0.5f)), greatest);
+    }
+
+    // Eight codes of at most 65535 in 16 bits. There is no packing to unsigned 16 bits here, so the codes are packed as
+    // signed ones, shifted by half their range.
+    static __m128i packed(__m128i low, __m128i high) {
+        const __m128i half = _mm_set1_epi32(32768);
+        const __m128i shifted = _mm_packs_epi32(_mm_sub_epi32(low, half), _mm_sub_epi32(high, half));
+        return _mm_xor_si128(shifted, _mm_set1_epi16(-32768));
+    }
+
+private:
     template <bool rgb>
     static Pixels444 pixels444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
                                OutputLevels const& levels) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(alpha));
-        const auto maxValue = static_cast<float>(levels.maxValue);
-        __m128i first, second, third;
-        if constexpr (rgb) {
-            const __m128 normalY = normalLuma(_mm_loadu_ps(y));
-            const __m128 normalCb = _mm_div_ps(_mm_loadu_ps(cb), _mm_set1_ps(448.0f));
-            const __m128 normalCr = _mm_div_ps(_mm_loadu_ps(cr), _mm_set1_ps(448.0f));
-            first = rgbCode(plus(normalY, levels.crToRed, normalCr), levels, maxValue);
-            second =
-                rgbCode(plus(plus(normalY, levels.cbToGreen, normalCb), levels.crToGreen, normalCr), levels, maxValue);
-            third = rgbCode(plus(normalY, levels.cbToBlue, normalCb), levels, maxValue);
-        } else {
-            first = sampleCodes(y, levels.sampleScale, maxValue);
-            second = sampleCodes(cb, levels.sampleScale, maxValue);
-            third = sampleCodes(cr, levels.sampleScale, maxValue);
-        }
+        const Codes444 codes = colorCodes<rgb>(_mm_loadu_ps(y), _mm_loadu_ps(cb), _mm_loadu_ps(cr), levels);
         // A and first, second and third, each pair in one 32-bit value.
-        const __m128i left = _mm_or_si128(a, _mm_slli_epi32(first, 16));
-        const __m128i right = _mm_or_si128(second, _mm_slli_epi32(third, 16));
+        const __m128i left = _mm_or_si128(a, _mm_slli_epi32(codes.first, 16));
+        const __m128i right = _mm_or_si128(codes.second, _mm_slli_epi32(codes.third, 16));
         return {_mm_unpacklo_epi32(left, right), _mm_unpackhi_epi32(left, right)};
     }
 
@@ -100,15 +125,15 @@ private:
         return _mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high));
     }
 
-    static __m128i rgbCode(__m128 color, OutputLevels const& levels, float maxValue) {
+    static __m128i rgbCode(__m128 color, OutputLevels const& levels, __m128 greatest) {
         const __m128 scaled = _mm_mul_ps(color, _mm_set1_ps(levels.rgbScale));
-        return limited(_mm_add_ps(_mm_add_ps(scaled, _mm_set1_ps(levels.rgbOffset)), _mm_set1_ps(0.5f)), maxValue);
+        return limited(_mm_add_ps(_mm_add_ps(scaled, _mm_set1_ps(levels.rgbOffset)), _mm_set1_ps(0.5f)), greatest);
     }
 
     // Codes between 0 and the greatest. The limits are taken before the conversion, which has no value for what exceeds
     // 32 bits.
-    static __m128i limited(__m128 codes, float maxValue) {
-        return _mm_cvttps_epi32(_mm_max_ps(_mm_min_ps(codes, _mm_set1_ps(maxValue)), _mm_setzero_ps()));
+    static __m128i limited(__m128 codes, __m128 greatest) {
+        return _mm_cvttps_epi32(_mm_max_ps(_mm_min_ps(codes, greatest), _mm_setzero_ps()));
     }
 
     // 16-bit Cb Y Cr Y of eight pixels.
@@ -116,20 +141,8 @@ private:
         __m128i first4, last4;
     };
 
-    static void store(std::uint8_t* out, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v); }
-
-    // Four codes in 32 bits, between 0 and the greatest.
     static __m128i sampleCodes(const float* samples, float sampleScale, float maxValue) {
-        const __m128 shifted = _mm_add_ps(_mm_loadu_ps(samples), _mm_set1_ps(256.0f));
-        return limited(_mm_add_ps(_mm_mul_ps(shifted, _mm_set1_ps(sampleScale)), _mm_set1_ps(0.5f)), maxValue);
-    }
-
-    // Eight codes of at most 65535 in 16 bits. There is no packing to unsigned 16 bits here, so the codes are packed as
-    // signed ones, shifted by half their range.
-    static __m128i packed(__m128i low, __m128i high) {
-        const __m128i half = _mm_set1_epi32(32768);
-        const __m128i shifted = _mm_packs_epi32(_mm_sub_epi32(low, half), _mm_sub_epi32(high, half));
-        return _mm_xor_si128(shifted, _mm_set1_epi16(-32768));
+        return sampleCodes(_mm_loadu_ps(samples), _mm_set1_ps(sampleScale), _mm_set1_ps(maxValue));
     }
 
     static Codes422 codes422(const float* y, const float* cb, const float* cr, float sampleScale, float maxValue) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "OutputForm.h"
+#include "ReconstructionForm.h"
 
 // What the slices of a picture have in common. The picture makes it once and gives it to each of them.
 struct PictureFacts {
@@ -15,4 +16,5 @@ struct PictureFacts {
     // encoder writes.
     std::uint32_t codedAlphaBits;
     std::uint32_t writtenAlphaBits;
+    ReconstructionForm reconstruction = ReconstructionForm::Plain;
 };

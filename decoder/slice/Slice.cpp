@@ -1,5 +1,6 @@
 #include "PixelRows_Baseline.h"
 #include "Slice_Impl.h"
+#include "VerticalReconstruction_Baseline.h"
 
 template unsigned int countBits<OptimizationTarget::Baseline>(std::uint32_t);
 template class Slice<OptimizationTarget::Baseline>;

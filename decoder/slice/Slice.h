@@ -29,6 +29,9 @@ struct SliceScratch {
     alignas(64) float samples[3][kMbsAtOnce * 4][8][8];
 };
 
+template <OptimizationTarget target>
+struct SliceMatrices;
+
 // One slice of a picture, as its picture gives it.
 struct SliceInput {
     PixelBuffer rectangle;       // of the output
@@ -111,6 +114,11 @@ private:
     CoefFloat qScale() const;
 
     void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
+    std::uint32_t reconstructVertically(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                        SliceMatrices<target> const& matrices) const;
+    void reconstructPlainly(ComponentScan const scans[3], std::uint16_t const* alpha,
+                            SliceMatrices<target> const& matrices, std::uint32_t firstMb,
+                            SliceScratch<target>& scratch) const;
     void reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const;

@@ -13,6 +13,7 @@
 #include "Slice4444MacroblockWriter.h"
 #include "Slice444MacroblockWriter.h"
 #include "ThreeStreamScan.h"
+#include "VerticalForms.h"
 
 template <OptimizationTarget target>
 unsigned int countBits(std::uint32_t mask) {
@@ -171,6 +172,47 @@ template <OptimizationTarget target>
 void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha,
                                     SliceScratch<target>& scratch) const {
     const SliceMatrices<target> matrices(*m_facts, qScale());
+    // Samples of more than 8 bits have this size even where macroblocks are closer to each other.
+    const bool isFullSize = m_facts->form.mbSize == 16;
+    std::uint32_t firstPlainMb = 0;
+    if (isFullSize && m_facts->reconstruction == ReconstructionForm::Vertical)
+        firstPlainMb = reconstructVertically(scans, alpha, matrices);
+    if (firstPlainMb < m_sliceMbs)
+        reconstructPlainly(scans, alpha, matrices, firstPlainMb, scratch);
+}
+
+// Writes the macroblocks that are not clipped at the right, which come first, and returns their number.
+template <OptimizationTarget target>
+std::uint32_t Slice<target>::reconstructVertically(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                                   SliceMatrices<target> const& matrices) const {
+    OutputForm const& form = m_facts->form;
+    PixelBuffer const& rectangle = m_writer->pixelBuffer();
+    constexpr float kUnit = VerticalReconstruction<target>::kUnit;
+    const VerticalPlan<target> luma(matrices.luma, m_facts->scanPattern, scans[0].numBlocks, kUnit);
+    const VerticalPlan<target> chroma(matrices.chroma, m_facts->scanPattern, scans[1].numBlocks, kUnit);
+    VerticalSlice<target> slice{};
+    for (int i = 0; i < 3; ++i) {
+        slice.coefficients[i] = scans[i].coefficients;
+        slice.plans[i] = i == 0 ? &luma : &chroma;
+    }
+    const std::uint64_t wholeMbs = rectangle.width / 16;
+    slice.numMbs = wholeMbs < m_sliceMbs ? static_cast<std::uint32_t>(wholeMbs) : m_sliceMbs;
+    slice.numRows = rectangle.height < 16 ? static_cast<std::uint32_t>(rectangle.height) : 16;
+    slice.pixels = rectangle.pixels;
+    slice.lineStride = rectangle.lineStride;
+    slice.streams = form.streams;
+    slice.alpha = alpha;
+    slice.alphaPitch = std::uint64_t{16} * m_sliceMbs;
+    const VerticalOutput output{form.is444, rectangle.colorCoding != ColorCoding_YCbCr, form.bytesPerSample > 1,
+                                m_facts->hasAlpha ? m_facts->writtenAlphaBits : 0};
+    writeVertically<target>(slice, output, form.levels);
+    return slice.numMbs;
+}
+
+template <OptimizationTarget target>
+void Slice<target>::reconstructPlainly(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                       SliceMatrices<target> const& matrices, std::uint32_t firstMb,
+                                       SliceScratch<target>& scratch) const {
     auto& raster = scratch.raster;
     for (int i = 0; i < 3; ++i)
         gatherBlocks<target, 8>(scans[i], m_facts->scanPattern, raster[i]);
@@ -178,7 +220,7 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
     constexpr std::uint32_t kMbsAtOnce = SliceScratch<target>::kMbsAtOnce;
     auto& [y, cb, cr] = scratch.samples;
     const std::uint32_t chromaBlocks = m_facts->form.chromaBlocksPerMb;
-    for (std::uint32_t first = 0; first < m_sliceMbs; first += kMbsAtOnce) {
+    for (std::uint32_t first = firstMb; first < m_sliceMbs; first += kMbsAtOnce) {
         const std::uint32_t mbs = m_sliceMbs - first < kMbsAtOnce ? m_sliceMbs - first : kMbsAtOnce;
         inverse8x8Blocks(raster[0] + first * 256, matrices.luma, y[0][0], mbs * 4);
         inverse8x8Blocks(raster[1] + first * chromaBlocks * 64, matrices.chroma, cb[0][0], mbs * chromaBlocks);

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "OptimizationTarget.h"
+#include "OutputLevels.h"
+
+// The vertical reconstruction: from coefficients in frequency order straight to codes in the output.
+//
+// In frequency order the same coefficient of neighbouring blocks is side by side in memory. A vector takes it of as
+// many blocks as it has elements, and the transform runs on whole vectors: nothing is gathered before it and nothing is
+// exchanged inside it. What has to be exchanged are the codes after it, which are half as wide or less. The arithmetic
+// is that of the plain reconstruction, operation by operation, so the results are the same to the last bit: of the
+// kernels that fuse (l9, k0) for AVX2, of those that do not (y8, e9) for Baseline.
+
+// What is the same for all blocks of a component of a slice, by raster position.
+template <OptimizationTarget target>
+struct VerticalPlan {
+    // AVX2 fills a vector with a value from memory in one step; Baseline loads it whole.
+    static constexpr std::size_t kCopies = target == OptimizationTarget::AVX2 ? 1 : 4;
+
+    // `factors` are those of dequantisation, `pattern` leads from raster position to scan index. `unit` is a power of
+    // two that all factors are multiplied by.
+    VerticalPlan(const float* factors, const std::uint32_t* pattern, std::uint32_t numBlocks, float unit) {
+        for (int i = 0; i < 64; ++i) {
+            for (float& copy : factor[i])
+                copy = factors[i] * unit;
+            offset[i] = pattern[i] * numBlocks;
+        }
+    }
+
+    alignas(64) float factor[64][kCopies];
+    std::uint32_t offset[64]; // of a coefficient of the component's first block, in elements
+};
+
+// The macroblocks of a slice that are not clipped at the right, and where they go.
+template <OptimizationTarget target>
+struct VerticalSlice {
+    const std::int16_t* coefficients[3]; // Y, Cb and Cr, whole blocks; kScanPadding elements after each may be read
+    VerticalPlan<target> const* plans[3];
+    std::uint32_t numMbs;  // from the slice's first
+    std::uint32_t numRows; // of the macroblocks, 1 to 16
+    std::uint8_t* pixels;  // of the first macroblock
+    std::int64_t lineStride;
+    bool streams;               // as in PixelRows
+    std::uint16_t const* alpha; // the plane, where the form reads one
+    std::uint64_t alphaPitch;   // samples from row to row
+};
+
+// The forms, each for codes of type Sample: Cb Y Cr Y, and A Y Cb Cr or A R G B with opaque pixels (alphaDepth 0) or
+// with a plane of 8 or 16 bits.
+template <OptimizationTarget target>
+struct VerticalReconstruction;
+
+// Fetches lines of the output into the cache for writing, a few at a time while there is other work, so that the stores
+// that come later do not wait for them.
+class OutputPrefetch {
+public:
+    // `numRows` rows of `bytesPerRow` bytes.
+    OutputPrefetch(std::uint8_t* pixels, std::int64_t lineStride, std::uint32_t bytesPerRow, std::uint32_t numRows)
+        : m_row(reinterpret_cast<std::uintptr_t>(pixels)),
+          m_lineStride(static_cast<std::uintptr_t>(lineStride)),
+          m_bytesPerRow(bytesPerRow),
+          m_rowsLeft(numRows) {}
+
+    void fetch(unsigned int numLines) {
+        for (unsigned int i = 0; i < numLines && m_rowsLeft != 0; ++i) {
+            // Processors that do not know this instruction take it for one that does nothing.
+            __asm__ volatile("prefetchw %0" : : "m"(*reinterpret_cast<const char*>(m_row + m_byte)));
+            m_byte += 64;
+            if (m_byte >= m_bytesPerRow) {
+                m_byte = 0;
+                m_row += m_lineStride;
+                --m_rowsLeft;
+            }
+        }
+    }
+
+private:
+    std::uintptr_t m_row;
+    std::uintptr_t m_lineStride;
+    std::uint32_t m_bytesPerRow;
+    std::uint32_t m_byte = 0; // of the row
+    std::uint32_t m_rowsLeft;
+};

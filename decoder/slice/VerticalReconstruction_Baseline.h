@@ -1,0 +1,343 @@
+#pragma once
+
+#include <tmmintrin.h>
+
+#include "Floats128.h"
+#include "PixelRows_Baseline.h"
+#include "PixelRules444.h"
+#include "VerticalReconstruction.h"
+
+// The transform's scales by raster position, in whole vectors.
+struct WholeScales {
+    alignas(64) float value[64][4];
+};
+static consteval WholeScales wholeScales() {
+    WholeScales scales{};
+    for (int i = 0; i < 64; ++i)
+        for (float& copy : scales.value[i])
+            copy = tab_scale[kScaleRowOfColumn[i % 8]][i / 8];
+    return scales;
+}
+static constexpr WholeScales kWholeScales = wholeScales();
+
+// Four blocks in a vector, with the arithmetic of the kernels that fuse nothing. Coefficients are loaded for eight
+// blocks, which are then two groups of four.
+template <>
+struct VerticalReconstruction<OptimizationTarget::Baseline> {
+    using Slice = VerticalSlice<OptimizationTarget::Baseline>;
+    using Plan = VerticalPlan<OptimizationTarget::Baseline>;
+
+    // Of the factors of a plan: coefficients are widened into the upper halves of 32 bits, where they count 65536 times
+    // as much. Both are exact, so a product is rounded as that of the coefficient itself.
+    static constexpr float kUnit = kHighHalf;
+
+    template <class Sample>
+    static void write422(Slice const& slice, OutputLevels const& levels) {
+        for (std::uint32_t first = 0; first < slice.numMbs; first += 4)
+            write422Mbs<Sample>(slice, levels, first, slice.numMbs - first < 4 ? slice.numMbs - first : 4);
+    }
+
+    template <bool rgb, class Sample, unsigned int alphaDepth>
+    static void write444(Slice const& slice, OutputLevels const& levels) {
+        for (std::uint32_t first = 0; first < slice.numMbs; first += 2)
+            write444Mbs<rgb, Sample, alphaDepth>(slice, levels, first,
+                                                 slice.numMbs - first < 2 ? slice.numMbs - first : 2);
+    }
+
+private:
+    using Pixels = PixelRows<OptimizationTarget::Baseline>;
+
+    // Values of four blocks, by column and row.
+    using FourBlocks = Floats128[8][8];
+
+    // The order of four luma blocks: as coded, or with the second and the third in each other's place, so that they run
+    // down the columns of a macroblock as chroma blocks do.
+    enum class BlockOrder { AsCoded, ColumnsFirst };
+
+    template <BlockOrder order>
+    static __m128i eightCoefficients(const std::int16_t* from) {
+        const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        if constexpr (order == BlockOrder::AsCoded)
+            return eight;
+        return _mm_shuffle_epi8(eight, _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15));
+    }
+
+    template <BlockOrder order = BlockOrder::AsCoded>
+    static void transformRows(const std::int16_t* coefficients, Plan const& plan, FourBlocks (&blocks)[2]) {
+        for (int row = 0; row < 8; ++row) {
+            Floats128 x[2][8];
+#pragma GCC unroll 8
+            for (int column = 0; column < 8; ++column) {
+                const int position = 8 * row + column;
+                const __m128i eight = eightCoefficients<order>(coefficients + plan.offset[position]);
+                const Floats128 factor = Floats128::load(plan.factor[position]);
+                const Floats128 scale = Floats128::load(kWholeScales.value[position]);
+                const __m128i zero = _mm_setzero_si128();
+                x[0][column] = Floats128{_mm_cvtepi32_ps(_mm_unpacklo_epi16(zero, eight))} * factor * scale;
+                x[1][column] = Floats128{_mm_cvtepi32_ps(_mm_unpackhi_epi16(zero, eight))} * factor * scale;
+            }
+            for (int group = 0; group < 2; ++group) {
+                plainTransform(x[group]);
+#pragma GCC unroll 8
+                for (int column = 0; column < 8; ++column)
+                    blocks[group][column][row] = x[group][column];
+            }
+        }
+    }
+
+    static void transformColumn(Floats128 (&column)[8]) {
+        Floats128 x[8];
+#pragma GCC unroll 8
+        for (int row = 0; row < 8; ++row)
+            x[row] = column[row];
+        plainTransform(x);
+#pragma GCC unroll 8
+        for (int row = 0; row < 8; ++row)
+            column[row] = x[row];
+    }
+
+    // 4:2:2.
+
+    // Codes of four blocks in 16 bits. Luma: by row and pair of columns, a pair's two columns in the halves. Chroma: by
+    // row and column, Cb and Cr in the halves.
+    using LumaCodes = __m128i[8][4];
+    using ChromaCodes = __m128i[8][8];
+
+    struct CodeRule {
+        __m128 scale, greatest;
+
+        __m128i operator()(Floats128 samples) const { return Pixels::sampleCodes(samples.v, scale, greatest); }
+    };
+
+    template <class Sample>
+    static void encodeColumns(FourBlocks& first, int firstColumn, FourBlocks& second, int secondColumn,
+                              CodeRule const& rule, __m128i* codes, int codesPerRow) {
+        transformColumn(first[firstColumn]);
+        transformColumn(second[secondColumn]);
+#pragma GCC unroll 8
+        for (int row = 0; row < 8; ++row) {
+            const __m128i a = rule(first[firstColumn][row]);
+            const __m128i b = rule(second[secondColumn][row]);
+            codes[codesPerRow * row] = sizeof(Sample) == 1 ? _mm_packs_epi32(a, b) : Pixels::packed(a, b);
+        }
+    }
+
+    // Eight codes in a row of each of four luma blocks.
+    static void lumaRow(const __m128i (&pairs)[4], __m128i (&codes)[4]) {
+        __m128i quads[2][2];
+        for (int side = 0; side < 2; ++side) {
+            const __m128i even = _mm_unpacklo_epi16(pairs[2 * side], pairs[2 * side + 1]);
+            const __m128i odd = _mm_unpackhi_epi16(pairs[2 * side], pairs[2 * side + 1]);
+            quads[side][0] = _mm_unpacklo_epi16(even, odd);
+            quads[side][1] = _mm_unpackhi_epi16(even, odd);
+        }
+        joinQuads(quads, codes);
+    }
+
+    // Four pairs Cb Cr in a row of each of four chroma blocks.
+    static void chromaRow(const __m128i* columns, __m128i (&codes)[4]) {
+        __m128i quads[2][2];
+        for (int side = 0; side < 2; ++side) {
+            const __m128i cb = _mm_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
+            const __m128i cr = _mm_unpackhi_epi16(columns[2 * side], columns[2 * side + 1]);
+            quads[side][0] = _mm_unpacklo_epi16(cb, cr);
+            quads[side][1] = _mm_unpackhi_epi16(cb, cr);
+        }
+        joinQuads(quads, codes);
+    }
+
+    static void joinQuads(const __m128i (&quads)[2][2], __m128i (&codes)[4]) {
+        codes[0] = _mm_unpacklo_epi64(quads[0][0], quads[1][0]);
+        codes[1] = _mm_unpackhi_epi64(quads[0][0], quads[1][0]);
+        codes[2] = _mm_unpacklo_epi64(quads[0][1], quads[1][1]);
+        codes[3] = _mm_unpackhi_epi64(quads[0][1], quads[1][1]);
+    }
+
+    // Up to four macroblocks: 16 luma blocks and eight of each chroma.
+    template <class Sample>
+    static void write422Mbs(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
+                            std::uint32_t numMbs) {
+        alignas(64) FourBlocks blocks[2][2];
+        alignas(64) LumaCodes luma[4];     // of each macroblock
+        alignas(64) ChromaCodes chroma[2]; // of each pair of macroblocks
+        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
+        for (std::uint32_t first = 0; first < numMbs; first += 2) {
+            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks[0]);
+            for (std::uint32_t i = 0; i < 2; ++i)
+                for (int pair = 0; pair < 4; ++pair)
+                    encodeColumns<Sample>(blocks[0][i], 2 * pair, blocks[0][i], 2 * pair + 1, rule,
+                                          &luma[first + i][0][pair], 4);
+        }
+        transformRows(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0]);
+        transformRows(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1]);
+        for (int i = 0; i < 2; ++i)
+            for (int column = 0; column < 8; ++column)
+                encodeColumns<Sample>(blocks[0][i], column, blocks[1][i], column, rule, &chroma[i][0][column], 8);
+
+        constexpr std::int64_t kMbBytes = 32 * sizeof(Sample);
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                __m128i y[4], left[4], right[4];
+                lumaRow(luma[mb][row], y);
+                chromaRow(chroma[mb / 2][row], left);
+                chromaRow(chroma[mb / 2][row] + 4, right);
+                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
+                    const std::uint32_t block = 2 * (mb % 2) + half;
+                    std::uint8_t* const to =
+                        lineBelow(movedBy(slice.pixels, (firstMb + mb) * kMbBytes), row + 8 * half, slice.lineStride);
+                    store422<Sample>(to, left[block], y[2 * half], slice.streams);
+                    store422<Sample>(to + kMbBytes / 2, right[block], y[2 * half + 1], slice.streams);
+                }
+            }
+        }
+    }
+
+    // Stores eight pixels.
+    template <class Sample>
+    static void store422(std::uint8_t* out, __m128i chroma, __m128i luma, bool streams) {
+        const __m128i low = _mm_unpacklo_epi16(chroma, luma), high = _mm_unpackhi_epi16(chroma, luma);
+        if constexpr (sizeof(Sample) == 1)
+            Pixels::store(out, _mm_packus_epi16(low, high));
+        else
+            Pixels::storePair(out, low, high, streams);
+    }
+
+    // 4:4:4.
+
+    // A row of eight pixels of each of four blocks, in parts of 16 bytes: part p of block k.
+    template <class Sample>
+    struct FourRows {
+        static constexpr int kParts = sizeof(Sample) == 1 ? 2 : 4;
+        alignas(64) __m128i part[std::size_t{kParts}][4];
+    };
+
+    template <bool rgb>
+    static void encodeRow(FourBlocks (*blocks)[2], std::uint32_t group, std::uint32_t row, OutputLevels const& levels,
+                          std::uint32_t alphaCode, FourRows<std::uint16_t>& rows) {
+        const __m128i alpha = _mm_set1_epi32(static_cast<int>(alphaCode));
+        for (std::uint32_t pair = 0; pair < 4; ++pair) {
+            __m128i low[2], high[2]; // pixels of blocks 0 and 1, of blocks 2 and 3
+            for (std::uint32_t i = 0; i < 2; ++i) {
+                const auto codes = codesOf<rgb>(blocks, group, 2 * pair + i, row, levels);
+                const __m128i left = _mm_or_si128(alpha, _mm_slli_epi32(codes.first, 16));
+                const __m128i right = _mm_or_si128(codes.second, _mm_slli_epi32(codes.third, 16));
+                low[i] = _mm_unpacklo_epi32(left, right);
+                high[i] = _mm_unpackhi_epi32(left, right);
+            }
+            rows.part[pair][0] = _mm_unpacklo_epi64(low[0], low[1]);
+            rows.part[pair][1] = _mm_unpackhi_epi64(low[0], low[1]);
+            rows.part[pair][2] = _mm_unpacklo_epi64(high[0], high[1]);
+            rows.part[pair][3] = _mm_unpackhi_epi64(high[0], high[1]);
+        }
+    }
+
+    template <bool rgb>
+    static void encodeRow(FourBlocks (*blocks)[2], std::uint32_t group, std::uint32_t row, OutputLevels const& levels,
+                          std::uint32_t alphaCode, FourRows<std::uint8_t>& rows) {
+        const __m128i alpha = _mm_set1_epi32(static_cast<int>(alphaCode));
+        for (std::uint32_t half = 0; half < 2; ++half) {
+            __m128i columns[4];
+            for (std::uint32_t i = 0; i < 4; ++i) {
+                const auto codes = codesOf<rgb>(blocks, group, 4 * half + i, row, levels);
+                const __m128i left = _mm_or_si128(alpha, _mm_slli_epi32(codes.first, 8));
+                const __m128i right = _mm_or_si128(codes.second, _mm_slli_epi32(codes.third, 8));
+                columns[i] = _mm_or_si128(left, _mm_slli_epi32(right, 16));
+            }
+            const __m128i low01 = _mm_unpacklo_epi32(columns[0], columns[1]);
+            const __m128i high01 = _mm_unpackhi_epi32(columns[0], columns[1]);
+            const __m128i low23 = _mm_unpacklo_epi32(columns[2], columns[3]);
+            const __m128i high23 = _mm_unpackhi_epi32(columns[2], columns[3]);
+            rows.part[half][0] = _mm_unpacklo_epi64(low01, low23);
+            rows.part[half][1] = _mm_unpackhi_epi64(low01, low23);
+            rows.part[half][2] = _mm_unpacklo_epi64(high01, high23);
+            rows.part[half][3] = _mm_unpackhi_epi64(high01, high23);
+        }
+    }
+
+    template <bool rgb>
+    static Pixels::Codes444 codesOf(FourBlocks (*blocks)[2], std::uint32_t group, std::uint32_t column,
+                                    std::uint32_t row, OutputLevels const& levels) {
+        return Pixels::colorCodes<rgb>(blocks[0][group][column][row].v, blocks[1][group][column][row].v,
+                                       blocks[2][group][column][row].v, levels);
+    }
+
+    // The codes of eight alpha samples.
+    template <class Sample, unsigned int alphaDepth>
+    static void alphaCodes(std::uint16_t const* samples, OutputLevels const& levels, __m128i (&codes)[2]) {
+        alignas(16) std::int32_t values[8];
+        const PlaneAlpha<OptimizationTarget::Baseline, alphaDepth> plane{samples, 0};
+        for (unsigned int x = 0; x < 8; ++x)
+            values[x] = plane.template codeAt<Sample>(levels, RowForm{false, false, false}, QuadrantRow{0, 0, 0, 8}, x);
+        codes[0] = _mm_load_si128(reinterpret_cast<const __m128i*>(values));
+        codes[1] = _mm_load_si128(reinterpret_cast<const __m128i*>(values + 4));
+    }
+
+    template <unsigned int alphaDepth>
+    static void storeRow(FourRows<std::uint16_t> const& rows, std::uint32_t k, std::uint16_t const* alpha,
+                         OutputLevels const& levels, std::uint8_t* out, bool streams) {
+        __m128i parts[4] = {rows.part[0][k], rows.part[1][k], rows.part[2][k], rows.part[3][k]};
+        if constexpr (alphaDepth != 0) {
+            __m128i codes[2];
+            alphaCodes<std::uint16_t, alphaDepth>(alpha, levels, codes);
+            const __m128i zero = _mm_setzero_si128();
+            for (int i = 0; i < 2; ++i) {
+                parts[2 * i] = _mm_or_si128(parts[2 * i], _mm_unpacklo_epi32(codes[i], zero));
+                parts[2 * i + 1] = _mm_or_si128(parts[2 * i + 1], _mm_unpackhi_epi32(codes[i], zero));
+            }
+        }
+        Pixels::storePair(out, parts[0], parts[1], streams);
+        Pixels::storePair(out + 32, parts[2], parts[3], streams);
+    }
+
+    template <unsigned int alphaDepth>
+    static void storeRow(FourRows<std::uint8_t> const& rows, std::uint32_t k, std::uint16_t const* alpha,
+                         OutputLevels const& levels, std::uint8_t* out, bool) {
+        __m128i parts[2] = {rows.part[0][k], rows.part[1][k]};
+        if constexpr (alphaDepth != 0) {
+            __m128i codes[2];
+            alphaCodes<std::uint8_t, alphaDepth>(alpha, levels, codes);
+            parts[0] = _mm_or_si128(parts[0], codes[0]);
+            parts[1] = _mm_or_si128(parts[1], codes[1]);
+        }
+        Pixels::store(out, parts[0]);
+        Pixels::store(out + 16, parts[1]);
+    }
+
+    // One or two macroblocks: a group of four blocks of each component for each.
+    template <bool rgb, class Sample, unsigned int alphaDepth>
+    static void write444Mbs(Slice const& slice, OutputLevels const& sharedLevels, std::uint32_t firstMb,
+                            std::uint32_t numMbs) {
+        // A copy, which the compiler need not read again after each store.
+        const OutputLevels levels = sharedLevels;
+        alignas(64) FourBlocks blocks[3][2];
+        transformRows<BlockOrder::ColumnsFirst>(slice.coefficients[0] + 4 * firstMb, *slice.plans[0], blocks[0]);
+        transformRows(slice.coefficients[1] + 4 * firstMb, *slice.plans[1], blocks[1]);
+        transformRows(slice.coefficients[2] + 4 * firstMb, *slice.plans[2], blocks[2]);
+        for (auto& component : blocks)
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb)
+                for (int column = 0; column < 8; ++column)
+                    transformColumn(component[mb][column]);
+
+        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
+        const std::uint32_t alphaCode = alphaDepth == 0 ? static_cast<std::uint32_t>(levels.maxValue) : 0;
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                FourRows<Sample> rows;
+                encodeRow<rgb>(blocks, mb, row, levels, alphaCode, rows);
+                for (std::uint32_t k = 0; k < 4; ++k) {
+                    const std::uint32_t mbRow = row + 8 * (k & 1);
+                    if (mbRow >= slice.numRows)
+                        continue;
+                    const std::uint32_t column = 2 * (firstMb + mb) + (k >> 1); // in half macroblocks
+                    std::uint16_t const* alpha = nullptr;
+                    if constexpr (alphaDepth != 0)
+                        alpha = slice.alpha + mbRow * slice.alphaPitch + 8 * column;
+                    storeRow<alphaDepth>(
+                        rows, k, alpha, levels,
+                        lineBelow(movedBy(slice.pixels, column * kHalfRowBytes), mbRow, slice.lineStride),
+                        slice.streams);
+                }
+            }
+        }
+    }
+};
