@@ -9,6 +9,7 @@
 #include "CornerDequantization_AVX2.h"
 #include "Picture_Impl.h"
 #include "PixelRows_AVX2.h"
+#include "ReducedRows444_AVX2.h"
 #include "Slice422MacroblockWriter_Impl.h"
 #include "Slice4444MacroblockWriter_Impl.h"
 #include "Slice444MacroblockWriter_Impl.h"

@@ -5,6 +5,7 @@
 
 #include "MacroblockWalk.h"
 #include "PixelRows.h"
+#include "ReducedRows444.h"
 #include "SliceMacroblockWriter_Impl.h"
 
 // Which pixels of a member AVX2 converts to RGB by reciprocals, as a vector lane does, and which by division. A group
@@ -135,13 +136,19 @@ template <bool rgb, class Sample, OptimizationTarget target, class Real, class V
 }
 
 // Writes one macroblock of blocks of `size` x `size` values. At full size whole groups of eight pixels take the vector
-// forms of PixelRows.
+// forms of PixelRows, and at reduced sizes whole rows those of ReducedRows444, where a target has them.
 template <bool rgb, class Sample, FormOf form, OptimizationTarget target, class Real, class Value, unsigned int size,
           class Alpha>
 void writeBlocks444(SliceMacroblockWriter<target, Real> const& writer, unsigned int mb, Value const (*y)[size][size],
                     Value const (*cb)[size][size], Value const (*cr)[size][size], Alpha const& alpha) {
     // Chroma blocks run down the columns, luma blocks along the rows.
     static constexpr unsigned int kChromaBlock[4] = {0, 2, 1, 3};
+    if constexpr (size < 8) {
+        constexpr RowForm wholeForm = rowFormOf<target, form, size>(size);
+        const std::int32_t alphaCode = alpha.template codeAt<Sample>(writer.levels(), wholeForm, QuadrantRow{}, 0);
+        if (ReducedRows444<target>::template write<rgb, wholeForm.byReciprocals>(writer, mb, y, cb, cr, alphaCode))
+            return;
+    }
     // A copy, which the compiler need not read again after each store.
     const OutputLevels levels = writer.levels();
     const auto writePart = [&](QuadrantRow const& part, std::uint8_t* out) {
