@@ -17,6 +17,7 @@
 #include "Files.h"
 #include "FrameDecode.h"
 #include "ProcessorDispatch.h"
+#include "ReconstructionForm.h"
 #include "Statistics.h"
 
 namespace {
@@ -28,6 +29,7 @@ struct Options {
     unsigned int numThreads = 1;
     std::string variant = "native";
     std::uint64_t features = 0;
+    bool plainReconstruction = false;
 };
 
 Options optionsFrom(CLI::App& app, int argc, char** argv) {
@@ -47,6 +49,7 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
         ->check(CLI::Range(0, 3));
     CLI::Option* const variant = app.add_option("--variant", options.variant, "Kernels: " + kernelVariantNames());
     app.add_option("--features", options.features, "Kernels by a mask of processor features")->excludes(variant);
+    app.add_flag("--plain", options.plainReconstruction, "The plain reconstruction, block by block");
     app.parse(argc, argv);
     // Reduced pictures come in 8 bits.
     if (options.request.downSampleFactor != 0)
@@ -91,6 +94,7 @@ int main(int argc, char** argv) {
             ippSetCpuFeatures(options.features);
         else
             selectKernelVariant(options.variant);
+        forcePlainReconstruction(options.plainReconstruction);
         std::printf("threads %u, target %d, kernel index %d, depth %u, reduction %u, coding %u, %u runs; clocks %s\n",
                     options.numThreads, static_cast<int>(options.request.target), ippJumpIndexForMergedLibs,
                     options.request.bitDepth, options.request.downSampleFactor,

@@ -1,0 +1,98 @@
+// Alpha planes of 16 bits: as the decoder reads them, a few slices together, and by their definition.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "AlphaScan.h"
+#include "AlphaVLCStream.h"
+#include "AlphaVLCWriter.h"
+#include "BenchFrames.h"
+#include "LoopCost.h"
+
+namespace {
+
+constexpr std::uint32_t kSliceWidth = 128;
+constexpr std::uint32_t kSliceSamples = kSliceWidth * 16;
+constexpr std::uint32_t kNumSlices = 60;
+constexpr std::uint32_t kSlicesTogether = 4; // as in a group of 4:4:4
+
+// How the samples vary, in parts of 65535.
+struct Matte {
+    const char* name;
+    double grain;     // standard deviation everywhere
+    bool hasSoftEdge; // from nothing to opaque across every fifth slice
+};
+
+class AlphaPlanes {
+public:
+    explicit AlphaPlanes(Matte const& matte) : m_samples(kNumSlices * (kSliceSamples + kAlphaPadding)) {
+        std::mt19937 random(20);
+        std::normal_distribution<double> normal;
+        for (std::uint32_t slice = 0; slice < kNumSlices; ++slice) {
+            std::vector<std::uint16_t> samples;
+            for (std::uint32_t i = 0; i < kSliceSamples; ++i) {
+                double value = matte.grain == 0 ? 1.0 : 0.5 + matte.grain * normal(random);
+                if (matte.hasSoftEdge && slice % 5 == 0)
+                    value = static_cast<double>(i % kSliceWidth) / kSliceWidth;
+                samples.push_back(static_cast<std::uint16_t>(std::lround(65535 * std::clamp(value, 0.0, 1.0))));
+            }
+            m_coded.push_back(codedAlpha(samples, 16, AlphaRunCoding::Shortest, AlphaDifferenceCoding::Shortest));
+        }
+        for (std::uint32_t slice = 0; slice < kNumSlices; ++slice)
+            m_planes.push_back({{m_coded[slice].data(), m_coded[slice].size()},
+                                m_samples.data() + slice * (kSliceSamples + kAlphaPadding),
+                                kSliceSamples});
+    }
+
+    template <OptimizationTarget target>
+    void scanTogether() {
+        for (std::uint32_t first = 0; first < kNumSlices; first += kSlicesTogether)
+            scanAlphaPlanes<target>(&m_planes[first], kSlicesTogether, 16);
+    }
+
+    template <OptimizationTarget target>
+    void scanPlainly() {
+        for (AlphaPlane const& plane : m_planes)
+            AlphaVLCStream<target>(plane.range, 16).fillSamples(plane.samples, plane.numSamples);
+    }
+
+private:
+    std::vector<std::vector<std::uint8_t>> m_coded;
+    std::vector<std::uint16_t> m_samples;
+    std::vector<AlphaPlane> m_planes;
+};
+
+void benchAlpha(benchmark::State& state, Matte const& matte, void (AlphaPlanes::*scan)()) {
+    AlphaPlanes planes(matte);
+    runLoop(state, "clocks/sample", kNumSlices * kSliceSamples, [&] { (planes.*scan)(); });
+}
+
+template <OptimizationTarget target>
+void registerAlpha() {
+    static constexpr Matte kMattes[] = {
+        {"opaque", 0, false}, {"edges", 0, true}, {"grain", 0.01, false}, {"fineGrain", 0.0003, false}};
+    for (Matte const& matte : kMattes) {
+        const std::string ending = std::string("/") + matte.name + "/" + nameOf(target);
+        benchmark::RegisterBenchmark(("Alpha" + ending).c_str(), [&matte](benchmark::State& state) {
+            benchAlpha(state, matte, &AlphaPlanes::scanTogether<target>);
+        });
+        benchmark::RegisterBenchmark(("PlainAlpha" + ending).c_str(), [&matte](benchmark::State& state) {
+            benchAlpha(state, matte, &AlphaPlanes::scanPlainly<target>);
+        });
+    }
+}
+
+const bool s_registered = [] {
+    registerAlpha<OptimizationTarget::Baseline>();
+    if (runnableTargets().size() > 1)
+        registerAlpha<OptimizationTarget::AVX2>();
+    return true;
+}();
+
+} // namespace
