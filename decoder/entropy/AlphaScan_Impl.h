@@ -24,8 +24,10 @@ struct AlphaSteps {
         }
         return steps;
     }
-    static constexpr AlphaSteps s_steps = make();
 };
+
+template <OptimizationTarget target, unsigned int alphaBits>
+inline constexpr AlphaSteps<target, alphaBits> kAlphaSteps = AlphaSteps<target, alphaBits>::make();
 
 // The fast form of the alpha decoder.
 //
@@ -131,7 +133,7 @@ private:
     static std::uint32_t valueAfter(std::uint32_t value, std::uint64_t word) {
         const auto isLong = static_cast<std::uint32_t>(longMask(word));
         const auto field = static_cast<std::uint32_t>(word >> (64 - kLongBits));
-        value += (field & isLong) + Steps::s_steps.step[word >> (64 - kShortBits)];
+        value += (field & isLong) + kAlphaSteps<target, alphaBits>.step[word >> (64 - kShortBits)];
         return alphaBits == 16 ? value : value & ~(isLong & 0xFFFFFF00u);
     }
 
