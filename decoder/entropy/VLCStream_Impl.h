@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BigEndian.h"
+#include "Targets.h"
 #include "VLCStream.h"
 
 // Keeps the low bits of a word that are still unread. The two forms agree while `count` is below 64; beyond it the
