@@ -28,8 +28,8 @@ std::vector<Coverage> coverages(double begin, double length, std::uint32_t numOu
         const double from = begin + i * step;
         const double to = std::min(from + step, begin + length);
         result[i].first = static_cast<std::uint32_t>(from);
-        const auto behindLast = static_cast<std::uint32_t>(std::ceil(to - 1e-9));
-        for (std::uint32_t position = result[i].first; position < behindLast; ++position) {
+        const auto pastLast = static_cast<std::uint32_t>(std::ceil(to - 1e-9));
+        for (std::uint32_t position = result[i].first; position < pastLast; ++position) {
             const double covered = std::min(to, position + 1.0) - std::max(from, double{1} * position);
             result[i].weights.push_back(static_cast<float>(covered / (to - from)));
         }

@@ -27,7 +27,7 @@ namespace ravelo {
 class Error : public std::runtime_error {
 public:
     /** @param error  from the C interface */
-    explicit Error(const ravelo_error& error) : std::runtime_error(error.text), m_status(error.status) {}
+    explicit Error(ravelo_error const& error) : std::runtime_error(error.text), m_status(error.status) {}
 
     /** The ravelo_status. */
     ravelo_status status() const noexcept { return static_cast<ravelo_status>(m_status); }
@@ -42,8 +42,8 @@ struct Bytes {
      *  @param count  bytes */
     Bytes(const void* first, std::size_t count) noexcept : data(first), size(count) {}
     /** Any container with contiguous bytes. */
-    template <typename Container, typename = decltype(std::declval<const Container&>().data())>
-    Bytes(const Container& container) noexcept : data(container.data()), size(container.size()) {
+    template <typename Container, typename = decltype(std::declval<Container const&>().data())>
+    Bytes(Container const& container) noexcept : data(container.data()), size(container.size()) {
         static_assert(sizeof(*container.data()) == 1, "a frame consists of bytes");
     }
 
@@ -108,7 +108,7 @@ inline ravelo_frame_info frameInfo(Bytes frame) {
 }
 
 /** The memory that the output of a decode needs. Throws Error. */
-inline ravelo_buffer_requirements bufferRequirements(Bytes frame, const Options& options = {}) {
+inline ravelo_buffer_requirements bufferRequirements(Bytes frame, Options const& options = {}) {
     ravelo_buffer_requirements requirements{};
     requirements.struct_size = sizeof requirements;
     const ravelo_decode_options cOptions = options.toC();
@@ -125,7 +125,7 @@ public:
     Image() = default;
 
     /** Decodes a frame. Throws Error, or std::bad_alloc when there is no memory for the pixels. */
-    explicit Image(Bytes frame, const Options& options = {}) { decode(frame, options); }
+    explicit Image(Bytes frame, Options const& options = {}) { decode(frame, options); }
 
     /**
      * Decodes a frame into this image. Slices that fail and are left untouched keep the previous content of the memory,
@@ -135,7 +135,7 @@ public:
      * @throws Error           the image then keeps its size, and its pixels are undefined
      * @throws std::bad_alloc  the same
      */
-    bool decode(Bytes frame, const Options& options = {}) {
+    bool decode(Bytes frame, Options const& options = {}) {
         const ravelo_buffer_requirements requirements = bufferRequirements(frame, options);
         reserve(requirements.bytes);
         std::vector<ravelo_damage> slices(options.damageCapacity);
@@ -184,9 +184,9 @@ public:
         return value;
     }
     /** The options of the last decode, without its stop flag. */
-    const Options& options() const noexcept { return m_options; }
+    Options const& options() const noexcept { return m_options; }
     /** Slices that failed, at most Options::damageCapacity of them, in the order of the frame. */
-    const std::vector<ravelo_damage>& damage() const noexcept { return m_damage; }
+    std::vector<ravelo_damage> const& damage() const noexcept { return m_damage; }
     /** The number of slices that failed; 0 where Options::damageCapacity is 0. */
     std::uint64_t failedSlices() const noexcept { return m_failedSlices; }
 
@@ -201,7 +201,7 @@ private:
         m_capacity = bytes;
     }
 
-    bool decodeInto(Bytes frame, const ravelo_buffer_requirements& requirements, const ravelo_decode_options& options) {
+    bool decodeInto(Bytes frame, ravelo_buffer_requirements const& requirements, ravelo_decode_options const& options) {
         ravelo_output output{};
         output.struct_size = sizeof output;
         output.memory = m_memory.get();

@@ -19,7 +19,7 @@ endfunction()
 function(ravelo_unity target)
     if(RAVELO_UNITY)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-        # g++ takes the units for headers, whose names would be everybody's.
+        # g++ treats the units as headers, whose names would be visible to others.
         target_compile_options(${target} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>")
     endif()
 endfunction()

@@ -7,7 +7,7 @@
 #include <vector>
 
 // The bytes of a file.
-inline std::vector<unsigned char> readFrame(const std::string& name) {
+inline std::vector<unsigned char> readFrame(std::string const& name) {
     std::ifstream file(name, std::ios::binary);
     if (!file)
         throw std::runtime_error(name + ": cannot be read");

@@ -66,10 +66,10 @@ int main(int argc, char** argv) try {
     }
     std::cout << image.width() << " x " << image.height() << " pixels, " << image.failedSlices() << " damaged slices\n";
     return 0;
-} catch (const ravelo::Error& error) {
+} catch (ravelo::Error const& error) {
     std::cerr << "careful: " << error.what() << "\n";
     return error.status() == RAVELO_ERROR_LIMIT ? 4 : 1;
-} catch (const std::exception& error) {
+} catch (std::exception const& error) {
     std::cerr << "careful: " << error.what() << "\n";
     return 1;
 }

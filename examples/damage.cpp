@@ -16,7 +16,7 @@ int main(int argc, char** argv) try {
     ravelo::Options options;
     options.damageCapacity = 100;
     const ravelo::Image image(readFrame(argv[1]), options);
-    for (const ravelo_damage& slice : image.damage())
+    for (ravelo_damage const& slice : image.damage())
         std::cout << "byte " << slice.byte_offset << ": " << components[slice.component] << " of the slice at "
                   << slice.x << ", " << slice.y << " (" << slice.width << " x " << slice.height << " pixels, picture "
                   << slice.picture << ")\n";
@@ -24,7 +24,7 @@ int main(int argc, char** argv) try {
         std::cout << "and " << image.failedSlices() - image.damage().size() << " more\n";
     std::cout << image.failedSlices() << " damaged slices\n";
     return image.failedSlices() == 0 ? 0 : 3;
-} catch (const std::exception& error) {
+} catch (std::exception const& error) {
     std::cerr << "damage: " << error.what() << "\n";
     return 1;
 }

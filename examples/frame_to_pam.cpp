@@ -12,7 +12,7 @@
 
 namespace {
 
-std::string headerOf(const ravelo::Image& image, bool hasAlpha) {
+std::string headerOf(ravelo::Image const& image, bool hasAlpha) {
     const std::string width = std::to_string(image.width());
     const std::string height = std::to_string(image.height());
     if (!hasAlpha)
@@ -21,7 +21,7 @@ std::string headerOf(const ravelo::Image& image, bool hasAlpha) {
 }
 
 // Pixels are A R G B; both formats want R first.
-void writePicture(std::ostream& file, const ravelo::Image& image, bool hasAlpha) {
+void writePicture(std::ostream& file, ravelo::Image const& image, bool hasAlpha) {
     file << headerOf(image, hasAlpha);
     for (std::uint32_t y = 0; y < image.height(); ++y) {
         const std::uint8_t* pixel = image.line(y);
@@ -48,7 +48,7 @@ int main(int argc, char** argv) try {
     std::ofstream file(argv[2], std::ios::binary);
     writePicture(file, image, ravelo::frameInfo(frame).alpha_channel_type != 0);
     return file.flush() ? 0 : 1;
-} catch (const std::exception& error) {
+} catch (std::exception const& error) {
     std::cerr << "frame_to_pam: " << error.what() << "\n";
     return 1;
 }

@@ -17,7 +17,7 @@
 namespace {
 
 // A number that represents the picture.
-std::uint32_t sumOf(const ravelo::Image& image) {
+std::uint32_t sumOf(ravelo::Image const& image) {
     std::uint32_t sum = 1;
     for (std::uint32_t y = 0; y < image.height(); ++y) {
         for (std::size_t i = 0; i < image.lineBytes(); ++i)
@@ -36,14 +36,14 @@ int main(int argc, char** argv) try {
         tbb::parallel_for(std::size_t{0}, names.size(), [&](std::size_t i) {
             try {
                 results[i] = std::to_string(sumOf(ravelo::Image(readFrame(names[i]))));
-            } catch (const std::exception& error) {
+            } catch (std::exception const& error) {
                 results[i] = error.what();
             }
         });
     });
     for (std::size_t i = 0; i < names.size(); ++i)
         std::cout << names[i] << ": " << results[i] << "\n";
-} catch (const std::exception& error) {
+} catch (std::exception const& error) {
     std::cerr << "frames_in_parallel: " << error.what() << "\n";
     return 1;
 }

@@ -32,7 +32,7 @@ int main(int argc, char** argv) try {
             std::cout << " .:-=+*#%@"[pixels[y * needs.safeStride + x * info.samplesPerPixel + 1] * 10 / 256];
         std::cout << "\n";
     }
-} catch (const std::exception& error) {
+} catch (std::exception const& error) {
     std::cerr << "proxy: " << error.what() << "\n";
     return 1;
 }

@@ -14,9 +14,9 @@ using testing::HasSubstr;
 
 namespace {
 
-// A frame without any picture data: the outer words, a header of 20 bytes and what is given behind it.
+// A frame without any picture data: the outer words, a header of 20 bytes and the bytes that follow it.
 std::vector<std::uint8_t> headerOnly(std::uint16_t width, std::uint16_t height, std::uint8_t byte12,
-                                     std::vector<std::uint8_t> const& behind = {}) {
+                                     std::vector<std::uint8_t> const& rest = {}) {
     std::vector<std::uint8_t> frame(28);
     frame[9] = 20;
     frame[16] = static_cast<std::uint8_t>(width >> 8);
@@ -24,7 +24,7 @@ std::vector<std::uint8_t> headerOnly(std::uint16_t width, std::uint16_t height, 
     frame[18] = static_cast<std::uint8_t>(height >> 8);
     frame[19] = static_cast<std::uint8_t>(height);
     frame[20] = byte12;
-    for (const std::uint8_t byte : behind)
+    for (const std::uint8_t byte : rest)
         frame.push_back(byte);
     return frame;
 }
@@ -127,10 +127,10 @@ namespace {
 // A picture of two slices in a row, of 1 macroblock each. The bytes of the first slice are given and have the size of
 // the table; the second has no bytes.
 std::vector<CodedSlice> slicesOf(std::vector<std::uint8_t> const& firstSlice, std::uint8_t alpha_channel_type = 0) {
-    std::vector<std::uint8_t> behind = {8 << 3, 0, 0, 0, 0, 0, 0, 0, 0, static_cast<std::uint8_t>(firstSlice.size()),
-                                        0,      0};
-    behind.insert(behind.end(), firstSlice.begin(), firstSlice.end());
-    std::vector<std::uint8_t> frame = headerOnly(32, 16, 0xC0, behind);
+    std::vector<std::uint8_t> rest = {8 << 3, 0, 0, 0, 0, 0, 0, 0, 0, static_cast<std::uint8_t>(firstSlice.size()),
+                                      0,      0};
+    rest.insert(rest.end(), firstSlice.begin(), firstSlice.end());
+    std::vector<std::uint8_t> frame = headerOnly(32, 16, 0xC0, rest);
     frame[8 + 17] = alpha_channel_type;
     const FrameHeader header = parseFrameHeader(frame);
     return parseSliceHeaders(frame, header, parsePictureHeaders(frame, header).at(0));
