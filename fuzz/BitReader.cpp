@@ -21,7 +21,7 @@ void compare(FuzzInput input) {
     const ExactCopy range(input.bytes(rangeBytes));
     OpenStream<target> stream(Bitstream{range.data(), range.size()});
     SlowBitReader slow({range.data(), range.size()}, target);
-    // Behind the range come reads of nothing but zeros.
+    // Reads after the range give only zeros.
     for (int i = 0; i < 400; ++i) {
         const std::uint32_t request = input.byte();
         if (request >= 0xE0)
