@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CoeffVLCStream.h"
+#include "Targets.h"
 #include "VLCStream_Impl.h"
 
 // Folds a code value to a signed one: 0, 1, 2, 3, 4 give 0, -1, 1, -2, 2. The failure value gives 0.

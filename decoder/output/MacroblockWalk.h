@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "SliceMacroblockWriter.h"
+#include "Targets.h"
 
 // One row of one quadrant of a macroblock, as the walk hands it to a pixel rule.
 struct QuadrantRow {

@@ -7,6 +7,7 @@
 #include "PixelRows.h"
 #include "ReducedRows444.h"
 #include "SliceMacroblockWriter_Impl.h"
+#include "Targets.h"
 
 // Which pixels of a member AVX2 converts to RGB by reciprocals, as a vector lane does, and which by division. A group
 // is a part of a row as wide as a block. Baseline always divides.

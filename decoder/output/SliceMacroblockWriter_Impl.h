@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SliceMacroblockWriter.h"
+#include "Targets.h"
 
 // a * b + c as a target computes it: AVX2 rounds once, Baseline after each step.
 template <OptimizationTarget target>

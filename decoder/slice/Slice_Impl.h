@@ -12,6 +12,7 @@
 #include "Slice422MacroblockWriter.h"
 #include "Slice4444MacroblockWriter.h"
 #include "Slice444MacroblockWriter.h"
+#include "Targets.h"
 #include "ThreeStreamScan.h"
 #include "VerticalForms.h"
 
