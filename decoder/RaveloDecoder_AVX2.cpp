@@ -19,9 +19,10 @@
 
 template void scanAlphaPlanes<OptimizationTarget::AVX2>(AlphaPlane const*, unsigned int, unsigned int);
 template class CoeffVLCStream<OptimizationTarget::AVX2>;
-template void scanComponents<OptimizationTarget::AVX2>(ComponentScan*, unsigned int);
+template void scanComponents<OptimizationTarget::AVX2>(ComponentScan*, unsigned int, LaneScanFunction*);
 template bool scanComponentPlainly<OptimizationTarget::AVX2>(ComponentScan const&);
 template bool scanComponentIntoBlocks<OptimizationTarget::AVX2>(ComponentScan const&);
+template bool scanPairsPlainly<OptimizationTarget::AVX2>(ComponentScan const&, CoeffVLCState const&, std::uint32_t);
 template class SliceMacroblockWriter<OptimizationTarget::AVX2, float>;
 template class Slice422MacroblockWriter<OptimizationTarget::AVX2, float>;
 template class Slice444MacroblockWriter<OptimizationTarget::AVX2, float>;

@@ -8,6 +8,7 @@ CAPI = ["capi_tests", "capi_memory_tests"]
 TOOLS = ["tools_tests"]
 FRAMES = ["frames_tests", "decoder_tests", "hostile_tests"]
 SCAN = ["decoder_tests", "frames_tests"]
+LANES = ["decoder_tests", "frames_in_lanes_tests"]
 THREADS = ["decoder_tests", "hostile_tests", "refused_threads_tests", "host_tests"]
 DISPATCH = ["kernels_tests", "load_status_tests"]
 RATES = ["encoder_tests"]
@@ -56,6 +57,22 @@ FAULTS = [
     ("more bits than the buffer holds are kept", "VLCStream_Impl.h", "(std::uint64_t{1} << (count & 63)) - 1",
      "(std::uint64_t{2} << (count & 63)) - 1", SCAN),
     ("the end of the range is never remembered", "VLCStream_Impl.h", "m_readPastEnd = true;", "", SCAN),
+    ("lanes begin one bit late", "LaneScan_Impl.h", "m_sign.of[lane] = m_endOfDcs[index] - 1;",
+     "m_sign.of[lane] = m_endOfDcs[index];", LANES),
+    ("lanes take pairs past the end of the range", "LaneScan_Impl.h",
+     "_mm512_min_epi32(_mm512_sub_epi32(bitsLeft, all(1)), all(kWordBits));", "all(kWordBits);", LANES),
+    ("lanes see the bits past the end", "LaneScan_Impl.h",
+     "words.low = _mm512_andnot_si512(_mm512_srlv_epi32(ones, bitsLeftOfLow), words.low);", "", LANES),
+    ("a lane ends before more than 64 zeros", "LaneScan_Impl.h", "if (left <= 64 && word == 0) {", "if (word == 0) {", LANES),
+    ("lanes store what is not kept", "LaneScan_Impl.h", "if (!m_skips && m_position", "if (m_position", LANES),
+    ("lanes load past the data", "LaneGroup.cpp", "scan.bytesAfterRange >= kLaneOverread",
+     "scan.bytesAfterRange + 8 >= kLaneOverread", LANES),
+    ("the result of a copied component is lost", "LaneGroup.cpp",
+     "m_copied[i].original->succeeded = m_copied[i].scan.succeeded;", "", LANES),
+    ("lanes on Baseline", "Picture_Impl.h", "target == OptimizationTarget::AVX2 ? laneScanOfPicture() : nullptr",
+     "laneScanOfPicture()", LANES),
+    ("lanes with the AVX2 variant", "LaneSupport.cpp", "return kernelVariant == kVariantK0 ?",
+     "return kernelVariant >= kVariantL9 ?", LANES),
     # Dispatch.
     ("status 20 is 21", "VariantSelection.h", "kStatusNotIntel = 20", "kStatusNotIntel = 21", DISPATCH),
     ("status at load is not kept", "Block.cpp", "ippsts = ippInit();", "ippInit();", DISPATCH),

@@ -273,9 +273,7 @@ void FastScan<target>::scanPlainlyFrom(Lane& lane) const {
     symbols.bitPosition = static_cast<std::uint64_t>(lane.bitPosition);
     symbols.previousRun = m_tables.runOfClass[state / SymbolTables::kNumLevelClasses];
     symbols.previousLevelSymbol = m_tables.levelOfClass[state % SymbolTables::kNumLevelClasses];
-    CoeffVLCStream<target> stream(scan.range, scan.range.size, symbols);
-    scan.succeeded =
-        scanAcCoefficients<target, FrequencyOrder>(stream, scan, static_cast<std::uint32_t>(lane.position + 1));
+    scan.succeeded = scanPairsPlainly<target>(scan, symbols, static_cast<std::uint32_t>(lane.position + 1));
 }
 
 // Takes components up until one has AC symbols to read in batches. Returns false when no component is left.

@@ -81,3 +81,9 @@ template <OptimizationTarget target>
 bool scanComponentIntoBlocks(ComponentScan const& scan) {
     return scanComponentInOrder<target, BlockOrder>(scan);
 }
+
+template <OptimizationTarget target>
+bool scanPairsPlainly(ComponentScan const& scan, CoeffVLCState const& state, std::uint32_t position) {
+    CoeffVLCStream<target> stream(scan.range, scan.range.size, state);
+    return scanAcCoefficients<target, FrequencyOrder>(stream, scan, position);
+}

@@ -7,6 +7,7 @@
 #include "PictureFacts.h"
 #include "PictureHeader.h"
 #include "PixelBuffer.h"
+#include "SliceGroupForm.h"
 #include "SliceHeader.h"
 #include "SliceLoop.h"
 #include "SliceTable.h"
@@ -109,6 +110,7 @@ private:
     struct Decode {
         Picture const& picture;
         PictureFacts const& facts;
+        SliceGroupForm groupForm;
         std::uint32_t groupsPerRow;
     };
 

@@ -2,6 +2,7 @@
 
 #include "DecodeMonitor.h"
 #include "Frame.h"
+#include "LaneSupport.h"
 #include "Picture.h"
 #include "Slice.h"
 #include "SliceLoop.h"
@@ -9,27 +10,29 @@
 template <OptimizationTarget target>
 Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstream const& pictureBits)
     : PictureLayout(temporalOrder, owner, pictureBits) {
-    static_assert(sizeof(SliceGroup<target>) <= SliceGroup<target>::kMaxBytes);
     static_assert(alignof(SliceGroup<target>) <= kSliceMemoryAlignment);
     if (isEmpty())
         return;
     PictureFacts facts = this->facts();
     facts.reconstruction = currentReconstructionForm(target);
-    const std::uint32_t slicesAtMost = SliceGroup<target>::maxSlices(facts.form);
+    // Baseline never uses lanes.
+    LaneScanFunction* const scanInLanes = target == OptimizationTarget::AVX2 ? laneScanOfPicture() : nullptr;
+    const SliceGroupForm groupForm =
+        SliceGroup<target>::formFor(facts.form, number_of_slices_per_mb_row(), scanInLanes);
     const SliceOrder order = sliceOrder();
-    std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + slicesAtMost - 1) / slicesAtMost;
+    std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + groupForm.maxSlices - 1) / groupForm.maxSlices;
     if (order == SliceOrder::LastGroupFirst && groupsPerRow == 1)
         groupsPerRow = 2;
-    const Decode decode{*this, facts, groupsPerRow};
-    const SliceWalk walk{rowsInData(), groupsPerRow, order, maxThreads(), sizeof(SliceGroup<target>)};
+    const Decode decode{*this, facts, groupForm, groupsPerRow};
+    const SliceWalk walk{rowsInData(), groupsPerRow, order, maxThreads(), SliceGroup<target>::bytes(groupForm)};
     forEachSliceGroup(walk, decodeGroupOf, &decode);
     reportMissingRows(walk.numRows);
 }
 
 template <OptimizationTarget target>
 void Picture<target>::decodeGroupOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group) {
-    const PlacedSliceGroup<target> placed(memory);
     Decode const& decode = *static_cast<Decode const*>(context);
+    const PlacedSliceGroup<target> placed(memory, decode.groupForm);
     decode.picture.decodeGroup(decode, placed.group(), row, group);
 }
 

@@ -6,8 +6,10 @@
 #include "AlphaScan.h"
 #include "BlockGather.h"
 #include "CoefficientScan.h"
+#include "LaneScan.h"
 #include "PictureFacts.h"
 #include "Slice4444MacroblockWriter.h"
+#include "SliceGroupForm.h"
 #include "SliceHeader.h"
 #include "Targets.h"
 
@@ -134,36 +136,39 @@ private:
     alignas(LargestWriter) unsigned char m_writerMemory[sizeof(LargestWriter)];
 };
 
-// A few neighbouring slices of one row, decoded together: their components are independent streams of symbols, and
-// several streams side by side hide the latency that bounds a single one.
+// Neighbouring slices of one row, decoded together: their components are independent streams of symbols, and several
+// streams side by side hide the latency that bounds a single one.
 template <OptimizationTarget target>
 class SliceGroup {
 public:
-    // The most slices of a group: as many as the coefficient memory holds whatever their size. It is bounded by the
-    // cache.
+    // The most slices of a group whose components are read a few at a time: as many as a cache holds.
     static constexpr unsigned int kMaxSlices422 = 6;
     static constexpr unsigned int kMaxSlices444 = 4;
     static constexpr unsigned int kMaxReducedSlices = 10;
+    // Of one for the scan in lanes, which wants many components: a row of 4096 pixels in the largest slices.
+    static constexpr unsigned int kMaxSlicesInLanes = kMaxLaneScans / 3;
 
-    // The most slices of a group of one picture.
-    static constexpr std::uint32_t maxSlices(OutputForm const& form) {
-        if (form.blockPart != BlockPart::Whole)
-            return kMaxReducedSlices;
-        return form.is444 ? kMaxSlices444 : kMaxSlices422;
+    // The groups of a picture. They are small where no scan in lanes is given, or the rows are too short for it.
+    static SliceGroupForm formFor(OutputForm const& form, std::uint32_t slicesPerRow, LaneScanFunction* scanInLanes);
+
+    // The memory for a group and its coefficients, at most kMaxBytes.
+    static std::size_t bytes(SliceGroupForm const& form) {
+        return sizeof(SliceGroup) + std::size_t{form.maxSlices} * form.elementsPerSlice * sizeof(std::int16_t);
     }
 
     // The most memory that a thread may take for its groups.
     static constexpr std::size_t kMaxBytes = 1024 * 1024;
 
-    // Into memory of this size and alignment. A member, so that units for other instructions share none with the rest.
+    // Into memory of the form's bytes and of the group's alignment. A member, so that units for other instructions
+    // share none with the rest.
     static void* operator new(std::size_t, void* memory) noexcept { return memory; }
     static void operator delete(void*, void*) noexcept {}
 
-    SliceGroup() = default;
+    explicit SliceGroup(SliceGroupForm const& form) : m_form(form) {}
     SliceGroup(SliceGroup const&) = delete;
     SliceGroup& operator=(SliceGroup const&) = delete;
 
-    // At most maxSlices() slices of one picture.
+    // At most form.maxSlices slices of one picture.
     void add(PictureFacts const& facts, SliceInput const& input);
     void decode();
 
@@ -174,32 +179,34 @@ public:
     std::uint32_t failedComponent(std::uint32_t index) const { return m_failedComponents[index]; }
 
 private:
-    // Decodes the alpha planes that are needed; `alpha` receives a pointer for each slice, null for the others.
-    void decodeAlpha(std::uint16_t const** alpha);
+    // Decodes the alpha planes of some slices of the group where they are needed, and writes the slices. `scans` are
+    // those of the first of them.
+    void reconstruct(ComponentScan const* scans, unsigned int first, unsigned int count);
 
     static constexpr unsigned int kMaxElements422 = 2 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxElements444 = 3 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxReducedElements = 3 * 32 * 16 + 3 * kScanPadding;
-    static constexpr unsigned int kElements = kMaxSlices422 * kMaxElements422;
-    static_assert(kMaxSlices444 * kMaxElements444 <= kElements);
-    static_assert(kMaxReducedSlices * kMaxReducedElements <= kElements);
 
+    // It follows the group, whose size is a multiple of its alignment.
+    std::int16_t* coefficients() { return reinterpret_cast<std::int16_t*>(this + 1); }
+
+    SliceGroupForm m_form;
     std::uint32_t m_count = 0;
-    std::uint32_t m_failedComponents[kMaxReducedSlices];
-    Slice<target> m_slices[kMaxReducedSlices];
-    alignas(64) std::int16_t m_coefficients[kElements];
+    std::uint32_t m_failedComponents[kMaxSlicesInLanes];
+    Slice<target> m_slices[kMaxSlicesInLanes];
     SliceScratch<target> m_scratch;
 
-    // Alpha planes are read at full size only, where a group of frames with alpha has no more slices than this.
+    // Alpha planes of several slices are read side by side.
+    static constexpr unsigned int kMaxAlphaPlanes = 4;
     static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16 + kAlphaPadding;
-    std::uint16_t m_alpha[kMaxSlices444][kMaxAlphaSamples];
+    std::uint16_t m_alpha[kMaxAlphaPlanes][kMaxAlphaSamples];
 };
 
 // A group in memory that one group after the other uses. Groups are too large for the stacks of some hosts' threads.
 template <OptimizationTarget target>
 class PlacedSliceGroup {
 public:
-    explicit PlacedSliceGroup(void* memory) : m_group(*new (memory) SliceGroup<target>) {}
+    PlacedSliceGroup(void* memory, SliceGroupForm const& form) : m_group(*new (memory) SliceGroup<target>(form)) {}
     ~PlacedSliceGroup() { m_group.~SliceGroup(); }
     PlacedSliceGroup(PlacedSliceGroup const&) = delete;
     PlacedSliceGroup& operator=(PlacedSliceGroup const&) = delete;

@@ -7,6 +7,7 @@
 #include "BlockTransforms.h"
 #include "CoefficientScan_Impl.h"
 #include "CornerDequantization.h"
+#include "LaneGroup.h"
 #include "PixelRows.h"
 #include "Slice.h"
 #include "Slice422MacroblockWriter.h"
@@ -77,6 +78,7 @@ ComponentScan Slice<target>::scanAtCursor(std::int16_t* coefficients, std::uint3
                                           std::uint32_t log2NumBlocks) const {
     ComponentScan scan;
     scan.range = {m_bitstream.data, numBytes < m_bitstream.size ? numBytes : m_bitstream.size};
+    scan.bytesAfterRange = m_bitstream.size - scan.range.size;
     scan.coefficients = coefficients;
     scan.numBlocks = numBlocks;
     scan.log2NumBlocks = log2NumBlocks;
@@ -287,6 +289,24 @@ void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_
 }
 
 template <OptimizationTarget target>
+SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t slicesPerRow,
+                                           LaneScanFunction* scanInLanes) {
+    static_assert(sizeof(SliceGroup) + kMaxSlicesInLanes * kMaxElements444 * sizeof(std::int16_t) <= kMaxBytes);
+    static_assert(kMaxReducedElements <= kMaxElements444);
+    const bool isWhole = form.blockPart == BlockPart::Whole;
+    SliceGroupForm groupForm;
+    groupForm.elementsPerSlice = !isWhole ? kMaxReducedElements : form.is444 ? kMaxElements444 : kMaxElements422;
+    groupForm.maxSlices = !isWhole ? kMaxReducedSlices : form.is444 ? kMaxSlices444 : kMaxSlices422;
+    if (scanInLanes != nullptr && 3 * slicesPerRow >= kFewestLaneScans) {
+        groupForm.maxSlices = kMaxSlicesInLanes;
+        groupForm.scanInLanes = scanInLanes;
+    }
+    if (groupForm.maxSlices > slicesPerRow)
+        groupForm.maxSlices = slicesPerRow > 0 ? slicesPerRow : 1;
+    return groupForm;
+}
+
+template <OptimizationTarget target>
 void SliceGroup<target>::add(PictureFacts const& facts, SliceInput const& input) {
     m_slices[m_count].open(facts, input);
     ++m_count;
@@ -300,35 +320,41 @@ static inline std::uint32_t firstFailed(ComponentScan const scans[3]) {
     return component;
 }
 
+// A few slices at a time, as many as there is room for alpha planes.
 template <OptimizationTarget target>
-void SliceGroup<target>::decodeAlpha(std::uint16_t const** alpha) {
-    AlphaPlane planes[kMaxSlices444];
+void SliceGroup<target>::reconstruct(ComponentScan const* scans, unsigned int first, unsigned int count) {
+    Slice<target> const* slices = m_slices + first;
+    std::uint32_t const* failedComponents = m_failedComponents + first;
+    AlphaPlane planes[kMaxAlphaPlanes];
+    std::uint16_t const* alpha[kMaxAlphaPlanes] = {};
     unsigned int numPlanes = 0;
-    for (unsigned int i = 0; i < m_count; ++i) {
-        if (m_failedComponents[i] != kNoComponent || !m_slices[i].needsAlpha())
+    for (unsigned int i = 0; i < count; ++i) {
+        if (failedComponents[i] != kNoComponent || !slices[i].needsAlpha())
             continue;
         alpha[i] = m_alpha[numPlanes];
-        planes[numPlanes] = m_slices[i].alphaPlane(m_alpha[numPlanes]);
+        planes[numPlanes] = slices[i].alphaPlane(m_alpha[numPlanes]);
         ++numPlanes;
     }
     if (numPlanes != 0)
-        scanAlphaPlanes<target>(planes, numPlanes, m_slices[0].facts().codedAlphaBits);
+        scanAlphaPlanes<target>(planes, numPlanes, slices[0].facts().codedAlphaBits);
+    for (unsigned int i = 0; i < count; ++i) {
+        if (failedComponents[i] == kNoComponent)
+            slices[i].pixelReconstruction(scans + 3 * i, alpha[i], m_scratch);
+    }
 }
 
 template <OptimizationTarget target>
 void SliceGroup<target>::decode() {
-    ComponentScan scans[3 * kMaxReducedSlices];
-    std::int16_t* coefficients = m_coefficients;
+    ComponentScan scans[3 * kMaxSlicesInLanes];
+    std::int16_t* next = coefficients();
     for (unsigned int i = 0; i < m_count; ++i)
-        coefficients = m_slices[i].prepareScans(scans + 3 * i, coefficients);
-    scanComponents<target>(scans, 3 * m_count);
+        next = m_slices[i].prepareScans(scans + 3 * i, next);
+    scanComponents<target>(scans, 3 * m_count, m_form.scanInLanes);
     for (unsigned int i = 0; i < m_count; ++i)
         m_failedComponents[i] = firstFailed(scans + 3 * i);
-    std::uint16_t const* alpha[kMaxReducedSlices] = {};
-    decodeAlpha(alpha);
-    for (unsigned int i = 0; i < m_count; ++i) {
-        if (m_failedComponents[i] == kNoComponent)
-            m_slices[i].pixelReconstruction(scans + 3 * i, alpha[i], m_scratch);
+    for (unsigned int first = 0; first < m_count; first += kMaxAlphaPlanes) {
+        const unsigned int left = m_count - first;
+        reconstruct(scans + 3 * first, first, left < kMaxAlphaPlanes ? left : kMaxAlphaPlanes);
     }
     PixelRows<target>::finishStores();
 }

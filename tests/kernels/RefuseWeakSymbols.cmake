@@ -1,10 +1,10 @@
-# Fails when the object of a kernel variant defines or wants a weak symbol.
+# Fails when the object of a unit with instructions of its own defines or wants a weak symbol.
 #
-# OBJECTS: list of object files, of which those named InverseDct_* are looked at. NM: the program that lists symbols.
+# OBJECTS: list of object files, of which those named NAMED* are looked at. NM: the program that lists symbols.
 
 set(numLookedAt 0)
 foreach(object IN LISTS OBJECTS)
-    if(NOT object MATCHES "InverseDct_[^/]*$")
+    if(NOT object MATCHES "/${NAMED}[^/]*$")
         continue()
     endif()
     math(EXPR numLookedAt "${numLookedAt} + 1")
@@ -17,6 +17,6 @@ foreach(object IN LISTS OBJECTS)
     endif()
 endforeach()
 if(numLookedAt EQUAL 0)
-    message(FATAL_ERROR "no object of a kernel variant among: ${OBJECTS}")
+    message(FATAL_ERROR "no object ${NAMED}* among: ${OBJECTS}")
 endif()
 message(STATUS "${numLookedAt} objects without weak symbols")

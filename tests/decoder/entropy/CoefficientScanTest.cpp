@@ -12,6 +12,7 @@
 #include "DecoderTargets.h"
 #include "GuardedBytes.h"
 #include "Random.h"
+#include "RandomComponents.h"
 #include "SlowScan.h"
 #include "SymbolWriter.h"
 
@@ -498,89 +499,6 @@ TYPED_TEST(CoefficientScanTest, FirstDcsOfEveryPrefixDecodeOrFailByTheTarget) {
 
 namespace {
 
-enum class Content {
-    Valid,
-    LongTail,
-    Truncated,
-    Flipped,
-    RandomBytes,
-    SparseBytes,
-    RandomSymbols,
-    CutSuffix,
-    NearZeros
-};
-constexpr std::uint32_t kNumContents = 9;
-
-std::int32_t randomLevel(Random& random) {
-    const std::uint32_t magnitude = 1 + randomBelow(random, 1u << randomBelow(random, 16)) % 32767;
-    return randomBelow(random, 2) == 0 ? static_cast<std::int32_t>(magnitude) : -static_cast<std::int32_t>(magnitude);
-}
-
-// A valid component of any density, with runs of every length.
-SymbolWriter validComponent(Random& random, std::uint32_t numBlocks) {
-    SymbolWriter writer;
-    const std::uint32_t dcRange = 1u << randomBelow(random, 16);
-    writer.firstDc(static_cast<std::int64_t>(randomBelow(random, 2 * dcRange)) - dcRange);
-    for (std::uint32_t block = 1; block < numBlocks; ++block)
-        writer.dcDifference(static_cast<std::int64_t>(randomBelow(random, 2 * dcRange)) - dcRange);
-    const std::uint32_t longestRun = 1u << randomBelow(random, 12);
-    const std::uint32_t levelBits = 1 + randomBelow(random, 16);
-    const std::uint32_t stopEarly = randomBelow(random, 3) == 0 ? randomBelow(random, 64 * numBlocks) : 64 * numBlocks;
-    for (std::uint32_t position = numBlocks; position < stopEarly;) {
-        const std::uint32_t run =
-            randomBelow(random, 4) == 0 ? randomBelow(random, longestRun) : randomBelow(random, 3);
-        if (position + run >= 64 * numBlocks)
-            break;
-        const std::int32_t level = randomBelow(random, 16) == 0 ? randomLevel(random) : [&] {
-            const auto magnitude = static_cast<std::int32_t>(1 + randomBelow(random, 1u << levelBits) % 32767);
-            return randomBelow(random, 2) == 0 ? magnitude : -magnitude;
-        }();
-        writer.triple(run, level);
-        position += run + 1;
-    }
-    return writer;
-}
-
-// Symbols of any size in the right order: codes up to the longest prefixes, in books that may or may not fit.
-SymbolWriter randomSymbols(Random& random, std::uint32_t numBlocks) {
-    SymbolWriter writer = validComponent(random, numBlocks);
-    for (std::uint32_t n = randomBelow(random, 12); n > 0; --n) {
-        writer.prefix(randomBelow(random, 34));
-        writer.bits(random(), randomBelow(random, 33));
-    }
-    return writer;
-}
-
-std::vector<std::uint8_t> randomRange(Random& random, Content content, std::uint32_t numBlocks) {
-    if (content == Content::RandomBytes || content == Content::SparseBytes || content == Content::NearZeros) {
-        std::vector<std::uint8_t> bytes(randomBelow(random, 200));
-        for (std::uint8_t& byte : bytes) {
-            std::uint32_t value = random();
-            if (content != Content::RandomBytes)
-                value &= random();
-            if (content == Content::NearZeros)
-                value = randomBelow(random, 5) == 0 ? value & random() : 0;
-            byte = static_cast<std::uint8_t>(value);
-        }
-        return bytes;
-    }
-    SymbolWriter writer =
-        content == Content::RandomSymbols ? randomSymbols(random, numBlocks) : validComponent(random, numBlocks);
-    if (content == Content::CutSuffix) {
-        writer.prefix(8 + randomBelow(random, 21));
-        writer.bits(random(), randomBelow(random, 12));
-    }
-    if (content == Content::LongTail)
-        writer.zeros(randomBelow(random, 71));
-    std::vector<std::uint8_t> bytes = writer.bytes();
-    if (content == Content::Truncated && !bytes.empty())
-        bytes.resize(randomBelow(random, static_cast<std::uint32_t>(bytes.size())));
-    for (std::uint32_t n = content == Content::Flipped ? 1 + randomBelow(random, 4) : 0; n > 0 && !bytes.empty(); --n)
-        bytes[randomBelow(random, static_cast<std::uint32_t>(bytes.size()))] ^=
-            static_cast<std::uint8_t>(1u << randomBelow(random, 8));
-    return bytes;
-}
-
 // Memory for one range: exact on the heap, at a guard page, or followed by other bytes.
 class RangeMemory {
 public:
@@ -619,7 +537,7 @@ void checkMix(Random& random, std::vector<RangeMemory>& memory, Tally& tally, st
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t numBlocks = 2u << randomBelow(random, 5);
         const std::uint32_t kept = keepsAll ? 64u : 64u >> 2 * randomBelow(random, 4);
-        const auto content = static_cast<Content>(randomBelow(random, contents));
+        const auto content = static_cast<ComponentContent>(randomBelow(random, contents));
         ranges.push_back(randomRange(random, content, numBlocks));
         const Bitstream range = memory[i].place(ranges.back(), random);
         fast.emplace_back(range, numBlocks, kept, kept == 1);
@@ -659,7 +577,7 @@ TYPED_TEST(CoefficientScanTest, AnyMixOfValidComponentsEqualsTheDefinition) {
 }
 
 TYPED_TEST(CoefficientScanTest, AnyMixOfValidAndDamagedComponentsEqualsTheDefinition) {
-    checkMixes<TypeParam::target>(2303, 4000, kNumContents);
+    checkMixes<TypeParam::target>(2303, 4000, kNumComponentContents);
 }
 
 TYPED_TEST(CoefficientScanTest, EveryTruncationOfAComponentEqualsTheDefinition) {
@@ -715,8 +633,8 @@ TYPED_TEST(CoefficientScanTest, TheDefinitionEqualsTheSlowModelOnAnyBytes) {
     for (int round = 0; round < 12000; ++round) {
         const std::uint32_t numBlocks = 1u << randomBelow(random, 6);
         const std::uint32_t kept = 64u >> 2 * randomBelow(random, 4);
-        const std::vector<std::uint8_t> bytes =
-            randomRange(random, static_cast<Content>(randomBelow(random, kNumContents)), std::max(numBlocks, 2u));
+        const std::vector<std::uint8_t> bytes = randomRange(
+            random, static_cast<ComponentContent>(randomBelow(random, kNumComponentContents)), std::max(numBlocks, 2u));
         const SlowScanResult model = slowScanCoefficients(bytes, numBlocks, kept, TypeParam::target);
         Component component(this->m_held.hold(bytes), numBlocks, kept, kept == 1);
         const bool succeeded = scanComponentPlainly<TypeParam::target>(component.scan());

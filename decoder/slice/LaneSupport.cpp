@@ -1,0 +1,95 @@
+#include "LaneSupport.h"
+
+#include <atomic>
+
+#include "ProcessorDispatch.h"
+#include "VariantSelection.h"
+
+namespace {
+
+constexpr std::uint32_t bit(unsigned int n) {
+    return 1u << n;
+}
+
+// The family and model of a processor, with their extensions.
+struct Model {
+    std::uint32_t maker; // the first four letters of its name
+    std::uint32_t family;
+    std::uint32_t model;
+};
+
+constexpr std::uint32_t kGenu = 0x756E6547; // the first letters of GenuineIntel
+
+// Processors that were measured and store faster by one instruction.
+constexpr Model kScattering[] = {
+    {kGenu, 6, 0x8F}, // Sapphire Rapids
+    {kGenu, 6, 0xCF}, // Emerald Rapids, of the same cores
+};
+
+Model modelOf(CpuidSnapshot const& processor) {
+    const std::uint32_t signature = processor.leaf1.eax;
+    const std::uint32_t family = signature >> 8 & 0xF;
+    const std::uint32_t model = signature >> 4 & 0xF;
+    const std::uint32_t extendedFamily = signature >> 20 & 0xFF;
+    const std::uint32_t extendedModel = signature >> 16 & 0xF;
+    const bool hasExtendedModel = family == 6 || family == 15;
+    return {processor.leaf0.ebx, family == 15 ? family + extendedFamily : family,
+            hasExtendedModel ? extendedModel << 4 | model : model};
+}
+
+constexpr std::uint32_t kDetected = bit(0);
+constexpr std::uint32_t kLanesUsable = bit(1);
+constexpr std::uint32_t kScattersFast = bit(2);
+
+// Zero until the first test. The test always gives the same word, so threads that race to store it do no harm.
+std::atomic<std::uint32_t> s_laneFeatures{0};
+
+std::uint32_t laneFeatures(CpuidSnapshot const& processor) {
+    return kDetected | (canRunLanes(processor) ? kLanesUsable : 0) | (scattersFast(processor) ? kScattersFast : 0);
+}
+
+std::uint32_t laneFeaturesOfThisProcessor() {
+    std::uint32_t features = s_laneFeatures.load(std::memory_order_relaxed);
+    if (features == 0) {
+        features = laneFeatures(cpuidSnapshot());
+        s_laneFeatures.store(features, std::memory_order_relaxed);
+    }
+    return features;
+}
+
+LaneScanFunction* laneScanWith(std::uint32_t features) {
+    if ((features & kLanesUsable) == 0)
+        return nullptr;
+    return (features & kScattersFast) != 0 ? scanInLanesScattering : scanInLanesStoringSingly;
+}
+
+} // namespace
+
+bool canRunLanes(CpuidSnapshot const& processor) {
+    constexpr std::uint32_t kF = bit(16), kDq = bit(17), kCd = bit(28), kBw = bit(30), kVl = bit(31);
+    constexpr std::uint32_t kVbmi = bit(1), kVbmi2 = bit(6), kVnni = bit(11);
+    constexpr std::uint32_t kEbx = kF | kDq | kCd | kBw | kVl;
+    constexpr std::uint32_t kEcx = kVbmi | kVbmi2 | kVnni;
+    // The lower halves, the mask registers, the upper halves of the first sixteen registers, and the other sixteen.
+    constexpr std::uint32_t kStates = bit(1) | bit(2) | bit(5) | bit(6) | bit(7);
+    return (processor.leaf7.ebx & kEbx) == kEbx && (processor.leaf7.ecx & kEcx) == kEcx &&
+           (processor.xcr0 & kStates) == kStates;
+}
+
+bool scattersFast(CpuidSnapshot const& processor) {
+    const Model here = modelOf(processor);
+    for (Model const& known : kScattering) {
+        if (known.maker == here.maker && known.family == here.family && known.model == here.model)
+            return true;
+    }
+    return false;
+}
+
+LaneScanFunction* laneScanFor(std::int32_t kernelVariant, CpuidSnapshot const& processor) {
+    return kernelVariant == kVariantK0 ? laneScanWith(laneFeatures(processor)) : nullptr;
+}
+
+LaneScanFunction* laneScanOfPicture() {
+    const auto variant = std::atomic_ref<std::int32_t>(ippJumpIndexForMergedLibs).load(std::memory_order_relaxed);
+    return variant == kVariantK0 ? laneScanWith(laneFeaturesOfThisProcessor()) : nullptr;
+}

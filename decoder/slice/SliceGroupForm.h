@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstdint>
+
+#include "CoefficientScan.h"
+
+// How the groups of slices of a picture are made.
+struct SliceGroupForm {
+    std::uint32_t maxSlices = 1;
+    std::uint32_t elementsPerSlice = 0;      // room for the coefficients of a slice of any size, with their padding
+    LaneScanFunction* scanInLanes = nullptr; // null where it is not used
+};

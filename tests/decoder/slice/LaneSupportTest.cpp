@@ -1,0 +1,83 @@
+#include "LaneSupport.h"
+
+#include <gtest/gtest.h>
+
+#include "KernelChoice.h"
+#include "VariantSelection.h"
+
+namespace {
+
+// A processor that has just what the lanes need beyond AVX2, on a system that saves its registers.
+CpuidSnapshot sufficientForLanes() {
+    CpuidSnapshot processor;
+    processor.leaf7.ebx = 1u << 16 | 1u << 17 | 1u << 28 | 1u << 30 | 1u << 31;
+    processor.leaf7.ecx = 1u << 1 | 1u << 6 | 1u << 11;
+    processor.xcr0 = 1u << 1 | 1u << 2 | 1u << 5 | 1u << 6 | 1u << 7;
+    return processor;
+}
+
+CpuidSnapshot laneProcessor(std::uint32_t maker, std::uint32_t signature) {
+    CpuidSnapshot processor = sufficientForLanes();
+    processor.leaf0.ebx = maker;
+    processor.leaf1.eax = signature;
+    return processor;
+}
+
+constexpr std::uint32_t kGenuineIntel = 0x756E6547;
+constexpr std::uint32_t kAuthenticAmd = 0x68747541;
+constexpr std::uint32_t kSapphireRapids = 0x000806F8;
+constexpr std::uint32_t kEmeraldRapids = 0x000C06F2;
+
+TEST(LaneSupportTest, TheSufficientProcessorRunsLanes) {
+    EXPECT_TRUE(canRunLanes(sufficientForLanes()));
+}
+
+TEST(LaneSupportTest, EverySingleFeatureIsNeeded) {
+    for (const unsigned int bit : {16u, 17u, 28u, 30u, 31u}) {
+        CpuidSnapshot processor = sufficientForLanes();
+        processor.leaf7.ebx &= ~(1u << bit);
+        EXPECT_FALSE(canRunLanes(processor)) << "leaf 7 without bit " << bit << " of EBX";
+    }
+    for (const unsigned int bit : {1u, 6u, 11u}) {
+        CpuidSnapshot processor = sufficientForLanes();
+        processor.leaf7.ecx &= ~(1u << bit);
+        EXPECT_FALSE(canRunLanes(processor)) << "leaf 7 without bit " << bit << " of ECX";
+    }
+    for (const unsigned int bit : {1u, 2u, 5u, 6u, 7u}) {
+        CpuidSnapshot processor = sufficientForLanes();
+        processor.xcr0 &= ~(std::uint64_t{1} << bit);
+        EXPECT_FALSE(canRunLanes(processor)) << "XCR0 without bit " << bit;
+    }
+}
+
+TEST(LaneSupportTest, OnlyMeasuredProcessorsStoreByOneInstruction) {
+    EXPECT_TRUE(scattersFast(laneProcessor(kGenuineIntel, kSapphireRapids)));
+    EXPECT_TRUE(scattersFast(laneProcessor(kGenuineIntel, kEmeraldRapids)));
+    EXPECT_FALSE(scattersFast(laneProcessor(kAuthenticAmd, kSapphireRapids)));
+    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x000706E5))) << "Ice Lake";
+    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x000806F8 & ~0xF0000u))) << "no extended model";
+    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x00A80FF8))) << "another family";
+    EXPECT_FALSE(scattersFast(laneProcessor(kAuthenticAmd, 0x00A10F11))) << "Zen 4";
+    EXPECT_FALSE(scattersFast(sufficientForLanes()));
+}
+
+TEST(LaneSupportTest, LanesGoWithTheAvx512VariantOfTheKernels) {
+    const CpuidSnapshot scattering = laneProcessor(kGenuineIntel, kSapphireRapids);
+    EXPECT_EQ(laneScanFor(kVariantK0, scattering), scanInLanesScattering);
+    EXPECT_EQ(laneScanFor(kVariantK0, sufficientForLanes()), scanInLanesStoringSingly);
+    for (const std::int32_t variant : {kVariantNotChosen, kVariantY8, kVariantE9, kVariantL9}) {
+        EXPECT_EQ(laneScanFor(variant, scattering), nullptr) << variant;
+        EXPECT_EQ(laneScanFor(variant, sufficientForLanes()), nullptr) << variant;
+    }
+    EXPECT_EQ(laneScanFor(kVariantK0, CpuidSnapshot{}), nullptr);
+}
+
+TEST(LaneSupportTest, APictureAsksForTheSelectedVariantAndThisProcessor) {
+    const CpuidSnapshot processor = cpuidSnapshot();
+    for (Variant const& variant : runnableVariants()) {
+        const SelectedVariant selected(variant);
+        EXPECT_EQ(laneScanOfPicture(), laneScanFor(variant.index, processor)) << variant.name;
+    }
+}
+
+} // namespace

@@ -1,0 +1,123 @@
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "DecodeCheck.h"
+#include "EmulatedLaneScan.h"
+#include "FrameMaker.h"
+#include "LaneSupport.h"
+
+// Takes the place of the library's choice, so that the frames of this program are read in lanes with emulated
+// instructions, by both forms in turn.
+
+namespace {
+
+std::atomic<unsigned int> s_numPictures{0};
+std::atomic<unsigned int> s_numScans{0};
+
+void scattering(LaneScanJob const& job) {
+    s_numScans += job.count;
+    emulatedScanInLanesScattering(job);
+}
+
+void storingSingly(LaneScanJob const& job) {
+    s_numScans += job.count;
+    emulatedScanInLanesStoringSingly(job);
+}
+
+} // namespace
+
+LaneScanFunction* laneScanOfPicture() {
+    return s_numPictures++ % 2 == 0 ? scattering : storingSingly;
+}
+
+namespace {
+
+// A frame whose rows have components enough for the lanes.
+FrameSpec wideSpec(Random& random) {
+    FrameSpec spec = randomSpec(random);
+    spec.log2_slice_size_in_mb = randomBelow(random, 4);
+    spec.horizontal_size = (64u << spec.log2_slice_size_in_mb) + randomBelow(random, 200);
+    spec.vertical_size = 2 + randomBelow(random, 40); // so that no field is empty
+    return spec;
+}
+
+DecodeRequest requestOnAvx2(std::vector<std::uint8_t> const& frame, FrameSpec const& spec, std::uint32_t reduction,
+                            std::uint32_t depth, Random& random) {
+    DecodeRequest request;
+    request.downSampleFactor = reduction;
+    request.bitDepth = depth;
+    request.target = OptimizationTarget::AVX2;
+    request.colorCoding = spec.chroma_format == 2 ? 0 : randomBelow(random, 4);
+    request.lineStride = safeStride(frame, request);
+    return request;
+}
+
+class FramesInLanesTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (runnableTargets().size() == 1)
+            GTEST_SKIP() << "This processor cannot run the AVX2 target.";
+        s_numScans = 0;
+    }
+};
+
+} // namespace
+
+TEST_F(FramesInLanesTest, WideFramesOfEveryFormEqualTheModel) {
+    Random random = seeded(2701);
+    for (int i = 0; i < 30; ++i) {
+        const FrameSpec spec = wideSpec(random);
+        const MadeFrame made = randomFrame(spec, random);
+        for (std::uint32_t reduction = 0; reduction < 4; ++reduction) {
+            for (const std::uint32_t depth : {8u, 10u}) {
+                const DecodeRequest request = requestOnAvx2(made.bytes, spec, reduction, depth, random);
+                ASSERT_TRUE(decodesLikeModel(made.bytes, request)) << spec.describe();
+            }
+        }
+    }
+    EXPECT_GT(s_numScans, 30u * 8 * 12);
+}
+
+TEST_F(FramesInLanesTest, WideFramesWithDamagedSlicesEqualTheModel) {
+    Random random = seeded(2702);
+    for (int i = 0; i < 300; ++i) {
+        const FrameSpec spec = wideSpec(random);
+        MadeFrame made = randomFrame(spec, random);
+        const std::size_t from = made.sliceOffsets.at(0);
+        for (std::uint32_t n = 1 + randomBelow(random, 12); n > 0; --n) {
+            const std::size_t place = from + randomBelow(random, static_cast<std::uint32_t>(made.bytes.size() - from));
+            made.bytes[place] ^= static_cast<std::uint8_t>(1u << randomBelow(random, 8));
+        }
+        if (randomBelow(random, 4) == 0)
+            made.bytes.resize(from + randomBelow(random, static_cast<std::uint32_t>(made.bytes.size() - from)));
+        const DecodeRequest request = requestOnAvx2(made.bytes, spec, randomBelow(random, 4), 8, random);
+        ASSERT_TRUE(decodesLikeModel(made.bytes, request)) << "frame " << i << ": " << spec.describe();
+    }
+    EXPECT_GT(s_numScans, 300u * 12);
+}
+
+TEST_F(FramesInLanesTest, BaselineIsNeverReadInLanes) {
+    Random random = seeded(2703);
+    const FrameSpec spec = wideSpec(random);
+    const MadeFrame made = randomFrame(spec, random);
+    DecodeRequest request = requestOnAvx2(made.bytes, spec, 0, 8, random);
+    request.target = OptimizationTarget::Baseline;
+    const unsigned int numPictures = s_numPictures;
+    EXPECT_TRUE(decodesLikeModel(made.bytes, request));
+    EXPECT_EQ(s_numScans, 0u);
+    EXPECT_EQ(s_numPictures, numPictures);
+}
+
+TEST_F(FramesInLanesTest, RowsWithTooFewComponentsAreNotReadInLanes) {
+    Random random = seeded(2704);
+    FrameSpec spec = randomSpec(random);
+    spec.log2_slice_size_in_mb = 3;
+    spec.horizontal_size = 3 * 128;
+    spec.interlace_mode = 0;
+    const MadeFrame made = randomFrame(spec, random);
+    EXPECT_TRUE(decodesLikeModel(made.bytes, requestOnAvx2(made.bytes, spec, 0, 8, random)));
+    EXPECT_EQ(s_numScans, 0u);
+}

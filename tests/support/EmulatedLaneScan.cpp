@@ -1,0 +1,9 @@
+#include "EmulatedLaneScan.h"
+
+#include "EmulatedAvx512.h"
+
+// The entries with real instructions are in the same program.
+#define scanInLanesScattering emulatedScanInLanesScattering
+#define scanInLanesStoringSingly emulatedScanInLanesStoringSingly
+
+#include "LaneScan_AVX512.cpp"
