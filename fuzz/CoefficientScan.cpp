@@ -1,4 +1,5 @@
-// Coefficient scans of several components at once, against the plain scan and against the slow model.
+// Coefficient scans of several components at once, against the plain scan and against the slow model. On AVX2 the scan
+// in lanes reads them too, with emulated instructions.
 //
 // The first byte of the input chooses the number of components, what is kept of each block and the target, the second
 // the component that the model reads too: the model takes longer than all scans together, and many short executions
@@ -11,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "EmulatedLaneScan.h"
 #include "FuzzSupport.h"
 #include "SlowScan.h"
 
@@ -115,13 +117,49 @@ void compare(Request const& request) {
     compareWithModel<target>(request.components[request.modelled]);
 }
 
+// The lanes load past the end of a range, so the ranges follow each other in one piece of memory that goes on after
+// them.
+void compareInLanes(Request const& request, LaneScanFunction* scanInLanes) {
+    std::vector<std::uint8_t> bytes;
+    std::size_t numValues = 0;
+    for (std::uint32_t i = 0; i < request.count; ++i) {
+        ExactCopy const& range = *request.components[i].range;
+        bytes.insert(bytes.end(), range.data(), range.data() + range.size());
+        numValues += request.components[i].numValues() + kScanPadding;
+    }
+    bytes.insert(bytes.end(), kLaneOverread, std::uint8_t{0xFF});
+    std::vector<std::int16_t> values(numValues);
+    ComponentScan scans[kMaxComponents];
+    ComponentScan* pointers[kMaxComponents];
+    std::size_t firstByte = 0;
+    std::size_t firstValue = 0;
+    for (std::uint32_t i = 0; i < request.count; ++i) {
+        Component const& component = request.components[i];
+        scans[i] = component.scanInto(values.data() + firstValue);
+        scans[i].range.data = bytes.data() + firstByte;
+        pointers[i] = &scans[i];
+        firstByte += component.range->size();
+        firstValue += component.numValues() + kScanPadding;
+    }
+    scanInLanes({pointers, request.count, scanComponentPlainly<OptimizationTarget::AVX2>,
+                 scanPairsPlainly<OptimizationTarget::AVX2>});
+    for (std::uint32_t i = 0; i < request.count; ++i) {
+        Component const& component = request.components[i];
+        std::copy_n(scans[i].coefficients, component.numValues(), component.fast.get());
+        compareWithPlain<OptimizationTarget::AVX2>(component, scans[i].succeeded);
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Request request = requestOf(FuzzInput(data, size));
-    if (request.target == OptimizationTarget::AVX2)
+    if (request.target == OptimizationTarget::AVX2) {
         compare<OptimizationTarget::AVX2>(request);
-    else
+        compareInLanes(request, emulatedScanInLanesScattering);
+        compareInLanes(request, emulatedScanInLanesStoringSingly);
+    } else {
         compare<OptimizationTarget::Baseline>(request);
+    }
     return 0;
 }
