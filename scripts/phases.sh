@@ -26,9 +26,9 @@ endPhase() {
     fi
 }
 
-buildPreset() { # PRESET
+buildPreset() { # PRESET [OPTION...]: options of cmake --build
     cmake --preset "$1" "${launcher[@]}"
-    cmake --build --preset "$1" --parallel "$jobs"
+    cmake --build --preset "$1" --parallel "$jobs" "${@:2}"
 }
 
 testPreset() { # PRESET: the suite; its last line is the runner's count of entries
