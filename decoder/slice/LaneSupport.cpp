@@ -23,7 +23,6 @@ constexpr std::uint32_t kGenu = 0x756E6547; // the first letters of GenuineIntel
 // Processors that were measured and store faster by one instruction.
 constexpr Model kScattering[] = {
     {kGenu, 6, 0x8F}, // Sapphire Rapids
-    {kGenu, 6, 0xCF}, // Emerald Rapids, of the same cores
 };
 
 Model modelOf(CpuidSnapshot const& processor) {
