@@ -121,8 +121,8 @@ private:
     void reconstructPlainly(ComponentScan const scans[3], std::uint16_t const* alpha,
                             SliceMatrices<target> const& matrices, std::uint32_t firstMb,
                             SliceScratch<target>& scratch) const;
-    void reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const;
-    void reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const;
+    template <unsigned int side>
+    void reconstructCorners(ComponentScan const scans[3], std::uint16_t const* alpha) const;
     void reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const;
 
     SliceHeader m_header;

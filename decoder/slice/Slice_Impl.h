@@ -135,9 +135,9 @@ void Slice<target>::pixelReconstruction(ComponentScan const scans[3], std::uint1
     case BlockPart::Whole:
         return reconstructFull(scans, alpha, scratch);
     case BlockPart::Corner4x4:
-        return reconstructHalf(scans, alpha);
+        return reconstructCorners<4>(scans, alpha);
     case BlockPart::Corner2x2:
-        return reconstructQuarter(scans, alpha);
+        return reconstructCorners<2>(scans, alpha);
     case BlockPart::Dc:
         return reconstructEighth(scans, alpha);
     case BlockPart::None:
@@ -236,34 +236,27 @@ void Slice<target>::reconstructPlainly(ComponentScan const scans[3], std::uint16
 // Reduced macroblocks are written from the right: what the last one of a row writes beyond the picture may fall on the
 // left edge of the next line, where the first one is.
 template <OptimizationTarget target>
-void Slice<target>::reconstructHalf(ComponentScan const scans[3], std::uint16_t const* alpha) const {
+template <unsigned int side>
+void Slice<target>::reconstructCorners(ComponentScan const scans[3], std::uint16_t const* alpha) const {
     const SliceMatrices<target> matrices(*m_facts, qScale());
-    alignas(64) std::int16_t corners[kMaxComponentBlocks * 16 + kGatherPadding];
-    alignas(64) std::int16_t samples[3][kMaxComponentBlocks][4][4];
+    alignas(64) std::int16_t corners[kMaxComponentBlocks * side * side + kGatherPadding];
+    alignas(64) std::int16_t samples[3][kMaxComponentBlocks][side][side];
     for (int i = 0; i < 3; ++i) {
-        gatherBlocks<target, 4>(scans[i], m_facts->scanPattern, corners);
-        dequantizeCorners<target, 4>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
-        inverse4x4Corners(corners, samples[i][0][0], scans[i].numBlocks);
+        gatherBlocks<target, side>(scans[i], m_facts->scanPattern, corners);
+        dequantizeCorners<target, side>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
+        if constexpr (side == 4)
+            inverse4x4Corners(corners, samples[i][0][0], scans[i].numBlocks);
+        else
+            inverse2x2Corners(corners, samples[i][0][0], scans[i].numBlocks);
     }
     for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
-        const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
-        m_writer->reconstructBlock16s_Half(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
-    }
-}
-
-template <OptimizationTarget target>
-void Slice<target>::reconstructQuarter(ComponentScan const scans[3], std::uint16_t const* alpha) const {
-    const SliceMatrices<target> matrices(*m_facts, qScale());
-    alignas(64) std::int16_t corners[kMaxComponentBlocks * 4 + kGatherPadding];
-    alignas(64) std::int16_t samples[3][kMaxComponentBlocks][2][2];
-    for (int i = 0; i < 3; ++i) {
-        gatherBlocks<target, 2>(scans[i], m_facts->scanPattern, corners);
-        dequantizeCorners<target, 2>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
-        inverse2x2Corners(corners, samples[i][0][0], scans[i].numBlocks);
-    }
-    for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
-        const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
-        m_writer->reconstructBlock16s_Quarter(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
+        auto* y = samples[0] + 4 * mb;
+        auto* cb = samples[1] + mb * m_facts->form.chromaBlocksPerMb;
+        auto* cr = samples[2] + mb * m_facts->form.chromaBlocksPerMb;
+        if constexpr (side == 4)
+            m_writer->reconstructBlock16s_Half(mb, y, cb, cr, alpha);
+        else
+            m_writer->reconstructBlock16s_Quarter(mb, y, cb, cr, alpha);
     }
 }
 

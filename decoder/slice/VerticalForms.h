@@ -14,26 +14,42 @@ struct VerticalOutput {
 template <OptimizationTarget target>
 void writeVertically(VerticalSlice<target> const& slice, VerticalOutput const& output, OutputLevels const& levels);
 
+template <OptimizationTarget target, class Sample>
+void writeVertically422(VerticalSlice<target> const& slice, OutputLevels const& levels) {
+    for (std::uint32_t first = 0; first < slice.numMbs; first += 4) {
+        const std::uint32_t left = slice.numMbs - first;
+        VerticalReconstruction<target>::template write422Mbs<Sample>(slice, levels, first, left < 4 ? left : 4);
+    }
+}
+
+template <OptimizationTarget target, bool rgb, class Sample, unsigned int alphaDepth>
+void writeVertically444(VerticalSlice<target> const& slice, OutputLevels const& levels) {
+    for (std::uint32_t first = 0; first < slice.numMbs; first += 2) {
+        const std::uint32_t left = slice.numMbs - first;
+        VerticalReconstruction<target>::template write444Mbs<rgb, Sample, alphaDepth>(slice, levels, first,
+                                                                                      left < 2 ? left : 2);
+    }
+}
+
 template <OptimizationTarget target, bool rgb, class Sample>
-void writeVertically444(VerticalSlice<target> const& slice, unsigned int alphaDepth, OutputLevels const& levels) {
-    using Form = VerticalReconstruction<target>;
+void writeVerticallyWithAlpha(VerticalSlice<target> const& slice, unsigned int alphaDepth, OutputLevels const& levels) {
     if (alphaDepth == 0)
-        Form::template write444<rgb, Sample, 0>(slice, levels);
+        writeVertically444<target, rgb, Sample, 0>(slice, levels);
     else if (alphaDepth == 8)
-        Form::template write444<rgb, Sample, 8>(slice, levels);
+        writeVertically444<target, rgb, Sample, 8>(slice, levels);
     else
-        Form::template write444<rgb, Sample, 16>(slice, levels);
+        writeVertically444<target, rgb, Sample, 16>(slice, levels);
 }
 
 template <OptimizationTarget target, class Sample>
 void writeVerticallyInSamples(VerticalSlice<target> const& slice, VerticalOutput const& output,
                               OutputLevels const& levels) {
     if (!output.is444)
-        VerticalReconstruction<target>::template write422<Sample>(slice, levels);
+        writeVertically422<target, Sample>(slice, levels);
     else if (output.rgb)
-        writeVertically444<target, true, Sample>(slice, output.alphaDepth, levels);
+        writeVerticallyWithAlpha<target, true, Sample>(slice, output.alphaDepth, levels);
     else
-        writeVertically444<target, false, Sample>(slice, output.alphaDepth, levels);
+        writeVerticallyWithAlpha<target, false, Sample>(slice, output.alphaDepth, levels);
 }
 
 template <OptimizationTarget target>

@@ -5,6 +5,7 @@
 #include "FloatBlocks256.h"
 #include "PixelRows_AVX2.h"
 #include "SliceMacroblockWriter.h"
+#include "VerticalCoefficients.h"
 #include "VerticalReconstruction.h"
 
 // Eight blocks in a vector, with the arithmetic of the fused kernels.
@@ -16,17 +17,97 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
     // Of the factors of a plan.
     static constexpr float kUnit = 1.0f;
 
+    // Up to four macroblocks: 16 luma blocks and eight of each chroma.
     template <class Sample>
-    static void write422(Slice const& slice, OutputLevels const& levels) {
-        for (std::uint32_t first = 0; first < slice.numMbs; first += 4)
-            write422Mbs<Sample>(slice, levels, first, slice.numMbs - first < 4 ? slice.numMbs - first : 4);
+    static void write422Mbs(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
+                            std::uint32_t numMbs) {
+        alignas(64) EightBlocks blocks[2];
+        alignas(64) LumaCodes luma[2];
+        alignas(64) ChromaCodes chroma;
+        const CodeRule rule{_mm256_set1_ps(levels.sampleScale), _mm256_set1_ps(static_cast<float>(levels.maxValue))};
+        const std::uint32_t numPairs = (numMbs + 1) / 2; // of macroblocks
+        constexpr std::int64_t kPairBytes = 64 * sizeof(Sample);
+        std::uint8_t* const out = movedBy(slice.pixels, firstMb * kPairBytes / 2);
+        // Four transforms of eight rows each fetch all lines of four macroblocks.
+        constexpr unsigned int kLinesAtOnce = sizeof(Sample);
+        OutputPrefetch prefetch(out, slice.lineStride, numMbs * static_cast<std::uint32_t>(kPairBytes) / 2,
+                                slice.streams ? 0 : slice.numRows);
+        for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
+            transformRows<kLinesAtOnce>(slice.coefficients[0] + 4 * firstMb + 8 * pair, *slice.plans[0], blocks[0],
+                                        prefetch);
+            for (int i = 0; i < 4; ++i)
+                encodeColumns(blocks[0], 2 * i, blocks[0], 2 * i + 1, rule, &luma[pair][0][i], 4);
+        }
+        transformRows<kLinesAtOnce>(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0], prefetch);
+        transformRows<kLinesAtOnce>(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1], prefetch);
+        for (int column = 0; column < 8; ++column)
+            encodeColumns(blocks[0], column, blocks[1], column, rule, &chroma[0][column], 8);
+
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            __m256i left[4], right[4];
+            chromaRow(chroma[row], left);
+            chromaRow(chroma[row] + 4, right);
+            for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
+                __m256i y[4];
+                lumaRow(luma[pair][row], y);
+                const bool isWhole = 2 * pair + 1 < numMbs;
+                for (int half = 0; half < 2; ++half) {
+                    const std::uint32_t mbRow = row + 8 * static_cast<std::uint32_t>(half);
+                    if (mbRow >= slice.numRows)
+                        break;
+                    // Cb Cr of the left and of the right half of two macroblocks.
+                    const __m256i leftChroma = halvesOf(left[half], left[half + 2], static_cast<int>(pair));
+                    const __m256i rightChroma = halvesOf(right[half], right[half + 2], static_cast<int>(pair));
+                    std::uint8_t* const to = lineBelow(movedBy(out, pair * kPairBytes), mbRow, slice.lineStride);
+                    store422<Sample>(to, isWhole, slice.streams, _mm256_unpacklo_epi16(leftChroma, y[2 * half]),
+                                     _mm256_unpackhi_epi16(leftChroma, y[2 * half]),
+                                     _mm256_unpacklo_epi16(rightChroma, y[2 * half + 1]),
+                                     _mm256_unpackhi_epi16(rightChroma, y[2 * half + 1]));
+                }
+            }
+        }
     }
 
+    // One or two macroblocks: four or eight blocks of each component.
     template <bool rgb, class Sample, unsigned int alphaDepth>
-    static void write444(Slice const& slice, OutputLevels const& levels) {
-        for (std::uint32_t first = 0; first < slice.numMbs; first += 2)
-            write444Mbs<rgb, Sample, alphaDepth>(slice, levels, first,
-                                                 slice.numMbs - first < 2 ? slice.numMbs - first : 2);
+    static void write444Mbs(Slice const& slice, OutputLevels const& sharedLevels, std::uint32_t firstMb,
+                            std::uint32_t numMbs) {
+        // A copy, which the compiler need not read again after each store.
+        const OutputLevels levels = sharedLevels;
+        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
+        std::uint8_t* const out = movedBy(slice.pixels, firstMb * 2 * kHalfRowBytes);
+        // Three transforms of eight rows each fetch all lines of two macroblocks.
+        constexpr unsigned int kLinesAtOnce = sizeof(Sample) == 1 ? 2 : 3;
+        OutputPrefetch prefetch(out, slice.lineStride, numMbs * 2 * static_cast<std::uint32_t>(kHalfRowBytes),
+                                slice.streams ? 0 : slice.numRows);
+        alignas(64) EightBlocks blocks[3];
+        transformRows<kLinesAtOnce, ColumnOrder::ColumnsFirst>(slice.coefficients[0] + 4 * firstMb, *slice.plans[0],
+                                                               blocks[0], prefetch);
+        transformRows<kLinesAtOnce>(slice.coefficients[1] + 4 * firstMb, *slice.plans[1], blocks[1], prefetch);
+        transformRows<kLinesAtOnce>(slice.coefficients[2] + 4 * firstMb, *slice.plans[2], blocks[2], prefetch);
+        for (EightBlocks& component : blocks)
+            for (int column = 0; column < 8; ++column)
+                transformColumn(component[column]);
+
+        const std::uint32_t alphaCode = alphaDepth == 0 ? static_cast<std::uint32_t>(levels.maxValue) : 0;
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            EightRows<Sample> rows;
+            encodeRow<rgb>(blocks, static_cast<int>(row), levels, alphaCode, rows);
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                for (std::uint32_t k = 0; k < 4; ++k) {
+                    const std::uint32_t mbRow = row + 8 * (k & 1);
+                    if (mbRow >= slice.numRows)
+                        continue;
+                    const std::uint32_t column = 2 * mb + (k >> 1); // in half macroblocks
+                    std::uint16_t const* alpha = nullptr;
+                    if constexpr (alphaDepth != 0)
+                        alpha = slice.alpha + mbRow * slice.alphaPitch + 16 * firstMb + 8 * column;
+                    storeRow<alphaDepth>(rows, static_cast<int>(k), static_cast<int>(mb), alpha, levels,
+                                         lineBelow(movedBy(out, column * kHalfRowBytes), mbRow, slice.lineStride),
+                                         slice.streams);
+                }
+            }
+        }
     }
 
 private:
@@ -35,21 +116,8 @@ private:
     // Values of eight blocks, by column and row.
     using EightBlocks = Floats256[8][8];
 
-    // What is done to the coefficients of eight blocks before anything else.
-    enum class BlockOrder { AsCoded, ColumnsFirst };
-
-    // The second and the third of four luma blocks change places, so that they run down the columns of a macroblock as
-    // chroma blocks do.
-    template <BlockOrder order>
-    static __m128i eightCoefficients(const std::int16_t* from) {
-        const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-        if constexpr (order == BlockOrder::AsCoded)
-            return eight;
-        return _mm_shuffle_epi8(eight, _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15));
-    }
-
     // Dequantises and transforms the rows of eight blocks.
-    template <unsigned int linesAtOnce, BlockOrder order = BlockOrder::AsCoded>
+    template <unsigned int linesAtOnce, ColumnOrder order = ColumnOrder::AsCoded>
     static void transformRows(const std::int16_t* coefficients, Plan const& plan, EightBlocks& blocks,
                               OutputPrefetch& prefetch) {
         for (int row = 0; row < 8; ++row) {
@@ -58,7 +126,8 @@ private:
 #pragma GCC unroll 8
             for (int column = 0; column < 8; ++column) {
                 const int position = 8 * row + column;
-                const __m128i eight = eightCoefficients<order>(coefficients + plan.offset[position]);
+                const __m128i eight =
+                    VerticalCoefficients<OptimizationTarget::AVX2>::load<order>(coefficients + plan.offset[position]);
                 x[column] = Floats256{_mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(eight))} *
                             Floats256::broadcast(plan.factor[position][0]);
             }
@@ -142,57 +211,6 @@ private:
     // The lower or the upper halves of two vectors.
     static __m256i halvesOf(__m256i a, __m256i b, int half) {
         return half == 0 ? _mm256_permute2x128_si256(a, b, 0x20) : _mm256_permute2x128_si256(a, b, 0x31);
-    }
-
-    // Up to four macroblocks: 16 luma blocks and eight of each chroma.
-    template <class Sample>
-    static void write422Mbs(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
-                            std::uint32_t numMbs) {
-        alignas(64) EightBlocks blocks[2];
-        alignas(64) LumaCodes luma[2];
-        alignas(64) ChromaCodes chroma;
-        const CodeRule rule{_mm256_set1_ps(levels.sampleScale), _mm256_set1_ps(static_cast<float>(levels.maxValue))};
-        const std::uint32_t numPairs = (numMbs + 1) / 2; // of macroblocks
-        constexpr std::int64_t kPairBytes = 64 * sizeof(Sample);
-        std::uint8_t* const out = movedBy(slice.pixels, firstMb * kPairBytes / 2);
-        // Four transforms of eight rows each fetch all lines of four macroblocks.
-        constexpr unsigned int kLinesAtOnce = sizeof(Sample);
-        OutputPrefetch prefetch(out, slice.lineStride, numMbs * static_cast<std::uint32_t>(kPairBytes) / 2,
-                                slice.streams ? 0 : slice.numRows);
-        for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
-            transformRows<kLinesAtOnce>(slice.coefficients[0] + 4 * firstMb + 8 * pair, *slice.plans[0], blocks[0],
-                                        prefetch);
-            for (int i = 0; i < 4; ++i)
-                encodeColumns(blocks[0], 2 * i, blocks[0], 2 * i + 1, rule, &luma[pair][0][i], 4);
-        }
-        transformRows<kLinesAtOnce>(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0], prefetch);
-        transformRows<kLinesAtOnce>(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1], prefetch);
-        for (int column = 0; column < 8; ++column)
-            encodeColumns(blocks[0], column, blocks[1], column, rule, &chroma[0][column], 8);
-
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            __m256i left[4], right[4];
-            chromaRow(chroma[row], left);
-            chromaRow(chroma[row] + 4, right);
-            for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
-                __m256i y[4];
-                lumaRow(luma[pair][row], y);
-                const bool isWhole = 2 * pair + 1 < numMbs;
-                for (int half = 0; half < 2; ++half) {
-                    const std::uint32_t mbRow = row + 8 * static_cast<std::uint32_t>(half);
-                    if (mbRow >= slice.numRows)
-                        break;
-                    // Cb Cr of the left and of the right half of two macroblocks.
-                    const __m256i leftChroma = halvesOf(left[half], left[half + 2], static_cast<int>(pair));
-                    const __m256i rightChroma = halvesOf(right[half], right[half + 2], static_cast<int>(pair));
-                    std::uint8_t* const to = lineBelow(movedBy(out, pair * kPairBytes), mbRow, slice.lineStride);
-                    store422<Sample>(to, isWhole, slice.streams, _mm256_unpacklo_epi16(leftChroma, y[2 * half]),
-                                     _mm256_unpackhi_epi16(leftChroma, y[2 * half]),
-                                     _mm256_unpacklo_epi16(rightChroma, y[2 * half + 1]),
-                                     _mm256_unpackhi_epi16(rightChroma, y[2 * half + 1]));
-                }
-            }
-        }
     }
 
     // Stores a row of two macroblocks, or of the first alone. Each vector holds a quarter of both.
@@ -328,47 +346,5 @@ private:
         if constexpr (alphaDepth != 0)
             pixels = _mm256_or_si256(pixels, alphaCodes<std::uint8_t, alphaDepth>(alpha, levels));
         Pixels::store(out, pixels);
-    }
-
-    // One or two macroblocks: four or eight blocks of each component.
-    template <bool rgb, class Sample, unsigned int alphaDepth>
-    static void write444Mbs(Slice const& slice, OutputLevels const& sharedLevels, std::uint32_t firstMb,
-                            std::uint32_t numMbs) {
-        // A copy, which the compiler need not read again after each store.
-        const OutputLevels levels = sharedLevels;
-        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
-        std::uint8_t* const out = movedBy(slice.pixels, firstMb * 2 * kHalfRowBytes);
-        // Three transforms of eight rows each fetch all lines of two macroblocks.
-        constexpr unsigned int kLinesAtOnce = sizeof(Sample) == 1 ? 2 : 3;
-        OutputPrefetch prefetch(out, slice.lineStride, numMbs * 2 * static_cast<std::uint32_t>(kHalfRowBytes),
-                                slice.streams ? 0 : slice.numRows);
-        alignas(64) EightBlocks blocks[3];
-        transformRows<kLinesAtOnce, BlockOrder::ColumnsFirst>(slice.coefficients[0] + 4 * firstMb, *slice.plans[0],
-                                                              blocks[0], prefetch);
-        transformRows<kLinesAtOnce>(slice.coefficients[1] + 4 * firstMb, *slice.plans[1], blocks[1], prefetch);
-        transformRows<kLinesAtOnce>(slice.coefficients[2] + 4 * firstMb, *slice.plans[2], blocks[2], prefetch);
-        for (EightBlocks& component : blocks)
-            for (int column = 0; column < 8; ++column)
-                transformColumn(component[column]);
-
-        const std::uint32_t alphaCode = alphaDepth == 0 ? static_cast<std::uint32_t>(levels.maxValue) : 0;
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            EightRows<Sample> rows;
-            encodeRow<rgb>(blocks, static_cast<int>(row), levels, alphaCode, rows);
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
-                for (std::uint32_t k = 0; k < 4; ++k) {
-                    const std::uint32_t mbRow = row + 8 * (k & 1);
-                    if (mbRow >= slice.numRows)
-                        continue;
-                    const std::uint32_t column = 2 * mb + (k >> 1); // in half macroblocks
-                    std::uint16_t const* alpha = nullptr;
-                    if constexpr (alphaDepth != 0)
-                        alpha = slice.alpha + mbRow * slice.alphaPitch + 16 * firstMb + 8 * column;
-                    storeRow<alphaDepth>(rows, static_cast<int>(k), static_cast<int>(mb), alpha, levels,
-                                         lineBelow(movedBy(out, column * kHalfRowBytes), mbRow, slice.lineStride),
-                                         slice.streams);
-                }
-            }
-        }
     }
 };

@@ -5,6 +5,7 @@
 #include "Floats128.h"
 #include "PixelRows_Baseline.h"
 #include "PixelRules444.h"
+#include "VerticalCoefficients.h"
 #include "VerticalReconstruction.h"
 
 // The transform's scales by raster position, in whole vectors.
@@ -31,17 +32,81 @@ struct VerticalReconstruction<OptimizationTarget::Baseline> {
     // as much. Both are exact, so a product is rounded as that of the coefficient itself.
     static constexpr float kUnit = kHighHalf;
 
+    // Up to four macroblocks: 16 luma blocks and eight of each chroma.
     template <class Sample>
-    static void write422(Slice const& slice, OutputLevels const& levels) {
-        for (std::uint32_t first = 0; first < slice.numMbs; first += 4)
-            write422Mbs<Sample>(slice, levels, first, slice.numMbs - first < 4 ? slice.numMbs - first : 4);
+    static void write422Mbs(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
+                            std::uint32_t numMbs) {
+        alignas(64) FourBlocks blocks[2][2];
+        alignas(64) LumaCodes luma[4];     // of each macroblock
+        alignas(64) ChromaCodes chroma[2]; // of each pair of macroblocks
+        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
+        for (std::uint32_t first = 0; first < numMbs; first += 2) {
+            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks[0]);
+            for (std::uint32_t i = 0; i < 2; ++i)
+                for (int pair = 0; pair < 4; ++pair)
+                    encodeColumns<Sample>(blocks[0][i], 2 * pair, blocks[0][i], 2 * pair + 1, rule,
+                                          &luma[first + i][0][pair], 4);
+        }
+        transformRows(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0]);
+        transformRows(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1]);
+        for (int i = 0; i < 2; ++i)
+            for (int column = 0; column < 8; ++column)
+                encodeColumns<Sample>(blocks[0][i], column, blocks[1][i], column, rule, &chroma[i][0][column], 8);
+
+        constexpr std::int64_t kMbBytes = 32 * sizeof(Sample);
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                __m128i y[4], left[4], right[4];
+                lumaRow(luma[mb][row], y);
+                chromaRow(chroma[mb / 2][row], left);
+                chromaRow(chroma[mb / 2][row] + 4, right);
+                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
+                    const std::uint32_t block = 2 * (mb % 2) + half;
+                    std::uint8_t* const to =
+                        lineBelow(movedBy(slice.pixels, (firstMb + mb) * kMbBytes), row + 8 * half, slice.lineStride);
+                    store422<Sample>(to, left[block], y[2 * half], slice.streams);
+                    store422<Sample>(to + kMbBytes / 2, right[block], y[2 * half + 1], slice.streams);
+                }
+            }
+        }
     }
 
+    // One or two macroblocks: a group of four blocks of each component for each.
     template <bool rgb, class Sample, unsigned int alphaDepth>
-    static void write444(Slice const& slice, OutputLevels const& levels) {
-        for (std::uint32_t first = 0; first < slice.numMbs; first += 2)
-            write444Mbs<rgb, Sample, alphaDepth>(slice, levels, first,
-                                                 slice.numMbs - first < 2 ? slice.numMbs - first : 2);
+    static void write444Mbs(Slice const& slice, OutputLevels const& sharedLevels, std::uint32_t firstMb,
+                            std::uint32_t numMbs) {
+        // A copy, which the compiler need not read again after each store.
+        const OutputLevels levels = sharedLevels;
+        alignas(64) FourBlocks blocks[3][2];
+        transformRows<ColumnOrder::ColumnsFirst>(slice.coefficients[0] + 4 * firstMb, *slice.plans[0], blocks[0]);
+        transformRows(slice.coefficients[1] + 4 * firstMb, *slice.plans[1], blocks[1]);
+        transformRows(slice.coefficients[2] + 4 * firstMb, *slice.plans[2], blocks[2]);
+        for (auto& component : blocks)
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb)
+                for (int column = 0; column < 8; ++column)
+                    transformColumn(component[mb][column]);
+
+        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
+        const std::uint32_t alphaCode = alphaDepth == 0 ? static_cast<std::uint32_t>(levels.maxValue) : 0;
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                FourRows<Sample> rows;
+                encodeRow<rgb>(blocks, mb, row, levels, alphaCode, rows);
+                for (std::uint32_t k = 0; k < 4; ++k) {
+                    const std::uint32_t mbRow = row + 8 * (k & 1);
+                    if (mbRow >= slice.numRows)
+                        continue;
+                    const std::uint32_t column = 2 * (firstMb + mb) + (k >> 1); // in half macroblocks
+                    std::uint16_t const* alpha = nullptr;
+                    if constexpr (alphaDepth != 0)
+                        alpha = slice.alpha + mbRow * slice.alphaPitch + 8 * column;
+                    storeRow<alphaDepth>(
+                        rows, k, alpha, levels,
+                        lineBelow(movedBy(slice.pixels, column * kHalfRowBytes), mbRow, slice.lineStride),
+                        slice.streams);
+                }
+            }
+        }
     }
 
 private:
@@ -50,26 +115,15 @@ private:
     // Values of four blocks, by column and row.
     using FourBlocks = Floats128[8][8];
 
-    // The order of four luma blocks: as coded, or with the second and the third in each other's place, so that they run
-    // down the columns of a macroblock as chroma blocks do.
-    enum class BlockOrder { AsCoded, ColumnsFirst };
-
-    template <BlockOrder order>
-    static __m128i eightCoefficients(const std::int16_t* from) {
-        const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-        if constexpr (order == BlockOrder::AsCoded)
-            return eight;
-        return _mm_shuffle_epi8(eight, _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15));
-    }
-
-    template <BlockOrder order = BlockOrder::AsCoded>
+    template <ColumnOrder order = ColumnOrder::AsCoded>
     static void transformRows(const std::int16_t* coefficients, Plan const& plan, FourBlocks (&blocks)[2]) {
         for (int row = 0; row < 8; ++row) {
             Floats128 x[2][8];
 #pragma GCC unroll 8
             for (int column = 0; column < 8; ++column) {
                 const int position = 8 * row + column;
-                const __m128i eight = eightCoefficients<order>(coefficients + plan.offset[position]);
+                const __m128i eight = VerticalCoefficients<OptimizationTarget::Baseline>::load<order>(
+                    coefficients + plan.offset[position]);
                 const Floats128 factor = Floats128::load(plan.factor[position]);
                 const Floats128 scale = Floats128::load(kWholeScales.value[position]);
                 const __m128i zero = _mm_setzero_si128();
@@ -151,45 +205,6 @@ private:
         codes[1] = _mm_unpackhi_epi64(quads[0][0], quads[1][0]);
         codes[2] = _mm_unpacklo_epi64(quads[0][1], quads[1][1]);
         codes[3] = _mm_unpackhi_epi64(quads[0][1], quads[1][1]);
-    }
-
-    // Up to four macroblocks: 16 luma blocks and eight of each chroma.
-    template <class Sample>
-    static void write422Mbs(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
-                            std::uint32_t numMbs) {
-        alignas(64) FourBlocks blocks[2][2];
-        alignas(64) LumaCodes luma[4];     // of each macroblock
-        alignas(64) ChromaCodes chroma[2]; // of each pair of macroblocks
-        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
-        for (std::uint32_t first = 0; first < numMbs; first += 2) {
-            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks[0]);
-            for (std::uint32_t i = 0; i < 2; ++i)
-                for (int pair = 0; pair < 4; ++pair)
-                    encodeColumns<Sample>(blocks[0][i], 2 * pair, blocks[0][i], 2 * pair + 1, rule,
-                                          &luma[first + i][0][pair], 4);
-        }
-        transformRows(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0]);
-        transformRows(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1]);
-        for (int i = 0; i < 2; ++i)
-            for (int column = 0; column < 8; ++column)
-                encodeColumns<Sample>(blocks[0][i], column, blocks[1][i], column, rule, &chroma[i][0][column], 8);
-
-        constexpr std::int64_t kMbBytes = 32 * sizeof(Sample);
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
-                __m128i y[4], left[4], right[4];
-                lumaRow(luma[mb][row], y);
-                chromaRow(chroma[mb / 2][row], left);
-                chromaRow(chroma[mb / 2][row] + 4, right);
-                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
-                    const std::uint32_t block = 2 * (mb % 2) + half;
-                    std::uint8_t* const to =
-                        lineBelow(movedBy(slice.pixels, (firstMb + mb) * kMbBytes), row + 8 * half, slice.lineStride);
-                    store422<Sample>(to, left[block], y[2 * half], slice.streams);
-                    store422<Sample>(to + kMbBytes / 2, right[block], y[2 * half + 1], slice.streams);
-                }
-            }
-        }
     }
 
     // Stores eight pixels.
@@ -301,43 +316,5 @@ private:
         }
         Pixels::store(out, parts[0]);
         Pixels::store(out + 16, parts[1]);
-    }
-
-    // One or two macroblocks: a group of four blocks of each component for each.
-    template <bool rgb, class Sample, unsigned int alphaDepth>
-    static void write444Mbs(Slice const& slice, OutputLevels const& sharedLevels, std::uint32_t firstMb,
-                            std::uint32_t numMbs) {
-        // A copy, which the compiler need not read again after each store.
-        const OutputLevels levels = sharedLevels;
-        alignas(64) FourBlocks blocks[3][2];
-        transformRows<BlockOrder::ColumnsFirst>(slice.coefficients[0] + 4 * firstMb, *slice.plans[0], blocks[0]);
-        transformRows(slice.coefficients[1] + 4 * firstMb, *slice.plans[1], blocks[1]);
-        transformRows(slice.coefficients[2] + 4 * firstMb, *slice.plans[2], blocks[2]);
-        for (auto& component : blocks)
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb)
-                for (int column = 0; column < 8; ++column)
-                    transformColumn(component[mb][column]);
-
-        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
-        const std::uint32_t alphaCode = alphaDepth == 0 ? static_cast<std::uint32_t>(levels.maxValue) : 0;
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
-                FourRows<Sample> rows;
-                encodeRow<rgb>(blocks, mb, row, levels, alphaCode, rows);
-                for (std::uint32_t k = 0; k < 4; ++k) {
-                    const std::uint32_t mbRow = row + 8 * (k & 1);
-                    if (mbRow >= slice.numRows)
-                        continue;
-                    const std::uint32_t column = 2 * (firstMb + mb) + (k >> 1); // in half macroblocks
-                    std::uint16_t const* alpha = nullptr;
-                    if constexpr (alphaDepth != 0)
-                        alpha = slice.alpha + mbRow * slice.alphaPitch + 8 * column;
-                    storeRow<alphaDepth>(
-                        rows, k, alpha, levels,
-                        lineBelow(movedBy(slice.pixels, column * kHalfRowBytes), mbRow, slice.lineStride),
-                        slice.streams);
-                }
-            }
-        }
     }
 };
