@@ -17,10 +17,10 @@
 #include "InputFile.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
-#include "RaveloDecoderInterface.h"
 #include "Report.h"
 #include "Sequence.h"
 #include "SharedOptions.h"
+#include "ravelo.h"
 
 namespace {
 
@@ -144,7 +144,7 @@ Averages averagesOf(std::vector<LoadedFrame> const& frames) {
 }
 
 const char* targetName(DecodeRequest const& request) {
-    const bool runsAvx2 = request.target == OptimizationTarget::AVX2 && RaveloDecoderInterface::GetMaxOptType() == 1;
+    const bool runsAvx2 = request.target == OptimizationTarget::AVX2 && ravelo_best_target() == RAVELO_TARGET_AVX2;
     return runsAvx2 ? "avx2" : "baseline";
 }
 

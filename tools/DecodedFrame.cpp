@@ -5,12 +5,8 @@
 #include <cstring>
 #include <new>
 
-#include "Bitstream.h"
-#include "BufferRequirements.h"
-#include "Frame.h"
 #include "FrameParts.h"
 #include "Interrupt.h"
-#include "RaveloDecoderInterface.h"
 #include "ravelo.hpp"
 
 namespace {
@@ -18,21 +14,26 @@ namespace {
 // Room for failed slices that is enough for nearly every damaged frame.
 constexpr std::size_t kUsualDamage = 256;
 
-ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_report& report) {
+// checkFrame and checkReads have applied the limits of the command line.
+ravelo_decode_options unlimitedOptions(DecodeRequest const& request) {
     ravelo_decode_options options{};
     options.struct_size = sizeof options;
     options.reduction = request.downSampleFactor;
     options.coding = static_cast<std::uint32_t>(request.colorCoding);
     options.bit_depth = request.bitDepth;
     options.target = request.target == OptimizationTarget::Baseline ? RAVELO_TARGET_BASELINE : RAVELO_TARGET_BEST;
+    options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
+    options.max_read_factor = RAVELO_NO_READ_LIMIT;
+    return options;
+}
+
+ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_report& report) {
+    ravelo_decode_options options = unlimitedOptions(request);
     // In the C interface the colour 0 means the default one.
     const bool isMarked = request.failedSlices == FailedSlices::Marked && request.markColor != 0;
     const bool isLeft = request.failedSlices == FailedSlices::Left || !request.pixelsAreUsed;
     options.failed_slices = isLeft ? RAVELO_FAILED_UNTOUCHED : isMarked ? RAVELO_FAILED_MARKED : RAVELO_FAILED_BLACK;
     options.mark_color = request.markColor;
-    // checkFrame and checkReads have applied the limits of the command line.
-    options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
-    options.max_read_factor = RAVELO_NO_READ_LIMIT;
     options.stop = interruptFlag();
     options.damage = &report;
     return options;
@@ -83,14 +84,12 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     m_request = request;
     m_damage.clear();
     m_failedSlices = 0;
-    const PixelBuffer info =
-        Frame::GetFrameInfo({frame.data(), frame.size()}, request.bitDepth, request.downSampleFactor);
-    m_width = static_cast<std::uint32_t>(info.width);
-    m_height = static_cast<std::uint32_t>(info.height);
-    m_samplesPerPixel = info.samplesPerPixel;
-    const BufferRequirements requirements =
-        bufferRequirements({frame.data(), frame.size()}, request.bitDepth, request.downSampleFactor);
-    m_stride = (requirements.safeStride + kAlignment - 1) / kAlignment * kAlignment;
+    const ravelo_buffer_requirements requirements =
+        bufferRequirements(frame, request.bitDepth, request.downSampleFactor);
+    m_width = requirements.width;
+    m_height = requirements.height;
+    m_samplesPerPixel = requirements.samples_per_pixel;
+    m_stride = (requirements.safe_stride + kAlignment - 1) / kAlignment * kAlignment;
     m_bytes = m_stride * requirements.lines;
     if (m_bytes > m_capacity || m_pixels == nullptr) {
         m_capacity = 0;
@@ -132,11 +131,7 @@ void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
     ravelo_damage_report report{};
     report.struct_size = sizeof report;
     const ravelo_decode_options options = optionsFor(m_request, report);
-    ravelo_output output{};
-    output.struct_size = sizeof output;
-    output.memory = m_pixels.get();
-    output.memory_bytes = m_bytes;
-    output.stride = static_cast<std::int64_t>(m_stride);
+    const ravelo_output output = outputMemory();
     m_damage.resize(kUsualDamage);
     for (;;) {
         report.slices = m_damage.data();
@@ -158,10 +153,21 @@ void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
     m_damage.resize(report.stored);
 }
 
+ravelo_output DecodedFrame::outputMemory() const {
+    ravelo_output output{};
+    output.struct_size = sizeof output;
+    output.memory = m_pixels.get();
+    output.memory_bytes = m_bytes;
+    output.stride = static_cast<std::int64_t>(m_stride);
+    return output;
+}
+
 void DecodedFrame::decodeAgain(std::span<const std::uint8_t> frame) {
-    RaveloDecoderInterface::DecompressFrameFromBits(frame.data(), frame.size(), m_request.downSampleFactor,
-                                                    m_request.colorCoding, m_request.bitDepth, m_pixels.get(),
-                                                    static_cast<std::int64_t>(m_stride), m_request.target);
+    const ravelo_output output = outputMemory();
+    const ravelo_decode_options options = unlimitedOptions(m_request);
+    ravelo_error error;
+    if (ravelo_decode(frame.data(), frame.size(), &output, &options, &error) != RAVELO_OK)
+        throw ravelo::Error(error);
 }
 
 void DecodedFrame::widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const {

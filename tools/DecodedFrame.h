@@ -35,8 +35,8 @@ public:
     // if the C interface refuses it.
     void decode(std::span<const std::uint8_t> frame, DecodeRequest const& request);
 
-    // Decodes with the C++ call into the existing memory. The frame must have the geometry of that in the last
-    // reserve() or decode().
+    // Decodes into the existing memory, without a report of damage. The frame must have the geometry of that in the
+    // last reserve() or decode().
     void decodeAgain(std::span<const std::uint8_t> frame);
 
     // Makes room for the frame without touching the pixels.
@@ -79,6 +79,7 @@ private:
     void prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request);
     void fillWithBlack();
     void decodeWithReport(std::span<const std::uint8_t> frame);
+    ravelo_output outputMemory() const;
 
     FrameHeader m_header;
     DecodeRequest m_request;

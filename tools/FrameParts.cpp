@@ -6,7 +6,7 @@
 #include "Bitstream.h"
 #include "CommandError.h"
 #include "Limits.h"
-#include "SliceReads.h"
+#include "ravelo.hpp"
 
 namespace {
 
@@ -131,11 +131,30 @@ void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, st
     checkNumPixels(name, header.horizontal_size, header.vertical_size, maxPixels);
 }
 
+ravelo_buffer_requirements bufferRequirements(std::span<const std::uint8_t> frame, std::uint32_t bitDepth,
+                                              std::uint32_t downSampleFactor) {
+    ravelo::Options options;
+    options.bitDepth = bitDepth;
+    options.reduction = downSampleFactor;
+    options.maxPixels = RAVELO_NO_PIXEL_LIMIT;
+    options.maxReadFactor = RAVELO_NO_READ_LIMIT;
+    return ravelo::bufferRequirements({frame.data(), frame.size()}, options);
+}
+
 void checkReads(std::string const& name, std::span<const std::uint8_t> frame, std::uint32_t maxReadFactor) {
-    const std::uint64_t allowed = maxReadFactor * std::uint64_t{frame.size()};
-    if (maxReadFactor != 0 && bytesReadBySlices({frame.data(), frame.size()}, allowed) > allowed)
+    if (maxReadFactor == 0)
+        return;
+    ravelo::Options options;
+    options.maxPixels = RAVELO_NO_PIXEL_LIMIT;
+    options.maxReadFactor = maxReadFactor;
+    try {
+        ravelo::bufferRequirements({frame.data(), frame.size()}, options);
+    } catch (ravelo::Error const& error) {
+        if (error.status() != RAVELO_ERROR_LIMIT)
+            throw failure("{}: {}", name, error.what());
         throw limitExceeded(
             "{}: its slices read more than {} bytes, {} times its size of {} (--max-read-factor changes "
             "the limit)",
-            name, allowed, maxReadFactor, frame.size());
+            name, maxReadFactor * std::uint64_t{frame.size()}, maxReadFactor, frame.size());
+    }
 }

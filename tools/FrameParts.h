@@ -7,6 +7,7 @@
 
 #include "FrameHeader.h"
 #include "PictureHeader.h"
+#include "ravelo.h"
 
 // The header of one coded picture and the table of its slices.
 struct CodedPicture : PictureHeader {
@@ -54,6 +55,11 @@ std::uint64_t declaredHeaderBytes(std::span<const std::uint8_t> frame);
 // Bytes from the start of the frame to the end of the last slice, by the header and the tables of slices as far as
 // `frame` contains them: more of the frame may declare more.
 std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame);
+
+// The memory for a decode without limits. The frame has passed checkFrame; throws ravelo::Error if the library refuses
+// it all the same.
+ravelo_buffer_requirements bufferRequirements(std::span<const std::uint8_t> frame, std::uint32_t bitDepth,
+                                              std::uint32_t downSampleFactor);
 
 // Throws CommandError if the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit if the frame has
 // more than `maxPixels` pixels; 0 means no limit. A frame has no other mark that distinguishes it from other data.

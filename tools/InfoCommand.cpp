@@ -12,12 +12,11 @@
 
 #include <fmt/format.h>
 
-#include "BufferRequirements.h"
-#include "Frame.h"
 #include "FrameFile.h"
 #include "FrameParts.h"
 #include "InputFile.h"
 #include "Json.h"
+#include "PixelBuffer.h"
 #include "Printable.h"
 #include "Report.h"
 #include "Sequence.h"
@@ -116,18 +115,13 @@ std::vector<Field> fieldsOf(FrameHeader const& header) {
 struct BufferLine {
     std::uint32_t downSampleFactor;
     std::uint32_t bitDepth;
-    std::uint64_t width;
-    std::uint64_t height;
-    BufferRequirements requirements;
+    ravelo_buffer_requirements requirements;
 };
 
 std::vector<BufferLine> bufferLines(std::span<const std::uint8_t> frame) {
     std::vector<BufferLine> lines;
     const auto add = [&](std::uint32_t downSampleFactor, std::uint32_t bitDepth) {
-        const Bitstream bits{frame.data(), frame.size()};
-        const PixelBuffer info = Frame::GetFrameInfo(bits, bitDepth, downSampleFactor);
-        lines.push_back({downSampleFactor, bitDepth, info.width, info.height,
-                         bufferRequirements(bits, bitDepth, downSampleFactor)});
+        lines.push_back({downSampleFactor, bitDepth, bufferRequirements(frame, bitDepth, downSampleFactor)});
     };
     for (const std::uint32_t bitDepth : kBitDepths)
         add(0, bitDepth);
@@ -193,8 +187,8 @@ std::string textOf(std::string const& name, std::span<const std::uint8_t> frame)
         "  buffer of the decode call\n    size       pixels        bits  least stride   safe stride         bytes\n";
     for (BufferLine const& line : bufferLines(frame))
         text += fmt::format("    {:9}{:>6} x {:<6} {:>4}  {:>12}  {:>12}  {:>12}\n", kSizeNames[line.downSampleFactor],
-                            line.width, line.height, line.bitDepth, line.requirements.leastStride,
-                            line.requirements.safeStride, line.requirements.bytes);
+                            line.requirements.width, line.requirements.height, line.bitDepth,
+                            line.requirements.least_stride, line.requirements.safe_stride, line.requirements.bytes);
     return text;
 }
 
@@ -233,11 +227,11 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool w
     Json buffers = Json::array();
     for (BufferLine const& line : bufferLines(frame))
         buffers.push_back({{"size", kSizeNames[line.downSampleFactor]},
-                           {"width", line.width},
-                           {"height", line.height},
+                           {"width", line.requirements.width},
+                           {"height", line.requirements.height},
                            {"depth", line.bitDepth},
-                           {"least_stride", line.requirements.leastStride},
-                           {"safe_stride", line.requirements.safeStride},
+                           {"least_stride", line.requirements.least_stride},
+                           {"safe_stride", line.requirements.safe_stride},
                            {"lines", line.requirements.lines},
                            {"bytes", line.requirements.bytes}});
     return {{"file", name},

@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "PixelBuffer.h"
-#include "RaveloDecoderInterface.h"
+#include "ravelo.h"
 
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
     command.flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
@@ -90,7 +90,7 @@ void addRequestOptions(Subcommand& command, RequestOptions& options) {
 }
 
 OptimizationTarget targetNamed(std::string const& name) {
-    if (name == "avx2" && RaveloDecoderInterface::GetMaxOptType() == 0)
+    if (name == "avx2" && ravelo_best_target() != RAVELO_TARGET_AVX2)
         throw failure("this processor cannot run the target avx2; use --target auto or baseline");
     // The library itself lowers the target to what the processor can run.
     return name == "baseline" ? OptimizationTarget::Baseline : OptimizationTarget::AVX2;

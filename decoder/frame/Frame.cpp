@@ -21,11 +21,6 @@ void scaleMatrix(const std::uint8_t* quant, float* scaled) {
 
 } // namespace
 
-const std::uint8_t Frame::s_defaultQuantizationMatrix[64] = {
-    4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4,
-    4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4,
-};
-
 Frame::Frame(Bitstream const& frameBits)
     : FrameHeader(frame_header(frameBits)), bitstream(frameBits), data(frameBits.data) {
     bitstream.advance(firstPictureOffset());

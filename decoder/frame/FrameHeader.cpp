@@ -32,6 +32,12 @@ void readMatrices(Bitstream bits, FrameHeader& header) {
 
 } // namespace
 
+// Defined here because only the parser uses it, and programs link the parser without the rest of a frame.
+const std::uint8_t Frame::s_defaultQuantizationMatrix[64] = {
+    4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4,
+    4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4,
+};
+
 FrameHeader FrameHeader::frame_header(Bitstream const& frameBits) {
     Bitstream bits = frameBits;
     bits.advance(kOuterWordBytes);

@@ -6,7 +6,6 @@
 #include "InputFile.h"
 #include "OutputFormat.h"
 #include "PictureReader.h"
-#include "RaveloDecoderInterface.h"
 #include "RgbImage.h"
 #include "ToolsTestSupport.h"
 
@@ -241,7 +240,7 @@ TEST(DecodeCommandTest, PicturesWithoutPixelsAreRefused) {
 
 TEST(DecodeCommandTest, Avx2IsRefusedOnlyWhereTheProcessorLacksIt) {
     const CommandResult result = runRavelo({"decode", k422, "-o", "-", "--target", "avx2"});
-    EXPECT_EQ(result.exitCode, RaveloDecoderInterface::GetMaxOptType() == 1 ? 0 : 1);
+    EXPECT_EQ(result.exitCode, ravelo_best_target() == RAVELO_TARGET_AVX2 ? 0 : 1);
 }
 
 TEST(DecodeCommandTest, ResultsDoNotDependOnThreads) {
