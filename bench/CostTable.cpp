@@ -88,7 +88,7 @@ void printFit(const char* name, std::vector<Measurement> const& measurements) {
                 fit.perPixel, fit.perBit, 100 * fit.largestError);
 }
 
-// Behind this rate codes are so long that few fit the table of pairs.
+// Above this rate codes are so long that few fit the table of pairs.
 constexpr double kOrdinaryBitsPerPixel = 7.5;
 
 // Frames are named table-WIDTHxHEIGHT-RATE.rvl.

@@ -92,7 +92,7 @@ protected:
     // Reads a prefix; kPrefixLimit or more means failure.
     unsigned int limitedPrefix();
     // The value of a code whose prefix has been read.
-    unsigned int codeBehindPrefix(unsigned int q, GolombCombinationCodeParams const* params);
+    unsigned int codeAfterPrefix(unsigned int q, GolombCombinationCodeParams const* params);
 
     int m_previousDCDiff = kInitialPreviousDCDiff;
     unsigned int m_previousRun = kInitialPreviousRun;

@@ -40,7 +40,7 @@ unsigned int CoeffVLCStream<target>::limitedPrefix() {
 }
 
 template <OptimizationTarget target>
-unsigned int CoeffVLCStream<target>::codeBehindPrefix(unsigned int q, GolombCombinationCodeParams const* params) {
+unsigned int CoeffVLCStream<target>::codeAfterPrefix(unsigned int q, GolombCombinationCodeParams const* params) {
     const unsigned int lastRiceQ = params->lastRiceQ;
     const unsigned int riceBits = params->riceBits;
     if (q <= lastRiceQ)
@@ -58,7 +58,7 @@ unsigned int CoeffVLCStream<target>::golombCombinationCode(GolombCombinationCode
         m_invalidCode = true;
         return kInvalidCode;
     }
-    return codeBehindPrefix(q, params);
+    return codeAfterPrefix(q, params);
 }
 
 template <OptimizationTarget target>

@@ -91,9 +91,9 @@ unsigned int CoeffVLCStream<target>::golombCombinationCode3(CoeffVLCStream& seco
     const unsigned int firstQ = golombGetQ();
     const unsigned int secondQ = second.golombGetQ();
     const unsigned int thirdQ = third.golombGetQ();
-    const unsigned int valueOfFirst = codeBehindPrefix(firstQ, firstParams);
-    valueOfSecond = second.codeBehindPrefix(secondQ, secondParams);
-    valueOfThird = third.codeBehindPrefix(thirdQ, thirdParams);
+    const unsigned int valueOfFirst = codeAfterPrefix(firstQ, firstParams);
+    valueOfSecond = second.codeAfterPrefix(secondQ, secondParams);
+    valueOfThird = third.codeAfterPrefix(thirdQ, thirdParams);
     return valueOfFirst;
 }
 

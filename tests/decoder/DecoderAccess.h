@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "Bitstream.h"
 #include "CoefficientScan.h"
@@ -29,7 +30,7 @@ public:
 
 private:
     class Stream;
-    Stream* m_stream;
+    std::unique_ptr<Stream> m_stream;
 };
 
 // gatherBlocks for corners of 8, 4 or 2.

@@ -17,12 +17,10 @@ public:
 };
 
 template <OptimizationTarget target>
-BitReader<target>::BitReader(Bitstream const& range) : m_stream(new Stream(range)) {}
+BitReader<target>::BitReader(Bitstream const& range) : m_stream(std::make_unique<Stream>(range)) {}
 
 template <OptimizationTarget target>
-BitReader<target>::~BitReader() {
-    delete m_stream;
-}
+BitReader<target>::~BitReader() = default;
 
 template <OptimizationTarget target>
 unsigned int BitReader<target>::getBits(unsigned int n) {

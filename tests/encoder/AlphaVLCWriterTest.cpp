@@ -75,7 +75,7 @@ TEST(AlphaVLCWriterTest, RunsTakeTheShortestOfThreeCodes) {
     }
 }
 
-TEST(AlphaVLCWriterTest, ARunBeyondTheLongestCodeGoesOnBehindADifferenceOfZero) {
+TEST(AlphaVLCWriterTest, ARunBeyondTheLongestCodeGoesOnAfterADifferenceOfZero) {
     const std::vector<NaiveAlphaRun> runs = runsOf(Samples(2049, 9), 16);
     ASSERT_EQ(runs.size(), 2u);
     EXPECT_EQ(runs[0].length, 2048u);

@@ -88,7 +88,7 @@ TEST(DamagedFramesTest, SliceHeadersWithRandomSizesEqualTheModel) {
     });
 }
 
-TEST(DamagedFramesTest, RandomBytesBehindAValidHeaderEqualTheModel) {
+TEST(DamagedFramesTest, RandomBytesAfterAValidHeaderEqualTheModel) {
     checkDamaged(3005, 300, [](MadeFrame& made, Random& random) {
         const std::size_t from = made.sliceOffsets.empty() ? 28 : made.sliceOffsets[0];
         for (std::size_t i = from; i < made.bytes.size(); ++i)

@@ -81,7 +81,7 @@ TEST(SliceTest, ARangeOf0BytesFailsOnBothTargets) {
     }
 }
 
-TEST(SliceTest, MoreThan64ZeroBitsBehindTheLastSymbolFail) {
+TEST(SliceTest, MoreThan64ZeroBitsAfterTheLastSymbolFail) {
     FrameSpec spec = specOf(2, 64, 64);
     const SliceMaker flat = flatSlices(70, -30, 20);
     for (const std::uint32_t numTailBytes : {7u, 9u}) {
@@ -93,7 +93,7 @@ TEST(SliceTest, MoreThan64ZeroBitsBehindTheLastSymbolFail) {
     }
 }
 
-TEST(SliceTest, EighthSizeDoesNotLookBehindTheDcs) {
+TEST(SliceTest, EighthSizeReadsNothingAfterTheDcs) {
     const SliceMaker flat = flatSlices(70, -30, 20);
     const MadeFrame made = makeFrame(specOf(2, 64, 64), [&](SlicePlace const& place, SliceContent& content) {
         flat(place, content);
@@ -245,7 +245,7 @@ TEST(SliceTest, AnEmptyAlphaRangeGivesTheRamp) {
     }
 }
 
-TEST(SliceTest, BitsBehindTheLastAlphaSampleAreIgnored) {
+TEST(SliceTest, BitsAfterTheLastAlphaSampleAreIgnored) {
     FrameSpec spec = specOf(3, 16, 16);
     spec.alpha_channel_type = 1;
     MadeFrame made = flatFrameWithAlpha(spec, 70, -30, 20, 9);

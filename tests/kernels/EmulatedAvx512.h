@@ -7,7 +7,7 @@
 #include <cstring>
 
 // The instructions of AVX-512 that the kernels and the scan in lanes use, by four 128-bit lanes, so that their sources
-// run on processors without AVX-512 too. Behind this header the names of the 512-bit types and instructions mean the
+// run on processors without AVX-512 too. After this header the names of the 512-bit types and instructions mean the
 // emulation. Most of these instructions work within the lanes; those that cross them are spelled out value by value.
 
 namespace emulated512 {

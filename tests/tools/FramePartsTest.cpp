@@ -138,7 +138,7 @@ std::vector<CodedSlice> slicesOf(std::vector<std::uint8_t> const& firstSlice, st
 
 } // namespace
 
-TEST(FrameHeaderTest, SlicesFollowEachOtherBehindTheTable) {
+TEST(FrameHeaderTest, SlicesFollowEachOtherAfterTheTable) {
     const std::vector<CodedSlice> slices = slicesOf({6 << 3, 17, 0, 2, 0, 1, 9, 9, 9, 9, 9});
     ASSERT_EQ(slices.size(), 2u);
     EXPECT_EQ(slices[0].offset, 28u + 8 + 4);

@@ -220,7 +220,7 @@ TYPED_TEST(AlphaVLCStreamTest, NoSamplesReadOneSymbolPairAndStoreNothing) {
     EXPECT_EQ(stream.alpha_difference(), 1u);
 }
 
-TYPED_TEST(AlphaVLCStreamTest, BitsBehindTheLastSampleAreIgnored) {
+TYPED_TEST(AlphaVLCStreamTest, BitsAfterTheLastSampleAreIgnored) {
     std::vector<std::uint8_t> bytes = AlphaWriter(16).modulo(9).run(4).bytes();
     bytes.insert(bytes.end(), 20, 0xFF);
     EXPECT_EQ(this->filled(bytes, 16, 4), std::vector<std::uint16_t>(4, 8));
@@ -253,7 +253,7 @@ TYPED_TEST(AlphaVLCStreamTest, AnyBytesGiveTheSamplesOfTheSlowModel) {
         const std::uint32_t numSamples = 1 + randomBelow(random, 2048);
         const SlowAlphaResult model = slowScanAlpha(bytes, numSamples, depth, TypeParam::target);
         const auto samples = this->filled(bytes, depth, numSamples);
-        // Behind a wrapped count the samples are open.
+        // After a wrapped count the samples are open.
         ASSERT_TRUE(model.wrapped || samples == model.samples) << round;
     }
 }

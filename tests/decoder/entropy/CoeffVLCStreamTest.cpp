@@ -533,7 +533,7 @@ TYPED_TEST(CoeffVLCStreamTest, AStreamThatContinuesFromAStateEqualsOneThatReadIt
 
 // --- three streams ---------------------------------------------------------------------------------------------------
 
-TYPED_TEST(CoeffVLCStreamTest, GolombGetQCountsTheZerosAndTakesTheOneBehindThem) {
+TYPED_TEST(CoeffVLCStreamTest, GolombGetQCountsTheZerosAndTakesTheOneAfterThem) {
     for (std::uint32_t q = 0; q <= 31; ++q) {
         SymbolWriter writer;
         writer.prefix(q);
@@ -555,7 +555,7 @@ TYPED_TEST(CoeffVLCStreamTest, GolombGetQReturnsOnARangeOfZerosToo) {
     }
 }
 
-TYPED_TEST(CoeffVLCStreamTest, GolombGetQReturnsBehindAWrappedCountToo) {
+TYPED_TEST(CoeffVLCStreamTest, GolombGetQReturnsAfterAWrappedCountToo) {
     // There zeros come for ever, and the end of the range never does.
     SymbolWriter writer;
     writer.zeros(48);

@@ -47,8 +47,8 @@ private:
     ComponentScan m_scan;
 };
 
-// A read that wraps the bit count in the last bytes of the range leaves the DCs behind it open. A scan that goes on to
-// the other coefficients fails then; one that stops behind the DCs may succeed with any values.
+// A read that wraps the bit count in the last bytes of the range leaves the DCs after it open. A scan that goes on to
+// the other coefficients fails then; one that stops after the DCs may succeed with any values.
 template <OptimizationTarget target>
 bool isOpen(std::vector<std::uint8_t> const& bytes, ComponentScan const& scan) {
     return scan.dcOnly && slowScanCoefficients(bytes, scan.numBlocks, 1, target).wrapped;
@@ -204,7 +204,7 @@ TYPED_TEST(CoefficientScanTest, AnEighthSizeScanSucceedsWhateverFollowsTheDcs) {
     EXPECT_EQ(this->scanned(bytes, 8, 1).values, result.values);
 }
 
-TYPED_TEST(CoefficientScanTest, MoreThan64ZeroBitsBehindTheLastSymbolFailAtEveryBitOffset) {
+TYPED_TEST(CoefficientScanTest, MoreThan64ZeroBitsAfterTheLastSymbolFailAtEveryBitOffset) {
     // The padding symbols move the end of the data through all places in a word.
     for (std::uint32_t filler = 0; filler < 70; ++filler) {
         for (std::uint32_t tail = 0; tail <= 70; ++tail) {
@@ -246,7 +246,7 @@ TYPED_TEST(CoefficientScanTest, ASingleOneBitInATailOfZerosEqualsTheModel) {
     }
 }
 
-TYPED_TEST(CoefficientScanTest, ARunMayLandOnTheLastPositionAndNotBehindIt) {
+TYPED_TEST(CoefficientScanTest, ARunMayLandOnTheLastPositionAndNotAfterIt) {
     for (std::uint32_t numBlocks = 1; numBlocks <= 32; numBlocks *= 2) {
         const std::uint32_t numAc = numBlocks * kLastPosition - numBlocks;
         for (const std::uint32_t kept : {64u, 16u, 4u}) {
@@ -264,7 +264,7 @@ TYPED_TEST(CoefficientScanTest, ARunMayLandOnTheLastPositionAndNotBehindIt) {
     }
 }
 
-TYPED_TEST(CoefficientScanTest, AnySymbolBehindTheLastPositionFails) {
+TYPED_TEST(CoefficientScanTest, AnySymbolAfterTheLastPositionFails) {
     for (std::uint32_t numBlocks = 1; numBlocks <= 32; numBlocks *= 2) {
         for (const std::uint32_t run : {0u, 1u, 5u, 100u}) {
             SymbolWriter writer = withDcs(numBlocks);
@@ -376,11 +376,11 @@ TYPED_TEST(CoefficientScanTest, OneBlockIsAValidComponent) {
     EXPECT_EQ(component.at(0, 63), 9);
 }
 
-TYPED_TEST(CoefficientScanTest, AnEmptyRangeFailsWhateverBytesLieBehindIt) {
-    const std::vector<std::uint8_t> behind(64, 0xFF);
+TYPED_TEST(CoefficientScanTest, AnEmptyRangeFailsWhateverBytesFollowIt) {
+    const std::vector<std::uint8_t> following(64, 0xFF);
     for (std::uint32_t numBlocks = 2; numBlocks <= 32; numBlocks *= 2) {
         for (const std::uint32_t kept : {64u, 16u, 4u, 1u}) {
-            Component component(Bitstream{behind.data(), 0}, numBlocks, kept, kept == 1);
+            Component component(Bitstream{following.data(), 0}, numBlocks, kept, kept == 1);
             scanComponents<TypeParam::target>(&component.scan(), 1);
             EXPECT_FALSE(component.scan().succeeded);
             EXPECT_FALSE(this->scanned({}, numBlocks, kept).succeeded);
@@ -506,10 +506,10 @@ public:
         const std::uint32_t kind = randomBelow(random, 3);
         if (kind == 0)
             return m_guarded.hold(bytes);
-        const std::size_t numBehind = kind == 1 ? 0 : 1 + randomBelow(random, 100);
-        m_heap = std::make_unique<std::uint8_t[]>(bytes.size() + numBehind);
+        const std::size_t numFollowing = kind == 1 ? 0 : 1 + randomBelow(random, 100);
+        m_heap = std::make_unique<std::uint8_t[]>(bytes.size() + numFollowing);
         std::copy(bytes.begin(), bytes.end(), m_heap.get());
-        for (std::size_t i = 0; i < numBehind; ++i)
+        for (std::size_t i = 0; i < numFollowing; ++i)
             m_heap[bytes.size() + i] = static_cast<std::uint8_t>(random() | random());
         return {m_heap.get(), bytes.size()};
     }
@@ -639,7 +639,7 @@ TYPED_TEST(CoefficientScanTest, TheDefinitionEqualsTheSlowModelOnAnyBytes) {
         Component component(this->m_held.hold(bytes), numBlocks, kept, kept == 1);
         const bool succeeded = scanComponentPlainly<TypeParam::target>(component.scan());
         numWrapped += model.wrapped ? 1 : 0;
-        // Behind a wrapped count the values of DCs are open; a scan that goes on to the ACs fails.
+        // After a wrapped count the values of DCs are open; a scan that goes on to the ACs fails.
         if (model.wrapped && kept == 1)
             continue;
         ASSERT_EQ(succeeded, model.ok) << numBlocks << " blocks, kept " << kept;

@@ -96,7 +96,7 @@ struct LaneRange {
     std::uint32_t kept = 64;
 };
 
-// Components of one call, whose ranges follow each other in the data of a caller. Behind the last one are just the
+// Components of one call, whose ranges follow each other in the data of a caller. After the last one are just the
 // bytes that the lanes may load, and then unmapped memory.
 class LaneComponents {
 public:
@@ -381,7 +381,7 @@ TEST_P(LaneScanTest, RunsToTheLastPositionSucceedAndFartherOnesFail) {
     EXPECT_EQ(m_succeeded, 5 * 3 * 18);
 }
 
-TEST_P(LaneScanTest, NothingIsStoredBehindThePadding) {
+TEST_P(LaneScanTest, NothingIsStoredAfterThePadding) {
     // The last component's memory ends where the allocation does, and others begin after the first one's.
     std::vector<LaneRange> ranges;
     for (std::uint32_t i = 0; i < 40; ++i) {

@@ -35,7 +35,7 @@ public:
 
     // A code of any value and book; the state stays.
     void code(TestCodebook const& book, std::uint64_t value);
-    void prefix(std::uint32_t numZeros); // zeros and the one bit behind them
+    void prefix(std::uint32_t numZeros); // zeros and the one bit after them
     void bits(std::uint64_t value, std::uint32_t numBits) { m_bits.put(value, numBits); }
     void zeros(std::uint64_t numBits) { m_bits.putZeros(numBits); }
 

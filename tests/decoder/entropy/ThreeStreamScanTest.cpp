@@ -179,12 +179,12 @@ TYPED_TEST(ThreeStreamScanTest, AnEmptyChromaRangeGivesZerosAndReportsNothing) {
     EXPECT_EQ(arrays.component(2)[64], -3);
 }
 
-TYPED_TEST(ThreeStreamScanTest, APositionBehindTheLastIsDroppedAndTheScanGoesOn) {
+TYPED_TEST(ThreeStreamScanTest, APositionAfterTheLastIsDroppedAndTheScanGoesOn) {
     SymbolWriter y;
     y.firstDc(1);
     y.dcDifference(1);
     y.triple(125, 9); // the last position
-    y.triple(0, 8);   // behind it
+    y.triple(0, 8);   // after it
     y.triple(3, 7);
     SymbolWriter chroma;
     chroma.firstDc(2);
@@ -226,7 +226,7 @@ TYPED_TEST(ThreeStreamScanTest, DamagedDataEndsAndStaysInsideTheArrays) {
 }
 
 TYPED_TEST(ThreeStreamScanTest, AWrappedBitCountEndsTheComponent) {
-    // The suffix of a run asks for more than the last partial word holds, with bits that stay behind.
+    // The suffix of a run asks for more than the last partial word holds, with bits that remain.
     for (std::uint32_t filler = 0; filler < 70; ++filler) {
         SymbolWriter y;
         y.firstDc(0);

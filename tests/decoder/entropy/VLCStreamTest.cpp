@@ -49,7 +49,7 @@ TYPED_TEST(VLCStreamTest, AFreshStreamHasLoadedNothingAndHasNoFlagSet) {
     EXPECT_FALSE(reader.invalidCode());
 }
 
-TYPED_TEST(VLCStreamTest, ThreeBytesInReadsOfFourAndTwelveBitsEndInZerosBehindTheLastByte) {
+TYPED_TEST(VLCStreamTest, ThreeBytesInReadsOfFourAndTwelveBitsEndInZerosAfterTheLastByte) {
     const GuardedBytes held({0xA5, 0x3C, 0x0F});
     typename TestFixture::Reader reader(held.bits());
     EXPECT_EQ(reader.getBits(4), 0xAu);
@@ -179,7 +179,7 @@ TYPED_TEST(VLCStreamTest, LookingAheadBeyondTheRangeSeesZerosEvenWhereOtherBytes
     }
 }
 
-TYPED_TEST(VLCStreamTest, BytesBehindTheRangeNeverReachAResult) {
+TYPED_TEST(VLCStreamTest, BytesAfterTheRangeNeverReachAResult) {
     const std::vector<std::uint8_t> bytes(24, 0xFF);
     for (std::size_t size = 0; size <= 16; ++size) {
         typename TestFixture::Reader reader(Bitstream{bytes.data(), size});

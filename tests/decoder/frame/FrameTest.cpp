@@ -30,9 +30,9 @@ struct HeaderBytes {
         at(12) = static_cast<std::uint8_t>(chroma_format << 6 | interlace_mode << 2);
         return *this;
     }
-    HeaderBytes& matrices(std::uint32_t flags, std::vector<std::uint8_t> const& behind) {
+    HeaderBytes& matrices(std::uint32_t flags, std::vector<std::uint8_t> const& entries) {
         at(19) = static_cast<std::uint8_t>(flags);
-        for (const std::uint8_t byte : behind)
+        for (const std::uint8_t byte : entries)
             bytes.push_back(byte);
         return *this;
     }
@@ -132,7 +132,7 @@ TYPED_TEST(FrameTest, IgnoredBitsMayHoldAnything) {
     EXPECT_EQ(frame.header_size, expected.header_size);
 }
 
-TYPED_TEST(FrameTest, AFrameOfAnyLengthReadsZerosBehindItsEnd) {
+TYPED_TEST(FrameTest, AFrameOfAnyLengthReadsZerosAfterItsEnd) {
     const std::vector<std::uint8_t> all(28 + 128, 0xFF);
     for (std::size_t size = 0; size <= 60; ++size) {
         const Frame frame = this->decoded(std::vector<std::uint8_t>(size, 0), 0, 8);
@@ -181,7 +181,7 @@ TYPED_TEST(FrameTest, OfTwoMatricesLumaStandsFirst) {
     expectTable(frame.chroma_quant, frame.chroma_quant_scaled, countingFrom(65, 64));
 }
 
-TYPED_TEST(FrameTest, ATruncatedMatrixIsCompletedWithTheZeroBehindTheEnd) {
+TYPED_TEST(FrameTest, ATruncatedMatrixIsCompletedWithTheZeroAfterTheEnd) {
     const Frame frame = this->decoded(HeaderBytes().matrices(3, countingFrom(50, 10)));
     std::vector<std::uint8_t> luma = countingFrom(50, 10);
     luma.resize(64, 0);
@@ -325,7 +325,7 @@ TEST(FrameGetFrameInfoTest, TheAlphaTypeHasFourBits) {
     }
 }
 
-TEST(FrameGetFrameInfoTest, ReadsZerosBehindAShortBuffer) {
+TEST(FrameGetFrameInfoTest, ReadsZerosAfterAShortBuffer) {
     HeaderBytes header = HeaderBytes().size(0x0304, 0x0506).format(3);
     header.at(17) = 1;
     for (std::size_t size = 0; size <= header.bytes.size(); ++size) {

@@ -177,7 +177,7 @@ TEST(PictureTest, APictureHeaderSizeBelowItsFieldsPutsTheTableOnTopOfThem) {
     EXPECT_EQ(layout.offsetOf(0, 0), 2u);
 }
 
-TEST(PictureTest, SlicesBehindTheDataStandAtItsEndWithNothingLeft) {
+TEST(PictureTest, SlicesAfterTheDataBeginAtItsEndWithNothingLeft) {
     std::vector<std::uint8_t> bytes = pictureHeader(8, 0, 0);
     append16(bytes, 4);
     append16(bytes, 60000);
@@ -230,7 +230,7 @@ TEST(PictureTest, AStopEndsTheReportOfMissingRows) {
         void rowMissing(MissingRow const&) noexcept override { ++m_numRows; }
         int m_numRows = 0;
     } monitor;
-    // The frame behind the layout reports its own rows first.
+    // The frame of the layout reports its own rows first.
     const Layout layout(32, 160, 0, pictureHeader(8, 0, 0), kFirst, 0, Layout::kStride, &monitor);
     EXPECT_EQ(monitor.m_numRows, 2);
     monitor.m_numRows = 0;

@@ -95,11 +95,11 @@ TEST(SliceReadsTest, SlicesThatShareTheirBytesCountThemEachTime) {
                                        word16At(made.bytes, first + 4) + word16At(made.bytes, first + 6);
     // No bytes are left to the alpha plane of any slice, so it counts with what its samples can take: 33 bits each. The
     // plane of a large slice can take all bytes that follow.
-    const std::uint64_t behind = made.bytes.size() - first - ofComponents;
+    const std::uint64_t ofAlpha = made.bytes.size() - first - ofComponents;
     std::uint64_t expected = 0;
     for (int row = 0; row < 4; ++row) {
         for (const std::uint64_t mbs : {8u, 2u})
-            expected += ofComponents + std::min(behind, mbs * 256 * 33 / 8);
+            expected += ofComponents + std::min(ofAlpha, mbs * 256 * 33 / 8);
     }
     const std::vector<std::uint8_t> shared = withSharedSlice(made);
     EXPECT_EQ(readsOf(shared), expected);

@@ -60,7 +60,7 @@ TEST(SliceTableTest, OffsetsGoBeyond32Bits) {
     EXPECT_GT(table.sliceOffset(1299, 51), std::uint64_t{1} << 32);
 }
 
-TEST(SliceTableTest, EntriesBehindTheDataReadAsZeroAndAddNothing) {
+TEST(SliceTableTest, EntriesAfterTheDataReadAsZeroAndAddNothing) {
     const GuardedBytes held({0x00, 0x10, 0x00, 0x20, 0x01});
     const SliceTable table(RowDivision(2, 0), 3, held.bits());
     EXPECT_EQ(table.codedSize(0, 1), 0x20u);

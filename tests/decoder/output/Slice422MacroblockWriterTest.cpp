@@ -101,7 +101,7 @@ TYPED_TEST(Slice422MacroblockWriterTest, MacroblocksStand32SamplesApart) {
     }
 }
 
-TYPED_TEST(Slice422MacroblockWriterTest, AWidthOf5EndsInCbAndYAndNothingBehind) {
+TYPED_TEST(Slice422MacroblockWriterTest, AWidthOf5EndsInCbAndYAndNothingAfter) {
     const WriterOutput output = written(this->make(5, 16, 16), labelled());
     for (std::uint32_t row = 0; row < 16; ++row) {
         EXPECT_EQ(output.at(row, 8), codeOf(2, row / 8, row % 8, 2));

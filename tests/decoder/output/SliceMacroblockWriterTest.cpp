@@ -154,7 +154,7 @@ TYPED_TEST(SliceMacroblockWriterTest, ReductionsAbove3LeaveNoPixelOfARow) {
     }
 }
 
-TYPED_TEST(SliceMacroblockWriterTest, AMacroblockBehindTheWidthComesOutWhole) {
+TYPED_TEST(SliceMacroblockWriterTest, AMacroblockBeyondTheWidthComesOutWhole) {
     // The difference is unsigned.
     EXPECT_EQ(this->bounds(15, 16, 1), (Bounds{8, 8, 8, 8}));
 }

@@ -34,7 +34,7 @@ protected:
         const auto blocks = std::make_unique<std::int16_t[]>(numGathered + kGatherPadding);
         std::fill_n(blocks.get(), numGathered + kGatherPadding, std::int16_t{-3});
         gatherCorners<On::target>(size, scan, pattern, blocks.get());
-        // Whole blocks are stored one by one, so there is nothing behind the last.
+        // Whole blocks are stored one by one, so there is nothing after the last.
         const std::size_t numUntouched = size == 8 ? kGatherPadding : 0;
         for (std::size_t k = 0; k < numUntouched; ++k)
             ASSERT_EQ(blocks[numGathered + k], -3) << numBlocks << " blocks";

@@ -213,11 +213,11 @@ TYPED_TEST(SliceTest, AHeaderSizeOfZeroPutsTheYRangeOnTopOfTheHeader) {
 TYPED_TEST(SliceTest, SizesBeyondTheDataAreRangesThatEndWithIt) {
     MadeFrame made = photo(specOf(16, 16, 2));
     const std::size_t slice = made.sliceOffsets[0];
-    const std::uint64_t behindHeader = made.bytes.size() - slice - 6;
+    const std::uint64_t bytesAfterHeader = made.bytes.size() - slice - 6;
     put16At(made.bytes, slice + 2, 0xFFFF);
     typename TestFixture::Opened tooLongY(made.bytes, made.pictureOffsets[0], slice);
     auto scans = tooLongY.scans();
-    EXPECT_EQ(scans[0].range.size, behindHeader);
+    EXPECT_EQ(scans[0].range.size, bytesAfterHeader);
     EXPECT_EQ(scans[1].range.size, 0u);
     EXPECT_EQ(scans[2].range.size, 0u);
     // A derived Cr size that wraps is a very large range.
@@ -226,7 +226,7 @@ TYPED_TEST(SliceTest, SizesBeyondTheDataAreRangesThatEndWithIt) {
     put16At(made.bytes, made.sliceTableOffsets[0], 0);
     typename TestFixture::Opened wrapped(made.bytes, made.pictureOffsets[0], slice);
     scans = wrapped.scans();
-    EXPECT_EQ(scans[2].range.size, behindHeader - 8);
+    EXPECT_EQ(scans[2].range.size, bytesAfterHeader - 8);
 }
 
 TYPED_TEST(SliceTest, ASliceWithoutBytesHasEmptyRangesAndIndexZero) {
@@ -254,7 +254,7 @@ TYPED_TEST(SliceTest, TheBlocksOfAComponentFollowTheMacroblocksAndTheChromaForma
     }
 }
 
-TYPED_TEST(SliceTest, OnlyEighthSizeAt8BitsStopsBehindTheDcs) {
+TYPED_TEST(SliceTest, OnlyEighthSizeAt8BitsStopsAfterTheDcs) {
     const MadeFrame made = photo(specOf(16, 16, 2));
     for (std::uint32_t factor = 0; factor <= 3; ++factor) {
         for (const std::uint32_t bitDepth : {8u, 10u}) {
@@ -319,7 +319,7 @@ TYPED_TEST(SliceTest, ScannedCoefficients3GivesAllThreeAtFullSizeWhateverTheRedu
     }
 }
 
-TYPED_TEST(SliceTest, ScannedAlphaReadsBehindCrWithEightBitsForType1AndSixteenForAllOthers) {
+TYPED_TEST(SliceTest, ScannedAlphaReadsAfterCrWithEightBitsForType1AndSixteenForAllOthers) {
     for (std::uint32_t type = 1; type < 16; ++type) {
         const MadeFrame made = photo(specOf(32, 16, 3, type), type);
         typename TestFixture::Opened opened(made.bytes, made.pictureOffsets[0], made.sliceOffsets[0]);
