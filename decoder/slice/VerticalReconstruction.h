@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "OptimizationTarget.h"
 #include "OutputLevels.h"
+#include "Targets.h"
 
 // The vertical reconstruction: from coefficients in frequency order straight to codes in the output.
 //
@@ -17,8 +17,8 @@
 // What is the same for all blocks of a component of a slice, by raster position.
 template <OptimizationTarget target>
 struct VerticalPlan {
-    // AVX2 fills a vector with a value from memory in one step; Baseline loads it whole.
-    static constexpr std::size_t kCopies = target == OptimizationTarget::AVX2 ? 1 : 4;
+    // The vector forms fill a vector with a value from memory in one step; Baseline loads it whole.
+    static constexpr std::size_t kCopies = kHasVectorForms<target> ? 1 : 4;
 
     // `factors` are those of dequantisation, `pattern` leads from raster position to scan index. `unit` is a power of
     // two that all factors are multiplied by.
@@ -52,6 +52,19 @@ struct VerticalSlice {
 // with a plane of 8 or 16 bits.
 template <OptimizationTarget target>
 struct VerticalReconstruction;
+
+// Transforms a column of vectors in place, by way of a copy that stays in registers.
+template <class Floats, class Transform>
+inline __attribute__((always_inline)) void transformInRegisters(Floats (&column)[8], Transform const& transform) {
+    Floats x[8];
+#pragma GCC unroll 8
+    for (int row = 0; row < 8; ++row)
+        x[row] = column[row];
+    transform(x);
+#pragma GCC unroll 8
+    for (int row = 0; row < 8; ++row)
+        column[row] = x[row];
+}
 
 // Fetches lines of the output into the cache for writing, a few at a time while there is other work, so that the stores
 // that come later do not wait for them.

@@ -45,11 +45,11 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
 
         for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
             __m256i left[4], right[4];
-            chromaRow(chroma[row], left);
-            chromaRow(chroma[row] + 4, right);
+            joinColumns(chroma[row], left);
+            joinColumns(chroma[row] + 4, right);
             for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
                 __m256i y[4];
-                lumaRow(luma[pair][row], y);
+                joinColumns(luma[pair][row], y);
                 const bool isWhole = 2 * pair + 1 < numMbs;
                 for (int half = 0; half < 2; ++half) {
                     const std::uint32_t mbRow = row + 8 * static_cast<std::uint32_t>(half);
@@ -142,14 +142,7 @@ private:
     }
 
     static void transformColumn(Floats256 (&column)[8]) {
-        Floats256 x[8];
-#pragma GCC unroll 8
-        for (int row = 0; row < 8; ++row)
-            x[row] = column[row];
-        fusedTransform(x);
-#pragma GCC unroll 8
-        for (int row = 0; row < 8; ++row)
-            column[row] = x[row];
+        transformInRegisters(column, [](Floats256(&x)[8]) { fusedTransform(x); });
     }
 
     // 4:2:2.
@@ -177,31 +170,16 @@ private:
                 _mm256_packus_epi32(rule(first[firstColumn][row]), rule(second[secondColumn][row]));
     }
 
-    // Eight codes in a row of each of eight luma blocks: those of block 4 * half + k in a half of codes[k].
-    static void lumaRow(const __m256i (&pairs)[4], __m256i (&codes)[4]) {
+    // A row of each of eight blocks, eight codes of luma or four pairs Cb Cr, from the four vectors of its columns:
+    // those of block 4 * half + k in a half of codes[k].
+    static void joinColumns(const __m256i* columns, __m256i (&codes)[4]) {
         __m256i quads[2][2];
         for (int side = 0; side < 2; ++side) {
-            const __m256i even = _mm256_unpacklo_epi16(pairs[2 * side], pairs[2 * side + 1]);
-            const __m256i odd = _mm256_unpackhi_epi16(pairs[2 * side], pairs[2 * side + 1]);
+            const __m256i even = _mm256_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
+            const __m256i odd = _mm256_unpackhi_epi16(columns[2 * side], columns[2 * side + 1]);
             quads[side][0] = _mm256_unpacklo_epi16(even, odd);
             quads[side][1] = _mm256_unpackhi_epi16(even, odd);
         }
-        joinQuads(quads, codes);
-    }
-
-    // Four pairs Cb Cr in a row of each of eight chroma blocks, likewise.
-    static void chromaRow(const __m256i* columns, __m256i (&codes)[4]) {
-        __m256i quads[2][2];
-        for (int side = 0; side < 2; ++side) {
-            const __m256i cb = _mm256_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
-            const __m256i cr = _mm256_unpackhi_epi16(columns[2 * side], columns[2 * side + 1]);
-            quads[side][0] = _mm256_unpacklo_epi16(cb, cr);
-            quads[side][1] = _mm256_unpackhi_epi16(cb, cr);
-        }
-        joinQuads(quads, codes);
-    }
-
-    static void joinQuads(const __m256i (&quads)[2][2], __m256i (&codes)[4]) {
         codes[0] = _mm256_unpacklo_epi64(quads[0][0], quads[1][0]);
         codes[1] = _mm256_unpackhi_epi64(quads[0][0], quads[1][0]);
         codes[2] = _mm256_unpacklo_epi64(quads[0][1], quads[1][1]);

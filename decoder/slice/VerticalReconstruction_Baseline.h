@@ -57,9 +57,9 @@ struct VerticalReconstruction<OptimizationTarget::Baseline> {
         for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
             for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
                 __m128i y[4], left[4], right[4];
-                lumaRow(luma[mb][row], y);
-                chromaRow(chroma[mb / 2][row], left);
-                chromaRow(chroma[mb / 2][row] + 4, right);
+                joinColumns(luma[mb][row], y);
+                joinColumns(chroma[mb / 2][row], left);
+                joinColumns(chroma[mb / 2][row] + 4, right);
                 for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
                     const std::uint32_t block = 2 * (mb % 2) + half;
                     std::uint8_t* const to =
@@ -140,14 +140,7 @@ private:
     }
 
     static void transformColumn(Floats128 (&column)[8]) {
-        Floats128 x[8];
-#pragma GCC unroll 8
-        for (int row = 0; row < 8; ++row)
-            x[row] = column[row];
-        plainTransform(x);
-#pragma GCC unroll 8
-        for (int row = 0; row < 8; ++row)
-            column[row] = x[row];
+        transformInRegisters(column, [](Floats128(&x)[8]) { plainTransform(x); });
     }
 
     // 4:2:2.
@@ -176,31 +169,16 @@ private:
         }
     }
 
-    // Eight codes in a row of each of four luma blocks.
-    static void lumaRow(const __m128i (&pairs)[4], __m128i (&codes)[4]) {
+    // A row of each of four blocks, eight codes of luma or four pairs Cb Cr, from the four vectors of its columns:
+    // those of block k in codes[k].
+    static void joinColumns(const __m128i* columns, __m128i (&codes)[4]) {
         __m128i quads[2][2];
         for (int side = 0; side < 2; ++side) {
-            const __m128i even = _mm_unpacklo_epi16(pairs[2 * side], pairs[2 * side + 1]);
-            const __m128i odd = _mm_unpackhi_epi16(pairs[2 * side], pairs[2 * side + 1]);
+            const __m128i even = _mm_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
+            const __m128i odd = _mm_unpackhi_epi16(columns[2 * side], columns[2 * side + 1]);
             quads[side][0] = _mm_unpacklo_epi16(even, odd);
             quads[side][1] = _mm_unpackhi_epi16(even, odd);
         }
-        joinQuads(quads, codes);
-    }
-
-    // Four pairs Cb Cr in a row of each of four chroma blocks.
-    static void chromaRow(const __m128i* columns, __m128i (&codes)[4]) {
-        __m128i quads[2][2];
-        for (int side = 0; side < 2; ++side) {
-            const __m128i cb = _mm_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
-            const __m128i cr = _mm_unpackhi_epi16(columns[2 * side], columns[2 * side + 1]);
-            quads[side][0] = _mm_unpacklo_epi16(cb, cr);
-            quads[side][1] = _mm_unpackhi_epi16(cb, cr);
-        }
-        joinQuads(quads, codes);
-    }
-
-    static void joinQuads(const __m128i (&quads)[2][2], __m128i (&codes)[4]) {
         codes[0] = _mm_unpacklo_epi64(quads[0][0], quads[1][0]);
         codes[1] = _mm_unpackhi_epi64(quads[0][0], quads[1][0]);
         codes[2] = _mm_unpacklo_epi64(quads[0][1], quads[1][1]);
