@@ -1,5 +1,6 @@
 #include "ravelo.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <exception>
@@ -41,10 +42,13 @@ ravelo_status guarded(ravelo_error* error, Work const& work) noexcept {
     }
 }
 
+// The targets of hosts are those of the library, after the choice of the best.
+static_assert(RAVELO_TARGET_BASELINE == 1 + static_cast<int>(OptimizationTarget::Baseline));
+
 OptimizationTarget resolved(std::uint32_t target) {
-    if (target == RAVELO_TARGET_BASELINE || RaveloDecoderInterface::GetMaxOptType() == 0)
-        return OptimizationTarget::Baseline;
-    return OptimizationTarget::AVX2;
+    const int best = RaveloDecoderInterface::GetMaxOptType();
+    const int wanted = target == RAVELO_TARGET_BEST ? best : static_cast<int>(target) - RAVELO_TARGET_BASELINE;
+    return static_cast<OptimizationTarget>(std::min(wanted, best));
 }
 
 PixelBuffer formOf(FrameHeader const& header, ravelo_decode_options const& options) {
@@ -109,7 +113,7 @@ const char* ravelo_version_text(void) {
 }
 
 uint32_t ravelo_best_target(void) {
-    return RaveloDecoderInterface::GetMaxOptType() != 0 ? RAVELO_TARGET_AVX2 : RAVELO_TARGET_BASELINE;
+    return RAVELO_TARGET_BASELINE + static_cast<std::uint32_t>(RaveloDecoderInterface::GetMaxOptType());
 }
 
 const char* ravelo_status_text(int32_t status) {

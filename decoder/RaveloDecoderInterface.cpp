@@ -1,25 +1,24 @@
 #include "RaveloDecoderInterface.h"
 
+#include <algorithm>
 #include <atomic>
 
-#include "Avx2Support.h"
 #include "Frame.h"
+#include "TargetSupport.h"
 
 namespace {
 
-constexpr std::uint32_t kDetected = 1;
-constexpr std::uint32_t kAvx2Usable = 2;
+// The best target's number, below zero until the first test. The test always gives the same number, so threads that
+// race to store it do no harm.
+std::atomic<int> s_bestTarget{-1};
 
-// Zero until the first test. The test always gives the same word, so threads that race to store it do no harm.
-std::atomic<std::uint32_t> s_processorFeatures{0};
-
-bool avx2Usable() {
-    std::uint32_t features = s_processorFeatures.load(std::memory_order_relaxed);
-    if (features == 0) {
-        features = kDetected | (canRunAvx2(processorRegisters()) ? kAvx2Usable : 0);
-        s_processorFeatures.store(features, std::memory_order_relaxed);
+int bestTarget() {
+    int best = s_bestTarget.load(std::memory_order_relaxed);
+    if (best < 0) {
+        best = static_cast<int>(bestTargetFor(processorRegisters()));
+        s_bestTarget.store(best, std::memory_order_relaxed);
     }
-    return (features & kAvx2Usable) != 0;
+    return best;
 }
 
 } // namespace
@@ -28,13 +27,13 @@ int RaveloDecoderInterface::DecompressFrameFromBits(const std::uint8_t* data, st
                                                     std::uint32_t downSampleFactor, ColorCoding colorCoding,
                                                     std::uint32_t bitDepth, void* pixels, std::int64_t lineStride,
                                                     OptimizationTarget target) {
-    const bool wantsAvx2 = static_cast<int>(target) > 0;
-    const OptimizationTarget resolved =
-        wantsAvx2 && avx2Usable() ? OptimizationTarget::AVX2 : OptimizationTarget::Baseline;
+    // Baseline runs without any test.
+    const int wanted = static_cast<int>(target);
+    const auto resolved = static_cast<OptimizationTarget>(wanted <= 0 ? 0 : std::min(wanted, bestTarget()));
     const Frame frame(Bitstream{data, size}, colorCoding, bitDepth, pixels, lineStride, resolved, downSampleFactor);
     return 1;
 }
 
 int RaveloDecoderInterface::GetMaxOptType() {
-    return avx2Usable() ? 1 : 0;
+    return bestTarget();
 }

@@ -143,11 +143,6 @@ Averages averagesOf(std::vector<LoadedFrame> const& frames) {
     return averages;
 }
 
-const char* targetName(DecodeRequest const& request) {
-    const bool runsAvx2 = request.target == OptimizationTarget::AVX2 && ravelo_best_target() == RAVELO_TARGET_AVX2;
-    return runsAvx2 ? "avx2" : "baseline";
-}
-
 std::string textOf(Timing const& timing, Averages const& averages) {
     const double rate = timing.framesPerSecond();
     return fmt::format("{:>7}  {:>9.3f}  {:>9.3f}  {:>9.3f}  {:>9.3f}  {:>9.1f}  {:>9.1f}  {:>9.1f}\n", timing.threads,
@@ -207,7 +202,7 @@ ExitCode runBench(BenchOptions const& options) {
     if (!options.json) {
         printReport(fmt::format("{} {}, {} size, {} bits, target {}, {} in flight\n", frames.size(),
                                 frames.size() == 1 ? "frame" : "frames", options.request.size, request.bitDepth,
-                                targetName(request), options.inFlight));
+                                targetName(request.target), options.inFlight));
         printReport("threads  median ms   least ms      p5 ms     p95 ms   frames/s       MP/s       MB/s\n");
     }
     for (const std::size_t threads : threadCounts) {
@@ -222,7 +217,7 @@ ExitCode runBench(BenchOptions const& options) {
                    {"damaged_frames", damagedFrames},
                    {"size", options.request.size},
                    {"depth", request.bitDepth},
-                   {"target", targetName(request)},
+                   {"target", targetName(request.target)},
                    {"in_flight", options.inFlight},
                    {"bytes_per_frame", averages.bytes},
                    {"pixels_per_frame", averages.pixels},

@@ -21,7 +21,7 @@ ravelo_decode_options unlimitedOptions(DecodeRequest const& request) {
     options.reduction = request.downSampleFactor;
     options.coding = static_cast<std::uint32_t>(request.colorCoding);
     options.bit_depth = request.bitDepth;
-    options.target = request.target == OptimizationTarget::Baseline ? RAVELO_TARGET_BASELINE : RAVELO_TARGET_BEST;
+    options.target = RAVELO_TARGET_BASELINE + static_cast<std::uint32_t>(request.target);
     options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
     options.max_read_factor = RAVELO_NO_READ_LIMIT;
     return options;

@@ -19,7 +19,7 @@ struct DecodeRequest {
     std::uint32_t downSampleFactor = 0; // 0 full size, 1 half, 2 quarter, 3 eighth
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 8; // one of kBitDepths
-    OptimizationTarget target = OptimizationTarget::AVX2;
+    OptimizationTarget target = OptimizationTarget::Baseline;
     FailedSlices failedSlices = FailedSlices::Black;
     std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
     bool pixelsAreUsed = true;          // false: pixels that no slice writes are not touched either

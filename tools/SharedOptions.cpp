@@ -1,10 +1,27 @@
 #include "SharedOptions.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 
 #include "PixelBuffer.h"
 #include "ravelo.h"
+
+namespace {
+
+// In the order of their numbers.
+const std::array<std::string, 2> kTargetNames{"baseline", "avx2"};
+
+const std::string kBestTarget = "auto";
+
+std::vector<std::string> targetChoices() {
+    std::vector<std::string> choices{kBestTarget};
+    choices.insert(choices.end(), kTargetNames.begin(), kTargetNames.end());
+    return choices;
+}
+
+} // namespace
 
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
     command.flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
@@ -52,7 +69,7 @@ void addFrameLoopOptions(Subcommand& command, FrameLoopOptions& options) {
 void addTargetOption(Subcommand& command, std::string& target) {
     command.option("--target", target, "code path of the library; auto selects the best")
         .value("TARGET")
-        .oneOf({"auto", "baseline", "avx2"})
+        .oneOf(targetChoices())
         .showDefault();
 }
 
@@ -90,10 +107,17 @@ void addRequestOptions(Subcommand& command, RequestOptions& options) {
 }
 
 OptimizationTarget targetNamed(std::string const& name) {
-    if (name == "avx2" && ravelo_best_target() != RAVELO_TARGET_AVX2)
-        throw failure("this processor cannot run the target avx2; use --target auto or baseline");
-    // The library itself lowers the target to what the processor can run.
-    return name == "baseline" ? OptimizationTarget::Baseline : OptimizationTarget::AVX2;
+    const auto best = static_cast<std::ptrdiff_t>(ravelo_best_target()) - RAVELO_TARGET_BASELINE;
+    const auto place = std::find(kTargetNames.begin(), kTargetNames.end(), name);
+    const std::ptrdiff_t number = name == kBestTarget ? best : place - kTargetNames.begin();
+    if (number > best)
+        throw failure("this processor cannot run the target {}; use --target auto or {}", name,
+                      targetName(static_cast<OptimizationTarget>(best)));
+    return static_cast<OptimizationTarget>(number);
+}
+
+std::string targetName(OptimizationTarget target) {
+    return kTargetNames.at(static_cast<std::size_t>(target));
 }
 
 namespace {

@@ -48,3 +48,4 @@ DecodeRequest requestOf(RequestOptions const& options, std::uint32_t defaultBitD
 
 // The target with the name that --target takes. Throws CommandError where the processor cannot run it.
 OptimizationTarget targetNamed(std::string const& name);
+std::string targetName(OptimizationTarget target);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "Picture.h"
+#include "Targets.h"
 
 namespace {
 
@@ -28,6 +29,10 @@ Frame::Frame(Bitstream const& frameBits)
     scaleMatrix(chroma_quant, chroma_quant_scaled);
 }
 
+#define RAVELO_DECODE_IF_CHOSEN(which)                                                                                 \
+    if (target == (which))                                                                                             \
+        decodePictures<which>();
+
 Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
              std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
              DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
@@ -39,10 +44,7 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
     monitor = decodeMonitor;
     maxThreads = maxDecodeThreads;
     initializeFrameBuffer(pixels, lineStride);
-    if (target == OptimizationTarget::AVX2)
-        decodePictures<OptimizationTarget::AVX2>();
-    else
-        decodePictures<OptimizationTarget::Baseline>();
+    RAVELO_FOR_EACH_TARGET(RAVELO_DECODE_IF_CHOSEN)
 }
 
 template <OptimizationTarget resolvedTarget>

@@ -16,7 +16,7 @@ Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstr
     PictureFacts facts = this->facts();
     facts.reconstruction = currentReconstructionForm(target);
     // Baseline never uses lanes.
-    LaneScanFunction* const scanInLanes = target == OptimizationTarget::AVX2 ? laneScanOfPicture() : nullptr;
+    LaneScanFunction* const scanInLanes = kHasVectorForms<target> ? laneScanOfPicture() : nullptr;
     const SliceGroupForm groupForm =
         SliceGroup<target>::formFor(facts.form, number_of_slices_per_mb_row(), scanInLanes);
     const SliceOrder order = sliceOrder();

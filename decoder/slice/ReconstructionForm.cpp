@@ -13,7 +13,7 @@ std::atomic<bool> s_plainIsForced{false};
 
 ReconstructionForm reconstructionFormFor(OptimizationTarget target, std::int32_t kernelIndex) {
     // The arithmetic of l9 would serve for k0 too, but with AVX-512 the plain form has vectors twice as wide.
-    const std::int32_t variant = target == OptimizationTarget::AVX2 ? kVariantL9 : kVariantY8;
+    const std::int32_t variant = target == OptimizationTarget::Baseline ? kVariantY8 : kVariantL9;
     return kernelIndex == variant ? ReconstructionForm::Vertical : ReconstructionForm::Plain;
 }
 

@@ -1,7 +1,8 @@
-#include "Avx2Support.h"
+#include "TargetSupport.h"
 
 #include <gtest/gtest.h>
 
+#include "OptimizationTarget.h"
 #include "RaveloDecoderInterface.h"
 
 namespace {
@@ -16,36 +17,36 @@ ProcessorRegisters sufficient() {
     return registers;
 }
 
-TEST(Avx2SupportTest, TheSufficientProcessorRunsIt) {
-    EXPECT_TRUE(canRunAvx2(sufficient()));
+TEST(TargetSupportTest, TheSufficientProcessorRunsAvx2) {
+    EXPECT_EQ(bestTargetFor(sufficient()), OptimizationTarget::AVX2);
 }
 
-TEST(Avx2SupportTest, EverySingleFeatureIsNeeded) {
+TEST(TargetSupportTest, EverySingleFeatureIsNeeded) {
     for (const unsigned int bit : {12u, 23u, 27u, 28u}) {
         ProcessorRegisters registers = sufficient();
         registers.basicEcx &= ~(1u << bit);
-        EXPECT_FALSE(canRunAvx2(registers)) << "leaf 1 without bit " << bit;
+        EXPECT_EQ(bestTargetFor(registers), OptimizationTarget::Baseline) << "leaf 1 without bit " << bit;
     }
     for (const unsigned int bit : {3u, 5u, 8u}) {
         ProcessorRegisters registers = sufficient();
         registers.structuredEbx &= ~(1u << bit);
-        EXPECT_FALSE(canRunAvx2(registers)) << "leaf 7 without bit " << bit;
+        EXPECT_EQ(bestTargetFor(registers), OptimizationTarget::Baseline) << "leaf 7 without bit " << bit;
     }
     ProcessorRegisters registers = sufficient();
     registers.extendedEcx = 0;
-    EXPECT_FALSE(canRunAvx2(registers)) << "without LZCNT";
+    EXPECT_EQ(bestTargetFor(registers), OptimizationTarget::Baseline) << "without LZCNT";
 }
 
-TEST(Avx2SupportTest, ASystemWithoutYmmStateRunsBaselineOnly) {
+TEST(TargetSupportTest, ASystemWithoutYmmStateRunsBaselineOnly) {
     for (const unsigned int bit : {1u, 2u}) {
         ProcessorRegisters registers = sufficient();
         registers.enabledState &= ~(1u << bit);
-        EXPECT_FALSE(canRunAvx2(registers)) << "XCR0 without bit " << bit;
+        EXPECT_EQ(bestTargetFor(registers), OptimizationTarget::Baseline) << "XCR0 without bit " << bit;
     }
 }
 
-TEST(Avx2SupportTest, GetMaxOptTypeFollowsTheRegistersOfThisProcessor) {
-    EXPECT_EQ(RaveloDecoderInterface::GetMaxOptType(), canRunAvx2(processorRegisters()) ? 1 : 0);
+TEST(TargetSupportTest, GetMaxOptTypeFollowsTheRegistersOfThisProcessor) {
+    EXPECT_EQ(RaveloDecoderInterface::GetMaxOptType(), static_cast<int>(bestTargetFor(processorRegisters())));
 }
 
 } // namespace

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-// What the test for OptimizationTarget::AVX2 looks at.
+#include "OptimizationTarget.h"
+
+// What the choice of a target looks at.
 struct ProcessorRegisters {
     std::uint32_t basicEcx = 0;      // CPUID leaf 1, ECX
     std::uint32_t structuredEbx = 0; // CPUID leaf 7, subleaf 0, EBX
@@ -13,6 +15,6 @@ struct ProcessorRegisters {
 // The registers of this processor; those of leaves that it does not have are 0.
 ProcessorRegisters processorRegisters();
 
-// Whether a processor has AVX2, FMA, BMI1, BMI2, LZCNT and POPCNT, and the system saves the registers they use. The
-// maker does not matter.
-bool canRunAvx2(ProcessorRegisters const& registers);
+// The best target whose instructions the processor has and whose registers the system saves. The maker does not matter.
+// Each target needs all that the targets below it need, so it can run those too.
+OptimizationTarget bestTargetFor(ProcessorRegisters const& registers);
