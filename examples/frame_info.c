@@ -1,4 +1,4 @@
-/* Tells what a frame is, from its header alone.
+/* Says what a frame is, from its header alone.
  *
  *     frame_info FRAME
  */

@@ -17,13 +17,13 @@ RATES = ["encoder_tests"]
 FAULTS = [
     # Pictures and headers.
     ("mode 3 has a second picture", "FrameHeader.h", "interlace_mode == 1 || interlace_mode == 2", "interlace_mode != 0", FRAMES),
-    ("stride compared in 32 bits", "Frame.cpp", "if (magnitude < needed || magnitude < 0)",
-     "if (static_cast<std::int32_t>(magnitude) < needed || magnitude < 0)", FRAMES),
+    ("stride compared in 32 bits", "Frame.cpp", "if (magnitude < needed)", "if (static_cast<std::int32_t>(magnitude) < needed)", FRAMES),
     ("three bits of the alpha type", "FrameHeader.cpp", "header.alpha_channel_type = bits.byteAt(17) & 15",
      "header.alpha_channel_type = bits.byteAt(17) & 7", FRAMES),
     ("second picture by the sum of slices", "Frame.cpp", "bitstream.advance(first.picture_size());",
      "bitstream.advance(first.picture_size() < 64 ? 64 : first.picture_size());", FRAMES),
-    ("most negative stride accepted", "Frame.cpp", " || magnitude < 0)", ")", FRAMES),
+    ("most negative stride accepted", "Frame.cpp", "if (magnitude < needed)",
+     "if (static_cast<std::uint64_t>(magnitude) < static_cast<std::uint64_t>(needed))", FRAMES),
     ("RGB of 4:2:2 accepted", "Frame.cpp", "colorCoding != ColorCoding_YCbCr && chroma_format == 2",
      "colorCoding > ColorCoding_RGBVideo && chroma_format == 2", FRAMES),
     ("chroma matrix falls back to the default", "FrameHeader.cpp", "header.raw_chroma_matrix : header.luma_quant,",

@@ -156,7 +156,7 @@ private:
     template <bool skims>
     void runLanes();
 
-    SymbolTables const& m_tables; // 576 KiB, built by the first scan of a process
+    SymbolTables const& m_tables; // 576 KiB of constants
     unsigned int m_numScans;
     unsigned int m_nextScan = 0;
     ComponentScan* m_scans[kMaxScans];       // the longest range first, so that the lanes end together

@@ -119,8 +119,8 @@ struct LaneTables {
         std::uint32_t longestLevel = 0;
         for (std::uint32_t i = 0; i < kPrefixesPerClass * CodeClasses<16>::kMost; ++i) {
             const std::uint32_t q = i % kPrefixesPerClass;
-            const auto& run = kRunClasses.params[i / kPrefixesPerClass];
-            const auto& level = kLevelClasses.params[i / kPrefixesPerClass];
+            auto const& run = kRunClasses.params[i / kPrefixesPerClass];
+            auto const& level = kLevelClasses.params[i / kPrefixesPerClass];
             const bool isShortRun = q < kLongPrefix && largestValue(run, q) <= kLongestRun;
             const bool isShortLevel = q < kLongPrefix;
             runBits[kFirstIndex + i] = isShortRun ? static_cast<std::uint8_t>(codeBits(run, q) + 1) : kNotInLanes;
@@ -139,7 +139,7 @@ struct LaneTables {
         }
         for (std::uint32_t i = 0; i < 64; ++i) {
             const std::uint32_t q = i % kDcPrefixesPerBook;
-            const auto& difference = LaneCodebooks::dcSymbolCodebook[i / kDcPrefixesPerBook];
+            auto const& difference = LaneCodebooks::dcSymbolCodebook[i / kDcPrefixesPerBook];
             dcBits[i] = q < kLongDcPrefix ? static_cast<std::uint8_t>(codeBits(difference, q)) : kNotInLanes;
             dcOffset[i] = static_cast<std::uint8_t>(codeOffset(difference, q));
         }

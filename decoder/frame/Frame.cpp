@@ -70,7 +70,7 @@ void Frame::initializeFrameBuffer(void* pixels, std::int64_t lineStride) {
                                                                     : static_cast<std::uint64_t>(lineStride));
     const auto needed =
         static_cast<std::int64_t>(bytesOfRow(frame_buffer.width, frame_buffer.samplesPerPixel, bitDepth));
-    if (magnitude < needed || magnitude < 0)
+    if (magnitude < needed)
         throw std::runtime_error("Ravelo decoder: insufficient line stride given.");
 
     frame_buffer.pixels = static_cast<std::uint8_t*>(pixels);

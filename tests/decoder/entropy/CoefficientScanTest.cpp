@@ -546,7 +546,7 @@ void checkMix(Random& random, std::vector<RangeMemory>& memory, Tally& tally, st
     }
     scanComponents<target>(scans.data(), count);
     for (std::uint32_t i = 0; i < count; ++i) {
-        const ComponentScan& scan = plain[i].scan();
+        ComponentScan const& scan = plain[i].scan();
         if (isOpen<target>(ranges[i], scan))
             continue;
         const bool expected = scanComponentPlainly<target>(scan);
