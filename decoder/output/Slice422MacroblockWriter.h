@@ -15,12 +15,10 @@ public:
     Slice422MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer);
 
 private:
-    using Self = Slice422MacroblockWriter;
-    using Base = WriterForms<Self, target, Real>;
+    using Base = WriterForms<Slice422MacroblockWriter, target, Real>;
     friend Base;
 
     static constexpr bool kWritesRgb = false;
-    static constexpr bool kReadsAlpha = false;
 
     template <bool rgb, class Sample, unsigned int alphaDepth, class Value, unsigned int size>
     void write(unsigned int mb, Blocks<Value, size> y, Blocks<Value, size> cb, Blocks<Value, size> cr,

@@ -24,12 +24,10 @@ public:
     bool readsAlpha() const override;
 
 private:
-    using Self = Slice4444MacroblockWriter;
-    using Base = WriterForms<Self, target, Real, unsigned int>;
+    using Base = WriterForms<Slice4444MacroblockWriter, target, Real, unsigned int>;
     friend Base;
 
     static constexpr bool kWritesRgb = true;
-    static constexpr bool kReadsAlpha = true;
 
     template <bool rgb, class Sample, unsigned int alphaDepth, class Value, unsigned int size>
     void write(unsigned int mb, Blocks<Value, size> y, Blocks<Value, size> cb, Blocks<Value, size> cr,

@@ -18,12 +18,10 @@ public:
     Slice444MacroblockWriter(OutputForm const& form, PixelBuffer const& pixelBuffer);
 
 private:
-    using Self = Slice444MacroblockWriter;
-    using Base = WriterForms<Self, target, Real>;
+    using Base = WriterForms<Slice444MacroblockWriter, target, Real>;
     friend Base;
 
     static constexpr bool kWritesRgb = true;
-    static constexpr bool kReadsAlpha = false;
 
     template <bool rgb, class Sample, unsigned int alphaDepth, class Value, unsigned int size>
     void write(unsigned int mb, Blocks<Value, size> y, Blocks<Value, size> cb, Blocks<Value, size> cr,

@@ -15,9 +15,9 @@ static inline std::int16_t const* valuesOf(Blocks<std::int16_t, 1> blocks) {
 // What the three writers share: for each operation a pointer to the member that serves the output form, chosen once in
 // the constructor, and the calls through it. Below the choice no branch asks for the form.
 //
-// `Writer` derives from this and adds its rules: kWritesRgb and kReadsAlpha say whether its pixels depend on the coding
-// of colours and on the depth of an alpha plane, and write<rgb, Sample, alphaDepth>() writes a macroblock of blocks of
-// any value and size. `AlphaDepth` is the further argument of the choice, where there is one.
+// `Writer` derives from this and adds its rules: kWritesRgb says whether its pixels depend on the coding of colours,
+// and write<rgb, Sample, alphaDepth>() writes a macroblock of blocks of any value and size. `AlphaDepth` is the further
+// argument of the choice, for a writer whose pixels depend on the depth of an alpha plane.
 template <class Writer, OptimizationTarget target, class Real, class... AlphaDepth>
 class WriterForms : public SliceMacroblockWriter<target, Real> {
 public:
@@ -94,7 +94,7 @@ private:
     template <bool rgb, class Sample>
     static Members membersFor(unsigned int alphaDepth) {
         constexpr bool kRgb = rgb && Writer::kWritesRgb;
-        constexpr unsigned int kDeepAlpha = Writer::kReadsAlpha ? 16 : 8;
+        constexpr unsigned int kDeepAlpha = sizeof...(AlphaDepth) != 0 ? 16 : 8;
         return alphaDepth == 16 ? members<kRgb, Sample, kDeepAlpha>() : members<kRgb, Sample, 8>();
     }
     template <bool rgb, class Sample, unsigned int alphaDepth>
