@@ -209,4 +209,5 @@ FAULTS = [
     ("existing files are overwritten", "OutputFile.cpp", 'if (path == "-" || overwrite || ', 'if (true || path == "-" || overwrite || ', TOOLS),
     ("descriptors leak on errors", "OutputFile.cpp", "    if (m_descriptor >= 0 && m_ownsDescriptor)\n        ::close(m_descriptor);\n", "", TOOLS),
     ("mode of the file is lost", "OutputFile.cpp", "existing.st_mode & 0777", "0600", TOOLS),
+    ("errors of several lines", "Console.cpp", "printRaw(printable(text) + ", "printRaw(std::string(text) + ", TOOLS),
 ]
