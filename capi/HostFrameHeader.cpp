@@ -16,14 +16,24 @@ void requireBytes(std::uint64_t size, std::uint64_t needed, const char* what) {
 
 } // namespace
 
-FrameHeader readFrameHeader(const void* data, std::size_t size) {
+void checkData(const void* data, std::size_t size) {
+    // An empty container has no address: most often the file was not found.
+    if (data == nullptr && size == 0)
+        refuse(RAVELO_ERROR_ARGUMENT, "the frame is empty: null pointer, size 0 (was its file opened and read?)");
     if (data == nullptr)
-        refuse(RAVELO_ERROR_ARGUMENT, "the pointer to the frame is null (size %zu)", size);
+        refuse(RAVELO_ERROR_ARGUMENT, "the pointer to the frame is null, although its size is %zu", size);
+}
+
+FrameHeader readFrameHeader(const void* data, std::size_t size) {
+    checkData(data, size);
     requireBytes(size, kFixedBytes, "has fields of fixed size");
     const FrameHeader header = FrameHeader::frame_header({static_cast<const std::uint8_t*>(data), size});
     const std::uint64_t matrices = header.load_luma_matrix + header.load_chroma_matrix;
     requireBytes(size, kFixedBytes + matrices * FrameHeader::kMatrixBytes, "contains matrices");
     requireBytes(size, header.firstPictureOffset(), "declares its size");
+    if (header.numPixels() == 0)
+        refuse(RAVELO_ERROR_FRAME, "the frame has no pixels: its size is %u x %u", header.horizontal_size,
+               header.vertical_size);
     return header;
 }
 

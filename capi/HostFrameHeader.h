@@ -5,8 +5,11 @@
 #include "FrameHeader.h"
 #include "ravelo.h"
 
-// The header of a frame. Refuses a frame that is null or shorter than its header: than the fields, the matrices that
-// they announce, or the size that the header declares.
+// Refuses a null pointer.
+void checkData(const void* data, std::size_t size);
+
+// The header of a frame. Refuses a frame that is null, has no pixels, or is shorter than its header: than the fields,
+// the matrices that they announce, or the size that the header declares.
 FrameHeader readFrameHeader(const void* data, std::size_t size);
 
 ravelo_frame_info frameInfo(FrameHeader const& header);

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "Frame.h"
+#include "FrameCheck.h"
 #include "HostError.h"
 #include "HostFrameHeader.h"
 #include "HostMonitor.h"
@@ -127,7 +128,7 @@ const char* ravelo_status_text(int32_t status) {
     case RAVELO_ERROR_STRUCTURE:
         return "a structure has a size that this version cannot use";
     case RAVELO_ERROR_FRAME:
-        return "the frame is shorter than its header";
+        return "the frame is shorter than its header or has no pixels";
     case RAVELO_ERROR_OPTION:
         return "an option has an unknown value";
     case RAVELO_ERROR_COMBINATION:
@@ -149,6 +150,15 @@ ravelo_status ravelo_get_frame_info(const void* data, size_t size, ravelo_frame_
     return guarded(error, [&] {
         checkStructure(info, "the frame information");
         copyOut(frameInfo(readFrameHeader(data, size)), info);
+        return RAVELO_OK;
+    });
+}
+
+ravelo_status ravelo_check_frame(const void* data, size_t size, ravelo_frame_check* check, ravelo_error* error) {
+    return guarded(error, [&] {
+        checkStructure(check, "the frame check");
+        checkData(data, size);
+        copyOut(checkedStructure(data, size), check);
         return RAVELO_OK;
     });
 }

@@ -41,7 +41,7 @@ typedef enum ravelo_status {
     RAVELO_STOPPED = 1,           /**< Stopped by the flag; slices that were not begun are unchanged. */
     RAVELO_ERROR_ARGUMENT = 2,    /**< A pointer is missing. */
     RAVELO_ERROR_STRUCTURE = 3,   /**< A structure has a wrong `struct_size`, or unknown members that are not zero. */
-    RAVELO_ERROR_FRAME = 4,       /**< The frame is shorter than its header. */
+    RAVELO_ERROR_FRAME = 4,       /**< The frame is shorter than its header, or has no pixels. */
     RAVELO_ERROR_OPTION = 5,      /**< An option has a value that does not exist. */
     RAVELO_ERROR_COMBINATION = 6, /**< Options that contradict each other or the frame. */
     RAVELO_ERROR_LIMIT = 7,       /**< The frame exceeds `max_pixels` or `max_read_factor`. */
@@ -73,6 +73,16 @@ enum ravelo_failed_slices {
     RAVELO_FAILED_BLACK = 1,     /**< Black in the coding of the output, opaque. */
     RAVELO_FAILED_MARKED = 2     /**< The colour of `mark_color`, opaque. */
 };
+
+/** What the structure of a frame shows. The first that applies is the verdict. */
+typedef enum ravelo_frame_verdict {
+    RAVELO_FRAME_FOREIGN = 1,  /**< The data begin as a file of another kind does. */
+    RAVELO_FRAME_CUT_OFF = 2,  /**< The data end before the last slice does. */
+    RAVELO_FRAME_BROKEN = 3,   /**< Sizes contradict each other: a header or a picture does not fit into its own size,
+                                    or there are no pixels. */
+    RAVELO_FRAME_FOLLOWED = 4, /**< Bytes other than zeros come after the last slice. */
+    RAVELO_FRAME_WHOLE = 5     /**< The frame is there, and after it at most zeros. */
+} ravelo_frame_verdict;
 
 /** The default limit on pixels: 16384 x 16384. */
 #define RAVELO_DEFAULT_MAX_PIXELS (UINT64_C(1) << 28)
@@ -107,6 +117,19 @@ typedef struct ravelo_frame_info {
     uint32_t has_luma_matrix;         /**< 1 if the header contains a quantisation matrix for luma. */
     uint32_t has_chroma_matrix;       /**< The same for chroma. */
 } ravelo_frame_info;
+
+/** What ravelo_check_frame finds. */
+typedef struct ravelo_frame_check {
+    size_t struct_size;      /**< Set by the caller. */
+    uint32_t verdict;        /**< A ravelo_frame_verdict. */
+    uint32_t pictures;       /**< Coded pictures that the header declares; 0 where it is missing. */
+    uint64_t declared_bytes; /**< To the end of the last picture's last slice, by headers and tables of slices. Where
+                                  these end too early, the least that they leave open; 0 for a foreign file. */
+    uint64_t present_bytes;  /**< The size of the data. */
+    uint64_t slices;         /**< Slices of all pictures, by the headers. */
+    uint64_t slices_out_of_data; /**< Those of which the data lack bytes, or their entry in the table. */
+    char text[80];               /**< The verdict in English, one line, such as "cut off at byte 100000 of 518401". */
+} ravelo_frame_check;
 
 /** A slice that failed. */
 typedef struct ravelo_damage {
@@ -209,6 +232,23 @@ RAVELO_API const char* ravelo_status_text(int32_t status);
  */
 RAVELO_API ravelo_status ravelo_get_frame_info(const void* data, size_t size, ravelo_frame_info* info,
                                                ravelo_error* error);
+
+/**
+ * Says whether data are a whole frame, without decoding it.
+ *
+ * Reads the header, the headers of the pictures and their tables of slices, which takes microseconds, and the bytes
+ * after the frame as long as they are zeros. The bytes of slices are not read, so damage inside them is not found; a
+ * decode with a damage report finds most of it. No verdict depends on the first eight bytes of a frame, except that
+ * they may be the signature of another kind of file. A decode refuses no data for a signature.
+ *
+ * @param data   the first byte
+ * @param size   bytes at `data`, any number
+ * @param check  filled in
+ * @param error  filled in unless null
+ * @return RAVELO_OK with every verdict, or RAVELO_ERROR_ARGUMENT, RAVELO_ERROR_STRUCTURE
+ */
+RAVELO_API ravelo_status ravelo_check_frame(const void* data, size_t size, ravelo_frame_check* check,
+                                            ravelo_error* error);
 
 /**
  * Computes the memory that the output of a decode needs. Refuses everything that ravelo_decode refuses, except outputs.

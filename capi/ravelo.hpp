@@ -77,7 +77,7 @@ struct Options {
     std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; /**< Or RAVELO_NO_READ_LIMIT. */
     std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;          /**< Or RAVELO_NO_PIXEL_LIMIT. */
     const StopFlag* stop = nullptr;                               /**< A flag that may end the decode. */
-    std::size_t damageCapacity = 0;                               /**< Maximum length of the damage list; 0: no list. */
+    std::size_t damageCapacity = 0; /**< Maximum length of the damage list; all are counted. */
 
     /** The same options for the C interface. */
     ravelo_decode_options toC() const noexcept {
@@ -105,6 +105,16 @@ inline ravelo_frame_info frameInfo(Bytes frame) {
     if (ravelo_get_frame_info(frame.data, frame.size, &info, &error) != RAVELO_OK)
         throw Error(error);
     return info;
+}
+
+/** Whether the data are a whole frame, without decoding it. Throws Error for a null pointer. */
+inline ravelo_frame_check checkFrame(Bytes frame) {
+    ravelo_frame_check check{};
+    check.struct_size = sizeof check;
+    ravelo_error error;
+    if (ravelo_check_frame(frame.data, frame.size, &check, &error) != RAVELO_OK)
+        throw Error(error);
+    return check;
 }
 
 /** The memory that the output of a decode needs. Throws Error. */
@@ -144,7 +154,7 @@ public:
         report.slices = slices.data();
         report.capacity = slices.size();
         ravelo_decode_options cOptions = options.toC();
-        cOptions.damage = options.damageCapacity != 0 ? &report : nullptr;
+        cOptions.damage = &report;
         const bool isWhole = decodeInto(frame, requirements, cOptions);
         slices.resize(report.stored);
         m_requirements = requirements;
@@ -187,7 +197,7 @@ public:
     Options const& options() const noexcept { return m_options; }
     /** Slices that failed, at most Options::damageCapacity of them, in the order of the frame. */
     std::vector<ravelo_damage> const& damage() const noexcept { return m_damage; }
-    /** The number of slices that failed; 0 where Options::damageCapacity is 0. */
+    /** The number of slices that failed, whether or not they are listed. */
     std::uint64_t failedSlices() const noexcept { return m_failedSlices; }
 
 private:

@@ -125,6 +125,7 @@ public:
     Session(FuzzInput options, std::span<const std::uint8_t> frame) : m_input(options), m_frame(frame) {}
 
     void run() {
+        checkStructure();
         askForInformation();
         ravelo_decode_options options = optionsFrom(m_input);
         const std::uint8_t capacity = m_input.byte();
@@ -151,6 +152,22 @@ public:
 private:
     static constexpr std::uint64_t kMaxBytes = 1 << 20;
     static constexpr std::uint64_t kMaxPixels = 256 * 256;
+
+    void checkStructure() {
+        HostStructure<ravelo_frame_check> check({}, m_input);
+        const ravelo_status status = ravelo_check_frame(m_frame.data(), m_frame.size(), check.pointer(), &m_error);
+        requireSound(status, m_error);
+        require((status == RAVELO_OK) == check.isUsable(), "every frame has a verdict");
+        if (status != RAVELO_OK)
+            return;
+        ravelo_frame_check const& found = *check.pointer();
+        require(found.verdict >= RAVELO_FRAME_FOREIGN && found.verdict <= RAVELO_FRAME_WHOLE, "the verdict exists");
+        require(found.present_bytes == m_frame.size() && found.pictures <= 2, "the numbers are those of the frame");
+        require(found.slices_out_of_data <= found.slices, "slices outside are some of all");
+        require((found.verdict == RAVELO_FRAME_CUT_OFF) == (found.declared_bytes > found.present_bytes),
+                "a frame is cut off if it declares more");
+        require(found.verdict != RAVELO_FRAME_WHOLE || found.slices_out_of_data == 0, "a whole frame has its slices");
+    }
 
     void askForInformation() {
         HostStructure<ravelo_frame_info> info({}, m_input);

@@ -119,7 +119,9 @@ private:
     void openSharedOutput();
     DecodeRequest requestFor(FrameHeader const& header, std::string const& name) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
-    void reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes);
+    void reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes,
+                     FrameStructure const& structure);
+    bool isLost(DecodedFrame const& frame, std::span<const std::uint8_t> bytes) const;
     void printTotals(double seconds) const;
 
     DecodeOptions const& m_options;
@@ -134,6 +136,7 @@ private:
     std::unique_ptr<Progress> m_progress;
     bool m_hasWarnedOfAlpha = false;
     std::size_t m_damagedFrames = 0;
+    std::size_t m_lostFrames = 0;  // of which every slice failed
     Json m_report = Json::array(); // of --json, a frame each
 };
 
@@ -147,19 +150,20 @@ public:
         m_job.checkForm(decoded(), m_step);
         if (m_file) {
             m_file->commit();
-        } else if (m_job.m_sharedOutput) {
+        } else if (m_job.m_sharedOutput && !(m_isLost && m_job.m_steps.size() == 1)) {
             m_job.m_sharedOutput->write(m_result);
         }
-        m_job.reportFrame(decoded(), m_step, bytes());
+        m_job.reportFrame(decoded(), m_step, bytes(), structure());
         FrameTask::deliver();
     }
 
 private:
     void process() override {
         m_job.decode(m_step, bytes(), decoded());
+        m_isLost = m_job.isLost(decoded(), bytes());
         m_result = frameBytes(decoded(), m_job.m_outputOptions, m_step.name);
         // A separate file is written at once, and only gets its name in turn.
-        if (!m_step.outputPath.empty()) {
+        if (!m_step.outputPath.empty() && !m_isLost) {
             m_file = std::make_unique<OutputFile>(m_step.outputPath, m_job.m_options.force);
             m_file->write(m_result);
         }
@@ -169,6 +173,7 @@ private:
     DecodeStep const& m_step;
     std::vector<std::uint8_t> m_result;
     std::unique_ptr<OutputFile> m_file;
+    bool m_isLost = false; // no slice was decoded
 };
 
 OutputFormat DecodeJob::formatOf(DecodeOptions const& options, OutputName const& output) {
@@ -271,17 +276,29 @@ void DecodeJob::checkForm(DecodedFrame const& frame, DecodeStep const& step) {
     }
 }
 
-void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes) {
+bool DecodeJob::isLost(DecodedFrame const& frame, std::span<const std::uint8_t> bytes) const {
+    return frame.failedSlices() != 0 && frame.failedSlices() == countSlices(bytes);
+}
+
+void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes,
+                            FrameStructure const& structure) {
     std::string const& output = step.outputPath.empty() ? m_options.output : step.outputPath;
-    m_progress->advance(m_info.isWritten ? fmt::format("{} -> {}", step.name, output) : step.name);
+    // A stream of several frames keeps a place for one that is lost.
+    const bool isWritten = m_info.isWritten && !(isLost(frame, bytes) && (m_steps.size() == 1 || !m_sharedOutput));
+    m_progress->advance(isWritten ? fmt::format("{} -> {}", step.name, output) : step.name);
+    if (step.exists && !structure.note.empty())
+        warn(m_options.verbosity, fmt::format("{}: {}", step.name, structure.note));
     if (frame.failedSlices() != 0) {
         ++m_damagedFrames;
+        m_lostFrames += isLost(frame, bytes) ? 1 : 0;
         warnOfDamage(m_options.verbosity, step.name, bytes, frame);
+        if (m_info.isWritten && !isWritten)
+            warn(m_options.verbosity, fmt::format("{}: nothing is written, since every slice failed", step.name));
     }
     if (!m_options.json)
         return;
     m_report.push_back({{"file", step.name},
-                        {"output", m_info.isWritten ? Json(output) : Json(nullptr)},
+                        {"output", isWritten ? Json(output) : Json(nullptr)},
                         {"hole", step.exists ? Json(nullptr) : Json(m_options.missing)},
                         {"width", frame.width()},
                         {"height", frame.height()},
@@ -315,7 +332,7 @@ ExitCode DecodeJob::run() {
     m_progress = std::make_unique<Progress>("decoded", m_steps.size(), m_options.verbosity);
     m_loop.run(m_steps.size(), [this](std::size_t i) { return std::make_unique<DecodeTask>(*this, m_steps[i]); });
     m_progress.reset();
-    if (m_sharedOutput)
+    if (m_sharedOutput && m_lostFrames < m_steps.size())
         m_sharedOutput->commit();
     printTotals(std::chrono::duration<double>(Clock::now() - start).count());
     return m_damagedFrames == 0 ? ExitCode::Done : ExitCode::Damaged;

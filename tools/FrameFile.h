@@ -21,7 +21,17 @@ inline constexpr std::uint64_t kMaxFrameBytes = std::uint64_t{1} << 32;
 // slices, and then the slice reads beyond the end, but never this far.
 inline constexpr std::uint64_t kBytesAfterFrame = std::uint64_t{1} << 20;
 
+// What the structure of a frame shows.
+struct FrameStructure {
+    ravelo_frame_check check{};
+    std::string note; // for the user: cut off, broken or followed by something; empty for a whole frame
+
+    bool isCutOff() const { return check.verdict == RAVELO_FRAME_CUT_OFF; }
+};
+
 // The frame at the start of the file, checked by checkFrame and checkReads. Its header is read and checked first; then
-// as many bytes as the frame declares and kBytesAfterFrame more, so that an endless file does no harm.
-std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits);
-std::vector<std::uint8_t> readFrame(std::string const& path, FrameLimits const& limits);
+// as many bytes as the frame declares and kBytesAfterFrame more, so that an endless file does no harm. `structure`
+// receives what can be said of the frame as a whole, unless it is null.
+std::vector<std::uint8_t> readFrame(InputFile& file, FrameLimits const& limits, FrameStructure* structure = nullptr);
+std::vector<std::uint8_t> readFrame(std::string const& path, FrameLimits const& limits,
+                                    FrameStructure* structure = nullptr);

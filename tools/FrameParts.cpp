@@ -121,13 +121,14 @@ std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame) {
 }
 
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels) {
-    if (frame.size() < kMinFrameBytes)
-        throw failure("{} is not a frame: it has {} bytes, but a header alone has at least {}", name, frame.size(),
-                      kMinFrameBytes);
+    // An empty file has no address.
+    const std::uint8_t nothing = 0;
+    const ravelo_frame_check check = ravelo::checkFrame({frame.empty() ? &nothing : frame.data(), frame.size()});
+    if (check.verdict == RAVELO_FRAME_FOREIGN || frame.size() < kMinFrameBytes)
+        throw failure("{}: {}", name, check.text);
     const FrameHeader header = parseFrameHeader(frame);
     if (frame.size() < header.firstPictureOffset())
-        throw failure("{} is not a frame, or is cut off: it has {} bytes, but its header declares {}", name,
-                      frame.size(), header.firstPictureOffset());
+        throw failure("{}: cut off at byte {} of {}", name, frame.size(), header.firstPictureOffset());
     checkNumPixels(name, header.horizontal_size, header.vertical_size, maxPixels);
 }
 

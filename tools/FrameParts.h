@@ -61,8 +61,8 @@ std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame);
 ravelo_buffer_requirements bufferRequirements(std::span<const std::uint8_t> frame, std::uint32_t bitDepth,
                                               std::uint32_t downSampleFactor);
 
-// Throws CommandError if the bytes cannot be a frame (too short, no pixels), or with ExitCode::Limit if the frame has
-// more than `maxPixels` pixels; 0 means no limit. A frame has no other mark that distinguishes it from other data.
+// Throws CommandError if the bytes cannot be a frame (another kind of file, too short, no pixels), or with
+// ExitCode::Limit if the frame has more than `maxPixels` pixels; 0 means no limit.
 void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, std::uint64_t maxPixels);
 
 // Throws CommandError with ExitCode::Limit if the slices of the frame read more than `maxReadFactor` times its bytes,

@@ -5,7 +5,7 @@
 #include "CommandError.h"
 
 void FrameTask::work() {
-    m_bytes = readFrame(m_path, m_loop.m_options.limits);
+    m_bytes = readFrame(m_path, m_loop.m_options.limits, &m_structure);
     m_decoded = m_loop.m_decodedFrames.take();
     withName(m_name, [this] { process(); });
 }

@@ -43,6 +43,7 @@ protected:
 
     std::string const& name() const { return m_name; }
     std::span<const std::uint8_t> bytes() const { return m_bytes; }
+    FrameStructure const& structure() const { return m_structure; }
     DecodedFrame& decoded() { return *m_decoded; }
 
 private:
@@ -50,6 +51,7 @@ private:
     std::string m_path;
     std::string m_name;
     std::vector<std::uint8_t> m_bytes;
+    FrameStructure m_structure;
     std::unique_ptr<DecodedFrame> m_decoded;
 };
 

@@ -168,11 +168,13 @@ std::string pictureText(CodedPicture const& picture, std::size_t index) {
     return text;
 }
 
-std::string textOf(std::string const& name, std::span<const std::uint8_t> frame) {
+std::string textOf(std::string const& name, std::span<const std::uint8_t> frame, FrameStructure const& structure) {
     const FrameHeader header = parseFrameHeader(frame);
     std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits per pixel\n", printable(name),
                                    header.horizontal_size, header.vertical_size, frame.size(),
                                    8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels()));
+    if (!structure.note.empty())
+        text += fmt::format("  {}\n", structure.note);
     text += "  header\n";
     for (Field const& field : fieldsOf(header))
         text += fmt::format("    {:24}{:>10}   {}\n", field.name, field.value, field.meaning);
@@ -210,7 +212,17 @@ Json jsonOf(CodedPicture const& picture, bool withSlices) {
     return json;
 }
 
-Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool withSlices) {
+Json jsonOf(FrameStructure const& structure) {
+    constexpr const char* kVerdicts[] = {"", "foreign", "cut off", "broken", "followed", "whole"};
+    ravelo_frame_check const& check = structure.check;
+    return {{"verdict", kVerdicts[check.verdict]},
+            {"declared_bytes", check.declared_bytes},
+            {"present_bytes", check.present_bytes},
+            {"slices_out_of_data", check.slices_out_of_data}};
+}
+
+Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, FrameStructure const& structure,
+            bool withSlices) {
     const FrameHeader header = parseFrameHeader(frame);
     Json fields = Json::object();
     Json meanings = Json::object();
@@ -239,6 +251,7 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool w
             {"width", header.horizontal_size},
             {"height", header.vertical_size},
             {"bits_per_pixel", 8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels())},
+            {"structure", jsonOf(structure)},
             {"header", fields},
             {"meaning", meanings},
             {"pictures", pictures},
@@ -248,11 +261,12 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, bool w
 ExitCode runInfo(InfoOptions const& options) {
     Json frames = Json::array();
     for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
-        const std::vector<std::uint8_t> frame = readFrame(item.path, {options.maxPixels, 0});
+        FrameStructure structure;
+        const std::vector<std::uint8_t> frame = readFrame(item.path, {options.maxPixels, 0}, &structure);
         if (options.json)
-            frames.push_back(jsonOf(displayName(item.path), frame, options.withSlices));
+            frames.push_back(jsonOf(displayName(item.path), frame, structure, options.withSlices));
         else
-            printReport(textOf(displayName(item.path), frame));
+            printReport(textOf(displayName(item.path), frame, structure));
     }
     if (options.json)
         printJson({{"frames", frames}});

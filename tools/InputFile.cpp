@@ -135,6 +135,17 @@ bool InputFile::readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedByt
     return true;
 }
 
+std::optional<std::uint64_t> InputFile::remainingBytes() const {
+    const std::uint64_t pending = m_pending.size() - m_pendingStart;
+    if (m_descriptor < 0)
+        return pending;
+    struct stat status = {};
+    const off_t position = ::lseek(m_descriptor, 0, SEEK_CUR);
+    if (position < 0 || ::fstat(m_descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return pending + static_cast<std::uint64_t>(std::max<off_t>(status.st_size - position, 0));
+}
+
 std::vector<std::uint8_t> InputFile::readAll(std::uint64_t limitBytes) {
     std::vector<std::uint8_t> bytes;
     if (readOn(bytes, limitBytes + 1))

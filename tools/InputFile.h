@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -34,6 +35,9 @@ public:
     // Appends the next bytes until `bytes` has `wantedBytes`; false if the file ends earlier. The memory that this
     // takes grows with the bytes that the file has, not with those that are wanted.
     bool readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes);
+
+    // How many bytes remain, where that is known without reading them: not for a pipe.
+    std::optional<std::uint64_t> remainingBytes() const;
 
     // All remaining bytes. Throws CommandError with ExitCode::Limit if they are more than `limitBytes`.
     std::vector<std::uint8_t> readAll(std::uint64_t limitBytes);

@@ -44,6 +44,7 @@ struct Finding {
     std::uint32_t height = 0;            // of the output
     std::uint64_t slices = 0;            // of all pictures
     std::vector<ravelo_damage> damage;   // slices that failed
+    FrameStructure structure;            // whether the frame is whole
     std::optional<PixelHash> hash;       // of the pixels
     std::optional<PixelHash> wantedHash; // the expected one
 
@@ -53,7 +54,7 @@ struct Finding {
     ExitCode exitCode() const {
         if (!error.empty())
             return errorCode;
-        if (!damage.empty())
+        if (!damage.empty() || structure.isCutOff())
             return ExitCode::Damaged;
         return isEqual() ? ExitCode::Done : ExitCode::NotEqual;
     }
@@ -142,6 +143,7 @@ private:
         m_finding.height = decoded().height();
         m_finding.slices = countSlices(bytes());
         m_finding.damage = decoded().damage();
+        m_finding.structure = structure();
         m_finding.hash =
             hashOfPixels(decoded(), m_finding.wantedHash ? m_finding.wantedHash->algorithm : HashAlgorithm::Xxh3);
     }
@@ -162,6 +164,7 @@ Json jsonOf(Finding const& finding) {
     json["slices"] = finding.slices;
     json["failed_slices"] = finding.damage.size();
     json["damage"] = jsonOfDamage(finding.damage);
+    json["note"] = finding.structure.note;
     json["hash"] = {{"algorithm", nameOf(finding.hash->algorithm)}, {"value", finding.hash->digits}};
     if (finding.wantedHash) {
         json["hash"]["expected"] = finding.wantedHash->digits;
@@ -180,6 +183,8 @@ void VerifyJob::printText(Finding const& finding) const {
     std::string text = fmt::format("{}: {}", printable(finding.name), finding.status());
     if (!finding.damage.empty())
         text += ", " + damageSummary(finding.damage.size(), finding.slices);
+    if (!finding.structure.note.empty())
+        text += ", " + finding.structure.note;
     if (!finding.isEqual())
         text += fmt::format(", {} instead of {}", finding.hash->text(), finding.wantedHash->text());
     else if (m_options.verbosity.verbose)

@@ -89,6 +89,31 @@ TEST(WrapperTest, DamageIsListedWhereTheOptionsHaveRoom) {
     EXPECT_EQ(image.failedSlices(), 0u);
 }
 
+TEST(WrapperTest, FailuresAreCountedWithoutAList) {
+    const MadeFrame frame = smallFrame(smallSpec(2, 0, 0), 3);
+    const std::vector<std::uint8_t> cut(frame.bytes.begin(), frame.bytes.begin() + 200);
+    const ravelo::Image image(cut);
+    EXPECT_GT(image.failedSlices(), 3u);
+    EXPECT_TRUE(image.damage().empty());
+}
+
+TEST(WrapperTest, AFrameThatWasNotReadIsExplained) {
+    try {
+        const ravelo::Image image(std::vector<char>{});
+        FAIL() << "there is no frame";
+    } catch (ravelo::Error const& error) {
+        EXPECT_EQ(error.status(), RAVELO_ERROR_ARGUMENT);
+        EXPECT_THAT(error.what(), testing::HasSubstr("was its file opened and read?"));
+    }
+    EXPECT_THROW(ravelo::checkFrame(ravelo::Bytes(nullptr, 0)), ravelo::Error);
+}
+
+TEST(WrapperTest, ACheckHasAVerdictAndAText) {
+    const std::vector<std::uint8_t> frame = smallFrame(smallSpec(2, 0, 0), 3).bytes;
+    EXPECT_EQ(ravelo::checkFrame(frame).verdict, static_cast<std::uint32_t>(RAVELO_FRAME_WHOLE));
+    EXPECT_STREQ(ravelo::checkFrame({frame.data(), 12}).text, "cut off at byte 12 of 28");
+}
+
 TEST(WrapperTest, AStoppedDecodeSaysSo) {
     const MadeFrame frame = smallFrame(smallSpec(2, 0, 0), 4);
     ravelo::StopFlag stop;
@@ -102,11 +127,12 @@ TEST(WrapperTest, AStoppedDecodeSaysSo) {
     EXPECT_TRUE(image.decode(frame.bytes, options));
 }
 
-TEST(WrapperTest, AnImageOfAFrameWithoutPixelsIsEmpty) {
-    MadeFrame frame = smallFrame(smallSpec(2, 0, 0), 5);
-    for (const std::size_t sizeByte : {8u, 9u, 10u, 11u})
-        frame.bytes[8 + sizeByte] = 0;
-    const ravelo::Image image(frame.bytes);
+TEST(WrapperTest, AnImageThatIsReducedToNothingIsEmpty) {
+    FrameSpec spec = smallSpec(2, 0, 0);
+    spec.horizontal_size = spec.vertical_size = 7;
+    ravelo::Options options;
+    options.reduction = RAVELO_EIGHTH_SIZE;
+    const ravelo::Image image(smallFrame(spec, 5).bytes, options);
     EXPECT_EQ(image.width(), 0u);
     EXPECT_EQ(image.height(), 0u);
 }

@@ -128,6 +128,21 @@ TEST(ReadmeTest, TheProgramDecodesAFrame) {
     EXPECT_EQ(std::system(command.c_str()), 0) << command;
     const auto pixels = examplePixels();
     EXPECT_EQ(textOf(folder / "example.raw"), std::string(pixels.begin(), pixels.end()));
+
+    const auto fails = [&](std::string const& arguments, std::string const& text) {
+        const std::string messages = (folder / "messages").string();
+        const int status = std::system((std::string(RAVELO_README_HOST) + " " + arguments + " 2>" + messages).c_str());
+        EXPECT_NE(textOf(messages).find(text), std::string::npos) << textOf(messages);
+        return status != 0;
+    };
+    const std::string raw = (folder / "none.raw").string();
+    EXPECT_TRUE(fails("", "usage"));
+    EXPECT_TRUE(fails((folder / "missing.rvl").string() + " " + raw, "missing.rvl cannot be read"));
+    std::ofstream(folder / "short.rvl", std::ios::binary) << "short";
+    EXPECT_TRUE(fails((folder / "short.rvl").string() + " " + raw, "the frame has 5 bytes"));
+    std::ofstream(folder / "cut.rvl", std::ios::binary)
+        .write(reinterpret_cast<const char*>(frame.data()), static_cast<std::streamsize>(frame.size() - 4));
+    EXPECT_FALSE(fails((folder / "cut.rvl").string() + " " + raw, "slices failed"));
     fs::remove_all(folder);
 }
 

@@ -116,10 +116,11 @@ TEST(DecodeCommandTest, FormatOutranksTheName) {
 
 TEST(DecodeCommandTest, SeveralFramesFillAFolder) {
     const TestFolder folder;
-    const CommandResult result = runRavelo({"decode", k422, k444, kAlpha, "-o", folder.path("")});
+    const CommandResult result =
+        runRavelo({"decode", k422, vectorPath("valid444-2.rvl"), kAlpha, "-o", folder.path("")});
     EXPECT_EQ(result.exitCode, 0) << result.error;
     EXPECT_EQ(result.error, "") << "no progress where there is no terminal";
-    EXPECT_THAT(folder.files(), ElementsAre("valid422-1.png", "valid444-1.png", "valid4444_8-1.png"));
+    EXPECT_THAT(folder.files(), ElementsAre("valid422-1.png", "valid444-2.png", "valid4444_8-1.png"));
 }
 
 TEST(DecodeCommandTest, SeveralFramesOfOneSizeMakeAStream) {
@@ -164,8 +165,8 @@ TEST(DecodeCommandTest, ExistingFilesAreKeptWithoutForce) {
 TEST(DecodeCommandTest, AFailureLeavesNothingBehind) {
     const TestFolder folder;
     writeTestFile(folder.path("bad.rvl"), "no frame");
-    expectFailure({"decode", folder.path("bad.rvl"), "-o", folder.path("a.png")}, 1, "is not a frame");
-    expectFailure({"decode", k422, folder.path("bad.rvl"), "-o", folder.path("a.raw")}, 1, "is not a frame");
+    expectFailure({"decode", folder.path("bad.rvl"), "-o", folder.path("a.png")}, 1, "cut off at byte 8 of 28");
+    expectFailure({"decode", k422, folder.path("bad.rvl"), "-o", folder.path("a.raw")}, 1, "cut off at byte 8 of 28");
     EXPECT_THAT(folder.files(), ElementsAre("bad.rvl"));
 }
 

@@ -196,7 +196,7 @@ TEST_F(VerifyCommandTest, StandardInputIsAListOrAFrameButNotBoth) {
 TEST_F(VerifyCommandTest, WhatIsNoFrameIsAFailureThatEndsNothing) {
     const CommandResult result = verify({folder.path("none.rvl"), folder.path("missing.rvl"), frame("1")});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.error, AllOf(HasSubstr("none.rvl is not a frame"), HasSubstr("cannot open")));
+    EXPECT_THAT(result.error, AllOf(HasSubstr("none.rvl: cut off at byte 8 of 28"), HasSubstr("cannot open")));
     EXPECT_THAT(result.output, HasSubstr(frame("1") + ": ok\n"));
     EXPECT_THAT(result.output, HasSubstr("3 frames: 1 ok, 0 damaged, 0 not equal, 0 refused, 2 failed\n"));
 }
@@ -243,7 +243,7 @@ TEST_F(VerifyCommandTest, JsonTellsWhatTheTextTells) {
     EXPECT_EQ(jsonAt(result.output, "/frames/1/status"), "\"damaged\"");
     EXPECT_EQ(jsonAt(result.output, "/frames/1/damage/0/row"), "1");
     EXPECT_EQ(jsonAt(result.output, "/frames/2/status"), "\"failed\"");
-    EXPECT_THAT(jsonAt(result.output, "/frames/2/error"), HasSubstr("is not a frame"));
+    EXPECT_THAT(jsonAt(result.output, "/frames/2/error"), HasSubstr("cut off at byte 8 of 28"));
     EXPECT_EQ(jsonAt(result.output, "/totals/ok"), "1");
     EXPECT_EQ(jsonAt(result.output, "/totals/failed"), "1");
 }
