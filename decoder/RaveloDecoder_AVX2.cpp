@@ -7,6 +7,8 @@
 #include "CoeffVLCStream_Impl.h"
 #include "CoefficientScan_Impl.h"
 #include "CornerDequantization_AVX2.h"
+#include "EightValues_AVX2.h"
+#include "FormedRow_Impl.h"
 #include "Picture_Impl.h"
 #include "PixelRows_AVX2.h"
 #include "ReducedRows444_AVX2.h"
@@ -27,6 +29,7 @@ template class SliceMacroblockWriter<OptimizationTarget::AVX2, float>;
 template class Slice422MacroblockWriter<OptimizationTarget::AVX2, float>;
 template class Slice444MacroblockWriter<OptimizationTarget::AVX2, float>;
 template class Slice4444MacroblockWriter<OptimizationTarget::AVX2, float>;
+template class FormedRow<OptimizationTarget::AVX2>;
 template unsigned int countBits<OptimizationTarget::AVX2>(std::uint32_t);
 template class Slice<OptimizationTarget::AVX2>;
 template class SliceGroup<OptimizationTarget::AVX2>;

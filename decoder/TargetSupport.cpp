@@ -43,3 +43,13 @@ ProcessorRegisters processorRegisters() {
 OptimizationTarget bestTargetFor(ProcessorRegisters const& registers) {
     return canRunAvx2(registers) ? OptimizationTarget::AVX2 : OptimizationTarget::Baseline;
 }
+
+bool hasHalfConversion(ProcessorRegisters const& registers) {
+    constexpr std::uint32_t kF16c = bit(29);
+    return (registers.basicEcx & kF16c) != 0;
+}
+
+bool canConvertHalves() {
+    static const bool has = hasHalfConversion(processorRegisters());
+    return has;
+}

@@ -18,3 +18,10 @@ ProcessorRegisters processorRegisters();
 // The best target whose instructions the processor has and whose registers the system saves. The maker does not matter.
 // Each target needs all that the targets below it need, so it can run those too.
 OptimizationTarget bestTargetFor(ProcessorRegisters const& registers);
+
+// Whether a processor has the instructions that convert floats to halves (F16C). No target needs them, so this is asked
+// besides the target, for those that use the registers of AVX.
+bool hasHalfConversion(ProcessorRegisters const& registers);
+
+// The same of this processor.
+bool canConvertHalves();

@@ -2,16 +2,12 @@
 
 #include "Picture.h"
 
-std::uint32_t MissingRow::numSlices() const {
-    return m_picture.number_of_slices_per_mb_row();
+SliceFailure MissingRow::failure(std::uint32_t index) const {
+    return m_picture.failure(m_mbRow, m_firstSlice + index, 0);
 }
 
-SliceFailure MissingRow::failure(std::uint32_t slice_column) const {
-    return m_picture.failure(m_mbRow, slice_column, 0);
-}
-
-PixelBuffer MissingRow::rectangle(std::uint32_t slice_column) const {
-    return m_picture.sliceBuffer(m_mbRow, slice_column);
+PixelBuffer MissingRow::rectangle(std::uint32_t index) const {
+    return m_picture.sliceBuffer(m_mbRow, m_firstSlice + index);
 }
 
 DecodeMonitor::~DecodeMonitor() = default;
@@ -23,6 +19,6 @@ bool DecodeMonitor::wantsStop() noexcept {
 void DecodeMonitor::sliceFailed(SliceFailure const&, PixelBuffer const&) noexcept {}
 
 void DecodeMonitor::rowMissing(MissingRow const& row) noexcept {
-    for (std::uint32_t column = 0; column < row.numSlices(); ++column)
-        sliceFailed(row.failure(column), row.rectangle(column));
+    for (std::uint32_t index = 0; index < row.numSlices(); ++index)
+        sliceFailed(row.failure(index), row.rectangle(index));
 }

@@ -44,6 +44,25 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
     monitor = decodeMonitor;
     maxThreads = maxDecodeThreads;
     initializeFrameBuffer(pixels, lineStride);
+    decode();
+}
+
+Frame::Frame(Bitstream const& frameBits, PictureOutput const& pictureOutput, ColorCoding requestedCoding,
+             std::uint32_t requestedBitDepth, OptimizationTarget resolvedTarget,
+             std::uint32_t requestedDownSampleFactor, DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
+    : Frame(frameBits) {
+    downSampleFactor = requestedDownSampleFactor;
+    colorCoding = requestedCoding;
+    bitDepth = requestedBitDepth;
+    target = resolvedTarget;
+    monitor = decodeMonitor;
+    maxThreads = maxDecodeThreads;
+    output = &pictureOutput;
+    describeOutput();
+    decode();
+}
+
+void Frame::decode() {
     RAVELO_FOR_EACH_TARGET(RAVELO_DECODE_IF_CHOSEN)
 }
 
@@ -59,11 +78,7 @@ void Frame::decodePictures() {
 void Frame::initializeFrameBuffer(void* pixels, std::int64_t lineStride) {
     if (colorCoding != ColorCoding_YCbCr && chroma_format == 2)
         throw std::runtime_error("RGB output for 4:2:2 frames is not supported by Ravelo decoder.");
-    frame_buffer.samplesPerPixel = samplesPerPixel();
-    frame_buffer.width = reduced(horizontal_size, downSampleFactor);
-    frame_buffer.height = reduced(vertical_size, downSampleFactor);
-    frame_buffer.frameHeight = vertical_size;
-    frame_buffer.downSampleFactor = downSampleFactor;
+    describeOutput();
 
     // The most negative stride has no magnitude and is refused: it stays negative in the comparison.
     const auto magnitude = static_cast<std::int64_t>(lineStride < 0 ? 0u - static_cast<std::uint64_t>(lineStride)
@@ -75,6 +90,15 @@ void Frame::initializeFrameBuffer(void* pixels, std::int64_t lineStride) {
 
     frame_buffer.pixels = static_cast<std::uint8_t*>(pixels);
     frame_buffer.lineStride = lineStride;
+}
+
+// All but address and stride.
+void Frame::describeOutput() {
+    frame_buffer.samplesPerPixel = samplesPerPixel();
+    frame_buffer.width = reduced(horizontal_size, downSampleFactor);
+    frame_buffer.height = reduced(vertical_size, downSampleFactor);
+    frame_buffer.frameHeight = vertical_size;
+    frame_buffer.downSampleFactor = downSampleFactor;
     frame_buffer.colorCoding = colorCoding;
     frame_buffer.color_primaries = color_primaries;
     frame_buffer.transfer_characteristic = transfer_characteristic;

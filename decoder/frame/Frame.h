@@ -5,6 +5,7 @@
 #include "Bitstream.h"
 #include "FrameHeader.h"
 #include "OptimizationTarget.h"
+#include "PictureOutput.h"
 #include "PixelBuffer.h"
 
 class DecodeMonitor;
@@ -22,6 +23,13 @@ public:
     /// as the caller's task arena has.
     Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
           std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
+          DecodeMonitor* decodeMonitor = nullptr, std::uint32_t maxDecodeThreads = 0);
+
+    /// Decodes a frame, or a region of it, to another form. Nothing but the region is written. `pictureOutput` outlives
+    /// the constructor. Coding and depth are those of a coded form; of others the coding is YCbCr, and the depth is 8
+    /// or 16, for planes 8, 10 or 16, for halves 16 at full size and 8 at a reduced one.
+    Frame(Bitstream const& frameBits, PictureOutput const& pictureOutput, ColorCoding requestedCoding,
+          std::uint32_t requestedBitDepth, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
           DecodeMonitor* decodeMonitor = nullptr, std::uint32_t maxDecodeThreads = 0);
 
     /// The geometry of a frame from its header alone: nothing is decoded and nothing is checked.
@@ -45,12 +53,15 @@ public:
     float luma_quant_scaled[64] = {};            ///< luma_quant / 8, exact
     float chroma_quant_scaled[64] = {};          ///< chroma_quant / 8, exact
     OptimizationTarget target = OptimizationTarget::Baseline; ///< the code path that decodes
-    DecodeMonitor* monitor = nullptr;   ///< is notified of slices that fail, and may stop the decode; may be null
-    std::uint32_t maxThreads = 0;       ///< 0: as many as the caller's task arena has
-    const std::uint8_t* data = nullptr; ///< the frame's first byte
+    DecodeMonitor* monitor = nullptr;      ///< is notified of slices that fail, and may stop the decode; may be null
+    std::uint32_t maxThreads = 0;          ///< 0: as many as the caller's task arena has
+    const std::uint8_t* data = nullptr;    ///< the frame's first byte
+    PictureOutput const* output = nullptr; ///< null where the whole picture is decoded to frame_buffer
 
 private:
     void initializeFrameBuffer(void* pixels, std::int64_t lineStride);
+    void describeOutput();
+    void decode();
     template <OptimizationTarget resolvedTarget>
     void decodePictures();
 };

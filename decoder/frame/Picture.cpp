@@ -102,6 +102,12 @@ bool PictureLayout::isEmpty() const {
     return m_heightInMb == 0 || number_of_slices_per_mb_row() == 0;
 }
 
+std::uint32_t PictureLayout::alphaBitsOfOutput() const {
+    if (!m_frame.hasAlphaOutput())
+        return 0;
+    return m_frame.alpha_channel_type == 2 ? 16 : 8;
+}
+
 PictureFacts PictureLayout::facts() const {
     return {
         .form = OutputForm(m_pictureBuffer),
@@ -131,6 +137,10 @@ SliceFailure PictureLayout::failure(std::uint32_t row, std::uint32_t column, std
     failure.slice_column = column;
     failure.byteOffset = static_cast<std::uint64_t>(sliceBits(row, column).data - m_frame.data);
     failure.component = component;
+    const RowLines lines = linesOfRow(row);
+    failure.x = firstMb(column) * mbSizeAt(m_frame.downSampleFactor);
+    failure.y = lines.first;
+    failure.lineStep = lines.step;
     return failure;
 }
 
@@ -140,11 +150,56 @@ void PictureLayout::reportFailure(std::uint32_t row, std::uint32_t column, std::
 }
 
 void PictureLayout::reportMissingRows(std::uint32_t firstRow) const {
+    reportMissingSlices({firstRow, m_heightInMb, 0, number_of_slices_per_mb_row()});
+}
+
+void PictureLayout::reportMissingSlices(SliceSpan const& slices) const {
     DecodeMonitor* const monitor = m_frame.monitor;
-    if (monitor == nullptr || number_of_slices_per_mb_row() == 0)
+    if (monitor == nullptr || slices.isEmpty())
         return;
-    for (std::uint32_t row = firstRow; row < m_heightInMb && !monitor->wantsStop(); ++row)
-        monitor->rowMissing(MissingRow(*this, row));
+    for (std::uint32_t row = slices.firstRow; row < slices.endRow && !monitor->wantsStop(); ++row)
+        monitor->rowMissing(MissingRow(*this, row, slices.firstColumn, slices.endColumn));
+}
+
+RowLines PictureLayout::linesOfRow(std::uint32_t row) const {
+    const std::uint32_t mbSize = mbSizeAt(m_frame.downSampleFactor);
+    const std::uint32_t before = row * mbSize, lines = m_verticalSize >> (m_frame.downSampleFactor & 31);
+    RowLines of;
+    of.step = m_frame.lineStepOfPicture();
+    of.first = m_frame.firstLineOfPicture(m_temporalOrder) + before * of.step;
+    of.count = std::min(mbSize, lines > before ? lines - before : 0);
+    return of;
+}
+
+SliceSpan PictureLayout::slicesOf(PixelRectangle const& region, bool readsNextChroma) const {
+    const std::uint32_t mbSize = mbSizeAt(m_frame.downSampleFactor), numColumns = number_of_slices_per_mb_row();
+    if (region.width == m_pictureBuffer.width && region.height == m_frame.frame_buffer.height)
+        return {0, m_heightInMb, 0, numColumns};
+    SliceSpan span;
+    // Rows begin at multiples of mbSize * step lines from the picture's first.
+    const std::uint64_t step = m_frame.lineStepOfPicture();
+    const std::uint64_t firstLine = m_frame.firstLineOfPicture(m_temporalOrder);
+    const auto linesBefore = [&](std::uint64_t line) {
+        return line > firstLine ? (line - firstLine + step - 1) / step : 0;
+    };
+    const std::uint64_t begin = linesBefore(region.y);
+    const std::uint64_t end = linesBefore(std::uint64_t{region.y} + region.height);
+    if (begin >= end)
+        return {};
+    span.firstRow = static_cast<std::uint32_t>(begin / mbSize);
+    span.endRow = static_cast<std::uint32_t>(std::min<std::uint64_t>((end - 1) / mbSize + 1, m_heightInMb));
+
+    const std::uint64_t endOfRegion = std::uint64_t{region.x} + region.width;
+    const auto xOf = [&](std::uint32_t column) { return std::uint64_t{firstMb(column)} * mbSize; };
+    while (span.firstColumn + 1 < numColumns && xOf(span.firstColumn + 1) <= region.x)
+        ++span.firstColumn;
+    span.endColumn = span.firstColumn;
+    while (span.endColumn < numColumns && xOf(span.endColumn) < endOfRegion)
+        ++span.endColumn;
+    const bool endsInside = endOfRegion < m_pictureBuffer.width;
+    if (readsNextChroma && endsInside && span.endColumn < numColumns && xOf(span.endColumn) == endOfRegion)
+        ++span.endColumn;
+    return span;
 }
 
 PixelBuffer PictureLayout::sliceBuffer(std::uint32_t row, std::uint32_t column) const {

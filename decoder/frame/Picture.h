@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "Bitstream.h"
+#include "FormedPicture.h"
 #include "FrameHeader.h"
 #include "PictureFacts.h"
 #include "PictureHeader.h"
@@ -18,6 +19,18 @@ struct SliceFailure;
 struct SliceInput;
 template <OptimizationTarget target>
 class SliceGroup;
+template <OptimizationTarget target>
+class FormedRow;
+
+// Slices of a picture: some neighbours of some rows.
+struct SliceSpan {
+    std::uint32_t firstRow = 0;
+    std::uint32_t endRow = 0;
+    std::uint32_t firstColumn = 0;
+    std::uint32_t endColumn = 0;
+
+    bool isEmpty() const { return firstRow >= endRow || firstColumn >= endColumn; }
+};
 
 // The part of a picture that no target differs in: its header, its geometry and its slice table.
 class PictureLayout {
@@ -52,6 +65,9 @@ public:
     // What the slices have in common. Throws for a bit depth that no writer knows.
     PictureFacts facts() const;
 
+    // The bits of the alpha samples that reach the output, as the writers take them; 0 where there are none.
+    std::uint32_t alphaBitsOfOutput() const;
+
     // One slice, whose bytes start at `bits`.
     SliceInput sliceInput(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const;
 
@@ -64,6 +80,15 @@ public:
     // Reports the rows from `firstRow` to the last, which start past the end of the data, to the frame's monitor, if
     // there is one, until it wants to stop. No slice of them is opened.
     void reportMissingRows(std::uint32_t firstRow) const;
+    // The same for some of the slices of some rows.
+    void reportMissingSlices(SliceSpan const& slices) const;
+
+    // The slices that a region depends on, or all of them where it is the whole picture: with all of what they have
+    // beyond a reduced picture. `readsNextChroma` says whether the last pixel of a slice depends on the next slice.
+    SliceSpan slicesOf(PixelRectangle const& region, bool readsNextChroma) const;
+
+    // The lines of the picture that a row of macroblocks has.
+    RowLines linesOfRow(std::uint32_t row) const;
 
     // Where a slice's pixels go: the picture's buffer, with address, width and height of the slice.
     PixelBuffer sliceBuffer(std::uint32_t row, std::uint32_t column) const;
@@ -115,6 +140,24 @@ private:
     };
 
     static void decodeGroupOf(void const* decode, void* memory, std::uint32_t row, std::uint32_t group);
+
+    // The decode to a PictureOutput: a row at a time.
+    struct RowDecode {
+        Picture const& picture;
+        PictureFacts const& facts;
+        SliceGroupForm groupForm;
+        SliceSpan slices;
+    };
+
+    void decodeWhole(PictureFacts const& facts) const;
+    void decodeRows(PictureFacts const& facts) const;
+    static void decodeRowOf(void const* decode, void* memory, std::uint32_t row, std::uint32_t group);
+    void decodeRow(RowDecode const& decode, void* memory, std::uint32_t row) const;
+    SliceGroupForm groupFormFor(PictureFacts const& facts, std::uint32_t slicesPerRow) const;
+    // Adds slices of a row to a group until the frame's monitor wants to stop. `bits` is at the first of them.
+    void addSlices(SliceGroup<target>& sliceGroup, PictureFacts const& facts, FormedRow<target> const* formedRow,
+                   std::uint32_t row, std::uint32_t first, std::uint32_t end) const;
+    void reportFailures(SliceGroup<target> const& sliceGroup, std::uint32_t row, std::uint32_t first) const;
     void decodeGroup(Decode const& decode, SliceGroup<target>& sliceGroup, std::uint32_t row,
                      std::uint32_t group) const;
 };

@@ -4,14 +4,21 @@
 
 namespace {
 
-// The weights of red, green and blue in luma.
-struct LumaWeights {
-    double red, green, blue;
-};
-
 constexpr LumaWeights kBt709{0.2126, 0.7152, 0.0722};
 constexpr LumaWeights kBt601{0.299, 0.587, 0.114};
 constexpr LumaWeights kBt2020{0.2627, 0.678, 0.0593};
+
+void setMatrix(OutputLevels& levels, LumaWeights const& weights) {
+    const double kr = weights.red;
+    const double kg = weights.green;
+    const double kb = weights.blue;
+    levels.cbToGreen = static_cast<float>(-2.0 * (1 - kb) * kb / kg);
+    levels.cbToBlue = static_cast<float>((1 - kb) * 2.0);
+    levels.crToRed = static_cast<float>(2.0 * (1 - kr));
+    levels.crToGreen = static_cast<float>(-2.0 * (1 - kr) * kr / kg);
+}
+
+} // namespace
 
 LumaWeights lumaWeights(PixelBuffer const& buffer) {
     switch (buffer.matrix_coefficients) {
@@ -25,18 +32,6 @@ LumaWeights lumaWeights(PixelBuffer const& buffer) {
         return buffer.frameHeight > 576 ? kBt709 : kBt601;
     }
 }
-
-void setMatrix(OutputLevels& levels, LumaWeights const& weights) {
-    const double kr = weights.red;
-    const double kg = weights.green;
-    const double kb = weights.blue;
-    levels.cbToGreen = static_cast<float>(-2.0 * (1 - kb) * kb / kg);
-    levels.cbToBlue = static_cast<float>((1 - kb) * 2.0);
-    levels.crToRed = static_cast<float>(2.0 * (1 - kr));
-    levels.crToGreen = static_cast<float>(-2.0 * (1 - kr) * kr / kg);
-}
-
-} // namespace
 
 std::int32_t maximumCode(std::uint32_t bitDepth) {
     if (!isBitDepth(bitDepth))

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "FormedPicture.h"
 #include "OutputForm.h"
 #include "ReconstructionForm.h"
 
@@ -17,4 +18,5 @@ struct PictureFacts {
     std::uint32_t codedAlphaBits;
     std::uint32_t writtenAlphaBits;
     ReconstructionForm reconstruction = ReconstructionForm::Plain;
+    FormedPicture const* formed = nullptr; // null where the writers write to the caller's memory
 };

@@ -1,3 +1,4 @@
+#include "EightValues_Baseline.h"
 #include "PixelRows_Baseline.h"
 #include "Slice_Impl.h"
 #include "VerticalReconstruction_Baseline.h"

@@ -6,6 +6,7 @@
 #include "AlphaScan.h"
 #include "BlockGather.h"
 #include "CoefficientScan.h"
+#include "FormedRow.h"
 #include "LaneScan.h"
 #include "PictureFacts.h"
 #include "Slice4444MacroblockWriter.h"
@@ -68,7 +69,7 @@ public:
     // kScanPadding after each component. Leaves the cursor after Cr and returns the end of that memory.
     std::int16_t* prepareScans(ComponentScan scans[3], std::int16_t* coefficients);
 
-    // Whether the writer reads the slice's alpha plane, which is at the cursor.
+    // Whether the output depends on the slice's alpha plane, which is at the cursor.
     bool needsAlpha() const;
 
     // The alpha plane at the cursor, to be decoded to `samples`.
@@ -78,6 +79,11 @@ public:
     // if the slice needs it.
     void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
                              SliceScratch<target>& scratch) const;
+
+    // Transforms the blocks to samples at full or reduced size, and takes over those of the alpha plane, or their
+    // means. Blocks of all macroblocks are at their places, whatever of them is in the picture.
+    void sampleReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch,
+                              SampleBand& band) const;
 
     // Reads one component at the cursor into block order. The cursor does not move: moveCursor advances it to the next
     // component. Frames do not use this; they take the scans of prepareScans, several slices at once.
@@ -101,6 +107,7 @@ public:
     void scanned_alpha(std::uint16_t* samples, std::uint32_t numSamples) const;
 
     PictureFacts const& facts() const { return *m_facts; }
+    std::uint32_t sizeInMb() const { return m_sliceMbs; }
     std::uint32_t quantizationIndex() const { return m_header.quantization_index; }
 
 private:
@@ -115,6 +122,14 @@ private:
                                std::uint32_t log2NumBlocks) const;
     CoefFloat qScale() const;
 
+    BlockLayout blockLayout(unsigned int component) const;
+    void samplesOfWholeBlocks(ComponentScan const scans[3], SliceScratch<target>& scratch, SampleBand& band) const;
+    template <unsigned int side>
+    void samplesOfCorners(ComponentScan const scans[3], SampleBand& band) const;
+    template <unsigned int side>
+    void cornersOf(ComponentScan const& scan, const float* matrix, std::int16_t (*samples)[side][side]) const;
+    void samplesOfDcs(ComponentScan const& scan, float matrixDc, std::int16_t* samples) const;
+    void meansOfAlpha(std::uint16_t const* alpha, SampleBand& band) const;
     void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
     std::uint32_t reconstructVertically(ComponentScan const scans[3], std::uint16_t const* alpha,
                                         SliceMatrices<target> const& matrices) const;
@@ -171,6 +186,8 @@ public:
     // At most form.maxSlices slices of one picture.
     void add(PictureFacts const& facts, SliceInput const& input);
     void decode();
+    // The same for slices that are added to a row in a form of its own, in their order.
+    void decodeInto(FormedRow<target>& row);
 
     // The results of the slices, in the order in which they were added.
     std::uint32_t numSlices() const { return m_count; }
@@ -179,9 +196,18 @@ public:
     std::uint32_t failedComponent(std::uint32_t index) const { return m_failedComponents[index]; }
 
 private:
-    // Decodes the alpha planes of some slices of the group where they are needed, and writes the slices. `scans` are
-    // those of the first of them.
-    void reconstruct(ComponentScan const* scans, unsigned int first, unsigned int count);
+    using Scans = ComponentScan[3 * kMaxSlicesInLanes];
+
+    // Reads the coefficients of all slices.
+    void scan(Scans& scans);
+    // Decodes the alpha planes of some slices of the group where they are needed.
+    void scanAlpha(unsigned int first, unsigned int count, std::uint16_t const** alpha);
+    // Reconstructs a slice of the group by way of the row's memory.
+    void reconstructInto(FormedRow<target>& row, Slice<target> const& slice, ComponentScan const scans[3],
+                         std::uint16_t const* alpha);
+    // Calls reconstructSlice(index, alpha) for all slices in their order, a few of them after their alpha planes.
+    template <class ReconstructSlice>
+    void forEachSlice(ReconstructSlice const& reconstructSlice);
 
     static constexpr unsigned int kMaxElements422 = 2 * 32 * 64 + 3 * kScanPadding;
     static constexpr unsigned int kMaxElements444 = 3 * 32 * 64 + 3 * kScanPadding;

@@ -7,6 +7,7 @@
 #include "BlockTransforms.h"
 #include "CoefficientScan_Impl.h"
 #include "CornerDequantization.h"
+#include "EightValues.h"
 #include "LaneGroup.h"
 #include "PixelRows.h"
 #include "Slice.h"
@@ -120,6 +121,8 @@ void Slice<target>::scanned_alpha(std::uint16_t* samples, std::uint32_t numSampl
 
 template <OptimizationTarget target>
 bool Slice<target>::needsAlpha() const {
+    if (m_facts->formed != nullptr && m_facts->formed->takesSamples)
+        return m_facts->formed->hasAlpha;
     return m_facts->hasAlpha && m_writer->readsAlpha();
 }
 
@@ -233,22 +236,29 @@ void Slice<target>::reconstructPlainly(ComponentScan const scans[3], std::uint16
     }
 }
 
+// Transforms the corners of all blocks of a component.
+template <OptimizationTarget target>
+template <unsigned int side>
+void Slice<target>::cornersOf(ComponentScan const& scan, const float* matrix,
+                              std::int16_t (*samples)[side][side]) const {
+    alignas(64) std::int16_t corners[kMaxComponentBlocks * side * side + kGatherPadding];
+    gatherBlocks<target, side>(scan, m_facts->scanPattern, corners);
+    dequantizeCorners<target, side>(corners, matrix, scan.numBlocks);
+    if constexpr (side == 4)
+        inverse4x4Corners(corners, samples[0][0], scan.numBlocks);
+    else
+        inverse2x2Corners(corners, samples[0][0], scan.numBlocks);
+}
+
 // Reduced macroblocks are written from the right: what the last one of a row writes beyond the picture may fall on the
 // left edge of the next line, where the first one is.
 template <OptimizationTarget target>
 template <unsigned int side>
 void Slice<target>::reconstructCorners(ComponentScan const scans[3], std::uint16_t const* alpha) const {
     const SliceMatrices<target> matrices(*m_facts, qScale());
-    alignas(64) std::int16_t corners[kMaxComponentBlocks * side * side + kGatherPadding];
     alignas(64) std::int16_t samples[3][kMaxComponentBlocks][side][side];
-    for (int i = 0; i < 3; ++i) {
-        gatherBlocks<target, side>(scans[i], m_facts->scanPattern, corners);
-        dequantizeCorners<target, side>(corners, i == 0 ? matrices.luma : matrices.chroma, scans[i].numBlocks);
-        if constexpr (side == 4)
-            inverse4x4Corners(corners, samples[i][0][0], scans[i].numBlocks);
-        else
-            inverse2x2Corners(corners, samples[i][0][0], scans[i].numBlocks);
-    }
+    for (int i = 0; i < 3; ++i)
+        cornersOf<side>(scans[i], i == 0 ? matrices.luma : matrices.chroma, samples[i]);
     for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
         auto* y = samples[0] + 4 * mb;
         auto* cb = samples[1] + mb * m_facts->form.chromaBlocksPerMb;
@@ -268,13 +278,17 @@ static inline std::int16_t sampleOfDc(float product) {
 }
 
 template <OptimizationTarget target>
+void Slice<target>::samplesOfDcs(ComponentScan const& scan, float matrixDc, std::int16_t* samples) const {
+    const float factor = qScale() * matrixDc;
+    for (std::uint32_t block = 0; block < scan.numBlocks; ++block)
+        samples[block] = sampleOfDc(static_cast<CoefFloat>(scan.coefficients[block]) * factor);
+}
+
+template <OptimizationTarget target>
 void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_t const* alpha) const {
     std::int16_t samples[3][kMaxComponentBlocks];
-    for (int i = 0; i < 3; ++i) {
-        const float factor = qScale() * (i == 0 ? m_facts->lumaMatrix : m_facts->chromaMatrix)[0];
-        for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block)
-            samples[i][block] = sampleOfDc(static_cast<CoefFloat>(scans[i].coefficients[block]) * factor);
-    }
+    for (int i = 0; i < 3; ++i)
+        samplesOfDcs(scans[i], (i == 0 ? m_facts->lumaMatrix : m_facts->chromaMatrix)[0], samples[i]);
     for (std::uint32_t mb = m_sliceMbs; mb-- > 0;) {
         const std::uint32_t chroma = mb * m_facts->form.chromaBlocksPerMb;
         m_writer->reconstructBlock16s_Eighth(mb, samples[0] + 4 * mb, samples[1] + chroma, samples[2] + chroma, alpha);
@@ -282,9 +296,110 @@ void Slice<target>::reconstructEighth(ComponentScan const scans[3], std::uint16_
 }
 
 template <OptimizationTarget target>
+void Slice<target>::sampleReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
+                                         SliceScratch<target>& scratch, SampleBand& band) const {
+    switch (m_facts->form.blockPart) {
+    case BlockPart::Whole:
+        samplesOfWholeBlocks(scans, scratch, band);
+        break;
+    case BlockPart::Corner4x4:
+        samplesOfCorners<4>(scans, band);
+        break;
+    case BlockPart::Corner2x2:
+        samplesOfCorners<2>(scans, band);
+        break;
+    case BlockPart::Dc:
+        samplesOfCorners<1>(scans, band);
+        break;
+    case BlockPart::None:
+        break;
+    }
+    if (alpha != nullptr)
+        meansOfAlpha(alpha, band);
+}
+
+template <OptimizationTarget target>
+BlockLayout Slice<target>::blockLayout(unsigned int component) const {
+    if (component == 0)
+        return BlockLayout::Rows;
+    return m_facts->form.is444 ? BlockLayout::Columns : BlockLayout::Stack;
+}
+
+template <OptimizationTarget target>
+void Slice<target>::samplesOfWholeBlocks(ComponentScan const scans[3], SliceScratch<target>& scratch,
+                                         SampleBand& band) const {
+    const SliceMatrices<target> matrices(*m_facts, qScale());
+    const bool isVertical = m_facts->reconstruction == ReconstructionForm::Vertical;
+    for (unsigned int i = 0; i < 3; ++i) {
+        const float* const matrix = i == 0 ? matrices.luma : matrices.chroma;
+        if (isVertical) {
+            const VerticalPlan<target> plan(matrix, m_facts->scanPattern, scans[i].numBlocks,
+                                            VerticalReconstruction<target>::kUnit);
+            transformVertically(scans[i], plan, blockLayout(i), band.component[i]);
+            continue;
+        }
+        gatherBlocks<target, 8>(scans[i], m_facts->scanPattern, scratch.raster[i]);
+        constexpr std::uint32_t kBlocksAtOnce = SliceScratch<target>::kMbsAtOnce * 4;
+        for (std::uint32_t first = 0; first < scans[i].numBlocks; first += kBlocksAtOnce) {
+            const std::uint32_t left = scans[i].numBlocks - first;
+            const std::uint32_t count = left < kBlocksAtOnce ? left : kBlocksAtOnce;
+            inverse8x8Blocks(scratch.raster[i] + first * 64, matrix, scratch.samples[i][0][0], count);
+            for (std::uint32_t block = 0; block < count; ++block) {
+                float* const to = band.component[i].block(blockLayout(i), first + block, 8);
+                for (unsigned int row = 0; row < 8; ++row)
+                    EightFloats<target>::load(scratch.samples[i][block][row]).store(to + row * SamplePlane::kPitch);
+            }
+        }
+    }
+}
+
+template <OptimizationTarget target>
+template <unsigned int side>
+void Slice<target>::samplesOfCorners(ComponentScan const scans[3], SampleBand& band) const {
+    const SliceMatrices<target> matrices(*m_facts, qScale());
+    alignas(64) std::int16_t samples[kMaxComponentBlocks][side][side];
+    for (unsigned int i = 0; i < 3; ++i) {
+        if constexpr (side == 1)
+            samplesOfDcs(scans[i], (i == 0 ? m_facts->lumaMatrix : m_facts->chromaMatrix)[0], samples[0][0]);
+        else
+            cornersOf<side>(scans[i], i == 0 ? matrices.luma : matrices.chroma, samples);
+        for (std::uint32_t block = 0; block < scans[i].numBlocks; ++block) {
+            float* const to = band.component[i].block(blockLayout(i), block, side);
+            for (unsigned int row = 0; row < side; ++row)
+                for (unsigned int column = 0; column < side; ++column)
+                    to[row * SamplePlane::kPitch + column] = samples[block][row][column];
+        }
+    }
+}
+
+// The mean of the samples that a pixel covers is exact: at most 64 of 16 bits, divided by a power of two.
+template <OptimizationTarget target>
+void Slice<target>::meansOfAlpha(std::uint16_t const* alpha, SampleBand& band) const {
+    const std::uint32_t pitch = 16 * m_sliceMbs, width = m_facts->form.mbSize * m_sliceMbs;
+    const std::uint32_t side = 16 / m_facts->form.mbSize;
+    if (side == 1) {
+        for (std::uint32_t line = 0; line < m_lines; ++line)
+            for (std::uint32_t x = 0; x < width; x += 8)
+                EightFloats<target>::ofWords(alpha + line * pitch + x).store(band.alpha.line[line] + x);
+        return;
+    }
+    for (std::uint32_t line = 0; line < m_lines / side; ++line) {
+        for (std::uint32_t x = 0; x < width; ++x) {
+            std::uint32_t sum = 0;
+            for (std::uint32_t i = 0; i < side; ++i)
+                for (std::uint32_t j = 0; j < side; ++j)
+                    sum += alpha[(line * side + i) * pitch + x * side + j];
+            band.alpha.line[line][x] = static_cast<float>(sum) / static_cast<float>(side * side);
+        }
+    }
+}
+
+template <OptimizationTarget target>
 SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t slicesPerRow,
                                            LaneScanFunction* scanInLanes) {
-    static_assert(sizeof(SliceGroup) + kMaxSlicesInLanes * kMaxElements444 * sizeof(std::int16_t) <= kMaxBytes);
+    // A row in a form of its own takes memory for its lines besides.
+    static_assert(sizeof(RowMemory) + sizeof(SliceGroup) + kMaxSlicesInLanes * kMaxElements444 * sizeof(std::int16_t) <=
+                  kMaxBytes);
     static_assert(kMaxReducedElements <= kMaxElements444);
     const bool isWhole = form.blockPart == BlockPart::Whole;
     SliceGroupForm groupForm;
@@ -313,41 +428,76 @@ static inline std::uint32_t firstFailed(ComponentScan const scans[3]) {
     return component;
 }
 
-// A few slices at a time, as many as there is room for alpha planes.
 template <OptimizationTarget target>
-void SliceGroup<target>::reconstruct(ComponentScan const* scans, unsigned int first, unsigned int count) {
-    Slice<target> const* slices = m_slices + first;
-    std::uint32_t const* failedComponents = m_failedComponents + first;
-    AlphaPlane planes[kMaxAlphaPlanes];
-    std::uint16_t const* alpha[kMaxAlphaPlanes] = {};
-    unsigned int numPlanes = 0;
-    for (unsigned int i = 0; i < count; ++i) {
-        if (failedComponents[i] != kNoComponent || !slices[i].needsAlpha())
-            continue;
-        alpha[i] = m_alpha[numPlanes];
-        planes[numPlanes] = slices[i].alphaPlane(m_alpha[numPlanes]);
-        ++numPlanes;
-    }
-    if (numPlanes != 0)
-        scanAlphaPlanes<target>(planes, numPlanes, slices[0].facts().codedAlphaBits);
-    for (unsigned int i = 0; i < count; ++i) {
-        if (failedComponents[i] == kNoComponent)
-            slices[i].pixelReconstruction(scans + 3 * i, alpha[i], m_scratch);
-    }
-}
-
-template <OptimizationTarget target>
-void SliceGroup<target>::decode() {
-    ComponentScan scans[3 * kMaxSlicesInLanes];
+void SliceGroup<target>::scan(Scans& scans) {
     std::int16_t* next = coefficients();
     for (unsigned int i = 0; i < m_count; ++i)
         next = m_slices[i].prepareScans(scans + 3 * i, next);
     scanComponents<target>(scans, 3 * m_count, m_form.scanInLanes);
     for (unsigned int i = 0; i < m_count; ++i)
         m_failedComponents[i] = firstFailed(scans + 3 * i);
+}
+
+template <OptimizationTarget target>
+void SliceGroup<target>::scanAlpha(unsigned int first, unsigned int count, std::uint16_t const** alpha) {
+    AlphaPlane planes[kMaxAlphaPlanes];
+    unsigned int numPlanes = 0;
+    for (unsigned int i = 0; i < count; ++i) {
+        if (m_failedComponents[first + i] != kNoComponent || !m_slices[first + i].needsAlpha())
+            continue;
+        alpha[i] = m_alpha[numPlanes];
+        planes[numPlanes] = m_slices[first + i].alphaPlane(m_alpha[numPlanes]);
+        ++numPlanes;
+    }
+    if (numPlanes != 0)
+        scanAlphaPlanes<target>(planes, numPlanes, m_slices[first].facts().codedAlphaBits);
+}
+
+// As many slices at a time as there is room for alpha planes.
+template <OptimizationTarget target>
+template <class ReconstructSlice>
+void SliceGroup<target>::forEachSlice(ReconstructSlice const& reconstructSlice) {
     for (unsigned int first = 0; first < m_count; first += kMaxAlphaPlanes) {
         const unsigned int left = m_count - first;
-        reconstruct(scans + 3 * first, first, left < kMaxAlphaPlanes ? left : kMaxAlphaPlanes);
+        const unsigned int count = left < kMaxAlphaPlanes ? left : kMaxAlphaPlanes;
+        std::uint16_t const* alpha[kMaxAlphaPlanes] = {};
+        scanAlpha(first, count, alpha);
+        for (unsigned int i = 0; i < count; ++i)
+            reconstructSlice(first + i, alpha[i]);
     }
+}
+
+template <OptimizationTarget target>
+void SliceGroup<target>::decode() {
+    Scans scans;
+    scan(scans);
+    forEachSlice([&](unsigned int i, std::uint16_t const* alpha) {
+        if (m_failedComponents[i] == kNoComponent)
+            m_slices[i].pixelReconstruction(scans + 3 * i, alpha, m_scratch);
+    });
     PixelRows<target>::finishStores();
+}
+
+template <OptimizationTarget target>
+void SliceGroup<target>::decodeInto(FormedRow<target>& row) {
+    Scans scans;
+    scan(scans);
+    forEachSlice([&](unsigned int i, std::uint16_t const* alpha) {
+        if (m_failedComponents[i] == kNoComponent)
+            reconstructInto(row, m_slices[i], scans + 3 * i, alpha);
+        else
+            row.skip(m_slices[i].sizeInMb());
+    });
+}
+
+template <OptimizationTarget target>
+void SliceGroup<target>::reconstructInto(FormedRow<target>& row, Slice<target> const& slice,
+                                         ComponentScan const scans[3], std::uint16_t const* alpha) {
+    if (row.takesSamples()) {
+        slice.sampleReconstruction(scans, alpha, m_scratch, row.band());
+        row.takeSamples(slice.sizeInMb());
+        return;
+    }
+    slice.pixelReconstruction(scans, alpha, m_scratch);
+    row.takeCodes(slice.sizeInMb());
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CoefficientScan.h"
+#include "SampleBand.h"
 #include "VerticalReconstruction.h"
 
 // What the vertical form of a slice writes.
@@ -58,4 +60,17 @@ void writeVertically(VerticalSlice<target> const& slice, VerticalOutput const& o
         writeVerticallyInSamples<target, std::uint16_t>(slice, output, levels);
     else
         writeVerticallyInSamples<target, std::uint8_t>(slice, output, levels);
+}
+
+// The samples of a component, whatever of them is written in the end.
+template <OptimizationTarget target>
+void transformVertically(ComponentScan const& scan, VerticalPlan<target> const& plan, BlockLayout order,
+                         SamplePlane& plane) {
+    for (std::uint32_t first = 0; first < scan.numBlocks; first += 8) {
+        const std::uint32_t left = scan.numBlocks - first, count = left < 8 ? left : 8;
+        float* blocks[8];
+        for (std::uint32_t i = 0; i < count; ++i)
+            blocks[i] = plane.block(order, first + i, 8);
+        VerticalReconstruction<target>::writeSamples(scan.coefficients + first, plan, blocks, count);
+    }
 }

@@ -4,6 +4,7 @@
 
 #include "FloatBlocks256.h"
 #include "PixelRows_AVX2.h"
+#include "SampleBand.h"
 #include "SliceMacroblockWriter.h"
 #include "VerticalCoefficients.h"
 #include "VerticalReconstruction.h"
@@ -107,6 +108,25 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
                                          slice.streams);
                 }
             }
+        }
+    }
+
+    // The samples of up to eight blocks of a component, each in lines of SamplePlane::kPitch.
+    static void writeSamples(const std::int16_t* coefficients, Plan const& plan, float* const* to,
+                             std::uint32_t numBlocks) {
+        alignas(64) EightBlocks blocks;
+        OutputPrefetch nothing(nullptr, 0, 0, 0);
+        transformRows<0>(coefficients, plan, blocks, nothing);
+        for (int column = 0; column < 8; ++column)
+            transformColumn(blocks[column]);
+        for (std::uint32_t row = 0; row < 8; ++row) {
+            Floats256 x[8];
+#pragma GCC unroll 8
+            for (int column = 0; column < 8; ++column)
+                x[column] = blocks[column][row];
+            transposeBlock(x);
+            for (std::uint32_t block = 0; block < numBlocks; ++block)
+                x[block].store(to[block] + row * SamplePlane::kPitch);
         }
     }
 

@@ -5,6 +5,7 @@
 #include "Floats128.h"
 #include "PixelRows_Baseline.h"
 #include "PixelRules444.h"
+#include "SampleBand.h"
 #include "VerticalCoefficients.h"
 #include "VerticalReconstruction.h"
 
@@ -109,7 +110,32 @@ struct VerticalReconstruction<OptimizationTarget::Baseline> {
         }
     }
 
+    // The samples of up to eight blocks of a component, each in lines of SamplePlane::kPitch.
+    static void writeSamples(const std::int16_t* coefficients, Plan const& plan, float* const* to,
+                             std::uint32_t numBlocks) {
+        alignas(64) FourBlocks blocks[2];
+        transformRows(coefficients, plan, blocks);
+        for (std::uint32_t group = 0; group < 2 && 4 * group < numBlocks; ++group) {
+            for (int column = 0; column < 8; ++column)
+                transformColumn(blocks[group][column]);
+            const std::uint32_t left = numBlocks - 4 * group;
+            for (std::uint32_t row = 0; row < 8; ++row)
+                for (std::uint32_t half = 0; half < 2; ++half)
+                    storeTransposed(blocks[group] + 4 * half, row, to + 4 * group, left < 4 ? left : 4,
+                                    row * SamplePlane::kPitch + 4 * half);
+        }
+    }
+
 private:
+    // A row of four columns of four blocks.
+    static void storeTransposed(const Floats128 (*columns)[8], std::uint32_t row, float* const* to,
+                                std::uint32_t numBlocks, std::uint32_t offset) {
+        __m128 x[4] = {columns[0][row].v, columns[1][row].v, columns[2][row].v, columns[3][row].v};
+        _MM_TRANSPOSE4_PS(x[0], x[1], x[2], x[3]);
+        for (std::uint32_t block = 0; block < numBlocks; ++block)
+            _mm_storeu_ps(to[block] + offset, x[block]);
+    }
+
     using Pixels = PixelRows<OptimizationTarget::Baseline>;
 
     // Values of four blocks, by column and row.

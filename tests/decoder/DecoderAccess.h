@@ -55,3 +55,7 @@ struct ThreeRanges {
 
 template <OptimizationTarget target>
 void scanThreeStreams(ThreeRanges const& ranges);
+
+// Eight floats as binary16: by the processor's instruction, where it has one, or by integers.
+template <OptimizationTarget target>
+void convertToHalves(const float* values, bool byInstruction, std::uint16_t* halves);

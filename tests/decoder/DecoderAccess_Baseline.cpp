@@ -1,4 +1,5 @@
 #include "DecoderAccess_Impl.h"
+#include "EightValues_Baseline.h"
 
 template class BitReader<OptimizationTarget::Baseline>;
 template void gatherCorners<OptimizationTarget::Baseline>(int, ComponentScan const&, const std::uint32_t*,
@@ -7,3 +8,4 @@ template void gatherCornersPlainly<OptimizationTarget::Baseline>(int, ComponentS
                                                                  std::int16_t*);
 template void dequantizeCornersOfSize<OptimizationTarget::Baseline>(int, std::int16_t*, const float*, std::uint32_t);
 template void scanThreeStreams<OptimizationTarget::Baseline>(ThreeRanges const&);
+template void convertToHalves<OptimizationTarget::Baseline>(const float*, bool, std::uint16_t*);

@@ -3,6 +3,7 @@
 #include "BlockGather.h"
 #include "CornerDequantization.h"
 #include "DecoderAccess.h"
+#include "EightValues.h"
 #include "ThreeStreamScan.h"
 #include "VLCStream_Impl.h"
 
@@ -95,4 +96,13 @@ void scanThreeStreams(ThreeRanges const& ranges) {
         scan.log2NumBlocks[i] = ranges.log2NumBlocks[i];
     }
     scan.run();
+}
+
+template <OptimizationTarget target>
+void convertToHalves(const float* values, bool byInstruction, std::uint16_t* halves) {
+    const auto codes = EightInts<target>::halves(EightFloats<target>::load(values), byInstruction);
+    std::uint8_t pixels[8 * 8];
+    EightInts<target>::storeDeepPixels(pixels, codes, codes, codes, codes);
+    for (int i = 0; i < 8; ++i)
+        __builtin_memcpy(halves + i, pixels + 8 * i, sizeof *halves);
 }

@@ -164,3 +164,12 @@ SlowDecodeReport slowDecode(std::span<const std::uint8_t> bytes, DecodeRequest c
     }
     return report;
 }
+
+std::vector<SlowMacroblock> slowSamples(SlowFrameHeader const& header, DecodeRequest const& request,
+                                        SlowSlice const& slice) {
+    const Reconstruction reconstruction(header, request, slice);
+    std::vector<SlowMacroblock> macroblocks;
+    for (std::uint32_t mb = 0; mb < slice.sliceMbs; ++mb)
+        macroblocks.push_back(reconstruction.macroblock(mb));
+    return macroblocks;
+}

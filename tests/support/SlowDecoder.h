@@ -6,6 +6,7 @@
 
 #include "SlowCanvas.h"
 #include "SlowFrame.h"
+#include "SlowWriter.h"
 
 // A slow model of the whole decoder, the judge of the fast one: one thread, one form of everything, no vectors, one
 // operation after the other as the format describes them.
@@ -22,3 +23,7 @@ struct SlowDecodeReport {
 // Decodes `frame` into `canvas`. Throws std::runtime_error with the text of the decode call for a request that fails;
 // the canvas then holds nothing of the frame.
 SlowDecodeReport slowDecode(std::span<const std::uint8_t> frame, DecodeRequest const& request, SlowCanvas& canvas);
+
+// The samples of a slice that decoded, macroblock by macroblock.
+std::vector<SlowMacroblock> slowSamples(SlowFrameHeader const& header, DecodeRequest const& request,
+                                        SlowSlice const& slice);

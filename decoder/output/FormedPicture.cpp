@@ -1,0 +1,53 @@
+#include "FormedPicture.h"
+
+#include "OutputLevels.h"
+
+namespace {
+
+// The value of white, and what is added to codes so that they are rounded when they are cut.
+struct White {
+    double value;
+    double rounding;
+};
+
+White whiteOf(PixelForm form, std::uint32_t bitDepth) {
+    if (form == PixelForm::RgbaHalf)
+        return {1.0, 0.0};
+    return {bitDepth > 8 ? 65535.0 : 255.0, 0.5};
+}
+
+// Luma from black to white takes 438 steps from -224 up; chroma reaches from -1/2 to 1/2 in 448 steps.
+RgbFactors rgbFactors(PixelBuffer const& buffer, White const& white, bool isSumOfTwo) {
+    const LumaWeights weights = lumaWeights(buffer);
+    const double chroma = white.value / (isSumOfTwo ? 896.0 : 448.0);
+    RgbFactors factors;
+    factors.luma = white.value / 438.0;
+    factors.offset = white.value * 224.0 / 438.0 + white.rounding;
+    factors.crToRed = 2.0 * (1 - weights.red) * chroma;
+    factors.cbToGreen = -2.0 * (1 - weights.blue) * weights.blue / weights.green * chroma;
+    factors.crToGreen = -2.0 * (1 - weights.red) * weights.red / weights.green * chroma;
+    factors.cbToBlue = 2.0 * (1 - weights.blue) * chroma;
+    return factors;
+}
+
+bool samplesAreTaken(PixelForm form, std::uint32_t downSampleFactor) {
+    return form != PixelForm::Coded && (form != PixelForm::Planar || downSampleFactor != 0);
+}
+
+} // namespace
+
+FormedPicture::FormedPicture(PictureOutput const& pictureOutput, PixelBuffer const& buffer, std::uint32_t alphaBits)
+    : output(pictureOutput),
+      width(buffer.width),
+      mbSize(mbSizeAt(buffer.downSampleFactor)),
+      codedBytesPerSample(bytesPerSample(buffer.bitDepth)),
+      codedBytesPerPixel(buffer.samplesPerPixel * codedBytesPerSample),
+      is444(buffer.samplesPerPixel == 4),
+      hasAlpha(alphaBits != 0),
+      takesSamples(samplesAreTaken(pictureOutput.form, buffer.downSampleFactor)),
+      isDeep(buffer.bitDepth > 8) {
+    const White white = whiteOf(output.form, buffer.bitDepth);
+    rgb = rgbFactors(buffer, white, !is444);
+    greatestAlpha = alphaBits == 16 ? 65535.0f : 255.0f;
+    alphaScale = static_cast<float>(white.value / static_cast<double>(greatestAlpha));
+}

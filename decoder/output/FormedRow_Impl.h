@@ -1,0 +1,192 @@
+#pragma once
+
+#include <cstring>
+
+#include "FormedRow.h"
+#include "PlaneSplit.h"
+#include "RgbLines.h"
+
+template <OptimizationTarget target>
+FormedRow<target>::FormedRow(FormedPicture const& picture, RowLines const& lines, std::uint32_t firstX,
+                             RowMemory& memory)
+    : m_picture(picture), m_lines(lines), m_memory(memory), m_nextX(firstX) {
+    PixelRectangle const& region = picture.output.region;
+    const auto linesBefore = [&lines](std::uint64_t line) -> std::uint32_t {
+        const std::uint64_t count = line > lines.first ? (line - lines.first + lines.step - 1) / lines.step : 0;
+        return count < lines.count ? static_cast<std::uint32_t>(count) : lines.count;
+    };
+    m_beginLine = linesBefore(region.y);
+    m_endLine = linesBefore(std::uint64_t{region.y} + region.height);
+    m_firstLine = lines.first - region.y;
+}
+
+template <OptimizationTarget target>
+PixelBuffer FormedRow<target>::codedRectangle(PixelBuffer rectangle) const {
+    rectangle.pixels = &m_memory.coded.line[0][0];
+    rectangle.lineStride = CodedBand::kBytesPerLine;
+    // A plane of Cr has a sample for the last pixel of an odd width, which coded pixels lack.
+    if (!m_picture.is444)
+        rectangle.width += rectangle.width & 1;
+    return rectangle;
+}
+
+template <OptimizationTarget target>
+typename FormedRow<target>::Extent FormedRow<target>::next(std::uint32_t numMbs) {
+    const Extent slice{m_nextX, numMbs * m_picture.mbSize};
+    m_nextX += slice.width;
+    return slice;
+}
+
+template <OptimizationTarget target>
+typename FormedRow<target>::Part FormedRow<target>::partOf(Extent const& slice) const {
+    PixelRectangle const& region = m_picture.output.region;
+    const std::uint32_t endOfRegion = region.x + region.width, endOfSlice = slice.x + slice.width;
+    const std::uint32_t first = slice.x > region.x ? slice.x : region.x;
+    const std::uint32_t end = endOfSlice < endOfRegion ? endOfSlice : endOfRegion;
+    if (end <= first)
+        return {};
+    return {first - slice.x, end - slice.x, first - region.x};
+}
+
+template <OptimizationTarget target>
+std::uint8_t* FormedRow<target>::placeOf(std::uint32_t plane, std::uint32_t line, std::uint64_t bytes) const {
+    OutputPlane const& to = m_picture.output.planes[plane];
+    return movedBy(lineBelow(to.pixels, lineOfRegion(line), to.lineStride), static_cast<std::int64_t>(bytes));
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::takeCodes(std::uint32_t numMbs) {
+    const Part part = partOf(next(numMbs));
+    if (part.first < part.end)
+        writeCodes(part);
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::writeCodes(Part const& part) const {
+    const std::size_t bytesPerPixel = m_picture.codedBytesPerPixel;
+    for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+        if (m_picture.output.form == PixelForm::Coded)
+            std::memcpy(placeOf(0, line, part.column * bytesPerPixel),
+                        m_memory.coded.line[line] + part.first * bytesPerPixel,
+                        (part.end - part.first) * bytesPerPixel);
+        else if (m_picture.isDeep)
+            splitLine<std::uint16_t>(line, part);
+        else
+            splitLine<std::uint8_t>(line, part);
+    }
+}
+
+template <OptimizationTarget target>
+template <class Sample>
+void FormedRow<target>::splitLine(std::uint32_t line, Part const& part) const {
+    const std::uint64_t column = part.column * sizeof(Sample);
+    const std::uint64_t chromaColumn = m_picture.is444 ? column : column / 2;
+    const PlaneLine to{placeOf(0, line, column), placeOf(1, line, chromaColumn), placeOf(2, line, chromaColumn),
+                       m_picture.hasAlpha ? placeOf(3, line, column) : nullptr};
+    const std::uint8_t* const codes =
+        m_memory.coded.line[line] + std::size_t{part.first} * m_picture.codedBytesPerPixel;
+    if (m_picture.is444)
+        PlaneSplit<target, Sample>::split444(codes, part.end - part.first, to);
+    else
+        PlaneSplit<target, Sample>::split422(codes, part.end - part.first, to);
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::takeSamples(std::uint32_t numMbs) {
+    writePending(&band());
+    m_pending = next(numMbs);
+    if (m_pending.width % 8 != 0)
+        clearAfter(band(), m_pending.width);
+    m_isPending = true;
+    m_current ^= 1;
+}
+
+// Pixels are converted in groups of eight. Those after a slice that is narrower have any values, but they have some.
+template <OptimizationTarget target>
+void FormedRow<target>::clearAfter(SampleBand& band, std::uint32_t width) const {
+    const std::uint32_t chromaWidth = m_picture.is444 ? width : width / 2;
+    for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+        std::memset(band.component[0].line[line] + width, 0, 8 * sizeof(float));
+        std::memset(band.component[1].line[line] + chromaWidth, 0, 8 * sizeof(float));
+        std::memset(band.component[2].line[line] + chromaWidth, 0, 8 * sizeof(float));
+        std::memset(band.alpha.line[line] + width, 0, 8 * sizeof(float));
+    }
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::skip(std::uint32_t numMbs) {
+    writePending(nullptr);
+    next(numMbs);
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::finish() {
+    writePending(nullptr);
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::writePending(SampleBand const* next) {
+    if (!m_isPending)
+        return;
+    m_isPending = false;
+    const Part part = partOf(m_pending);
+    if (part.first >= part.end)
+        return;
+    SampleBand& pending = m_memory.bands[m_current ^ 1];
+    if (!m_picture.is444)
+        setNextChroma(pending, m_pending, next);
+    writeSamples(pending, part);
+}
+
+// The chroma sample that the last odd column is interpolated with: the neighbour's first, or where the picture ends or
+// there is none, its own once more.
+template <OptimizationTarget target>
+void FormedRow<target>::setNextChroma(SampleBand& band, Extent const& slice, SampleBand const* next) const {
+    const std::uint64_t widthInPicture = m_picture.width - slice.x;
+    const bool endsPicture = widthInPicture <= slice.width;
+    const std::uint64_t index = (endsPicture ? widthInPicture + 1 : slice.width) / 2;
+    for (unsigned int i = 1; i < 3; ++i) {
+        for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+            float* const samples = band.component[i].line[line];
+            samples[index] = endsPicture || next == nullptr ? samples[index - 1] : next->component[i].line[line][0];
+        }
+    }
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::writeSamples(SampleBand const& band, Part const& part) const {
+    for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+        if (m_picture.output.form == PixelForm::Planar)
+            writePlanarLine(band, line, part);
+        else
+            writeLine(band, line, part);
+    }
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::writeLine(SampleBand const& band, std::uint32_t line, Part const& part) const {
+    const SampleLine samples{band.component[0].line[line], band.component[1].line[line], band.component[2].line[line],
+                             m_picture.hasAlpha ? band.alpha.line[line] : nullptr};
+    const RgbLines<target> lines(m_picture, samples);
+    if (m_picture.output.form == PixelForm::RgbaHalf)
+        lines.writeHalves(part.first, part.end, placeOf(0, line, std::uint64_t{part.column} * 8));
+    else if (m_picture.isDeep)
+        lines.writeWords(part.first, part.end, placeOf(0, line, std::uint64_t{part.column} * 8));
+    else
+        lines.writeBytes(part.first, part.end, placeOf(0, line, std::uint64_t{part.column} * 4));
+}
+
+// Codes of 8 bits, which are those of the writers: the samples of reduced pictures are integers, and no step rounds.
+template <OptimizationTarget target>
+void FormedRow<target>::writePlanarLine(SampleBand const& band, std::uint32_t line, Part const& part) const {
+    constexpr float kGreatest = 32767.0f, kScale = 0.5f, kOffset = 128.5f;
+    writePlaneBytes<target>(band.component[0].line[line], kGreatest, kScale, kOffset, part.first, part.end,
+                            placeOf(0, line, part.column));
+    const std::uint32_t perChroma = m_picture.is444 ? 1 : 2;
+    for (std::uint32_t i = 1; i < 3; ++i)
+        writePlaneBytes<target>(band.component[i].line[line], kGreatest, kScale, kOffset, part.first / perChroma,
+                                (part.end + perChroma - 1) / perChroma, placeOf(i, line, part.column / perChroma));
+    if (m_picture.hasAlpha)
+        writePlaneBytes<target>(band.alpha.line[line], m_picture.greatestAlpha, m_picture.alphaScale, 0.5f, part.first,
+                                part.end, placeOf(3, line, part.column));
+}
