@@ -1,8 +1,10 @@
 #include "HostFill.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include <emmintrin.h>
 
@@ -28,6 +30,17 @@ Weights weightsOf(PixelBuffer const& form) {
     default:
         return form.frameHeight > 576 ? kBt709 : kBt601;
     }
+}
+
+// 0, or a value from 2^-14 to 1, as binary16.
+std::uint16_t halfOf(double value) {
+    if (value == 0)
+        return 0;
+    int exponent = 0;
+    const double fraction = std::frexp(value, &exponent); // [1/2, 1)
+    const auto mantissa = static_cast<std::uint32_t>(std::lrint(fraction * 2048));
+    // A mantissa that is rounded up to 2048 carries into the exponent.
+    return static_cast<std::uint16_t>((static_cast<std::uint32_t>(exponent + 14) << 10) + mantissa - 1024);
 }
 
 // A value of [0, 1] between black and white, or one of [-1/2, 1/2] around grey, as a code.
@@ -84,48 +97,94 @@ void streamLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* patt
 
 } // namespace
 
-HostFill::HostFill(std::uint32_t color, PixelBuffer const& form)
-    : m_samplesPerPixel(form.samplesPerPixel), m_bytesPerSample(bytesPerSample(form.bitDepth)), m_pattern{} {
+namespace {
+
+// The colour in the samples of a form other than the coded ones.
+void setRgba(std::uint16_t (&samples)[4], const double (&rgb)[3], HostOutput const& output) {
+    const bool isHalf = output.pixelForm == RAVELO_RGBA_HALF;
+    const double maximum = output.form.bitDepth > 8 ? 65535.0 : 255.0;
+    for (int i = 0; i < 4; ++i) {
+        const double value = i < 3 ? rgb[i] : 1.0;
+        samples[i] = isHalf ? halfOf(value) : static_cast<std::uint16_t>(value * maximum + 0.5);
+    }
+    if (output.pixelForm == RAVELO_BGRA)
+        std::swap(samples[0], samples[2]);
+}
+
+} // namespace
+
+HostFill::HostFill(std::uint32_t color, HostOutput const& output) {
+    PixelBuffer const& form = output.form;
     const Codes codes(form);
-    const double red = (color >> 16 & 255) / 255.0;
-    const double green = (color >> 8 & 255) / 255.0;
-    const double blue = (color & 255) / 255.0;
-    std::uint16_t samples[3] = {codes.light(red), codes.light(green), codes.light(blue)};
+    const double rgb[3] = {(color >> 16 & 255) / 255.0, (color >> 8 & 255) / 255.0, (color & 255) / 255.0};
+    const std::uint32_t sampleBytes = bytesPerSample(form.bitDepth);
+    const bool isPlanar = output.pixelForm == RAVELO_PLANAR;
+    for (std::uint32_t i = 0; i < RAVELO_MAX_PLANES; ++i)
+        m_planes[i].to = output.pixels.planes[i];
+    if (output.pixelForm != RAVELO_CODED && !isPlanar) {
+        std::uint16_t samples[4];
+        setRgba(samples, rgb, output);
+        setPattern(m_planes[0], samples, output.pixelForm == RAVELO_RGBA_HALF ? 2 : sampleBytes);
+        return;
+    }
+    std::uint16_t samples[3] = {codes.light(rgb[0]), codes.light(rgb[1]), codes.light(rgb[2])};
     if (form.colorCoding == ColorCoding_YCbCr) {
         const Weights weights = weightsOf(form);
-        const double luma = weights.red * red + weights.green * green + weights.blue * blue;
+        const double luma = weights.red * rgb[0] + weights.green * rgb[1] + weights.blue * rgb[2];
         samples[0] = codes.light(luma);
-        samples[1] = codes.difference((blue - luma) / (2 * (1 - weights.blue)));
-        samples[2] = codes.difference((red - luma) / (2 * (1 - weights.red)));
+        samples[1] = codes.difference((rgb[2] - luma) / (2 * (1 - weights.blue)));
+        samples[2] = codes.difference((rgb[0] - luma) / (2 * (1 - weights.red)));
     }
-    if (m_samplesPerPixel == 2) {
-        const std::uint16_t y = samples[0], cb = samples[1], cr = samples[2];
-        setPattern({cb, y, cr, y, cb, y, cr, y});
+    const bool is422 = form.samplesPerPixel == 2;
+    if (isPlanar) {
+        m_numPlanes = output.hasAlpha ? 4 : 3;
+        addPlane(0, samples[0], sampleBytes, 1);
+        addPlane(1, samples[1], sampleBytes, is422 ? 2 : 1);
+        addPlane(2, samples[2], sampleBytes, is422 ? 2 : 1);
+        addPlane(3, codes.maximum(), sampleBytes, 1);
         return;
     }
-    const std::uint16_t alpha = codes.maximum();
-    setPattern({alpha, samples[0], samples[1], samples[2], alpha, samples[0], samples[1], samples[2]});
+    const std::uint16_t y = samples[0], cb = samples[1], cr = samples[2];
+    if (is422)
+        setPattern(m_planes[0], {cb, y, cr, y}, sampleBytes);
+    else
+        setPattern(m_planes[0], {codes.maximum(), y, cb, cr}, sampleBytes);
+    m_planes[0].bytesPerPixel = form.samplesPerPixel * sampleBytes;
 }
 
-void HostFill::setPattern(const std::uint16_t (&pair)[8]) {
-    if (m_bytesPerSample == 2) {
-        std::memcpy(m_pattern, pair, kPatternBytes);
-        return;
+// The pattern of a plane of pixels of four samples, or of two pixels of two.
+void HostFill::setPattern(Plane& plane, const std::uint16_t (&samples)[4], std::uint32_t bytesPerSample) const {
+    plane.bytesPerPixel = 4 * bytesPerSample;
+    for (std::size_t i = 0; i < kPatternBytes / bytesPerSample; ++i) {
+        const std::uint16_t sample = samples[i % 4];
+        std::memcpy(plane.pattern + i * bytesPerSample, &sample, bytesPerSample);
     }
-    std::transform(pair, pair + kPatternBytes, m_pattern,
-                   [](std::uint16_t sample) { return static_cast<std::uint8_t>(sample); });
 }
 
-void HostFill::fill(std::uint8_t* pixels, std::int64_t lineStride, std::uint32_t width, std::uint32_t height) const {
-    const std::size_t bytesOfLine = std::size_t{width} * m_samplesPerPixel * m_bytesPerSample;
-    const bool isStreamed = std::uint64_t{bytesOfLine} * height >= kStreamedBytes;
-    for (std::uint32_t line = 0; line < height; ++line) {
-        std::uint8_t* const to = pixels + std::int64_t{line} * lineStride;
+void HostFill::addPlane(std::uint32_t index, std::uint16_t sample, std::uint32_t bytesPerSample,
+                        std::uint32_t perPlace) {
+    Plane& plane = m_planes[index];
+    setPattern(plane, {sample, sample, sample, sample}, bytesPerSample);
+    plane.bytesPerPixel = bytesPerSample;
+    plane.pixelsPerPlace = perPlace;
+}
+
+void HostFill::fill(PixelRectangle const& rectangle, std::uint32_t lineStep) const {
+    for (std::uint32_t i = 0; i < m_numPlanes; ++i) {
+        Plane const& plane = m_planes[i];
+        const std::size_t width = (std::size_t{rectangle.width} + plane.pixelsPerPlace - 1) / plane.pixelsPerPlace;
+        const std::size_t numBytes = width * plane.bytesPerPixel;
+        const std::uint64_t before = std::uint64_t{rectangle.x} / plane.pixelsPerPlace * plane.bytesPerPixel;
+        const bool isStreamed = std::uint64_t{numBytes} * rectangle.height >= kStreamedBytes;
+        for (std::uint32_t line = 0; line < rectangle.height && numBytes != 0; ++line) {
+            const std::int64_t y = std::int64_t{rectangle.y} + std::int64_t{line} * lineStep;
+            std::uint8_t* const to = plane.to.pixels + y * plane.to.lineStride + before;
+            if (isStreamed)
+                streamLine(to, numBytes, plane.pattern);
+            else
+                fillLine(to, numBytes, plane.pattern);
+        }
         if (isStreamed)
-            streamLine(to, bytesOfLine, m_pattern);
-        else
-            fillLine(to, bytesOfLine, m_pattern);
+            _mm_sfence();
     }
-    if (isStreamed)
-        _mm_sfence();
 }

@@ -2,23 +2,40 @@
 
 #include <cstdint>
 
+#include "HostRequest.h"
 #include "PixelBuffer.h"
+
+// The output of a decode, for what is written into it beside the pixels of the frame.
+struct HostOutput {
+    HostPixels pixels;
+    std::uint32_t pixelForm = RAVELO_CODED;
+    PixelRectangle region; // of the picture
+    PixelBuffer form;      // width and height of the region, coding, depth, matrix and samples per pixel
+    bool hasAlpha = false; // a plane of it
+};
 
 // Fills rectangles with one opaque colour, in the form of the output.
 class HostFill {
 public:
-    // `color` is 0xRRGGBB in full range; `form` supplies coding, depth, matrix and samples per pixel.
-    HostFill(std::uint32_t color, PixelBuffer const& form);
+    // `color` is 0xRRGGBB in full range.
+    HostFill(std::uint32_t color, HostOutput const& output);
 
-    // `pixels` is the first sample of a rectangle that begins in an even column; `lineStride` leads to its next line.
-    // A rectangle that is larger than the cache is written past the caches.
-    void fill(std::uint8_t* pixels, std::int64_t lineStride, std::uint32_t width, std::uint32_t height) const;
+    // A rectangle of the region: `lineStep` leads to its next line. In coded and planar pixels of 4:2:2 it begins in an
+    // even column. One that is larger than the cache is written past the caches.
+    void fill(PixelRectangle const& rectangle, std::uint32_t lineStep) const;
 
 private:
-    void setPattern(const std::uint16_t (&pair)[8]);
+    // What the lines of a plane repeat.
+    struct Plane {
+        OutputPlane to;
+        std::uint32_t bytesPerPixel = 0;  // or of a sample
+        std::uint32_t pixelsPerPlace = 1; // 2 in chroma planes of 4:2:2
+        std::uint8_t pattern[8] = {};
+    };
 
-    std::uint32_t m_samplesPerPixel;
-    std::uint32_t m_bytesPerSample;
-    // What a line repeats: the samples of two pixels of 4:2:2 take 4 or 8 bytes, those of one pixel of 4:4:4 as many.
-    std::uint8_t m_pattern[8];
+    void setPattern(Plane& plane, const std::uint16_t (&samples)[4], std::uint32_t bytesPerSample) const;
+    void addPlane(std::uint32_t index, std::uint16_t sample, std::uint32_t bytesPerSample, std::uint32_t perPlace);
+
+    std::uint32_t m_numPlanes = 1;
+    Plane m_planes[RAVELO_MAX_PLANES];
 };

@@ -27,10 +27,10 @@ private:
     std::atomic_flag& m_busy;
 };
 
-std::optional<HostFill> fillOf(ravelo_decode_options const& options, PixelBuffer const& form) {
+std::optional<HostFill> fillOf(ravelo_decode_options const& options, HostOutput const& output) {
     if (options.failed_slices == RAVELO_FAILED_UNTOUCHED)
         return std::nullopt;
-    return HostFill(options.failed_slices == RAVELO_FAILED_BLACK ? 0 : options.mark_color, form);
+    return HostFill(options.failed_slices == RAVELO_FAILED_BLACK ? 0 : options.mark_color, output);
 }
 
 } // namespace
@@ -39,8 +39,8 @@ bool HostMonitor::isNeeded(ravelo_decode_options const& options) {
     return options.stop != nullptr || options.damage != nullptr || options.failed_slices != RAVELO_FAILED_UNTOUCHED;
 }
 
-HostMonitor::HostMonitor(ravelo_decode_options const& options, HostPixels const& pixels, PixelBuffer const& form)
-    : m_stop(options.stop), m_report(options.damage), m_pixels(pixels), m_form(form), m_fill(fillOf(options, form)) {}
+HostMonitor::HostMonitor(ravelo_decode_options const& options, HostOutput const& output)
+    : m_stop(options.stop), m_report(options.damage), m_region(output.region), m_fill(fillOf(options, output)) {}
 
 bool HostMonitor::wantsStop() noexcept {
     if (m_stop == nullptr || __atomic_load_n(m_stop, __ATOMIC_RELAXED) == 0)
@@ -52,7 +52,7 @@ bool HostMonitor::wantsStop() noexcept {
 void HostMonitor::sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept {
     const ravelo_damage damage = damageOf(failure, rectangle);
     if (m_fill.has_value())
-        m_fill->fill(rectangle.pixels, rectangle.lineStride, damage.width, damage.height);
+        m_fill->fill({damage.x, damage.y, damage.width, damage.height}, damage.line_step);
     if (m_report == nullptr)
         return;
     m_failed.fetch_add(1, std::memory_order_relaxed);
@@ -61,9 +61,8 @@ void HostMonitor::sliceFailed(SliceFailure const& failure, PixelBuffer const& re
 
 void HostMonitor::rowMissing(MissingRow const& row) noexcept {
     if (m_fill.has_value()) {
-        const PixelBuffer first = row.rectangle(0);
-        const std::uint32_t height = damageOf(row.failure(0), first).height;
-        m_fill->fill(first.pixels, first.lineStride, static_cast<std::uint32_t>(m_form.width), height);
+        const ravelo_damage first = damageOf(row.failure(0), row.rectangle(0));
+        m_fill->fill({0, first.y, m_region.width, first.height}, first.line_step);
     }
     if (m_report == nullptr)
         return;
@@ -75,30 +74,30 @@ void HostMonitor::rowMissing(MissingRow const& row) noexcept {
     }
 }
 
-// The rectangle's position follows from its address: a line is shorter than the stride, so the column is the remainder
-// of whole lines, also with a negative stride. The width may include columns beyond the picture, which are not
-// reported.
+// The part of a slice that is in the region. The rectangle's width may include columns beyond the picture.
 ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer const& rectangle) const {
-    const std::int64_t stride = m_pixels.stride;
-    const std::int64_t magnitude = stride < 0 ? -stride : stride;
-    const std::int64_t offset = rectangle.pixels - m_pixels.firstLine;
-    const std::int64_t columnBytes = (offset % magnitude + magnitude) % magnitude;
-    const std::uint32_t bytesPerPixel = m_form.samplesPerPixel * bytesPerSample(m_form.bitDepth);
-
     ravelo_damage damage{};
     damage.picture = failure.picture;
     damage.row = failure.mbRow;
     damage.column = failure.slice_column;
     damage.component = failure.component;
     damage.byte_offset = failure.byteOffset;
-    damage.x = static_cast<std::uint32_t>(columnBytes / bytesPerPixel);
-    damage.y = static_cast<std::uint32_t>((offset - columnBytes) / stride);
-    damage.line_step = static_cast<std::uint32_t>(rectangle.lineStride / stride);
-    if (damage.x < m_form.width)
-        damage.width = static_cast<std::uint32_t>(std::min(rectangle.width, m_form.width - damage.x));
-    if (damage.y < m_form.height) {
-        const std::uint64_t lines = (m_form.height - damage.y + damage.line_step - 1) / damage.line_step;
-        damage.height = static_cast<std::uint32_t>(std::min(rectangle.height, lines));
+    damage.line_step = failure.lineStep;
+
+    const std::uint64_t firstColumn = std::max(failure.x, m_region.x);
+    const std::uint64_t endColumn = std::min(failure.x + rectangle.width, std::uint64_t{m_region.x} + m_region.width);
+    damage.x = static_cast<std::uint32_t>(firstColumn - m_region.x);
+    if (firstColumn < endColumn)
+        damage.width = static_cast<std::uint32_t>(endColumn - firstColumn);
+
+    const std::uint64_t step = failure.lineStep;
+    const std::uint64_t skipped = m_region.y > failure.y ? (m_region.y - failure.y + step - 1) / step : 0;
+    const std::uint64_t firstLine = failure.y + skipped * step,
+                        endOfRegion = std::uint64_t{m_region.y} + m_region.height;
+    damage.y = static_cast<std::uint32_t>(firstLine - m_region.y);
+    if (firstLine < endOfRegion && skipped < rectangle.height) {
+        const std::uint64_t lines = (endOfRegion - firstLine + step - 1) / step;
+        damage.height = static_cast<std::uint32_t>(std::min(rectangle.height - skipped, lines));
     }
     return damage;
 }

@@ -16,8 +16,8 @@ public:
     // True if one of the options needs a monitor.
     static bool isNeeded(ravelo_decode_options const& options);
 
-    // `form` describes the whole output. The options and what they point at must outlive the monitor.
-    HostMonitor(ravelo_decode_options const& options, HostPixels const& pixels, PixelBuffer const& form);
+    // The options and what they point at must outlive the monitor.
+    HostMonitor(ravelo_decode_options const& options, HostOutput const& output);
 
     bool wantsStop() noexcept override;
     void sliceFailed(SliceFailure const& failure, PixelBuffer const& rectangle) noexcept override;
@@ -35,8 +35,7 @@ private:
 
     const std::int32_t* m_stop;
     ravelo_damage_report* m_report;
-    HostPixels m_pixels;
-    PixelBuffer m_form;
+    PixelRectangle m_region;
     std::optional<HostFill> m_fill;
     std::atomic<bool> m_hasStopped{false};
     std::atomic<std::uint64_t> m_failed{0};

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "FrameHeader.h"
+#include "PictureOutput.h"
 #include "ravelo.h"
 
 // Checks the request of a host: nothing can be refused after these checks.
@@ -19,10 +20,15 @@ void checkReads(const void* data, std::size_t size, ravelo_decode_options const&
 
 ravelo_buffer_requirements requirementsOf(const void* data, std::size_t size, ravelo_decode_options const& options);
 
-// The destination of the pixels.
+// Whether the options ask for a region or for another form than the coded one: such a decode writes exactly its region.
+bool isFormed(ravelo_decode_options const& options);
+
+// The region of the options, or the whole picture.
+PixelRectangle regionOf(FrameHeader const& header, ravelo_decode_options const& options);
+
+// The destination of the pixels: one plane, or those of a planar form.
 struct HostPixels {
-    std::uint8_t* firstLine = nullptr;
-    std::int64_t stride = 0;
+    OutputPlane planes[RAVELO_MAX_PLANES];
 };
 
 // Refuses memory that is too small for a decode with these requirements.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <new>
 
 #include "Frame.h"
@@ -64,17 +65,31 @@ PixelBuffer formOf(FrameHeader const& header, ravelo_decode_options const& optio
     return form;
 }
 
-void decodeFrame(Bitstream const& bits, HostPixels const& pixels, ravelo_decode_options const& options,
-                 DecodeMonitor* monitor) {
-    const Frame frame(bits, static_cast<ColorCoding>(options.coding), options.bit_depth, pixels.firstLine,
-                      pixels.stride, resolved(options.target), options.reduction, monitor, options.max_threads);
+// The depth of the samples that halves are made of: at full size they are not cut to any.
+std::uint32_t sampleDepth(ravelo_decode_options const& options) {
+    return options.pixel_form == RAVELO_RGBA_HALF && options.reduction == RAVELO_FULL_SIZE ? 16 : options.bit_depth;
 }
 
-ravelo_status decodeMonitored(Bitstream const& bits, HostPixels const& pixels, ravelo_decode_options const& options,
-                              PixelBuffer const& form) {
-    HostMonitor monitor(options, pixels, form);
+void decodeFrame(Bitstream const& bits, HostOutput const& output, ravelo_decode_options const& options,
+                 DecodeMonitor* monitor) {
+    const auto coding = static_cast<ColorCoding>(options.coding);
+    const OptimizationTarget target = resolved(options.target);
+    if (!isFormed(options)) {
+        OutputPlane const& plane = output.pixels.planes[0];
+        const Frame frame(bits, coding, options.bit_depth, plane.pixels, plane.lineStride, target, options.reduction,
+                          monitor, options.max_threads);
+        return;
+    }
+    PictureOutput pictureOutput{static_cast<PixelForm>(options.pixel_form), output.region, {}};
+    std::copy(std::begin(output.pixels.planes), std::end(output.pixels.planes), pictureOutput.planes);
+    const Frame frame(bits, pictureOutput, coding, sampleDepth(options), target, options.reduction, monitor,
+                      options.max_threads);
+}
+
+ravelo_status decodeMonitored(Bitstream const& bits, HostOutput const& output, ravelo_decode_options const& options) {
+    HostMonitor monitor(options, output);
     try {
-        decodeFrame(bits, pixels, options, &monitor);
+        decodeFrame(bits, output, options, &monitor);
     } catch (...) {
         monitor.finishReport();
         throw;
@@ -93,11 +108,12 @@ ravelo_status decode(const void* data, std::size_t size, const ravelo_output* ou
     const FrameHeader header = readFrameHeader(data, size);
     checkFrame(header, options);
     checkReads(data, size, options);
-    const HostPixels pixels = checkedOutput(output, requirementsOf(data, size, options));
+    const HostOutput checked{checkedOutput(output, requirementsOf(data, size, options)), options.pixel_form,
+                             regionOf(header, options), formOf(header, options), header.hasAlphaOutput()};
     const Bitstream bits{static_cast<const std::uint8_t*>(data), size};
     if (HostMonitor::isNeeded(options))
-        return decodeMonitored(bits, pixels, options, formOf(header, options));
-    decodeFrame(bits, pixels, options, nullptr);
+        return decodeMonitored(bits, checked, options);
+    decodeFrame(bits, checked, options, nullptr);
     return RAVELO_OK;
 }
 

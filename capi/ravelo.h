@@ -60,6 +60,15 @@ enum ravelo_coding {
     RAVELO_RGB_VIDEO = 2 /**< Black is at 1/16 and white at 235/256 of the code range. */
 };
 
+/** How the pixels of the output are stored. Forms other than RAVELO_CODED come from every frame. */
+enum ravelo_pixel_form {
+    RAVELO_CODED = 0,     /**< Cb Y Cr Y, A Y Cb Cr or A R G B: by the frame, `coding` and `bit_depth`. */
+    RAVELO_RGBA = 1,      /**< R G B A of 8 or 16 bits: full range, opaque where the frame has no alpha. */
+    RAVELO_BGRA = 2,      /**< B G R A, the same. */
+    RAVELO_RGBA_HALF = 3, /**< R G B A as IEEE binary16 (uint16_t): black 0, white 1, nothing clipped. */
+    RAVELO_PLANAR = 4     /**< Y, Cb, Cr as coded, and A where the frame has it: each in a plane of its own. */
+};
+
 /** The code path that decodes. */
 enum ravelo_target {
     RAVELO_TARGET_BEST = 0,     /**< The best that the processor can run. */
@@ -138,9 +147,9 @@ typedef struct ravelo_damage {
     uint32_t column;      /**< Slice of the row, from the left. */
     uint32_t component;   /**< The first component that failed: 0 Y, 1 Cb, 2 Cr. */
     uint64_t byte_offset; /**< Of the slice's first byte in the frame; the frame's size for a slice after its end. */
-    uint32_t x;           /**< The slice's pixels in the output: the first column, */
+    uint32_t x;           /**< The slice's pixels in the output, of a region those in it: the first column, */
     uint32_t y;           /**< the first line, */
-    uint32_t width;       /**< columns, 0 if all of them are beyond the reduced picture, */
+    uint32_t width;       /**< columns, 0 if none of them is in the output, */
     uint32_t height;      /**< and lines; */
     uint32_t line_step;   /**< 2 if the slice covers every second line, as in a field, else 1. */
     uint32_t reserved;    /**< Zero. */
@@ -179,7 +188,28 @@ typedef struct ravelo_decode_options {
     uint64_t max_pixels; /**< Frames with more pixels are refused; 0 means RAVELO_DEFAULT_MAX_PIXELS. */
     const int32_t* stop; /**< Null, or a flag that ends the decode when it is not 0; see ravelo_request_stop. */
     ravelo_damage_report* damage; /**< Null, or where to report slices that failed. */
+    /**
+     * A ravelo_pixel_form. With any but RAVELO_CODED `coding` is 0, and `bit_depth` is 0, 8 or 16 for RAVELO_RGBA and
+     * RAVELO_BGRA, 0 for RAVELO_RGBA_HALF, and 0, 8, 10 or 16 for RAVELO_PLANAR. At reduced sizes it is 0 or 8.
+     */
+    uint32_t pixel_form;
+    uint32_t region_x;     /**< The part of the picture that is decoded, in pixels of the reduced size: first column, */
+    uint32_t region_y;     /**< first line, */
+    uint32_t region_width; /**< columns */
+    uint32_t region_height; /**< and lines. All four 0: the whole picture. */
+    uint32_t reserved;      /**< Zero. */
 } ravelo_decode_options;
+
+/** The planes of RAVELO_PLANAR. Every other form has one plane, the first. */
+#define RAVELO_MAX_PLANES 4
+
+/** The memory that one plane of the output needs. */
+typedef struct ravelo_plane_requirements {
+    uint32_t width;        /**< Samples of a line for RAVELO_PLANAR, otherwise pixels. */
+    uint32_t height;       /**< Lines of the output. */
+    uint64_t least_stride; /**< Bytes of a line: the least magnitude of a stride. */
+    uint64_t bytes;        /**< The size of memory with that stride. */
+} ravelo_plane_requirements;
 
 /** The memory that the output of a decode needs. */
 typedef struct ravelo_buffer_requirements {
@@ -187,13 +217,22 @@ typedef struct ravelo_buffer_requirements {
     uint32_t width;             /**< Pixels of the output. */
     uint32_t height;            /**< Lines of the output. */
     uint32_t lines;             /**< Lines that may be written; in rare cases one or two more than `height`. */
-    uint32_t samples_per_pixel; /**< 2 or 4. */
+    uint32_t samples_per_pixel; /**< 2 or 4; 1 for RAVELO_PLANAR. */
     uint32_t bytes_per_sample;  /**< 1 or 2. */
-    uint32_t reserved;          /**< Zero. */
+    uint32_t num_planes;        /**< 3 or 4 for RAVELO_PLANAR, otherwise 1. */
     uint64_t least_stride;      /**< Bytes that the pixels of one line take. */
     uint64_t safe_stride; /**< Least magnitude of a stride, with room for columns written beyond the right edge. */
-    uint64_t bytes;       /**< lines * safe_stride: the size of output memory with that stride. */
+    uint64_t bytes;       /**< lines * safe_stride, or of all planes: the size of output memory with that stride. */
+    ravelo_plane_requirements planes[RAVELO_MAX_PLANES]; /**< Y, Cb, Cr and A for RAVELO_PLANAR; else the first. */
 } ravelo_buffer_requirements;
+
+/** The memory for one plane of RAVELO_PLANAR. The members are those of ravelo_output. */
+typedef struct ravelo_plane {
+    void* memory;        /**< Lowest address of the memory. */
+    size_t memory_bytes; /**< Its size. Nothing outside it is written. */
+    size_t first_line;   /**< Bytes from `memory` to the top line. */
+    int64_t stride;      /**< Bytes from a line to the next; 0 means the least stride. */
+} ravelo_plane;
 
 /**
  * The memory for the pixels.
@@ -207,6 +246,8 @@ typedef struct ravelo_output {
     size_t memory_bytes; /**< Its size. Nothing outside it is written. */
     size_t first_line;   /**< Bytes from `memory` to the top line. */
     int64_t stride;      /**< Bytes from a line to the next; 0 means the safe stride. */
+    /** For RAVELO_PLANAR, which uses none of the members above: Y, Cb, Cr, and A where the frame has it. */
+    ravelo_plane planes[RAVELO_MAX_PLANES];
 } ravelo_output;
 
 /** The version of the library as a number that can be compared with RAVELO_VERSION. */

@@ -231,8 +231,12 @@ TEST(DamageReportTest, TheRectanglesOfAllSlicesCoverThePictureOnce) {
                 options.damage = &report;
                 std::vector<std::uint8_t> memory(1 << 16);
                 const HostDecode asked = hostDecode(headerOnly, options);
-                ravelo_output output{sizeof output, memory.data(), memory.size(), 0,
-                                     static_cast<std::int64_t>(asked.needs.safe_stride)};
+                ravelo_output output{sizeof output,
+                                     memory.data(),
+                                     memory.size(),
+                                     0,
+                                     static_cast<std::int64_t>(asked.needs.safe_stride),
+                                     {}};
                 if (isDownwards) {
                     output.first_line = (asked.needs.lines - 1) * asked.needs.safe_stride;
                     output.stride = -output.stride;

@@ -126,7 +126,8 @@ TEST(FailedSlicesTest, LargeRowsAreFilledAtEveryAddress) {
     const std::uint8_t pair[4] = {102, 63, 240, 63};
     for (std::size_t first = 0; first < 17; ++first) {
         std::vector<std::uint8_t> memory(first + 20 * kStride, kHostFill);
-        ravelo_output output{sizeof output, memory.data(), memory.size(), first, static_cast<std::int64_t>(kStride)};
+        ravelo_output output{
+            sizeof output, memory.data(), memory.size(), first, static_cast<std::int64_t>(kStride), {}};
         ASSERT_EQ(ravelo_decode(frame.data(), frame.size(), &output, &options, nullptr), RAVELO_OK);
         for (std::size_t i = 0; i < memory.size(); ++i) {
             const std::size_t inLine = (i + kStride - first) % kStride;

@@ -32,7 +32,11 @@ struct Reporting {
 
     // Threads that report `perThread` slices each, and then the end of the decode. Slice `row` of thread `column`.
     void run(std::uint32_t numThreads, std::uint32_t perThread) {
-        HostMonitor monitor(options, HostPixels{pixels.data(), kStride}, form);
+        HostOutput output;
+        output.pixels.planes[0] = {pixels.data(), kStride};
+        output.region = {0, 0, kSide, kSide};
+        output.form = form;
+        HostMonitor monitor(options, output);
         PixelBuffer rectangle = form;
         rectangle.width = rectangle.height = 16;
         rectangle.pixels = pixels.data();
