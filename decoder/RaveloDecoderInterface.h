@@ -12,12 +12,10 @@ public:
     ///
     /// @param data  the compressed frame, from its first byte. Only [data, data + size) is read.
     /// @param size  bytes available at `data`. Fields that lie beyond it read as zero. A slice whose data are damaged
-    /// or
-    ///     missing is skipped without an error and leaves its rectangle of the output unchanged.
+    ///     or missing is skipped without an error and leaves its rectangle of the output unchanged.
     /// @param downSampleFactor  the reduction: 0 full size, 1 half, 2 quarter, 3 eighth. Reduced pictures have 8 bits:
-    /// with a
-    ///     greater depth, 1 to 3 raise no error but write pixels that form no picture. Above 3 nothing is written, at
-    ///     any depth.
+    ///     with a greater depth, 1 to 3 raise no error but write pixels that form no picture. Above 3 nothing is
+    ///     written, at any depth.
     /// @param colorCoding  the coding of the output. 4:2:2 frames support ColorCoding_YCbCr only.
     /// @param bitDepth  bits of an output sample: 8 (one byte), 10, 15 (maximum 32768) or 16 (two bytes, native order).
     /// @param pixels  the address of the first (top) line of the output. No alignment is required. Large pictures of

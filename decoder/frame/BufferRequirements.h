@@ -27,8 +27,7 @@ struct BufferRequirements {
 ///
 /// @param frameBits  the whole frame, or at least its first 26 bytes.
 /// @param bitDepth  the depth of the decode call: 8, 10, 15 or 16 bits.
-/// @param downSampleFactor  the reduction of the decode call, 0 to 3. With more than 8 bits, where a reduced decode
-/// writes
-///     pixels that form no picture, the numbers are those of the full width and hold all the same.
+/// @param downSampleFactor  the reduction of the decode call, 0 to 3. With more than 8 bits, where a reduced
+///     decode writes pixels that form no picture, the numbers are those of the full width and hold all the same.
 BufferRequirements bufferRequirements(Bitstream const& frameBits, std::uint32_t bitDepth,
                                       std::uint32_t downSampleFactor);
