@@ -95,9 +95,9 @@ RAVELO_LANES_INLINE __m256i loadFour(const std::uint8_t* const* bytes, const std
     return _mm256_set_epi64x(words[3], words[2], words[1], words[0]);
 }
 
-// The bits from `bitPosition` of each range on, and zeros from its end on. Some processors take long for a gather, so
-// each lane is loaded by itself.
-RAVELO_LANES_INLINE LaneWords loadWords(const std::uint8_t* const* bytes, __m512i bitPosition, __m512i bitsLeft) {
+// The bits from `bitPosition` of each range on, also those past its end: a code counts only where the range holds all
+// of it, and then no later bit matters. Some processors take long for a gather, so each lane is loaded by itself.
+RAVELO_LANES_INLINE LaneWords loadWords(const std::uint8_t* const* bytes, __m512i bitPosition) {
     LaneValues byte;
     byte.storeForSingleUse(_mm512_srli_epi32(bitPosition, 3));
     const __m512i lowerLanes =
@@ -112,12 +112,6 @@ RAVELO_LANES_INLINE LaneWords loadWords(const std::uint8_t* const* bytes, __m512
     const __m512i even = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
     LaneWords words = {_mm512_permutex2var_epi32(first, odd, second), _mm512_permutex2var_epi32(first, even, second)};
     skip(words, _mm512_and_si512(bitPosition, all(7)));
-
-    // Shifts by 32 and more leave nothing, so a word inside the range stays as it is.
-    const __m512i ones = all(-1);
-    const __m512i bitsLeftOfLow = _mm512_max_epi32(_mm512_sub_epi32(bitsLeft, all(32)), _mm512_setzero_si512());
-    words.high = _mm512_andnot_si512(_mm512_srlv_epi32(ones, bitsLeft), words.high);
-    words.low = _mm512_andnot_si512(_mm512_srlv_epi32(ones, bitsLeftOfLow), words.low);
     return words;
 }
 
@@ -317,7 +311,7 @@ void LaneScan<stores>::readPairs() {
     while (m_active > 0) {
         const __m512i first = batch.sign;
         const __m512i bitsLeft = _mm512_sub_epi32(m_end.load(), first);
-        batch.words = loadWords(m_bytes, first, bitsLeft);
+        batch.words = loadWords(m_bytes, first);
         batch.bitsLeft = _mm512_min_epi32(_mm512_sub_epi32(bitsLeft, all(1)), all(kWordBits));
         batch.next = batch.position;
 #pragma GCC unroll 8
@@ -537,7 +531,7 @@ void LaneScan<stores>::openDcLanes(unsigned int first, int count) {
 template <LaneStores stores>
 RAVELO_LANES_INLINE void LaneScan<stores>::refill(DcBatch& batch) const {
     const __m512i bitsLeft = _mm512_sub_epi32(m_end.load(), batch.bit);
-    batch.words = loadWords(m_bytes, batch.bit, bitsLeft);
+    batch.words = loadWords(m_bytes, batch.bit);
     batch.bitsLeft = _mm512_min_epi32(bitsLeft, all(kWordBits + 1));
 }
 
