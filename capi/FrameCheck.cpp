@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::uint64_t kFixedBytes = FrameHeader::kOuterWordBytes + FrameHeader::kFixedHeaderBytes;
+constexpr std::uint64_t kLeastFrameBytes = FrameHeader::kOuterWordBytes + FrameHeader::kFixedHeaderBytes;
 // The fields of a picture header are at fixed places in its first bytes.
 constexpr std::uint64_t kPictureFieldBytes = 8;
 
@@ -100,8 +100,8 @@ bool hasOnlyZeros(const std::uint8_t* bytes, std::uint64_t size) {
 }
 
 ravelo_frame_verdict verdictOf(Bitstream const& frame, ravelo_frame_check& check) {
-    if (frame.size < kFixedBytes) {
-        check.declared_bytes = kFixedBytes;
+    if (frame.size < kLeastFrameBytes) {
+        check.declared_bytes = kLeastFrameBytes;
         return RAVELO_FRAME_CUT_OFF;
     }
     const bool isConsistent = measure(frame, check);

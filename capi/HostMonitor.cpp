@@ -1,13 +1,8 @@
 #include "HostMonitor.h"
 
 #include <algorithm>
-#include <tuple>
 
 namespace {
-
-bool standsBefore(ravelo_damage const& a, ravelo_damage const& b) {
-    return std::tie(a.picture, a.row, a.column) < std::tie(b.picture, b.row, b.column);
-}
 
 // A lock that cannot fail, for a few instructions.
 class Hold {
@@ -40,7 +35,11 @@ bool HostMonitor::isNeeded(ravelo_decode_options const& options) {
 }
 
 HostMonitor::HostMonitor(ravelo_decode_options const& options, HostOutput const& output)
-    : m_stop(options.stop), m_report(options.damage), m_region(output.region), m_fill(fillOf(options, output)) {}
+    : m_stop(static_cast<const volatile std::int32_t*>(options.stop)),
+      m_report(options.damage),
+      m_region(output.region),
+      m_fill(fillOf(options, output)),
+      m_list(options.damage) {}
 
 bool HostMonitor::wantsStop() noexcept {
     if (m_stop == nullptr || __atomic_load_n(m_stop, __ATOMIC_RELAXED) == 0)
@@ -102,31 +101,17 @@ ravelo_damage HostMonitor::damageOf(SliceFailure const& failure, PixelBuffer con
     return damage;
 }
 
-// While slices are decoded the array is a heap with the last slice of the frame on top, which is replaced when an
-// earlier one needs its place. So the report does not depend on the order in which threads find damage.
 bool HostMonitor::store(ravelo_damage const& damage) noexcept {
     if (m_report->capacity == 0)
         return false;
     const Hold hold(m_busy);
-    ravelo_damage* const slices = m_report->slices;
-    if (m_stored < m_report->capacity) {
-        slices[m_stored] = damage;
-        ++m_stored;
-        std::push_heap(slices, slices + m_stored, standsBefore);
-        return true;
-    }
-    if (!standsBefore(damage, slices[0]))
-        return false;
-    std::pop_heap(slices, slices + m_stored, standsBefore);
-    slices[m_stored - 1] = damage;
-    std::push_heap(slices, slices + m_stored, standsBefore);
-    return true;
+    return m_list.add(damage);
 }
 
 void HostMonitor::finishReport() {
     if (m_report == nullptr)
         return;
-    std::sort_heap(m_report->slices, m_report->slices + m_stored, standsBefore);
-    m_report->stored = m_stored;
+    m_list.sort();
+    m_report->stored = m_list.size();
     m_report->failed = m_failed.load(std::memory_order_relaxed);
 }

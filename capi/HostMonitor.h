@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "DamageList.h"
 #include "DecodeMonitor.h"
 #include "HostFill.h"
 #include "HostRequest.h"
@@ -33,12 +34,12 @@ private:
     // Returns false for a slice for which the report has no room.
     bool store(ravelo_damage const& damage) noexcept;
 
-    const std::int32_t* m_stop;
+    const volatile std::int32_t* m_stop;
     ravelo_damage_report* m_report;
     PixelRectangle m_region;
     std::optional<HostFill> m_fill;
     std::atomic<bool> m_hasStopped{false};
     std::atomic<std::uint64_t> m_failed{0};
-    std::atomic_flag m_busy; // held while the report's array changes
-    std::size_t m_stored = 0;
+    std::atomic_flag m_busy; // held while the list changes
+    DamageList m_list;
 };

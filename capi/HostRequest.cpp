@@ -89,6 +89,10 @@ void checkReport(const ravelo_damage_report* report) {
     if (report == nullptr)
         return;
     copiedIn(report, "the damage report");
+    if (report->slice_size != 0 &&
+        (report->slice_size < kFirstSize<ravelo_damage> || report->slice_size > kLargestStructure))
+        refuse(RAVELO_ERROR_STRUCTURE, "slice_size of the damage report is %zu; it must be sizeof(ravelo_damage), %zu",
+               report->slice_size, sizeof(ravelo_damage));
     if (report->slices == nullptr && report->capacity != 0)
         refuse(RAVELO_ERROR_ARGUMENT, "capacity of the damage report is %zu, but its array is null", report->capacity);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
 #include "HostError.h"
+#include "StructureSizes.h"
 
 // Structures that begin with their size as the host knows it. The bytes that both sides know are copied in and out, so
 // that host and library may have different versions.
@@ -14,15 +16,16 @@ constexpr std::size_t kLargestStructure = 4096;
 // Refuses a structure that is null, is smaller than that of the first version, or has an impossible size.
 template <typename Structure>
 void checkStructure(const Structure* structure, const char* name) {
+    static_assert(kFirstSize<Structure> != 0 && kFirstSize<Structure> <= sizeof(Structure));
     if (structure == nullptr)
         refuse(RAVELO_ERROR_ARGUMENT, "the pointer to %s is null", name);
-    if (structure->struct_size < sizeof(Structure) || structure->struct_size > kLargestStructure)
+    if (structure->struct_size < kFirstSize<Structure> || structure->struct_size > kLargestStructure)
         refuse(RAVELO_ERROR_STRUCTURE, "struct_size of %s is %zu; it must be the sizeof of the structure, here %zu",
                name, structure->struct_size, sizeof(Structure));
 }
 
-// A structure from the host. Members that this version does not know must be zero, since it cannot do what they
-// request.
+// A structure from the host. Members that the host does not know are zero. Members that this version does not know must
+// be zero, since it cannot do what they request.
 template <typename Structure>
 Structure copiedIn(const Structure* structure, const char* name) {
     checkStructure(structure, name);
@@ -33,13 +36,16 @@ Structure copiedIn(const Structure* structure, const char* name) {
                    "%s has a value at byte %zu, which this version, %s, does not know; it must be 0", name, i,
                    RAVELO_VERSION_TEXT);
     }
-    return *structure;
+    Structure copy{};
+    std::memcpy(&copy, bytes, std::min<std::size_t>(structure->struct_size, sizeof copy));
+    return copy;
 }
 
-// A structure for the host. Members that this version does not know become zero.
+// A structure for the host, as far as the host knows it. Members that this version does not know become zero.
 template <typename Structure>
 void copyOut(Structure values, Structure* structure) {
     values.struct_size = structure->struct_size;
-    std::memcpy(structure, &values, sizeof values);
-    std::memset(reinterpret_cast<char*>(structure) + sizeof values, 0, values.struct_size - sizeof values);
+    const std::size_t known = std::min<std::size_t>(values.struct_size, sizeof values);
+    std::memcpy(static_cast<void*>(structure), &values, known);
+    std::memset(reinterpret_cast<char*>(structure) + known, 0, values.struct_size - known);
 }

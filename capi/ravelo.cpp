@@ -121,19 +121,19 @@ ravelo_status decode(const void* data, std::size_t size, const ravelo_output* ou
 
 extern "C" {
 
-uint32_t ravelo_version(void) {
+uint32_t ravelo_version(void) noexcept {
     return RAVELO_VERSION;
 }
 
-const char* ravelo_version_text(void) {
+const char* ravelo_version_text(void) noexcept {
     return RAVELO_VERSION_TEXT;
 }
 
-uint32_t ravelo_best_target(void) {
+uint32_t ravelo_best_target(void) noexcept {
     return RAVELO_TARGET_BASELINE + static_cast<std::uint32_t>(RaveloDecoderInterface::GetMaxOptType());
 }
 
-const char* ravelo_status_text(int32_t status) {
+const char* ravelo_status_text(int32_t status) noexcept {
     switch (status) {
     case RAVELO_OK:
         return "done";
@@ -162,7 +162,8 @@ const char* ravelo_status_text(int32_t status) {
     }
 }
 
-ravelo_status ravelo_get_frame_info(const void* data, size_t size, ravelo_frame_info* info, ravelo_error* error) {
+ravelo_status ravelo_get_frame_info(const void* data, uint64_t size, ravelo_frame_info* info,
+                                    ravelo_error* error) noexcept {
     return guarded(error, [&] {
         checkStructure(info, "the frame information");
         copyOut(frameInfo(readFrameHeader(data, size)), info);
@@ -170,7 +171,8 @@ ravelo_status ravelo_get_frame_info(const void* data, size_t size, ravelo_frame_
     });
 }
 
-ravelo_status ravelo_check_frame(const void* data, size_t size, ravelo_frame_check* check, ravelo_error* error) {
+ravelo_status ravelo_check_frame(const void* data, uint64_t size, ravelo_frame_check* check,
+                                 ravelo_error* error) noexcept {
     return guarded(error, [&] {
         checkStructure(check, "the frame check");
         checkData(data, size);
@@ -179,8 +181,8 @@ ravelo_status ravelo_check_frame(const void* data, size_t size, ravelo_frame_che
     });
 }
 
-ravelo_status ravelo_get_buffer_requirements(const void* data, size_t size, const ravelo_decode_options* options,
-                                             ravelo_buffer_requirements* requirements, ravelo_error* error) {
+ravelo_status ravelo_get_buffer_requirements(const void* data, uint64_t size, const ravelo_decode_options* options,
+                                             ravelo_buffer_requirements* requirements, ravelo_error* error) noexcept {
     return guarded(error, [&] {
         checkStructure(requirements, "the buffer requirements");
         const ravelo_decode_options checked = checkedOptions(options);
@@ -191,14 +193,14 @@ ravelo_status ravelo_get_buffer_requirements(const void* data, size_t size, cons
     });
 }
 
-ravelo_status ravelo_decode(const void* data, size_t size, const ravelo_output* output,
-                            const ravelo_decode_options* options, ravelo_error* error) {
+ravelo_status ravelo_decode(const void* data, uint64_t size, const ravelo_output* output,
+                            const ravelo_decode_options* options, ravelo_error* error) noexcept {
     return guarded(error, [&] { return decode(data, size, output, options); });
 }
 
-void ravelo_request_stop(int32_t* stop) {
+void ravelo_request_stop(volatile void* stop) noexcept {
     if (stop != nullptr)
-        __atomic_store_n(stop, 1, __ATOMIC_RELAXED);
+        __atomic_store_n(static_cast<volatile int32_t*>(stop), 1, __ATOMIC_RELAXED);
 }
 
 } // extern "C"

@@ -6,20 +6,22 @@
  * prints or ends the process. The functions keep no pointer that they are given.
  *
  * Structures that may grow begin with `struct_size`, which the caller sets to the `sizeof` of the structure; all other
- * members may be zero, which selects the default:
+ * members may be zero, which selects the default. A macro for each structure does both:
  *
  * @code
- * ravelo_decode_options options = {.struct_size = sizeof options};
+ * ravelo_decode_options options = RAVELO_DECODE_OPTIONS_INIT;
  * options.reduction = RAVELO_HALF_SIZE;
  * @endcode
  *
  * A program that was built with an older header therefore runs with a newer library, and one that was built with a
  * newer header runs with an older library as long as it leaves the members that the library does not know at zero.
+ * ravelo_error and the members of structures keep their sizes for good.
+ *
+ * Every size and offset has 64 bits. The library runs on 64-bit systems only.
  */
 #ifndef RAVELO_H
 #define RAVELO_H
 
-#include <stddef.h>
 #include <stdint.h>
 
 #include "ravelo_version.h"
@@ -29,6 +31,24 @@
 #define RAVELO_API __attribute__((visibility("default")))
 #else
 #define RAVELO_API
+#endif
+
+/* Marks functions whose result must not be ignored. */
+#if (defined(__cplusplus) && __cplusplus >= 201703L) || (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 202000L)
+#define RAVELO_NODISCARD [[nodiscard]]
+#elif defined(__GNUC__)
+#define RAVELO_NODISCARD __attribute__((warn_unused_result))
+#else
+#define RAVELO_NODISCARD
+#endif
+
+/* Says to C++ that nothing is thrown. */
+#if !defined(__cplusplus)
+#define RAVELO_NOEXCEPT
+#elif __cplusplus >= 201103L
+#define RAVELO_NOEXCEPT noexcept
+#else
+#define RAVELO_NOEXCEPT throw()
 #endif
 
 #ifdef __cplusplus
@@ -51,37 +71,76 @@ typedef enum ravelo_status {
 } ravelo_status;
 
 /** The reduction of the output: every step halves width and height. Reduced pictures come in 8 bits. */
-enum ravelo_reduction { RAVELO_FULL_SIZE = 0, RAVELO_HALF_SIZE = 1, RAVELO_QUARTER_SIZE = 2, RAVELO_EIGHTH_SIZE = 3 };
+typedef enum ravelo_reduction {
+    RAVELO_FULL_SIZE = 0,
+    RAVELO_HALF_SIZE = 1,
+    RAVELO_QUARTER_SIZE = 2,
+    RAVELO_EIGHTH_SIZE = 3
+} ravelo_reduction;
 
 /** What the samples of the output mean. RGB comes from 4:4:4 frames only. */
-enum ravelo_coding {
+typedef enum ravelo_coding {
     RAVELO_YCBCR = 0,    /**< Y, Cb and Cr as coded. */
     RAVELO_RGB_FULL = 1, /**< Black is 0 and white is the maximum code. */
     RAVELO_RGB_VIDEO = 2 /**< Black is at 1/16 and white at 235/256 of the code range. */
-};
+} ravelo_coding;
 
 /** How the pixels of the output are stored. Forms other than RAVELO_CODED come from every frame. */
-enum ravelo_pixel_form {
+typedef enum ravelo_pixel_form {
     RAVELO_CODED = 0,     /**< Cb Y Cr Y, A Y Cb Cr or A R G B: by the frame, `coding` and `bit_depth`. */
     RAVELO_RGBA = 1,      /**< R G B A of 8 or 16 bits: full range, opaque where the frame has no alpha. */
     RAVELO_BGRA = 2,      /**< B G R A, the same. */
     RAVELO_RGBA_HALF = 3, /**< R G B A as IEEE binary16 (uint16_t): black 0, white 1, nothing clipped. */
     RAVELO_PLANAR = 4     /**< Y, Cb, Cr as coded, and A where the frame has it: each in a plane of its own. */
-};
+} ravelo_pixel_form;
 
 /** The code path that decodes. */
-enum ravelo_target {
+typedef enum ravelo_target {
     RAVELO_TARGET_BEST = 0,     /**< The best that the processor can run. */
     RAVELO_TARGET_BASELINE = 1, /**< Needs SSSE3 only. */
     RAVELO_TARGET_AVX2 = 2      /**< AVX2 if the processor can run it, else the baseline. */
-};
+} ravelo_target;
 
 /** What happens to the pixels of slices that fail. */
-enum ravelo_failed_slices {
+typedef enum ravelo_failed_slices {
     RAVELO_FAILED_UNTOUCHED = 0, /**< They keep the previous content of the memory. */
     RAVELO_FAILED_BLACK = 1,     /**< Black in the coding of the output, opaque. */
     RAVELO_FAILED_MARKED = 2     /**< The colour of `mark_color`, opaque. */
-};
+} ravelo_failed_slices;
+
+/** Names for `color_primaries`, by the usual code points. The decoder passes the value on. */
+typedef enum ravelo_color_primaries {
+    RAVELO_PRIMARIES_BT709 = 1,
+    RAVELO_PRIMARIES_UNSPECIFIED = 2,
+    RAVELO_PRIMARIES_BT601_625 = 5, /**< 625 lines. */
+    RAVELO_PRIMARIES_BT601_525 = 6, /**< 525 lines. */
+    RAVELO_PRIMARIES_BT2020 = 9,
+    RAVELO_PRIMARIES_DCI_P3 = 11,
+    RAVELO_PRIMARIES_DISPLAY_P3 = 12 /**< With the white of BT.709. */
+} ravelo_color_primaries;
+
+/** Names for `transfer_characteristic`, by the usual code points. The decoder passes the value on. */
+typedef enum ravelo_transfer_characteristic {
+    RAVELO_TRANSFER_BT709 = 1,
+    RAVELO_TRANSFER_UNSPECIFIED = 2,
+    RAVELO_TRANSFER_GAMMA_22 = 4,
+    RAVELO_TRANSFER_GAMMA_28 = 5,
+    RAVELO_TRANSFER_BT601 = 6,
+    RAVELO_TRANSFER_LINEAR = 8,
+    RAVELO_TRANSFER_SRGB = 13,
+    RAVELO_TRANSFER_BT2020_10 = 14, /**< 10 bits. */
+    RAVELO_TRANSFER_BT2020_12 = 15, /**< 12 bits. */
+    RAVELO_TRANSFER_PQ = 16,
+    RAVELO_TRANSFER_HLG = 18
+} ravelo_transfer_characteristic;
+
+/** Names for `matrix_coefficients`. Other values mean BT.709 above 576 lines, else BT.601. */
+typedef enum ravelo_matrix_coefficients {
+    RAVELO_MATRIX_BT709 = 1,
+    RAVELO_MATRIX_UNSPECIFIED = 2,
+    RAVELO_MATRIX_BT601 = 6,
+    RAVELO_MATRIX_BT2020 = 9
+} ravelo_matrix_coefficients;
 
 /** What the structure of a frame shows. The first that applies is the verdict. */
 typedef enum ravelo_frame_verdict {
@@ -109,9 +168,13 @@ typedef struct ravelo_error {
     char text[252]; /**< English, one line, ends in a zero byte; empty after RAVELO_OK. */
 } ravelo_error;
 
+/** An error without a text. */
+#define RAVELO_ERROR_INIT                                                                                              \
+    { RAVELO_OK, "" }
+
 /** The content of a frame's header. */
 typedef struct ravelo_frame_info {
-    size_t struct_size;               /**< Set by the caller. */
+    uint64_t struct_size;             /**< Set by the caller. */
     uint32_t width;                   /**< Pixels at full size. */
     uint32_t height;                  /**< Lines at full size, both fields together. */
     uint32_t samples_per_pixel;       /**< 2 for 4:2:2, 4 for 4:4:4. */
@@ -121,15 +184,19 @@ typedef struct ravelo_frame_info {
     uint32_t alpha_channel_type;      /**< 0 none, 1 eight bits, 2 sixteen bits. */
     uint32_t color_primaries;         /**< As in the header. */
     uint32_t transfer_characteristic; /**< As in the header. */
-    uint32_t matrix_coefficients;     /**< 1 BT.709, 6 BT.601, 9 BT.2020; otherwise the height decides. */
+    uint32_t matrix_coefficients;     /**< A ravelo_matrix_coefficients; otherwise the height decides. */
     uint32_t header_bytes;            /**< From the frame's first byte to its first picture. */
     uint32_t has_luma_matrix;         /**< 1 if the header contains a quantisation matrix for luma. */
     uint32_t has_chroma_matrix;       /**< The same for chroma. */
 } ravelo_frame_info;
 
+/** The structure as the caller sets it. */
+#define RAVELO_FRAME_INFO_INIT                                                                                         \
+    { sizeof(ravelo_frame_info), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 }
+
 /** What ravelo_check_frame finds. */
 typedef struct ravelo_frame_check {
-    size_t struct_size;      /**< Set by the caller. */
+    uint64_t struct_size;    /**< Set by the caller. */
     uint32_t verdict;        /**< A ravelo_frame_verdict. */
     uint32_t pictures;       /**< Coded pictures that the header declares; 0 where it is missing. */
     uint64_t declared_bytes; /**< To the end of the last picture's last slice, by headers and tables of slices. Where
@@ -139,6 +206,10 @@ typedef struct ravelo_frame_check {
     uint64_t slices_out_of_data; /**< Those of which the data lack bytes, or their entry in the table. */
     char text[80];               /**< The verdict in English, one line, such as "cut off at byte 100000 of 518401". */
 } ravelo_frame_check;
+
+/** The structure as the caller sets it. */
+#define RAVELO_FRAME_CHECK_INIT                                                                                        \
+    { sizeof(ravelo_frame_check), 0, 0, 0, 0, 0, 0, "" }
 
 /** A slice that failed. */
 typedef struct ravelo_damage {
@@ -161,16 +232,21 @@ typedef struct ravelo_damage {
  * If more slices fail than the array has room for, it receives the first of them in the order of the frame.
  */
 typedef struct ravelo_damage_report {
-    size_t struct_size;    /**< Set by the caller. */
+    uint64_t struct_size;  /**< Set by the caller. */
     ravelo_damage* slices; /**< Set by the caller: room for `capacity` slices; may be null if `capacity` is 0. */
-    size_t capacity;       /**< Set by the caller. */
-    size_t stored;         /**< Slices in the array, ordered by picture, row and column. */
+    uint64_t capacity;     /**< Set by the caller. */
+    uint64_t stored;       /**< Slices in the array, ordered by picture, row and column. */
     uint64_t failed;       /**< Slices that failed, including those without room. */
+    uint64_t slice_size;   /**< Set by the caller: sizeof(ravelo_damage), from one slice to the next; 0: as in 1.0. */
 } ravelo_damage_report;
+
+/** A report that counts the slices that fail and lists none. */
+#define RAVELO_DAMAGE_REPORT_INIT                                                                                      \
+    { sizeof(ravelo_damage_report), 0, sizeof(ravelo_damage), 0, 0, 0 }
 
 /** How to decode. Zero is the default of every member except the first. */
 typedef struct ravelo_decode_options {
-    size_t struct_size;     /**< Set by the caller. */
+    uint64_t struct_size;   /**< Set by the caller. */
     uint32_t reduction;     /**< A ravelo_reduction. */
     uint32_t coding;        /**< A ravelo_coding. */
     uint32_t bit_depth;     /**< Bits of an output sample: 8 (one byte), 10, 15 or 16 (two); 0 means 8. */
@@ -186,7 +262,11 @@ typedef struct ravelo_decode_options {
      */
     uint32_t max_read_factor;
     uint64_t max_pixels; /**< Frames with more pixels are refused; 0 means RAVELO_DEFAULT_MAX_PIXELS. */
-    const int32_t* stop; /**< Null, or a flag that ends the decode when it is not 0; see ravelo_request_stop. */
+    /**
+     * Null, or a flag of four bytes that ends the decode when it is not 0: an int32_t for ravelo_request_stop, or an
+     * atomic of the host's own, such as atomic_int or std::atomic<int>, which the host sets with any memory order.
+     */
+    const volatile void* stop;
     ravelo_damage_report* damage; /**< Null, or where to report slices that failed. */
     /**
      * A ravelo_pixel_form. With any but RAVELO_CODED `coding` is 0, and `bit_depth` is 0, 8 or 16 for RAVELO_RGBA and
@@ -199,6 +279,10 @@ typedef struct ravelo_decode_options {
     uint32_t region_height; /**< and lines. All four 0: the whole picture. */
     uint32_t reserved;      /**< Zero. */
 } ravelo_decode_options;
+
+/** The defaults. */
+#define RAVELO_DECODE_OPTIONS_INIT                                                                                     \
+    { sizeof(ravelo_decode_options), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 }
 
 /** The planes of RAVELO_PLANAR. Every other form has one plane, the first. */
 #define RAVELO_MAX_PLANES 4
@@ -213,7 +297,7 @@ typedef struct ravelo_plane_requirements {
 
 /** The memory that the output of a decode needs. */
 typedef struct ravelo_buffer_requirements {
-    size_t struct_size;         /**< Set by the caller. */
+    uint64_t struct_size;       /**< Set by the caller. */
     uint32_t width;             /**< Pixels of the output. */
     uint32_t height;            /**< Lines of the output. */
     uint32_t lines;             /**< Lines that may be written; in rare cases one or two more than `height`. */
@@ -226,12 +310,22 @@ typedef struct ravelo_buffer_requirements {
     ravelo_plane_requirements planes[RAVELO_MAX_PLANES]; /**< Y, Cb, Cr and A for RAVELO_PLANAR; else the first. */
 } ravelo_buffer_requirements;
 
+/** The structure as the caller sets it. */
+#define RAVELO_BUFFER_REQUIREMENTS_INIT                                                                                \
+    {                                                                                                                  \
+        sizeof(ravelo_buffer_requirements), 0, 0, 0, 0, 0, 0, 0, 0, 0, {                                               \
+            {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, {                                                                \
+                0, 0, 0, 0                                                                                             \
+            }                                                                                                          \
+        }                                                                                                              \
+    }
+
 /** The memory for one plane of RAVELO_PLANAR. The members are those of ravelo_output. */
 typedef struct ravelo_plane {
-    void* memory;        /**< Lowest address of the memory. */
-    size_t memory_bytes; /**< Its size. Nothing outside it is written. */
-    size_t first_line;   /**< Bytes from `memory` to the top line. */
-    int64_t stride;      /**< Bytes from a line to the next; 0 means the least stride. */
+    void* memory;          /**< Lowest address of the memory. */
+    uint64_t memory_bytes; /**< Its size. Nothing outside it is written. */
+    uint64_t first_line;   /**< Bytes from `memory` to the top line. */
+    int64_t stride;        /**< Bytes from a line to the next; 0 means the least stride. */
 } ravelo_plane;
 
 /**
@@ -241,26 +335,36 @@ typedef struct ravelo_plane {
  * negative and `first_line` is that of its last line in memory: `(lines - 1) * -stride`. No alignment is needed.
  */
 typedef struct ravelo_output {
-    size_t struct_size;  /**< Set by the caller. */
-    void* memory;        /**< Lowest address of the memory. */
-    size_t memory_bytes; /**< Its size. Nothing outside it is written. */
-    size_t first_line;   /**< Bytes from `memory` to the top line. */
-    int64_t stride;      /**< Bytes from a line to the next; 0 means the safe stride. */
+    uint64_t struct_size;  /**< Set by the caller. */
+    void* memory;          /**< Lowest address of the memory. */
+    uint64_t memory_bytes; /**< Its size. Nothing outside it is written. */
+    uint64_t first_line;   /**< Bytes from `memory` to the top line. */
+    int64_t stride;        /**< Bytes from a line to the next; 0 means the safe stride. */
     /** For RAVELO_PLANAR, which uses none of the members above: Y, Cb, Cr, and A where the frame has it. */
     ravelo_plane planes[RAVELO_MAX_PLANES];
 } ravelo_output;
 
+/** The structure as the caller sets it. */
+#define RAVELO_OUTPUT_INIT                                                                                             \
+    {                                                                                                                  \
+        sizeof(ravelo_output), 0, 0, 0, 0, {                                                                           \
+            {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, {                                                                \
+                0, 0, 0, 0                                                                                             \
+            }                                                                                                          \
+        }                                                                                                              \
+    }
+
 /** The version of the library as a number that can be compared with RAVELO_VERSION. */
-RAVELO_API uint32_t ravelo_version(void);
+RAVELO_API uint32_t ravelo_version(void) RAVELO_NOEXCEPT;
 
 /** The version of the library, such as "1.0.0". */
-RAVELO_API const char* ravelo_version_text(void);
+RAVELO_API const char* ravelo_version_text(void) RAVELO_NOEXCEPT;
 
 /** The best code path that processor and operating system can run: RAVELO_TARGET_BASELINE or RAVELO_TARGET_AVX2. */
-RAVELO_API uint32_t ravelo_best_target(void);
+RAVELO_API uint32_t ravelo_best_target(void) RAVELO_NOEXCEPT;
 
 /** A short text for a status; never null. */
-RAVELO_API const char* ravelo_status_text(int32_t status);
+RAVELO_API const char* ravelo_status_text(int32_t status) RAVELO_NOEXCEPT;
 
 /**
  * Reads the header of a frame.
@@ -271,8 +375,9 @@ RAVELO_API const char* ravelo_status_text(int32_t status);
  * @param error  filled in unless null
  * @return RAVELO_OK, or RAVELO_ERROR_ARGUMENT, RAVELO_ERROR_STRUCTURE, RAVELO_ERROR_FRAME
  */
-RAVELO_API ravelo_status ravelo_get_frame_info(const void* data, size_t size, ravelo_frame_info* info,
-                                               ravelo_error* error);
+RAVELO_NODISCARD RAVELO_API ravelo_status ravelo_get_frame_info(const void* data, uint64_t size,
+                                                                ravelo_frame_info* info,
+                                                                ravelo_error* error) RAVELO_NOEXCEPT;
 
 /**
  * Says whether data are a whole frame, without decoding it.
@@ -288,8 +393,8 @@ RAVELO_API ravelo_status ravelo_get_frame_info(const void* data, size_t size, ra
  * @param error  filled in unless null
  * @return RAVELO_OK with every verdict, or RAVELO_ERROR_ARGUMENT, RAVELO_ERROR_STRUCTURE
  */
-RAVELO_API ravelo_status ravelo_check_frame(const void* data, size_t size, ravelo_frame_check* check,
-                                            ravelo_error* error);
+RAVELO_NODISCARD RAVELO_API ravelo_status ravelo_check_frame(const void* data, uint64_t size, ravelo_frame_check* check,
+                                                             ravelo_error* error) RAVELO_NOEXCEPT;
 
 /**
  * Computes the memory that the output of a decode needs. Refuses everything that ravelo_decode refuses, except outputs.
@@ -301,9 +406,10 @@ RAVELO_API ravelo_status ravelo_check_frame(const void* data, size_t size, ravel
  * @param error         filled in unless null
  * @return RAVELO_OK or an error
  */
-RAVELO_API ravelo_status ravelo_get_buffer_requirements(const void* data, size_t size,
-                                                        const ravelo_decode_options* options,
-                                                        ravelo_buffer_requirements* requirements, ravelo_error* error);
+RAVELO_NODISCARD RAVELO_API ravelo_status ravelo_get_buffer_requirements(const void* data, uint64_t size,
+                                                                         const ravelo_decode_options* options,
+                                                                         ravelo_buffer_requirements* requirements,
+                                                                         ravelo_error* error) RAVELO_NOEXCEPT;
 
 /**
  * Decodes a frame.
@@ -322,14 +428,15 @@ RAVELO_API ravelo_status ravelo_get_buffer_requirements(const void* data, size_t
  * @param error    filled in unless null
  * @return RAVELO_OK, RAVELO_STOPPED or an error
  */
-RAVELO_API ravelo_status ravelo_decode(const void* data, size_t size, const ravelo_output* output,
-                                       const ravelo_decode_options* options, ravelo_error* error);
+RAVELO_NODISCARD RAVELO_API ravelo_status ravelo_decode(const void* data, uint64_t size, const ravelo_output* output,
+                                                        const ravelo_decode_options* options,
+                                                        ravelo_error* error) RAVELO_NOEXCEPT;
 
 /**
  * Sets a stop flag to 1, from any thread or from a signal handler. Decodes read their flag before they begin slices.
  * The caller sets the flag to 0 before the decode.
  */
-RAVELO_API void ravelo_request_stop(int32_t* stop);
+RAVELO_API void ravelo_request_stop(volatile void* stop) RAVELO_NOEXCEPT;
 
 #ifdef __cplusplus
 }

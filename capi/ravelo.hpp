@@ -7,6 +7,7 @@
 #ifndef RAVELO_HPP
 #define RAVELO_HPP
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -77,12 +78,12 @@ struct Options {
     std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; /**< Or RAVELO_NO_READ_LIMIT. */
     std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;          /**< Or RAVELO_NO_PIXEL_LIMIT. */
     const StopFlag* stop = nullptr;                               /**< A flag that may end the decode. */
+    const std::atomic<std::int32_t>* hostStop = nullptr;          /**< Without `stop`: a flag of the host's own. */
     std::size_t damageCapacity = 0; /**< Maximum length of the damage list; all are counted. */
 
     /** The same options for the C interface. */
     ravelo_decode_options toC() const noexcept {
-        ravelo_decode_options options{};
-        options.struct_size = sizeof options;
+        ravelo_decode_options options = RAVELO_DECODE_OPTIONS_INIT;
         options.reduction = reduction;
         options.coding = coding;
         options.bit_depth = bitDepth;
@@ -92,15 +93,16 @@ struct Options {
         options.mark_color = markColor;
         options.max_read_factor = maxReadFactor;
         options.max_pixels = maxPixels;
-        options.stop = stop != nullptr ? stop->flag() : nullptr;
+        options.stop = hostStop;
+        if (stop != nullptr)
+            options.stop = stop->flag();
         return options;
     }
 };
 
 /** The content of a frame's header. Throws Error. */
 inline ravelo_frame_info frameInfo(Bytes frame) {
-    ravelo_frame_info info{};
-    info.struct_size = sizeof info;
+    ravelo_frame_info info = RAVELO_FRAME_INFO_INIT;
     ravelo_error error;
     if (ravelo_get_frame_info(frame.data, frame.size, &info, &error) != RAVELO_OK)
         throw Error(error);
@@ -109,8 +111,7 @@ inline ravelo_frame_info frameInfo(Bytes frame) {
 
 /** Whether the data are a whole frame, without decoding it. Throws Error for a null pointer. */
 inline ravelo_frame_check checkFrame(Bytes frame) {
-    ravelo_frame_check check{};
-    check.struct_size = sizeof check;
+    ravelo_frame_check check = RAVELO_FRAME_CHECK_INIT;
     ravelo_error error;
     if (ravelo_check_frame(frame.data, frame.size, &check, &error) != RAVELO_OK)
         throw Error(error);
@@ -119,8 +120,7 @@ inline ravelo_frame_check checkFrame(Bytes frame) {
 
 /** The memory that the output of a decode needs. Throws Error. */
 inline ravelo_buffer_requirements bufferRequirements(Bytes frame, Options const& options = {}) {
-    ravelo_buffer_requirements requirements{};
-    requirements.struct_size = sizeof requirements;
+    ravelo_buffer_requirements requirements = RAVELO_BUFFER_REQUIREMENTS_INIT;
     const ravelo_decode_options cOptions = options.toC();
     ravelo_error error;
     if (ravelo_get_buffer_requirements(frame.data, frame.size, &cOptions, &requirements, &error) != RAVELO_OK)
@@ -149,8 +149,7 @@ public:
         const ravelo_buffer_requirements requirements = bufferRequirements(frame, options);
         reserve(requirements.bytes);
         std::vector<ravelo_damage> slices(options.damageCapacity);
-        ravelo_damage_report report{};
-        report.struct_size = sizeof report;
+        ravelo_damage_report report = RAVELO_DAMAGE_REPORT_INIT;
         report.slices = slices.data();
         report.capacity = slices.size();
         ravelo_decode_options cOptions = options.toC();
@@ -160,6 +159,7 @@ public:
         m_requirements = requirements;
         m_options = options;
         m_options.stop = nullptr;
+        m_options.hostStop = nullptr;
         m_damage = std::move(slices);
         m_failedSlices = report.failed;
         return isWhole;
@@ -212,8 +212,7 @@ private:
     }
 
     bool decodeInto(Bytes frame, ravelo_buffer_requirements const& requirements, ravelo_decode_options const& options) {
-        ravelo_output output{};
-        output.struct_size = sizeof output;
+        ravelo_output output = RAVELO_OUTPUT_INIT;
         output.memory = m_memory.get();
         output.memory_bytes = static_cast<std::size_t>(requirements.bytes);
         ravelo_error error;

@@ -227,7 +227,7 @@ TEST(DamageReportTest, TheRectanglesOfAllSlicesCoverThePictureOnce) {
                 ravelo_decode_options options = usualOptions();
                 options.reduction = reduction;
                 std::vector<ravelo_damage> slices(kRoom);
-                ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 0, 0};
+                ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 0, 0, sizeof(ravelo_damage)};
                 options.damage = &report;
                 std::vector<std::uint8_t> memory(1 << 16);
                 const HostDecode asked = hostDecode(headerOnly, options);
@@ -316,7 +316,7 @@ TEST(DamageReportTest, AReportChangesNoPixel) {
 
 TEST(DamageReportTest, ARefusedFrameLeavesAnEmptyReport) {
     ravelo_damage slice{};
-    ravelo_damage_report report{sizeof report, &slice, 1, 7, 7};
+    ravelo_damage_report report{sizeof report, &slice, 1, 7, 7, sizeof(ravelo_damage)};
     ravelo_decode_options options = usualOptions();
     options.damage = &report;
     const std::vector<std::uint8_t> frame(20);

@@ -1,4 +1,5 @@
-# Compares the symbols that LIBRARY exports with the functions that HEADER declares, and counts them: at most 20.
+# Compares the symbols that LIBRARY exports with the functions that HEADER declares and with the list in SYMBOLS, and counts
+# them: at most 20.
 execute_process(COMMAND "${NM}" -D --defined-only "${LIBRARY}" OUTPUT_VARIABLE symbols RESULT_VARIABLE failure)
 if(failure)
     message(FATAL_ERROR "nm fails on ${LIBRARY}")
@@ -19,6 +20,12 @@ list(SORT exported)
 list(SORT declared)
 if(NOT exported STREQUAL declared)
     message(FATAL_ERROR "the header declares ${declared}, the library exports ${exported}")
+endif()
+file(STRINGS "${SYMBOLS}" listed REGEX "^ ravelo_[a-z_]+@RAVELO_1")
+list(TRANSFORM listed REPLACE "^ (ravelo_[a-z_]+)@RAVELO_1 [0-9.]+$" "\\1")
+list(SORT listed)
+if(NOT exported STREQUAL listed)
+    message(FATAL_ERROR "${SYMBOLS} lists ${listed}, the library exports ${exported}")
 endif()
 if(exportedCount GREATER 20)
     message(FATAL_ERROR "the interface has ${exportedCount} functions; it keeps to 20")

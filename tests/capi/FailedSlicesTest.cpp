@@ -145,7 +145,7 @@ TEST(FailedSlicesTest, OnlySlicesThatFailAreFilled) {
         const std::size_t broken = frame.sliceOffsets[4];
         std::fill_n(frame.bytes.begin() + static_cast<std::ptrdiff_t>(broken) + 2, 4, std::uint8_t{0});
         ravelo_damage slice{};
-        ravelo_damage_report report{sizeof report, &slice, 1, 0, 0};
+        ravelo_damage_report report{sizeof report, &slice, 1, 0, 0, sizeof(ravelo_damage)};
         ravelo_decode_options options = filling(RAVELO_FAILED_BLACK, RAVELO_YCBCR, 8);
         options.damage = &report;
         const HostDecode decode = hostDecode(frame.bytes, options);

@@ -58,7 +58,7 @@ TEST(FailingMemoryTest, AReportIsCompleteWhereMemoryFailsAfterDamage) {
     std::vector<ravelo_damage> slices(7);
     int numAfterDamage = 0;
     for (long k = 0;; ++k) {
-        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 99, 99};
+        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 99, 99, sizeof(ravelo_damage)};
         ravelo_decode_options options = usualOptions();
         options.max_threads = 1;
         options.damage = &report;

@@ -115,7 +115,7 @@ TEST(HostileCostTest, ThirtySixBytesThatDeclareTheLargestAllowedPictureTakeLessT
         const Mapping memory(needsOf(frame, usualOptions()).bytes);
         ASSERT_TRUE(memory.exists());
         std::array<ravelo_damage, 100> slices{};
-        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 0, 0};
+        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 0, 0, sizeof(ravelo_damage)};
         const std::int32_t stop = 0;
         ravelo_decode_options stoppable = usualOptions();
         stoppable.stop = &stop;
@@ -149,7 +149,7 @@ TEST(HostileCostTest, TheSameFramesTakeLessThanAMegabyte) {
         const Mapping memory(needsOf(frame, usualOptions()).bytes);
         ASSERT_TRUE(memory.exists());
         std::array<ravelo_damage, 100> slices{};
-        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 0, 0};
+        ravelo_damage_report report{sizeof report, slices.data(), slices.size(), 0, 0, sizeof(ravelo_damage)};
         const std::int32_t stop = 0;
         ravelo_decode_options options = usualOptions();
         options.damage = &report;

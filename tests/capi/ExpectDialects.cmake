@@ -1,0 +1,30 @@
+# Compiles SOURCE, which uses every initialiser, in each version of C and of C++, without a warning; and IGNORING, which ignores
+# a status, only without -Werror.
+# g++ finds ignored results after its check of the syntax, so code is made.
+set(flags -Wall -Wextra -Wpedantic -Werror -S -o "${CMAKE_CURRENT_BINARY_DIR}/dialects.s" "-I${INCLUDE}" "-I${GENERATED}")
+set(failures)
+foreach(compiler IN LISTS COMPILERS)
+    if(compiler MATCHES "\\+\\+")
+        set(dialects c++98 c++11 c++14 c++17 c++20 c++2b)
+        set(language c++)
+    else()
+        set(dialects c89 c99 c11 c17 c2x)
+        set(language c)
+    endif()
+    foreach(dialect IN LISTS dialects)
+        execute_process(COMMAND "${compiler}" -std=${dialect} -x ${language} ${flags} "${SOURCE}"
+            RESULT_VARIABLE result ERROR_VARIABLE messages)
+        if(NOT result EQUAL 0)
+            list(APPEND failures "${compiler} -std=${dialect}:\n${messages}")
+        endif()
+        execute_process(COMMAND "${compiler}" -std=${dialect} -x ${language} ${flags} "${IGNORING}"
+            RESULT_VARIABLE result ERROR_VARIABLE messages)
+        if(result EQUAL 0 OR NOT messages MATCHES "unused-result")
+            list(APPEND failures "${compiler} -std=${dialect} lets a status be ignored: ${messages}")
+        endif()
+    endforeach()
+endforeach()
+if(failures)
+    list(JOIN failures "\n" text)
+    message(FATAL_ERROR "${text}")
+endif()

@@ -1,0 +1,20 @@
+# Copies the sources of the C interface from SOURCE to TARGET, as a later version would have them: every structure that may
+# grow has one member more.
+file(GLOB sources "${SOURCE}/*.cpp" "${SOURCE}/*.h")
+file(MAKE_DIRECTORY "${TARGET}")
+foreach(source IN LISTS sources)
+    get_filename_component(name "${source}" NAME)
+    file(READ "${source}" text)
+    if(name STREQUAL "ravelo.h")
+        set(grown 0)
+        foreach(structure frame_info frame_check damage damage_report decode_options buffer_requirements output)
+            string(REPLACE "\n} ravelo_${structure};" "\n    uint64_t later_member;\n} ravelo_${structure};" longer "${text}")
+            if(longer STREQUAL text)
+                message(FATAL_ERROR "ravelo.h has no structure ravelo_${structure}")
+            endif()
+            set(text "${longer}")
+        endforeach()
+    endif()
+    # Semicolons and brackets in the text must stay as they are.
+    file(WRITE "${TARGET}/${name}" "${text}")
+endforeach()
