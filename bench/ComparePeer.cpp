@@ -27,7 +27,8 @@ namespace {
 struct Options {
     std::filesystem::path folder;
     ContestRules rules;
-    std::vector<std::string> parts{"planar", "rgb", "entropy", "reduced", "baseline", "threads"};
+    std::vector<std::string> parts{"planar",   "rgb",   "rgba",    "entropy", "reduced",
+                                   "baseline", "forms", "regions", "threads"};
 };
 
 constexpr const char* kPhotographs[] = {"low", "middle", "high"};
@@ -127,6 +128,54 @@ void compareReduced(Options const& options) {
     print("Reduced sizes, as a part of the full size's cost (4:2:2, 8 bits, one thread)", table);
 }
 
+// What other forms of the pixels cost beside the native decode of the same frames.
+void compareForms(Options const& options, OptimizationTarget target) {
+    struct Form {
+        PixelForm form;
+        std::uint32_t bitDepth;
+    };
+    constexpr Form kForms[] = {
+        {PixelForm::Rgba, 8}, {PixelForm::Rgba, 16}, {PixelForm::RgbaHalf, 16}, {PixelForm::Planar, 10}};
+    MarkdownTable table({"picture", "coded, 10 bits, clocks per pixel", "RGBA, 8 bits", "RGBA, 16 bits", "RGBA, halves",
+                         "planar, 10 bits"});
+    for (std::string const& name : pictureNames(options, "422")) {
+        DecodeRequest request;
+        request.target = target;
+        FrameDecode coded(frameNamed(options, name), request);
+        std::vector<std::string> row{name, ""};
+        for (Form const& form : kForms) {
+            request.form = form.form;
+            request.bitDepth = form.bitDepth;
+            FrameDecode formed(frameNamed(options, name), request);
+            const ContestResult result = contest([&] { formed.run(); }, [&] { coded.run(); }, options.rules);
+            row[1] = fixed(result.secondClocks / coded.numPixels(), 1);
+            row.push_back(fixed(result.ratio, 2));
+        }
+        table.addRow(row);
+    }
+    print("Forms of the pixels, as a part of the native decode's cost (4:2:2, one thread)", table);
+}
+
+// A sixteenth of a picture, in its middle, beside the whole.
+void compareRegions(Options const& options) {
+    MarkdownTable table({"picture", "coded, 10 bits", "RGBA, 8 bits"});
+    for (std::string const& name : pictureNames(options, "422")) {
+        std::vector<std::string> row{name};
+        for (const PixelForm form : {PixelForm::Coded, PixelForm::Rgba}) {
+            DecodeRequest request;
+            request.form = form;
+            request.bitDepth = form == PixelForm::Coded ? 10 : 8;
+            FrameDecode whole(frameNamed(options, name), request);
+            const std::uint32_t width = whole.width() / 8 * 2, height = whole.height() / 4;
+            request.region = {width / 2 * 3 / 2 * 2, height * 3 / 2, width, height};
+            FrameDecode part(frameNamed(options, name), request);
+            row.push_back(fixed(contest([&] { part.run(); }, [&] { whole.run(); }, options.rules).ratio, 3));
+        }
+        table.addRow(row);
+    }
+    print("A sixteenth of the picture, as a part of the whole's cost (4:2:2, one thread)", table);
+}
+
 // What a frame costs in a batch of frames back to back.
 Cost costOfFrame(FrameDecode& decode, std::size_t numThreads) {
     constexpr unsigned int kWarmingFrames = 5;
@@ -182,6 +231,16 @@ void runPart(Options const& options, std::string const& part) {
         request.colorCoding = ColorCoding_RGBFull;
         compareFrames(options, "4:4:4, RGB, 16 bits, AVX2, against BGRX (one thread)", "444", request,
                       &PeerDecode::toPixels);
+    } else if (part == "rgba") {
+        request.bitDepth = 8;
+        request.form = PixelForm::Rgba;
+        compareFrames(options, "4:2:2, RGBA, 8 bits, AVX2, against BGRX (one thread)", "422", request,
+                      &PeerDecode::toPixels);
+    } else if (part == "forms") {
+        compareForms(options, request.target);
+        compareForms(options, OptimizationTarget::Baseline);
+    } else if (part == "regions") {
+        compareRegions(options);
     } else if (part == "entropy") {
         compareEntropy(options);
     } else if (part == "reduced") {
@@ -204,7 +263,8 @@ int main(int argc, char** argv) {
     app.add_option("--rounds", options.rules.numRounds, "Rounds of each comparison")->check(CLI::Range(1, 100000));
     app.add_option("--frames", options.rules.numRepetitions, "Frames back to back in each run")
         ->check(CLI::Range(1, 100000));
-    app.add_option("--only", options.parts, "Parts to run: planar, rgb, entropy, reduced, baseline, threads")
+    app.add_option("--only", options.parts,
+                   "Parts to run: planar, rgb, rgba, entropy, reduced, baseline, forms, regions, threads")
         ->check(CLI::IsMember(options.parts));
     CLI11_PARSE(app, argc, argv);
     try {

@@ -11,11 +11,18 @@
 
 FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeRequest const& request)
     : m_frame(std::move(frame)), m_request(request) {
-    const Bitstream bits{m_frame.data(), m_frame.size()};
-    const PixelBuffer info = Frame::GetFrameInfo(bits, request.bitDepth, 0);
+    const PixelBuffer info = Frame::GetFrameInfo({m_frame.data(), m_frame.size()}, request.bitDepth, 0);
     m_width = static_cast<std::uint32_t>(info.width);
     m_height = static_cast<std::uint32_t>(info.height);
-    const BufferRequirements needed = bufferRequirements(bits, request.bitDepth, request.downSampleFactor);
+    if (isFormed())
+        prepareFormed();
+    else
+        prepareCoded();
+}
+
+void FrameDecode::prepareCoded() {
+    const Bitstream bits{m_frame.data(), m_frame.size()};
+    const BufferRequirements needed = bufferRequirements(bits, m_request.bitDepth, m_request.downSampleFactor);
     m_lineStride = static_cast<std::int64_t>(needed.safeStride);
     constexpr std::size_t kAlignment = 64;
     m_output.assign(needed.bytes + kAlignment, 1);
@@ -24,7 +31,26 @@ FrameDecode::FrameDecode(std::vector<std::uint8_t> frame, DecodeRequest const& r
     m_firstLine = static_cast<std::uint8_t*>(std::align(kAlignment, needed.bytes, firstLine, space));
 }
 
+// Lines are as long as those of hosts: eight bytes a pixel or four, or two or one of each plane.
+void FrameDecode::prepareFormed() {
+    PixelRectangle& region = m_request.region;
+    if (region.width == 0)
+        region = {0, 0, m_width >> m_request.downSampleFactor, m_height >> m_request.downSampleFactor};
+    const std::size_t samples = m_request.form == PixelForm::Planar ? 1 : 4;
+    const std::size_t stride = samples * (m_request.bitDepth > 8 ? 2 : 1) * region.width;
+    m_output.assign(stride * region.height * 4, 1);
+    m_pictureOutput.form = m_request.form;
+    m_pictureOutput.region = region;
+    for (std::size_t i = 0; i < 4; ++i)
+        m_pictureOutput.planes[i] = {m_output.data() + i * stride * region.height, static_cast<std::int64_t>(stride)};
+}
+
 void FrameDecode::run() {
+    if (isFormed()) {
+        const Frame frame({m_frame.data(), m_frame.size()}, m_pictureOutput, m_request.colorCoding, m_request.bitDepth,
+                          m_request.target, m_request.downSampleFactor);
+        return;
+    }
     RaveloDecoderInterface::DecompressFrameFromBits(m_frame.data(), m_frame.size(), m_request.downSampleFactor,
                                                     m_request.colorCoding, m_request.bitDepth, m_firstLine,
                                                     m_lineStride, m_request.target);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "OptimizationTarget.h"
+#include "PictureOutput.h"
 #include "PixelBuffer.h"
 #include "VariantSelection.h"
 
@@ -14,6 +15,8 @@ struct DecodeRequest {
     ColorCoding colorCoding = ColorCoding_YCbCr;
     std::uint32_t bitDepth = 10;
     std::uint32_t downSampleFactor = 0;
+    PixelForm form = PixelForm::Coded;
+    PixelRectangle region = {}; // without a size the whole picture
 };
 
 // A frame in memory with an output buffer whose pages are already mapped, so that a decode measures the decoder and not
@@ -32,12 +35,17 @@ public:
     std::vector<std::uint8_t> const& frame() const { return m_frame; }
 
 private:
+    bool isFormed() const { return m_request.form != PixelForm::Coded || m_request.region.width != 0; }
+    void prepareCoded();
+    void prepareFormed();
+
     std::vector<std::uint8_t> m_frame;
     DecodeRequest m_request;
     std::uint32_t m_width = 0;
     std::uint32_t m_height = 0;
     std::int64_t m_lineStride = 0;
     std::vector<std::uint8_t> m_output;
+    PictureOutput m_pictureOutput;       // of another form or a region
     std::uint8_t* m_firstLine = nullptr; // in m_output, aligned to a cache line as hosts' frame buffers are
 };
 

@@ -27,6 +27,7 @@ struct Case {
     ColorCoding colorCoding;
     std::uint32_t bitDepth;
     std::uint32_t downSampleFactor;
+    PixelForm form = PixelForm::Coded;
 };
 
 constexpr Case kCases[] = {
@@ -37,6 +38,11 @@ constexpr Case kCases[] = {
     {"422-half-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 8, 1},
     {"422-quarter-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 8, 2},
     {"422-eighth-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 8, 3},
+    {"422-rgba8bit-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 8, 0, PixelForm::Rgba},
+    {"422-rgba16bit-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 16, 0, PixelForm::Rgba},
+    {"422-rgbahalf-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 16, 0, PixelForm::RgbaHalf},
+    {"422-planar10bit-3.5bpp", ChromaFormat::C422, 3.5, ColorCoding_YCbCr, 10, 0, PixelForm::Planar},
+    {"444-rgba8bit-3.5bpp", ChromaFormat::C444, 3.5, ColorCoding_YCbCr, 8, 0, PixelForm::Rgba},
     {"444-16bit-3.5bpp", ChromaFormat::C444, 3.5, ColorCoding_YCbCr, 16, 0},
     {"444-rgb16bit-3.5bpp", ChromaFormat::C444, 3.5, ColorCoding_RGBFull, 16, 0},
     {"444-rgb8bit-3.5bpp", ChromaFormat::C444, 3.5, ColorCoding_RGBFull, 8, 0},
@@ -44,7 +50,8 @@ constexpr Case kCases[] = {
 
 void registerCase(std::string const& subject, Case const& frameCase, std::uint32_t width, std::uint32_t height) {
     for (const OptimizationTarget target : runnableTargets()) {
-        const DecodeRequest request{target, frameCase.colorCoding, frameCase.bitDepth, frameCase.downSampleFactor};
+        const DecodeRequest request{target, frameCase.colorCoding, frameCase.bitDepth, frameCase.downSampleFactor,
+                                    frameCase.form};
         const std::string name = subject + "/" + frameCase.name + "/" + nameOf(target);
         benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
             benchDecode(state, benchFrame(width, height, frameCase.chromaFormat, frameCase.bitsPerPixel), request);
