@@ -75,6 +75,23 @@ ravelo_decode_options optionsFrom(FuzzInput& input) {
     return options;
 }
 
+// Form and region from the last bytes of the options, which older inputs leave at zero or use for other things too.
+void addForm(ravelo_decode_options& options, std::span<const std::uint8_t> tail) {
+    if (tail.size() < 4)
+        return;
+    options.pixel_form = tail[0] % 8;
+    if (options.pixel_form > 5)
+        options.pixel_form = RAVELO_CODED;
+    if ((tail[0] & 0x80) == 0)
+        return;
+    options.region_x = tail[1];
+    options.region_y = tail[2];
+    options.region_width = 1u + (tail[3] & 31u) * ((tail[0] & 0x40) != 0 ? 8u : 1u);
+    options.region_height = 1u + (tail[3] >> 5) * ((tail[0] & 0x20) != 0 ? 16u : 1u);
+    if ((tail[0] & 0x10) != 0)
+        options.region_width += 0xFFFFFF00;
+}
+
 ravelo_output outputFrom(FuzzInput& input, ravelo_buffer_requirements const& needs, std::size_t& memoryBytes) {
     ravelo_output output{};
     output.struct_size = sizeof output;
@@ -97,6 +114,25 @@ ravelo_output outputFrom(FuzzInput& input, ravelo_buffer_requirements const& nee
         output.stride = static_cast<std::int64_t>(std::uint64_t{input.word()} << 48 | input.word());
     output.memory_bytes = memoryBytes;
     return output;
+}
+
+// Memory of exactly the size of each plane; one of them may be wrong by a byte.
+std::vector<std::unique_ptr<std::uint8_t[]>> addPlanes(ravelo_output& output, FuzzInput& input,
+                                                       ravelo_buffer_requirements const& needs) {
+    std::vector<std::unique_ptr<std::uint8_t[]>> memory;
+    const std::uint8_t choice = input.byte();
+    for (std::uint32_t i = 0; i < needs.num_planes; ++i) {
+        ravelo_plane_requirements const& plane = needs.planes[i];
+        const bool isShort = (choice >> 4) == i + 1 && plane.bytes != 0;
+        const std::size_t bytes = plane.bytes - (isShort ? 1 : 0);
+        memory.push_back(std::make_unique_for_overwrite<std::uint8_t[]>(bytes));
+        output.planes[i] = {memory.back().get(), bytes, 0, 0};
+        if ((choice >> i & 1) != 0 && plane.height != 0) {
+            output.planes[i].first_line = plane.bytes - plane.least_stride;
+            output.planes[i].stride = -static_cast<std::int64_t>(plane.least_stride);
+        }
+    }
+    return memory;
 }
 
 // The report holds the first of the failed slices in their order and nothing else.
@@ -122,12 +158,15 @@ void requireSound(ravelo_damage_report const& report, ravelo_buffer_requirements
 
 class Session {
 public:
-    Session(FuzzInput options, std::span<const std::uint8_t> frame) : m_input(options), m_frame(frame) {}
+    Session(std::span<const std::uint8_t> options, std::span<const std::uint8_t> frame)
+        : m_options(options), m_input(options.data(), options.size()), m_frame(frame) {}
 
     void run() {
         checkStructure();
         askForInformation();
         ravelo_decode_options options = optionsFrom(m_input);
+        if (m_options.size() == kOptionBytes)
+            addForm(options, m_options.last(4));
         const std::uint8_t capacity = m_input.byte();
         const bool reports = (capacity & 0x80) != 0;
         std::vector<ravelo_damage> entries(capacity & 0x7F);
@@ -186,6 +225,7 @@ private:
         ravelo_output output = outputFrom(m_input, needs, memoryBytes);
         const auto memory = std::make_unique_for_overwrite<std::uint8_t[]>(memoryBytes);
         output.memory = memory.get();
+        const auto planes = addPlanes(output, m_input, needs);
         HostStructure<ravelo_output> held(output, m_input);
         ravelo_decode_options withStop = *options;
         withStop.struct_size = sizeof withStop;
@@ -199,6 +239,7 @@ private:
             requireSound(*report, needs, status == RAVELO_OK);
     }
 
+    std::span<const std::uint8_t> m_options;
     FuzzInput m_input;
     std::span<const std::uint8_t> m_frame;
     ravelo_error m_error{};
@@ -213,6 +254,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FuzzInput input(data, size);
     const std::span<const std::uint8_t> options = input.bytes(kOptionBytes);
     const ExactCopy frame(input.rest());
-    Session(FuzzInput(options.data(), options.size()), {frame.data(), frame.size()}).run();
+    Session(options, {frame.data(), frame.size()}).run();
     return 0;
 }
