@@ -77,6 +77,11 @@ struct Options {
     std::uint32_t markColor = 0xFF00FF;                           /**< 0xRRGGBB for RAVELO_FAILED_MARKED. */
     std::uint32_t maxReadFactor = RAVELO_DEFAULT_MAX_READ_FACTOR; /**< Or RAVELO_NO_READ_LIMIT. */
     std::uint64_t maxPixels = RAVELO_DEFAULT_MAX_PIXELS;          /**< Or RAVELO_NO_PIXEL_LIMIT. */
+    std::uint32_t pixelForm = RAVELO_CODED;                       /**< A ravelo_pixel_form; its depth is in bitDepth. */
+    std::uint32_t regionX = 0;                                    /**< The region: its first column, */
+    std::uint32_t regionY = 0;                                    /**< first line, */
+    std::uint32_t regionWidth = 0;                                /**< columns */
+    std::uint32_t regionHeight = 0;                               /**< and lines; all 0: the whole picture. */
     const StopFlag* stop = nullptr;                               /**< A flag that may end the decode. */
     const std::atomic<std::int32_t>* hostStop = nullptr;          /**< Without `stop`: a flag of the host's own. */
     std::size_t damageCapacity = 0; /**< Maximum length of the damage list; all are counted. */
@@ -86,13 +91,18 @@ struct Options {
         ravelo_decode_options options = RAVELO_DECODE_OPTIONS_INIT;
         options.reduction = reduction;
         options.coding = coding;
-        options.bit_depth = bitDepth;
+        options.bit_depth = pixelForm == RAVELO_RGBA_HALF ? 0 : bitDepth;
         options.target = target;
         options.max_threads = maxThreads;
         options.failed_slices = failedSlices;
         options.mark_color = markColor;
         options.max_read_factor = maxReadFactor;
         options.max_pixels = maxPixels;
+        options.pixel_form = pixelForm;
+        options.region_x = regionX;
+        options.region_y = regionY;
+        options.region_width = regionWidth;
+        options.region_height = regionHeight;
         options.stop = hostStop;
         if (stop != nullptr)
             options.stop = stop->flag();
@@ -165,11 +175,21 @@ public:
         return isWhole;
     }
 
+    /** 3 or 4 (Y, Cb, Cr, A) for RAVELO_PLANAR, else 1. The members without a plane's number are those of the first. */
+    std::uint32_t planes() const noexcept { return m_requirements.num_planes; }
+    /** Samples of a line of a plane; pixels where there is one plane. */
+    std::uint32_t planeWidth(std::uint32_t plane) const noexcept { return m_requirements.planes[plane].width; }
+    /** Line `y` of a plane, below height(). */
+    const std::uint8_t* planeLine(std::uint32_t plane, std::uint32_t y) const noexcept {
+        const std::size_t stride = static_cast<std::size_t>(m_requirements.planes[plane].least_stride);
+        return data() + offsetOf(m_requirements, plane) + std::size_t{y} * stride;
+    }
+
     /** Pixels of a line. */
     std::uint32_t width() const noexcept { return m_requirements.width; }
     /** Lines. */
     std::uint32_t height() const noexcept { return m_requirements.height; }
-    /** 2 (Cb Y Cr Y) or 4 (A Y Cb Cr, or A R G B). */
+    /** 2 (Cb Y Cr Y), 4 (A Y Cb Cr, A R G B, R G B A or B G R A) or, in planes, 1. */
     std::uint32_t samplesPerPixel() const noexcept { return m_requirements.samples_per_pixel; }
     /** 1 or 2. */
     std::uint32_t bytesPerSample() const noexcept { return m_requirements.bytes_per_sample; }
@@ -201,6 +221,14 @@ public:
     std::uint64_t failedSlices() const noexcept { return m_failedSlices; }
 
 private:
+    // Planes are one after the other.
+    static std::size_t offsetOf(ravelo_buffer_requirements const& requirements, std::uint32_t plane) noexcept {
+        std::uint64_t offset = 0;
+        for (std::uint32_t i = 0; i < plane; ++i)
+            offset += requirements.planes[i].bytes;
+        return static_cast<std::size_t>(offset);
+    }
+
     void reserve(std::uint64_t bytes) {
         if (bytes <= m_capacity && m_memory != nullptr)
             return;
@@ -215,6 +243,10 @@ private:
         ravelo_output output = RAVELO_OUTPUT_INIT;
         output.memory = m_memory.get();
         output.memory_bytes = static_cast<std::size_t>(requirements.bytes);
+        for (std::uint32_t i = 0; i < requirements.num_planes; ++i) {
+            output.planes[i].memory = m_memory.get() + offsetOf(requirements, i);
+            output.planes[i].memory_bytes = static_cast<std::size_t>(requirements.planes[i].bytes);
+        }
         ravelo_error error;
         const ravelo_status status = ravelo_decode(frame.data, frame.size, &output, &options, &error);
         if (status != RAVELO_OK && status != RAVELO_STOPPED)

@@ -136,3 +136,44 @@ TEST(WrapperTest, AnImageThatIsReducedToNothingIsEmpty) {
     EXPECT_EQ(image.width(), 0u);
     EXPECT_EQ(image.height(), 0u);
 }
+
+TEST(WrapperTest, AnImageHoldsFormsPlanesAndRegions) {
+    const std::vector<std::uint8_t> frame = smallFrame(smallSpec(2, 0, 0), 1).bytes; // 75 x 52
+    ravelo::Options options;
+    options.pixelForm = RAVELO_RGBA;
+    const ravelo::Image whole(frame, options);
+    EXPECT_EQ(whole.planes(), 1u);
+    EXPECT_EQ(whole.lineBytes(), 4u * 75);
+    options.regionX = 5;
+    options.regionY = 7;
+    options.regionWidth = 20;
+    options.regionHeight = 9;
+    const ravelo::Image region(frame, options);
+    ASSERT_EQ(region.width(), 20u);
+    ASSERT_EQ(region.height(), 9u);
+    for (std::uint32_t y = 0; y < 9; ++y)
+        EXPECT_EQ(std::memcmp(region.line(y), whole.line(7 + y) + 4 * 5, 4 * 20), 0);
+
+    ravelo::Options planar;
+    planar.pixelForm = RAVELO_PLANAR;
+    planar.bitDepth = 10;
+    ravelo::Options coded;
+    coded.bitDepth = 10;
+    const ravelo::Image planes(frame, planar), pixels(frame, coded);
+    ASSERT_EQ(planes.planes(), 3u);
+    EXPECT_EQ(planes.planeWidth(1), 38u);
+    for (std::uint32_t y = 0; y < 52; ++y) {
+        for (std::uint32_t x = 0; x < 75; ++x) {
+            const auto at = [&](std::uint32_t plane, std::uint32_t index) {
+                std::uint16_t sample;
+                std::memcpy(&sample, planes.planeLine(plane, y) + 2 * index, sizeof sample);
+                return sample;
+            };
+            ASSERT_EQ(at(0, x), pixels.sample(y, 2 * x + 1));
+            ASSERT_EQ(at(1 + x % 2, x / 2), pixels.sample(y, 2 * x));
+        }
+    }
+    ravelo::Options half;
+    half.pixelForm = RAVELO_RGBA_HALF;
+    EXPECT_EQ(ravelo::Image(frame, half).lineBytes(), 8u * 75);
+}
