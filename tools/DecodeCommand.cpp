@@ -359,6 +359,7 @@ void addDecodeCommand(CommandLine& commandLine) {
         .value("FORMAT")
         .oneOf(names);
     addRequestOptions(command, options->request);
+    addRegionOption(command, options->request);
     addFailedSlicesOptions(command, options->request);
     command.option("--missing", options->missing, "what to do for a missing frame of a sequence")
         .value("WHAT")

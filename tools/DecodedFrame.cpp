@@ -22,6 +22,10 @@ ravelo_decode_options unlimitedOptions(DecodeRequest const& request) {
     options.coding = static_cast<std::uint32_t>(request.colorCoding);
     options.bit_depth = request.bitDepth;
     options.target = RAVELO_TARGET_BASELINE + static_cast<std::uint32_t>(request.target);
+    options.region_x = request.region.x;
+    options.region_y = request.region.y;
+    options.region_width = request.region.width;
+    options.region_height = request.region.height;
     options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
     options.max_read_factor = RAVELO_NO_READ_LIMIT;
     return options;
@@ -85,7 +89,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     m_damage.clear();
     m_failedSlices = 0;
     const ravelo_buffer_requirements requirements =
-        bufferRequirements(frame, request.bitDepth, request.downSampleFactor);
+        bufferRequirements(frame, request.bitDepth, request.downSampleFactor, request.region);
     m_width = requirements.width;
     m_height = requirements.height;
     m_samplesPerPixel = requirements.samples_per_pixel;

@@ -8,6 +8,7 @@
 
 #include "FrameHeader.h"
 #include "OptimizationTarget.h"
+#include "PictureOutput.h"
 #include "PixelBuffer.h"
 #include "ravelo.h"
 
@@ -24,6 +25,7 @@ struct DecodeRequest {
     std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
     bool pixelsAreUsed = true;          // false: pixels that no slice writes are not touched either
     bool listsAllDamage = true;         // false: if many slices fail, not all of them are listed, only counted
+    PixelRectangle region = {};         // of the picture; without a size the whole picture
 };
 
 // The pixels of a decoded frame as the library delivers them. The object can be used for one frame after the other and

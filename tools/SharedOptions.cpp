@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <limits>
+#include <string_view>
 
 #include "PixelBuffer.h"
 #include "ravelo.h"
@@ -94,6 +95,13 @@ void addFailedSlicesOptions(Subcommand& command, RequestOptions& options) {
         .showDefault();
 }
 
+void addRegionOption(Subcommand& command, RequestOptions& options) {
+    command
+        .option("--region", options.region,
+                "part of the picture: first column and line, width and height, in pixels of the chosen size")
+        .value("X,Y,WxH");
+}
+
 void addRequestOptions(Subcommand& command, RequestOptions& options) {
     command.option("--size", options.size, "size of the decoded picture; reduced sizes have 8 bits")
         .value("SIZE")
@@ -135,6 +143,29 @@ std::uint32_t colorOf(std::string const& text) {
     return color;
 }
 
+// Takes a number from the front of the text, and then the separator, or the end where that is 0.
+bool takeNumber(std::string_view& text, char separator, std::uint32_t& number) {
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (result.ec != std::errc())
+        return false;
+    text.remove_prefix(static_cast<std::size_t>(result.ptr - text.data()));
+    if (separator == 0)
+        return text.empty();
+    const bool follows = !text.empty() && text.front() == separator;
+    text.remove_prefix(follows ? 1 : 0);
+    return follows;
+}
+
+PixelRectangle regionOf(std::string const& text) {
+    PixelRectangle region;
+    std::string_view rest = text;
+    const bool isGood = takeNumber(rest, ',', region.x) && takeNumber(rest, ',', region.y) &&
+                        takeNumber(rest, 'x', region.width) && takeNumber(rest, 0, region.height);
+    if (!isGood || region.width == 0 || region.height == 0)
+        throw usageError("--region takes column, line, width and height such as 16,32,640x360, not {}", text);
+    return region;
+}
+
 } // namespace
 
 DecodeRequest requestOf(RequestOptions const& options, std::uint32_t defaultBitDepth, ColorCoding defaultCoding) {
@@ -154,5 +185,7 @@ DecodeRequest requestOf(RequestOptions const& options, std::uint32_t defaultBitD
                            : options.failed == "left" ? FailedSlices::Left
                                                       : FailedSlices::Black;
     request.markColor = colorOf(options.markColor);
+    if (!options.region.empty())
+        request.region = regionOf(options.region);
     return request;
 }

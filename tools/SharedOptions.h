@@ -37,7 +37,9 @@ struct RequestOptions {
     std::string target = "auto";
     std::string failed = "black";
     std::string markColor = "FF00FF";
+    std::string region; // empty: the whole picture
 };
+void addRegionOption(Subcommand& command, RequestOptions& options);
 void addRequestOptions(Subcommand& command, RequestOptions& options);
 
 // --failed and --mark-color.

@@ -277,3 +277,35 @@ TEST(DecodeCommandTest, DamagedFramesOfTheVectorsNeverCrash) {
         EXPECT_LE(result.exitCode, 3) << result.error;
     }
 }
+
+TEST(DecodeCommandTest, ARegionIsThatPartOfTheWhole) {
+    for (std::string const& name : {k422, k444}) {
+        for (const char* const size : {"full", "half"}) {
+            const CommandResult whole = runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size});
+            const CommandResult region =
+                runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size, "--region", "4,2,6x5"});
+            ASSERT_EQ(whole.exitCode, 0) << whole.error;
+            ASSERT_EQ(region.exitCode, 0) << region.error;
+            ASSERT_THAT(region.output, testing::StartsWith("P6\n6 5\n255\n"));
+            const std::size_t pixels = region.output.size() - 3 * 6 * 5;
+            const std::size_t width = std::stoul(whole.output.substr(3));
+            const std::size_t height = std::stoul(whole.output.substr(whole.output.find(' ') + 1));
+            const std::size_t first = whole.output.size() - 3 * width * height;
+            for (std::size_t y = 0; y < 5; ++y)
+                // Chroma of the last column is that of the region's own.
+                EXPECT_EQ(region.output.substr(pixels + 18 * y, 15),
+                          whole.output.substr(first + 3 * (width * (y + 2) + 4), 15))
+                    << name << " " << size << " line " << y;
+        }
+    }
+}
+
+TEST(DecodeCommandTest, WrongRegionsAreRefused) {
+    for (const char* const region : {"", "1", "1,2", "1,2,3", "1,2,3x", "1,2,0x3", "1,2,3x0", "1,2,3x4x", "a,2,3x4",
+                                     "-1,2,3x4", "1,2,4294967296x1"}) {
+        if (*region != 0)
+            expectFailure({"decode", k444, "-F", "null", std::string("--region=") + region}, 2, "--region takes");
+    }
+    expectFailure({"decode", k444, "-F", "null", "--region", "0,0,4000x4"}, 1, "not inside the picture");
+    expectFailure({"decode", k422, "-F", "null", "--region", "1,0,4x4"}, 1, "region_x is 1");
+}
