@@ -41,9 +41,9 @@ void mutateBits(std::vector<std::uint8_t>& bytes, std::size_t from, Random& rand
 }
 
 template <class Damage>
-void checkDamaged(std::uint32_t seed, int count, Damage damage) {
+void checkDamaged(std::uint32_t seed, std::uint32_t count, Damage damage) {
     Random random = seeded(seed);
-    for (int i = 0; i < count; ++i) {
+    for (std::uint32_t i = 0; i < numRounds(count); ++i) {
         const FrameSpec spec = randomSpec(random);
         MadeFrame made = randomFrame(spec, random);
         damage(made, random);

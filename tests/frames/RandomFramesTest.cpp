@@ -39,9 +39,9 @@ void checkEveryForm(FrameSpec const& spec, MadeFrame const& made, Random& random
     }
 }
 
-void checkRandomFrames(std::uint32_t seed, int count, void (*adjust)(FrameSpec&)) {
+void checkRandomFrames(std::uint32_t seed, std::uint32_t count, void (*adjust)(FrameSpec&)) {
     Random random = seeded(seed);
-    for (int i = 0; i < count; ++i) {
+    for (std::uint32_t i = 0; i < numRounds(count); ++i) {
         FrameSpec spec = randomSpec(random);
         adjust(spec);
         const MadeFrame made = randomFrame(spec, random);
@@ -101,7 +101,7 @@ TEST(RandomFramesTest, EverySizeFrom1x1To18x18EqualsTheModel) {
 TEST(RandomFramesTest, EveryTransformVariantGivesTheSameReducedPictures) {
     Random random = seeded(2006);
     for (Variant const& variant : runnableVariants()) {
-        for (int i = 0; i < 40; ++i) {
+        for (std::uint32_t i = 0; i < numRounds(40); ++i) {
             const FrameSpec spec = randomSpec(random);
             const MadeFrame made = randomFrame(spec, random);
             for (const OptimizationTarget target : runnableTargets()) {

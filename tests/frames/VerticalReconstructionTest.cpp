@@ -93,7 +93,7 @@ void expectAgreementInAllForms(MadeFrame const& made, FrameSpec const& spec, std
 
 TEST(VerticalReconstructionTest, RandomFramesOfEveryKindEqualThePlainForm) {
     Random random = seeded(7701);
-    for (int round = 0; round < 120; ++round) {
+    for (std::uint32_t round = 0; round < numRounds(120); ++round) {
         const FrameSpec spec = randomSpec(random);
         expectAgreementInAllForms(randomFrame(spec, random), spec, 0);
     }

@@ -72,9 +72,10 @@ DispatchStateKeeper::~DispatchStateKeeper() {
     ownFeaturesAreValid = m_featuresAreValid;
 }
 
-std::vector<Block16> trialBlocks(Random& generator, int numRandomOfEachKind) {
+std::vector<Block16> trialBlocks(Random& generator, std::uint32_t numRandomOfEachKind) {
     std::vector<Block16> blocks;
-    for (int trial = 0; trial < kNumRandomKinds * numRandomOfEachKind; ++trial) {
+    const int numRandom = kNumRandomKinds * static_cast<int>(numRandomOfEachKind);
+    for (int trial = 0; trial < numRandom; ++trial) {
         Block16 block = {};
         for (std::int16_t& coefficient : block)
             coefficient = randomCoefficient(generator, trial % kNumRandomKinds);
@@ -93,10 +94,10 @@ std::vector<Block16> trialBlocks(Random& generator, int numRandomOfEachKind) {
     return blocks;
 }
 
-std::vector<BlockFloat> trialFloatBlocks(Random& generator, int limit, int numOfEachKind) {
+std::vector<BlockFloat> trialFloatBlocks(Random& generator, int limit, std::uint32_t numOfEachKind) {
     std::uniform_int_distribution<int> coefficient(-limit, limit);
     std::vector<BlockFloat> blocks;
-    for (int trial = 0; trial < 3 * numOfEachKind; ++trial) {
+    for (int trial = 0; trial < 3 * static_cast<int>(numOfEachKind); ++trial) {
         BlockFloat block = {};
         for (int i = 0; i < 64; ++i) {
             const int drawn = coefficient(generator);

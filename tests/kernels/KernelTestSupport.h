@@ -53,10 +53,10 @@ private:
 
 // Blocks of every kind: random over the whole range, only the two extremes, small, sparse, single extreme
 // coefficients, and constant extremes.
-std::vector<Block16> trialBlocks(Random& generator, int numRandomOfEachKind);
+std::vector<Block16> trialBlocks(Random& generator, std::uint32_t numRandomOfEachKind);
 
 // Blocks of whole float coefficients in [-limit, limit]: dense, falling off with frequency, and sparse.
-std::vector<BlockFloat> trialFloatBlocks(Random& generator, int limit, int numOfEachKind);
+std::vector<BlockFloat> trialFloatBlocks(Random& generator, int limit, std::uint32_t numOfEachKind);
 
 Block16 blockWithDc(std::int16_t dc);
 

@@ -59,7 +59,7 @@ double largestDifference(BlockFloat const& a, BlockFloat const& b) {
 
 TEST_P(KernelVariantsTest, FixedPointTransformsGiveThePlainBits) {
     Random generator = seeded(20260);
-    for (Block16 const& block : trialBlocks(generator, 5000)) {
+    for (Block16 const& block : trialBlocks(generator, numRounds(5000))) {
         Block16 full = {};
         ASSERT_EQ(GetParam().inverse8x8(block.data(), full.data()), 0);
         ASSERT_EQ(full, literalInverse8x8(block));
@@ -75,7 +75,7 @@ TEST_P(KernelVariantsTest, FixedPointTransformsGiveThePlainBits) {
 TEST_P(PlainArithmeticVariantsTest, TheFloatTransformGivesThePlainBits) {
     Random generator = seeded(20260);
     for (const int limit : {10, 10000, 10000000}) {
-        for (BlockFloat const& block : trialFloatBlocks(generator, limit, 3000))
+        for (BlockFloat const& block : trialFloatBlocks(generator, limit, numRounds(3000)))
             ASSERT_TRUE(sameBits(inverse(GetParam(), block), plainInverse(block)));
     }
 }
@@ -84,7 +84,7 @@ TEST_P(KernelVariantsTest, TheFloatTransformIsWithinFourThousandthsOfThePlainOne
     // Two units in the last place of samples up to 32768, for coefficients of ordinary range.
     Random generator = seeded(20260);
     double largest = 0.0;
-    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, 10000))
+    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, numRounds(10000)))
         largest = std::max(largest, largestDifference(inverse(GetParam(), block), plainInverse(block)));
     EXPECT_LE(largest, 0.004);
     std::cout << "largest difference: " << largest << "\n";

@@ -188,7 +188,7 @@ TEST(PlainInverseDctTest, TheFloatTransformIsTheOrthonormalOneWithinItsRoundings
     const double unit = std::ldexp(1.0, -24);
     Random generator = seeded(20260);
     double largest = 0.0;
-    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, 3000)) {
+    for (BlockFloat const& block : trialFloatBlocks(generator, 10000, numRounds(3000))) {
         const BlockFloat found = plainFloat(block);
         BlockDouble source = {};
         std::copy(block.begin(), block.end(), source.begin());
@@ -205,7 +205,7 @@ TEST(PlainInverseDctTest, TheFixedPointTransformsAreWithinOneOfTheExactOnes) {
     // Half a unit of the last rounding, and less than as much from all that went before.
     Random generator = seeded(20260);
     double largest = 0.0;
-    for (int trial = 0; trial < 5000; ++trial) {
+    for (std::uint32_t trial = 0; trial < numRounds(5000); ++trial) {
         const Block16 block = moderateBlock(generator);
         BlockDouble source = {};
         std::copy(block.begin(), block.end(), source.begin());

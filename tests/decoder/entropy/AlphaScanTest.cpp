@@ -102,7 +102,7 @@ void damage(Random& random, CodedPlane& coded) {
 
 TYPED_TEST(AlphaScanTest, PlanesReadTogetherHaveTheSamplesOfThePlainReader) {
     Random random = seeded(2601);
-    for (int round = 0; round < 1500; ++round) {
+    for (std::uint32_t round = 0; round < numRounds(1500); ++round) {
         const std::uint32_t alphaBits = 8 + 8 * randomBelow(random, 2);
         std::vector<CodedPlane> coded(1 + randomBelow(random, kMostPlanes));
         for (CodedPlane& plane : coded)
@@ -113,7 +113,7 @@ TYPED_TEST(AlphaScanTest, PlanesReadTogetherHaveTheSamplesOfThePlainReader) {
 
 TYPED_TEST(AlphaScanTest, DamagedPlanesHaveTheSamplesOfThePlainReader) {
     Random random = seeded(2602);
-    for (int round = 0; round < 3000; ++round) {
+    for (std::uint32_t round = 0; round < numRounds(3000); ++round) {
         const std::uint32_t alphaBits = 8 + 8 * randomBelow(random, 2);
         std::vector<CodedPlane> coded(1 + randomBelow(random, kMostPlanes));
         for (CodedPlane& plane : coded) {

@@ -520,8 +520,8 @@ private:
 };
 
 struct Tally {
-    int succeeded = 0;
-    int failed = 0;
+    std::uint32_t succeeded = 0;
+    std::uint32_t failed = 0;
 };
 
 // Scans up to twelve components in one call and compares each with the definition.
@@ -560,11 +560,11 @@ void checkMix(Random& random, std::vector<RangeMemory>& memory, Tally& tally, st
 }
 
 template <OptimizationTarget target>
-void checkMixes(std::uint32_t seed, int rounds, std::uint32_t contents) {
+void checkMixes(std::uint32_t seed, std::uint32_t rounds, std::uint32_t contents) {
     Random random = seeded(seed);
     std::vector<RangeMemory> memory(12);
     Tally tally;
-    for (int round = 0; round < rounds && !testing::Test::HasFatalFailure(); ++round)
+    for (std::uint32_t round = 0; round < rounds && !testing::Test::HasFatalFailure(); ++round)
         checkMix<target>(random, memory, tally, contents);
     EXPECT_GT(tally.succeeded, rounds);
     EXPECT_TRUE(contents == 1 || tally.failed > rounds);
@@ -573,11 +573,11 @@ void checkMixes(std::uint32_t seed, int rounds, std::uint32_t contents) {
 } // namespace
 
 TYPED_TEST(CoefficientScanTest, AnyMixOfValidComponentsEqualsTheDefinition) {
-    checkMixes<TypeParam::target>(2302, 1200, 1);
+    checkMixes<TypeParam::target>(2302, numRounds(1200), 1);
 }
 
 TYPED_TEST(CoefficientScanTest, AnyMixOfValidAndDamagedComponentsEqualsTheDefinition) {
-    checkMixes<TypeParam::target>(2303, 4000, kNumComponentContents);
+    checkMixes<TypeParam::target>(2303, numRounds(4000), kNumComponentContents);
 }
 
 TYPED_TEST(CoefficientScanTest, EveryTruncationOfAComponentEqualsTheDefinition) {
@@ -629,8 +629,8 @@ TYPED_TEST(CoefficientScanTest, NoComponentIsAValidCall) {
 
 TYPED_TEST(CoefficientScanTest, TheDefinitionEqualsTheSlowModelOnAnyBytes) {
     Random random = seeded(2305);
-    int numWrapped = 0;
-    for (int round = 0; round < 12000; ++round) {
+    std::uint32_t numWrapped = 0;
+    for (std::uint32_t round = 0; round < numRounds(12000); ++round) {
         const std::uint32_t numBlocks = 1u << randomBelow(random, 6);
         const std::uint32_t kept = 64u >> 2 * randomBelow(random, 4);
         const std::vector<std::uint8_t> bytes = randomRange(
@@ -648,5 +648,5 @@ TYPED_TEST(CoefficientScanTest, TheDefinitionEqualsTheSlowModelOnAnyBytes) {
         ASSERT_EQ(blocks.succeeded, succeeded);
         ASSERT_TRUE(!succeeded || blocks.values == model.coefficients);
     }
-    EXPECT_GT(numWrapped, 50);
+    EXPECT_GT(numWrapped, numRounds(50));
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -194,12 +193,6 @@ protected:
         ASSERT_TRUE(components.guardsHold());
     }
 
-    // More of the random components for long runs (scripts/test-lanes).
-    static int numRounds() {
-        const char* rounds = std::getenv("RAVELO_TEST_ROUNDS");
-        return rounds != nullptr ? std::max(1, std::atoi(rounds)) : 1;
-    }
-
     Random m_random = seeded(2310);
     int m_succeeded = 0;
     int m_failed = 0;
@@ -243,7 +236,7 @@ LaneRange resized(SymbolWriter const& writer, std::uint32_t numBlocks, std::size
 } // namespace
 
 TEST_P(LaneScanTest, AnyMixOfComponentsEqualsTheDefinition) {
-    for (int round = 0; round < 500 * numRounds() && !HasFatalFailure(); ++round)
+    for (std::uint32_t round = 0; round < numRounds(500) && !HasFatalFailure(); ++round)
         check(randomLaneRanges(m_random, 1 + randomBelow(m_random, 60)));
     EXPECT_GT(m_succeeded, 500);
     EXPECT_GT(m_failed, 500);
@@ -251,7 +244,7 @@ TEST_P(LaneScanTest, AnyMixOfComponentsEqualsTheDefinition) {
 }
 
 TEST_P(LaneScanTest, ValidComponentsAreHardlyEverLeftToTheDefinition) {
-    for (int round = 0; round < 100; ++round) {
+    for (std::uint32_t round = 0; round < numRounds(100); ++round) {
         std::vector<LaneRange> ranges(45);
         for (LaneRange& range : ranges) {
             range.numBlocks = 2u << randomBelow(m_random, 5);
@@ -401,6 +394,6 @@ TEST_P(LaneScanTest, NothingIsStoredAfterThePadding) {
 }
 
 TEST_P(LaneScanTest, OneComponentIsEnough) {
-    for (int round = 0; round < 200; ++round)
+    for (std::uint32_t round = 0; round < numRounds(200); ++round)
         check(randomLaneRanges(m_random, 1));
 }

@@ -205,7 +205,7 @@ TYPED_TEST(Slice4444MacroblockWriterTest, TheFormOfRgbConversionFollowsTargetSiz
         const WriterCase c = this->make(form.width, 1, form.bitDepth, 8, 1, form.factor);
         WriterOutput unused(c);
         const auto writer = makeWriter<TypeParam::target>(c, pixelBufferOf(c, unused));
-        for (int found = 0; found < 10;) {
+        for (std::uint32_t found = 0; found < numRounds(10);) {
             // Reduced blocks hold integers; full-size ones take a fine grid.
             const float step = form.factor == 0 ? 2048.0f : 1.0f;
             const auto sample = [&random, step] {
