@@ -35,6 +35,15 @@ struct FormedPicture {
         return !is444 && output.form != PixelForm::Coded && output.form != PixelForm::Planar;
     }
 
+    // Bytes of two pixels in a plane.
+    std::uint32_t bytesPerTwoPixels(std::uint32_t plane) const {
+        if (output.form == PixelForm::Planar)
+            return (isDeep ? 4u : 2u) / (!is444 && (plane == 1 || plane == 2) ? 2u : 1u);
+        if (output.form == PixelForm::Coded)
+            return 2 * codedBytesPerPixel;
+        return isDeep || output.form == PixelForm::RgbaHalf ? 16 : 8;
+    }
+
     PictureOutput output;
     std::uint64_t width; // of the whole picture
     std::uint32_t mbSize;

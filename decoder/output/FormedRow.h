@@ -63,6 +63,9 @@ private:
     std::uint32_t lineOfRegion(std::uint32_t line) const { return m_firstLine + line * m_lines.step; }
     std::uint8_t* placeOf(std::uint32_t plane, std::uint32_t line, std::uint64_t bytes) const;
 
+    // Fetches the part of a line that the next slice will write.
+    void prefetchAfter(Part const& part, std::uint32_t line) const;
+
     void writeCodes(Part const& part) const;
     template <class Sample>
     void splitLine(std::uint32_t line, Part const& part) const;

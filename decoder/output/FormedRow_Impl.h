@@ -61,10 +61,27 @@ void FormedRow<target>::takeCodes(std::uint32_t numMbs) {
         writeCodes(part);
 }
 
+// Stores that find their line in the cache do not wait for it. The next slice is as large as this one as a rule; the
+// lines in between arrive while it is reconstructed.
+template <OptimizationTarget target>
+void FormedRow<target>::prefetchAfter(Part const& part, std::uint32_t line) const {
+    PixelRectangle const& region = m_picture.output.region;
+    const std::uint32_t numPlanes = m_picture.output.form == PixelForm::Planar ? m_picture.hasAlpha ? 4 : 3 : 1;
+    const std::uint32_t columns = part.end - part.first, after = part.column + columns;
+    const std::uint32_t end = after + columns < region.width ? after + columns : region.width;
+    for (std::uint32_t plane = 0; plane < numPlanes; ++plane) {
+        const std::uint32_t bytes = m_picture.bytesPerTwoPixels(plane);
+        std::uint8_t* const line0 = placeOf(plane, line, 0);
+        for (std::uint32_t at = after * bytes / 2; at < end * bytes / 2; at += 64)
+            __asm__ volatile("prefetchw %0" : : "m"(line0[at]));
+    }
+}
+
 template <OptimizationTarget target>
 void FormedRow<target>::writeCodes(Part const& part) const {
     const std::size_t bytesPerPixel = m_picture.codedBytesPerPixel;
     for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+        prefetchAfter(part, line);
         if (m_picture.output.form == PixelForm::Coded)
             std::memcpy(placeOf(0, line, part.column * bytesPerPixel),
                         m_memory.coded.line[line] + part.first * bytesPerPixel,
@@ -156,6 +173,7 @@ void FormedRow<target>::setNextChroma(SampleBand& band, Extent const& slice, Sam
 template <OptimizationTarget target>
 void FormedRow<target>::writeSamples(SampleBand const& band, Part const& part) const {
     for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+        prefetchAfter(part, line);
         if (m_picture.output.form == PixelForm::Planar)
             writePlanarLine(band, line, part);
         else
