@@ -32,19 +32,35 @@ struct EightFloats<OptimizationTarget::Baseline> {
         return {_mm_add_ps(a.low, b.low), _mm_add_ps(a.high, b.high)};
     }
     EightFloats limited(EightFloats most) const { return {_mm_min_ps(low, most.low), _mm_min_ps(high, most.high)}; }
-    // The greater of the magnitudes of two values each.
+    EightFloats notBelow(EightFloats least) const { return {_mm_max_ps(low, least.low), _mm_max_ps(high, least.high)}; }
+    // The greater of the magnitudes of two values each, and the lesser.
     EightFloats greaterMagnitude(EightFloats other) const {
         const __m128 signs = _mm_set1_ps(-0.0f);
         return {_mm_max_ps(_mm_andnot_ps(signs, low), _mm_andnot_ps(signs, other.low)),
                 _mm_max_ps(_mm_andnot_ps(signs, high), _mm_andnot_ps(signs, other.high))};
     }
-    bool hasAbove(float bound) const {
-        const __m128 most = _mm_set1_ps(bound);
-        return _mm_movemask_ps(_mm_or_ps(_mm_cmpgt_ps(low, most), _mm_cmpgt_ps(high, most))) != 0;
+    EightFloats lesserMagnitude(EightFloats other) const {
+        const __m128 signs = _mm_set1_ps(-0.0f);
+        return {_mm_min_ps(_mm_andnot_ps(signs, low), _mm_andnot_ps(signs, other.low)),
+                _mm_min_ps(_mm_andnot_ps(signs, high), _mm_andnot_ps(signs, other.high))};
+    }
+    bool hasAbove(EightFloats bounds) const {
+        return _mm_movemask_ps(_mm_or_ps(_mm_cmpgt_ps(low, bounds.low), _mm_cmpgt_ps(high, bounds.high))) != 0;
+    }
+    bool hasAbove(float bound) const { return hasAbove(broadcast(double{bound})); }
+    // `a` where a value is above its bound, elsewhere `b`.
+    EightFloats choiceWhereAbove(EightFloats bounds, EightFloats a, EightFloats b) const {
+        return {chosen(_mm_cmpgt_ps(low, bounds.low), a.low, b.low),
+                chosen(_mm_cmpgt_ps(high, bounds.high), a.high, b.high)};
     }
     void store(float* to) const {
         _mm_storeu_ps(to, low);
         _mm_storeu_ps(to + 4, high);
+    }
+
+private:
+    static __m128 chosen(__m128 mask, __m128 a, __m128 b) {
+        return _mm_or_ps(_mm_and_ps(mask, a), _mm_andnot_ps(mask, b));
     }
 };
 
@@ -115,16 +131,16 @@ struct EightInts<OptimizationTarget::Baseline> {
                 halfBitsByIntegers<OptimizationTarget::Baseline>(values.high)};
     }
 
-    // Bytes from values up to 255; those below 0 become 0.
-    static void storePixels(std::uint8_t* out, EightInts a, EightInts b, EightInts c, EightInts d) {
-        store(out, fourPixels(a.low, b.low, c.low, d.low));
-        store(out + 16, fourPixels(a.high, b.high, c.high, d.high));
+    // Bytes from values up to 255; those below 0 become 0. Where they stream, `out` is a multiple of 16.
+    static void storePixels(std::uint8_t* out, EightInts a, EightInts b, EightInts c, EightInts d, bool streams) {
+        store(out, fourPixels(a.low, b.low, c.low, d.low), streams);
+        store(out + 16, fourPixels(a.high, b.high, c.high, d.high), streams);
     }
 
     // 16-bit samples from values of [0, 65535].
-    static void storeDeepPixels(std::uint8_t* out, EightInts a, EightInts b, EightInts c, EightInts d) {
-        storeFourDeep(out, a.low, b.low, c.low, d.low);
-        storeFourDeep(out + 32, a.high, b.high, c.high, d.high);
+    static void storeDeepPixels(std::uint8_t* out, EightInts a, EightInts b, EightInts c, EightInts d, bool streams) {
+        storeFourDeep(out, a.low, b.low, c.low, d.low, streams);
+        storeFourDeep(out + 32, a.high, b.high, c.high, d.high, streams);
     }
 
     // A plane of bytes, as storePixels stores them.
@@ -134,17 +150,22 @@ struct EightInts<OptimizationTarget::Baseline> {
     }
 
 private:
-    static void store(std::uint8_t* out, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v); }
+    static void store(std::uint8_t* out, __m128i pixels, bool streams) {
+        if (streams)
+            _mm_stream_si128(reinterpret_cast<__m128i*>(out), pixels);
+        else
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), pixels);
+    }
 
     static __m128i fourPixels(__m128i a, __m128i b, __m128i c, __m128i d) {
         const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
         return _mm_shuffle_epi8(bytes, _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
     }
 
-    static void storeFourDeep(std::uint8_t* out, __m128i a, __m128i b, __m128i c, __m128i d) {
+    static void storeFourDeep(std::uint8_t* out, __m128i a, __m128i b, __m128i c, __m128i d, bool streams) {
         const __m128i left = _mm_or_si128(a, _mm_slli_epi32(b, 16));
         const __m128i right = _mm_or_si128(c, _mm_slli_epi32(d, 16));
-        store(out, _mm_unpacklo_epi32(left, right));
-        store(out + 16, _mm_unpackhi_epi32(left, right));
+        store(out, _mm_unpacklo_epi32(left, right), streams);
+        store(out + 16, _mm_unpackhi_epi32(left, right), streams);
     }
 };

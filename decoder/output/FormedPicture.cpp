@@ -34,6 +34,17 @@ bool samplesAreTaken(PixelForm form, std::uint32_t downSampleFactor) {
     return form != PixelForm::Coded && (form != PixelForm::Planar || downSampleFactor != 0);
 }
 
+// As the writers' forms of coded pixels: a picture that does not stay in a core's caches anyway, in whole cache lines.
+bool rgbStreams(PictureOutput const& output) {
+    OutputPlane const& plane = output.planes[0];
+    const auto stride = static_cast<std::uint64_t>(plane.lineStride);
+    const std::uint64_t magnitude = plane.lineStride < 0 ? 0 - stride : stride;
+    const bool isAligned = (reinterpret_cast<std::uintptr_t>(plane.pixels) | magnitude) % kCacheLineBytes == 0;
+    const std::uint32_t height = output.region.height;
+    const bool isLarge = height != 0 && magnitude >= kLeastStreamedBytes / height;
+    return isAligned && isLarge && output.form != PixelForm::Coded && output.form != PixelForm::Planar;
+}
+
 } // namespace
 
 FormedPicture::FormedPicture(PictureOutput const& pictureOutput, PixelBuffer const& buffer, std::uint32_t alphaBits)
@@ -45,7 +56,8 @@ FormedPicture::FormedPicture(PictureOutput const& pictureOutput, PixelBuffer con
       is444(buffer.samplesPerPixel == 4),
       hasAlpha(alphaBits != 0),
       takesSamples(samplesAreTaken(pictureOutput.form, buffer.downSampleFactor)),
-      isDeep(buffer.bitDepth > 8) {
+      isDeep(buffer.bitDepth > 8),
+      streams(rgbStreams(pictureOutput)) {
     const White white = whiteOf(output.form, buffer.bitDepth);
     rgb = rgbFactors(buffer, white, !is444);
     greatestAlpha = alphaBits == 16 ? 65535.0f : 255.0f;

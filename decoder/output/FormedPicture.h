@@ -54,7 +54,8 @@ struct FormedPicture {
     // Whether slices are reconstructed to samples, which are converted, or by their writers to codes, which are only
     // moved. Codes of reduced pictures lack alpha, and at eighth size a part of Cr.
     bool takesSamples;
-    bool isDeep; // two bytes of an output sample
+    bool isDeep;  // two bytes of an output sample
+    bool streams; // whole groups of RGB pixels go past the caches
     bool convertsHalvesByInstruction = false;
     RgbFactors rgb;
     float greatestAlpha; // sample

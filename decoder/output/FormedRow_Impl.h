@@ -139,6 +139,8 @@ void FormedRow<target>::skip(std::uint32_t numMbs) {
 template <OptimizationTarget target>
 void FormedRow<target>::finish() {
     writePending(nullptr);
+    if (m_picture.streams)
+        _mm_sfence();
 }
 
 template <OptimizationTarget target>
@@ -173,7 +175,8 @@ void FormedRow<target>::setNextChroma(SampleBand& band, Extent const& slice, Sam
 template <OptimizationTarget target>
 void FormedRow<target>::writeSamples(SampleBand const& band, Part const& part) const {
     for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
-        prefetchAfter(part, line);
+        if (!m_picture.streams)
+            prefetchAfter(part, line);
         if (m_picture.output.form == PixelForm::Planar)
             writePlanarLine(band, line, part);
         else

@@ -15,27 +15,64 @@ struct SampleLine {
     const float* alpha;
 };
 
-// Calls write(x, to) for pixels x to x + 7 of every group of eight that has pixels of [first, end). Groups begin at
-// multiples of eight. A group that is not whole is written elsewhere, and its pixels are copied from there. `out` is
-// the place of pixel `first`.
+// Calls write(x, to, streams) for pixels x to x + 7 of every group of eight that has pixels of [first, end). Groups
+// begin at multiples of eight. A group that is not whole is written elsewhere, and its pixels are copied from there.
+// `out` is the place of pixel `first`. Where the picture `mayStream` and groups have aligned places, `streams` is true
+// for them.
 template <OptimizationTarget target, unsigned int bytesPerPixel, class Write>
 [[gnu::always_inline]] inline void forEachEight(std::uint32_t first, std::uint32_t end, std::uint8_t* out,
-                                                Write const& write) {
+                                                bool mayStream, Write const& write) {
+    const std::uintptr_t placeOfFirst = reinterpret_cast<std::uintptr_t>(out) - std::uintptr_t{first} * bytesPerPixel;
+    const bool streams = mayStream && placeOfFirst % 32 == 0;
     for (std::uint32_t x = first & ~7u; x < end; x += 8) {
         const std::uint32_t from = x < first ? first : x, to = x + 8 < end ? x + 8 : end;
         std::uint8_t* const place = out + std::size_t{from - first} * bytesPerPixel;
         if (to - from == 8) {
-            write(x, place);
+            write(x, place, streams);
             continue;
         }
         std::uint8_t group[8 * bytesPerPixel];
-        write(x, group);
+        write(x, group, false);
         std::memcpy(place, group + (from - x) * bytesPerPixel, std::size_t{to - from} * bytesPerPixel);
     }
 }
 
-// Lines of samples to pixels of red, green, blue and alpha. Values are EightFloats or EightDoubles: in single precision
-// a code of 8 bits is less than one off as long as no sample exceeds kMostInSingle; all else needs double precision.
+// Pixels of codes of 8 bits. Rounding of single precision adds at most 5 * 2^-24 of the sum of all terms to a code, and
+// the terms are below 255 * (224 + 3 * kMostInSingle) / 438.
+template <OptimizationTarget target>
+struct ByteCodes {
+    static constexpr unsigned int kBytesPerPixel = 4;
+    static constexpr std::int32_t kWhite = 255;
+    static constexpr float kMostInSingle = 1 << 18;
+
+    // Values below 0 are left to the store.
+    static EightFloats<target> inRange(EightFloats<target> codes) {
+        return codes.limited(EightFloats<target>::broadcast(kWhite + 0.5));
+    }
+    static void store(std::uint8_t* to, EightInts<target> a, EightInts<target> b, EightInts<target> c,
+                      EightInts<target> d, bool streams) {
+        EightInts<target>::storePixels(to, a, b, c, d, streams);
+    }
+};
+
+// The same of 16 bits.
+template <OptimizationTarget target>
+struct WordCodes {
+    static constexpr unsigned int kBytesPerPixel = 8;
+    static constexpr std::int32_t kWhite = 65535;
+    static constexpr float kMostInSingle = 1 << 10;
+
+    static EightFloats<target> inRange(EightFloats<target> codes) {
+        return codes.limited(EightFloats<target>::broadcast(kWhite + 0.5)).notBelow(EightFloats<target>::broadcast(0));
+    }
+    static void store(std::uint8_t* to, EightInts<target> a, EightInts<target> b, EightInts<target> c,
+                      EightInts<target> d, bool streams) {
+        EightInts<target>::storeDeepPixels(to, a, b, c, d, streams);
+    }
+};
+
+// Lines of samples to pixels of red, green, blue and alpha. Values are EightFloats or EightDoubles: what single
+// precision is not enough for is computed in double, pixel by pixel, so that no pixel depends on those beside it.
 template <OptimizationTarget target>
 class RgbLines {
 public:
@@ -43,18 +80,12 @@ public:
 
     // R G B A or B G R A of 8 bits for the pixels [first, end).
     void writeBytes(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
-        if (m_picture.is444)
-            writeBytesOf<true>(first, end, out);
-        else
-            writeBytesOf<false>(first, end, out);
+        writeCodes<ByteCodes<target>>(first, end, out);
     }
 
     // The same of 16 bits.
     void writeWords(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
-        if (m_picture.is444)
-            writeWordsOf<true>(first, end, out);
-        else
-            writeWordsOf<false>(first, end, out);
+        writeCodes<WordCodes<target>>(first, end, out);
     }
 
     // R G B A as binary16.
@@ -70,12 +101,16 @@ private:
     using Doubles = EightDoubles<target>;
     using Ints = EightInts<target>;
 
-    // Rounding adds at most 2^-24 of the sum of all terms, which is below 3 * 255 * kMostInSingle / 438.
-    static constexpr float kMostInSingle = 1 << 20;
-
     template <class Values>
     struct Rgb {
         Values red, green, blue;
+    };
+
+    template <class Values>
+    struct Samples {
+        Values y, cb, cr;
+
+        Floats greatestMagnitude() const { return y.greaterMagnitude(cb.greaterMagnitude(cr)); }
     };
 
     template <class Values>
@@ -88,11 +123,11 @@ private:
               crToGreen(Values::broadcast(rgb.crToGreen)),
               cbToBlue(Values::broadcast(rgb.cbToBlue)) {}
 
-        Rgb<Values> operator()(Values const& y, Values const& cb, Values const& cr) const {
-            const Values light = Values::multiplyAdd(y, luma, offset);
-            return {Values::multiplyAdd(cr, crToRed, light),
-                    Values::multiplyAdd(cb, cbToGreen, Values::multiplyAdd(cr, crToGreen, light)),
-                    Values::multiplyAdd(cb, cbToBlue, light)};
+        Rgb<Values> operator()(Samples<Values> const& samples) const {
+            const Values light = Values::multiplyAdd(samples.y, luma, offset);
+            return {Values::multiplyAdd(samples.cr, crToRed, light),
+                    Values::multiplyAdd(samples.cb, cbToGreen, Values::multiplyAdd(samples.cr, crToGreen, light)),
+                    Values::multiplyAdd(samples.cb, cbToBlue, light)};
         }
 
         Values luma, offset, crToRed, cbToGreen, crToGreen, cbToBlue;
@@ -107,9 +142,9 @@ private:
     }
 
     template <bool is444, class Values>
-    Rgb<Values> rgbAt(std::uint32_t x, Factors<Values> const& factors) const {
-        return factors(Values::load(m_line.y + x), chromaAt<is444, Values>(m_line.cb, x),
-                       chromaAt<is444, Values>(m_line.cr, x));
+    Samples<Values> samplesAt(std::uint32_t x) const {
+        return {Values::load(m_line.y + x), chromaAt<is444, Values>(m_line.cb, x),
+                chromaAt<is444, Values>(m_line.cr, x)};
     }
 
     // Alpha from 0 to the value of white.
@@ -118,93 +153,112 @@ private:
         return Floats::multiplyAdd(samples, Floats::broadcast(m_picture.alphaScale), Floats::broadcast(rounding));
     }
 
-    Ints alphaCodeAt(std::uint32_t x, std::int32_t white) const {
-        return m_line.alpha == nullptr ? Ints::broadcast(white) : Ints::truncated(alphaAt(x, 0.5));
-    }
-
-    template <bool is444>
-    void writeBytesOf(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
-        if (m_picture.output.form == PixelForm::Bgra)
-            writeBytesInOrder<is444, true>(first, end, out);
+    template <class Codes>
+    void writeCodes(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
+        const bool isBgra = m_picture.output.form == PixelForm::Bgra;
+        if (m_picture.is444)
+            isBgra ? writeCodesOf<Codes, true, true>(first, end, out)
+                   : writeCodesOf<Codes, true, false>(first, end, out);
         else
-            writeBytesInOrder<is444, false>(first, end, out);
+            isBgra ? writeCodesOf<Codes, false, true>(first, end, out)
+                   : writeCodesOf<Codes, false, false>(first, end, out);
     }
 
-    template <bool is444, bool isBgra>
-    void writeBytesInOrder(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
+    template <class Codes, bool is444, bool isBgra>
+    void writeCodesOf(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
         const Factors<Floats> factors(m_picture.rgb);
         Floats greatest = Floats::broadcast(0);
-        forEachEight<target, 4>(first, end, out, [&](std::uint32_t x, std::uint8_t* to) {
-            greatest = greatest.greaterMagnitude(storeInSingle<is444, isBgra>(x, factors, to));
-        });
-        if (greatest.hasAbove(kMostInSingle))
-            writeMixedBytes<is444, isBgra>(first, end, out);
+        forEachEight<target, Codes::kBytesPerPixel>(
+            first, end, out,
+            m_picture.streams, [&](std::uint32_t x, std::uint8_t * to, bool streams) __attribute__((always_inline)) {
+                const Samples<Floats> samples = samplesAt<is444, Floats>(x);
+                greatest = greatest.greaterMagnitude(samples.greatestMagnitude());
+                storeInSingle<Codes, isBgra>(x, samples, factors, to, streams);
+            });
+        if (greatest.hasAbove(Codes::kMostInSingle))
+            writeMixed<Codes, is444, isBgra>(first, end, out);
     }
 
-    // Stores eight pixels and returns the greatest magnitude of the samples of each.
-    template <bool is444, bool isBgra>
-    Floats storeInSingle(std::uint32_t x, Factors<Floats> const& factors, std::uint8_t* to) const {
-        const Floats y = Floats::load(m_line.y + x);
-        const Floats cb = chromaAt<is444, Floats>(m_line.cb, x), cr = chromaAt<is444, Floats>(m_line.cr, x);
-        const Rgb<Floats> rgb = factors(y, cb, cr);
-        const Floats most = Floats::broadcast(255.5);
-        const Ints red = Ints::truncated(rgb.red.limited(most)), blue = Ints::truncated(rgb.blue.limited(most));
-        Ints::storePixels(to, isBgra ? blue : red, Ints::truncated(rgb.green.limited(most)), isBgra ? red : blue,
-                          alphaCodeAt(x, 255));
-        return y.greaterMagnitude(cb.greaterMagnitude(cr));
+    template <class Codes, bool isBgra>
+    void storeInSingle(std::uint32_t x, Samples<Floats> const& samples, Factors<Floats> const& factors,
+                       std::uint8_t* to, bool streams) const {
+        const Rgb<Floats> rgb = factors(samples);
+        storeRgb<Codes, isBgra>(x,
+                                {Ints::truncated(Codes::inRange(rgb.red)), Ints::truncated(Codes::inRange(rgb.green)),
+                                 Ints::truncated(Codes::inRange(rgb.blue))},
+                                to, streams);
     }
 
-    // Pixels with large samples in double precision, the others as ever: so no pixel depends on those beside it.
-    template <bool is444, bool isBgra>
-    void writeMixedBytes(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
+    template <class Codes, bool isBgra>
+    void storeRgb(std::uint32_t x, Rgb<Ints> const& rgb, std::uint8_t* to, bool streams) const {
+        const Ints alpha = m_line.alpha == nullptr ? Ints::broadcast(Codes::kWhite) : Ints::truncated(alphaAt(x, 0.5));
+        Codes::store(to, isBgra ? rgb.blue : rgb.red, rgb.green, isBgra ? rgb.red : rgb.blue, alpha, streams);
+    }
+
+    template <class Codes, bool is444, bool isBgra>
+    void writeMixed(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
         const Factors<Floats> single(m_picture.rgb);
         const Factors<Doubles> precise(m_picture.rgb);
-        forEachEight<target, 4>(first, end, out, [&](std::uint32_t x, std::uint8_t* to) {
-            float greatest[8];
-            storeInSingle<is444, isBgra>(x, single, to).store(greatest);
-            const Rgb<Ints> rgb = codesAt<is444>(x, precise, 255.5);
-            std::uint8_t pixels[8 * 4];
-            Ints::storePixels(pixels, isBgra ? rgb.blue : rgb.red, rgb.green, isBgra ? rgb.red : rgb.blue,
-                              alphaCodeAt(x, 255));
-            for (unsigned int i = 0; i < 8; ++i)
-                if (greatest[i] > kMostInSingle)
-                    std::memcpy(to + 4 * i, pixels + 4 * i, 4);
-        });
+        const Doubles most = Doubles::broadcast(Codes::kWhite + 0.5);
+        forEachEight<target, Codes::kBytesPerPixel>(
+            first, end, out, false, [&](std::uint32_t x, std::uint8_t* to, bool) {
+                const Samples<Floats> samples = samplesAt<is444, Floats>(x);
+                float greatest[8];
+                samples.greatestMagnitude().store(greatest);
+                storeInSingle<Codes, isBgra>(x, samples, single, to, false);
+                const Rgb<Doubles> rgb = precise(samplesAt<is444, Doubles>(x));
+                std::uint8_t pixels[8 * Codes::kBytesPerPixel];
+                storeRgb<Codes, isBgra>(x,
+                                        {Ints::truncated(rgb.red.limited(most)),
+                                         Ints::truncated(rgb.green.limited(most)),
+                                         Ints::truncated(rgb.blue.limited(most))},
+                                        pixels, false);
+                for (std::size_t i = 0; i < 8; ++i)
+                    if (greatest[i] > Codes::kMostInSingle)
+                        std::memcpy(to + i * Codes::kBytesPerPixel, pixels + i * Codes::kBytesPerPixel,
+                                    Codes::kBytesPerPixel);
+            });
     }
 
-    template <bool is444>
-    Rgb<Ints> codesAt(std::uint32_t x, Factors<Doubles> const& factors, double greatest) const {
-        const Doubles most = Doubles::broadcast(greatest);
-        const Rgb<Doubles> rgb = rgbAt<is444>(x, factors);
-        return {Ints::truncated(rgb.red.limited(most)), Ints::truncated(rgb.green.limited(most)),
-                Ints::truncated(rgb.blue.limited(most))};
-    }
-
-    template <bool is444>
-    void writeWordsOf(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
-        const bool isBgra = m_picture.output.form == PixelForm::Bgra;
-        const Factors<Doubles> factors(m_picture.rgb);
-        forEachEight<target, 8>(first, end, out, [&](std::uint32_t x, std::uint8_t* to) {
-            const Rgb<Ints> rgb = codesAt<is444>(x, factors, 65535.5);
-            Ints::storeDeepPixels(to, isBgra ? rgb.blue : rgb.red, rgb.green, isBgra ? rgb.red : rgb.blue,
-                                  alphaCodeAt(x, 65535));
-        });
-    }
-
-    // In double precision, since a small difference of large terms keeps its relative precision as a half.
+    // A small difference of large terms keeps its relative precision as a half. The least value for which single
+    // precision is enough follows from the samples: its rounding adds at most 5 * 2^-24 of the sum of all terms, which
+    // is below (224 + 3 * magnitude) / 438, and a half's unit in the last place is more than 2^-11 of its value.
     template <bool is444>
     void writeHalvesOf(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
+        const Factors<Floats> single(m_picture.rgb);
+        const Factors<Doubles> precise(m_picture.rgb);
+        const Floats least = Floats::broadcast(0x1p-11), leastPerStep = Floats::broadcast(0x1p-17);
+        forEachEight<target, 8>(
+            first, end, out,
+            m_picture.streams, [&](std::uint32_t x, std::uint8_t * to, bool streams) __attribute__((always_inline)) {
+                const Samples<Floats> samples = samplesAt<is444, Floats>(x);
+                Rgb<Floats> rgb = single(samples);
+                const Floats bound = Floats::multiplyAdd(samples.greatestMagnitude(), leastPerStep, least);
+                const Floats smallest = rgb.red.lesserMagnitude(rgb.green.lesserMagnitude(rgb.blue));
+                if (bound.hasAbove(smallest))
+                    rgb = refined<is444>(x, precise, bound, smallest, rgb);
+                storeHalves(x, rgb, to, streams);
+            });
+    }
+
+    // Not inlined, since it is rare and would keep the loop around it from being so.
+    template <bool is444>
+    [[gnu::noinline]] Rgb<Floats> refined(std::uint32_t x, Factors<Doubles> const& factors, Floats bound,
+                                          Floats smallest, Rgb<Floats> rgb) const {
+        const Rgb<Doubles> exact = factors(samplesAt<is444, Doubles>(x));
+        return {bound.choiceWhereAbove(smallest, exact.red.rounded(), rgb.red),
+                bound.choiceWhereAbove(smallest, exact.green.rounded(), rgb.green),
+                bound.choiceWhereAbove(smallest, exact.blue.rounded(), rgb.blue)};
+    }
+
+    [[gnu::always_inline]] void storeHalves(std::uint32_t x, Rgb<Floats> const& rgb, std::uint8_t* to,
+                                            bool streams) const {
         constexpr std::int32_t kOne = 0x3C00;
-        const Factors<Doubles> factors(m_picture.rgb);
         const bool byInstruction = m_picture.convertsHalvesByInstruction;
-        forEachEight<target, 8>(first, end, out, [&](std::uint32_t x, std::uint8_t* to) {
-            const Rgb<Doubles> rgb = rgbAt<is444>(x, factors);
-            const Ints alpha =
-                m_line.alpha == nullptr ? Ints::broadcast(kOne) : Ints::halves(alphaAt(x, 0.0), byInstruction);
-            Ints::storeDeepPixels(to, Ints::halves(rgb.red.rounded(), byInstruction),
-                                  Ints::halves(rgb.green.rounded(), byInstruction),
-                                  Ints::halves(rgb.blue.rounded(), byInstruction), alpha);
-        });
+        const Ints alpha =
+            m_line.alpha == nullptr ? Ints::broadcast(kOne) : Ints::halves(alphaAt(x, 0.0), byInstruction);
+        Ints::storeDeepPixels(to, Ints::halves(rgb.red, byInstruction), Ints::halves(rgb.green, byInstruction),
+                              Ints::halves(rgb.blue, byInstruction), alpha, streams);
     }
 
     FormedPicture const& m_picture;
@@ -217,7 +271,7 @@ void writePlaneBytes(const float* samples, float greatest, float scale, float of
                      std::uint32_t end, std::uint8_t* out) {
     using Floats = EightFloats<target>;
     const Floats most = Floats::broadcast(greatest);
-    forEachEight<target, 1>(first, end, out, [&](std::uint32_t x, std::uint8_t* to) {
+    forEachEight<target, 1>(first, end, out, false, [&](std::uint32_t x, std::uint8_t* to, bool) {
         const Floats values = Floats::load(samples + x).limited(most);
         EightInts<target>::truncated(Floats::multiplyAdd(values, Floats::broadcast(scale), Floats::broadcast(offset)))
             .storeBytes(to);

@@ -102,7 +102,7 @@ template <OptimizationTarget target>
 void convertToHalves(const float* values, bool byInstruction, std::uint16_t* halves) {
     const auto codes = EightInts<target>::halves(EightFloats<target>::load(values), byInstruction);
     std::uint8_t pixels[8 * 8];
-    EightInts<target>::storeDeepPixels(pixels, codes, codes, codes, codes);
+    EightInts<target>::storeDeepPixels(pixels, codes, codes, codes, codes, false);
     for (int i = 0; i < 8; ++i)
         __builtin_memcpy(halves + i, pixels + 8 * i, sizeof *halves);
 }

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <iostream>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,8 +16,10 @@
 #include "Frame.h"
 #include "FrameMaker.h"
 #include "KernelChoice.h"
+#include "OutputForm.h"
 #include "PictureOutput.h"
 #include "RaveloDecoderInterface.h"
+#include "ReconstructionForm.h"
 #include "SlowForms.h"
 
 namespace {
@@ -453,6 +457,60 @@ TEST(PixelFormsTest, ThreadsChangeNothing) {
             const auto together = decodedForm(frame.bytes, request, region);
             for (std::size_t i = 0; i < alone.size(); ++i)
                 ASSERT_EQ(alone[i].memory, together[i].memory) << request.describe();
+        }
+    }
+}
+
+TEST(PixelFormsTest, TheVerticalReconstructionGivesTheSamePixels) {
+    Random random = seeded(10);
+    for (Variant const& kernels : runnableVariants()) {
+        const SelectedVariant variant(kernels);
+        for (FrameSpec const& spec : formSpecs()) {
+            const MadeFrame frame = made(spec, random() % 2 == 0 ? Texture::Photo : Texture::Extreme, random);
+            const FrameHeader header = FrameHeader::frame_header({frame.bytes.data(), frame.bytes.size()});
+            for (FormRequest const& request : rgbRequests()) {
+                if (request.reduction != 0)
+                    continue;
+                const auto usual = decodedForm(frame.bytes, request, wholeOf(header, 0));
+                forcePlainReconstruction(true);
+                const auto plain = decodedForm(frame.bytes, request, wholeOf(header, 0));
+                forcePlainReconstruction(false);
+                ASSERT_EQ(usual[0].memory, plain[0].memory) << request.describe() << ", " << spec.describe();
+            }
+        }
+    }
+}
+
+// A picture of four mebibytes in memory that is aligned to cache lines is written past the caches.
+TEST(PixelFormsTest, StreamedPixelsAreTheSame) {
+    struct Free {
+        void operator()(std::uint8_t* memory) const { std::free(memory); }
+    };
+    Random random = seeded(11);
+    const MadeFrame frame = made(specOf(2, 0, 0, 1043, 1030, 3), Texture::Photo, random);
+    for (FormRequest const& request : rgbRequests()) {
+        if (request.reduction != 0)
+            continue;
+        for (const std::uint32_t x : {0u, 3u, 16u}) {
+            const PixelRectangle region{x, 2, 1043 - x - 1, 1027};
+            const auto usual = decodedForm(frame.bytes, request, region);
+            const std::size_t stride = (std::size_t{usual[0].lineBytes} + 63) / 64 * 64;
+            const std::unique_ptr<std::uint8_t, Free> memory(
+                static_cast<std::uint8_t*>(std::aligned_alloc(64, stride * region.height)));
+            std::memset(memory.get(), kUnwritten, stride * region.height);
+            PictureOutput output;
+            output.form = request.form;
+            output.region = region;
+            output.planes[0] = {memory.get(), static_cast<std::int64_t>(stride)};
+            ASSERT_GE(stride * region.height, kLeastStreamedBytes);
+            const Frame streamed({frame.bytes.data(), frame.bytes.size()}, output, ColorCoding_YCbCr,
+                                 request.form == PixelForm::RgbaHalf ? 16 : request.bitDepth, request.target, 0);
+            for (std::uint32_t y = 0; y < region.height; ++y) {
+                const std::uint8_t* const line = memory.get() + y * stride;
+                ASSERT_EQ(std::memcmp(line, usual[0].line(y), usual[0].lineBytes), 0) << request.describe();
+                for (std::size_t i = usual[0].lineBytes; i < stride; ++i)
+                    ASSERT_EQ(line[i], kUnwritten) << request.describe();
+            }
         }
     }
 }
