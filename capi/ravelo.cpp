@@ -2,14 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <exception>
 #include <iterator>
-#include <new>
 
 #include "Frame.h"
 #include "FrameCheck.h"
-#include "HostError.h"
+#include "HostCall.h"
 #include "HostFrameHeader.h"
 #include "HostMonitor.h"
 #include "HostRequest.h"
@@ -17,32 +14,6 @@
 #include "RaveloDecoderInterface.h"
 
 namespace {
-
-ravelo_status answer(ravelo_error* error, ravelo_status status, const char* text) noexcept {
-    if (error != nullptr) {
-        error->status = status;
-        std::memset(error->text, 0, sizeof error->text);
-        std::strncpy(error->text, text, sizeof error->text - 1);
-    }
-    return status;
-}
-
-// Runs `work`, which returns a status, and turns every exception into one.
-template <typename Work>
-ravelo_status guarded(ravelo_error* error, Work const& work) noexcept {
-    try {
-        const ravelo_status status = work();
-        return answer(error, status, status == RAVELO_OK ? "" : ravelo_status_text(status));
-    } catch (HostError const& refusal) {
-        return answer(error, refusal.status, refusal.text);
-    } catch (std::bad_alloc const&) {
-        return answer(error, RAVELO_ERROR_MEMORY, ravelo_status_text(RAVELO_ERROR_MEMORY));
-    } catch (std::exception const& exception) {
-        return answer(error, RAVELO_ERROR_INTERNAL, exception.what());
-    } catch (...) {
-        return answer(error, RAVELO_ERROR_INTERNAL, ravelo_status_text(RAVELO_ERROR_INTERNAL));
-    }
-}
 
 // The targets of hosts are those of the library, after the choice of the best.
 static_assert(RAVELO_TARGET_BASELINE == 1 + static_cast<int>(OptimizationTarget::Baseline));

@@ -33,7 +33,8 @@
 #define RAVELO_API
 #endif
 
-/* Marks functions whose result must not be ignored. */
+/** @def RAVELO_NODISCARD
+ *  Marks functions whose result must not be ignored. */
 #if (defined(__cplusplus) && __cplusplus >= 201703L) || (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 202000L)
 #define RAVELO_NODISCARD [[nodiscard]]
 #elif defined(__GNUC__)
@@ -42,7 +43,8 @@
 #define RAVELO_NODISCARD
 #endif
 
-/* Says to C++ that nothing is thrown. */
+/** @def RAVELO_NOEXCEPT
+ *  Says to C++ that a function throws nothing. */
 #if !defined(__cplusplus)
 #define RAVELO_NOEXCEPT
 #elif __cplusplus >= 201103L

@@ -56,6 +56,13 @@ if(TARGET RaveloEncoder)
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/RaveloOpt/encoder" COMPONENT development)
 endif()
 
+if(TARGET RaveloEncodeC)
+    ravelo_install_target(RaveloEncodeC RaveloOptEncodeC runtime EncodeC)
+    list(APPEND RAVELO_EXPORTS RaveloOptEncodeC)
+    install(FILES "${PROJECT_SOURCE_DIR}/capi/encode/ravelo_encode.h"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
+endif()
+
 foreach(export IN LISTS RAVELO_EXPORTS)
     install(EXPORT ${export} NAMESPACE RaveloOpt:: DESTINATION "${RAVELO_PACKAGE_DIR}" COMPONENT development)
 endforeach()
@@ -68,7 +75,11 @@ install(FILES "${PROJECT_BINARY_DIR}/RaveloOptConfig.cmake" "${PROJECT_BINARY_DI
 # pkg-config finds the prefix from the place of the file, so the tree can be moved.
 file(RELATIVE_PATH RAVELO_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" RAVELO_PC_PREFIX "${RAVELO_PC_PREFIX}")
-foreach(package raveloopt ravelo)
+set(packages raveloopt ravelo)
+if(TARGET RaveloEncodeC)
+    list(APPEND packages ravelo-encode)
+endif()
+foreach(package IN LISTS packages)
     configure_file("${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in" "${PROJECT_BINARY_DIR}/${package}.pc" @ONLY)
     install(FILES "${PROJECT_BINARY_DIR}/${package}.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

@@ -21,14 +21,23 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 # The command's own libraries are in a package that is not installed yet; it is named below.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/decoder" "${PROJECT_BINARY_DIR}/capi")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/decoder" "${PROJECT_BINARY_DIR}/capi"
+    "${PROJECT_BINARY_DIR}/capi/encode")
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/CompressManuals.cmake")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "libraveloopt${PROJECT_VERSION_MAJOR}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # The system's table of libraries is renewed after packages come and go.
 file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
+# What the libraries of the C interface export since which version.
+file(READ "${PROJECT_SOURCE_DIR}/capi/libravelo.symbols" symbols)
+if(TARGET RaveloEncodeC)
+    file(READ "${PROJECT_SOURCE_DIR}/capi/encode/libravelo-encode.symbols" encodeSymbols)
+    string(APPEND symbols "${encodeSymbols}")
+endif()
+file(WRITE "${PROJECT_BINARY_DIR}/debian/symbols" "${symbols}")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_BINARY_DIR}/debian/triggers" "${PROJECT_BINARY_DIR}/debian/symbols")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
 "Shared libraries with a C++ and a C interface. They decode frames at full,
  half, quarter or eighth size, as YCbCr or RGB in 8 to 16 bits.")

@@ -14,6 +14,7 @@
 #include "PictureTransform.h"
 #include "Quantizer.h"
 #include "RateSearch.h"
+#include "SliceThreads.h"
 
 namespace {
 
@@ -45,12 +46,18 @@ void checkRate(EncoderSettings const& settings, std::size_t numSlices) {
                 "it must be 0 where bitsPerPixel decides the indices");
 }
 
+void throwIfStopped(EncoderSettings const& settings) {
+    if (settings.wantsStop && settings.wantsStop())
+        throw EncodeStopped();
+}
+
 // Everything of the frame but its coefficients.
 FrameFields fieldsWithoutCoefficients(SourcePicture const& picture, PictureTransform const& transform,
                                       EncoderSettings const& settings) {
     FrameShape const& shape = transform.shape();
     FrameFields fields = headerFields(shape, settings);
     for (SliceShape const& slice : transform.slices()) {
+        throwIfStopped(settings);
         SliceFields sliceFields = sliceHeaderFields(shape, settings, 0);
         if (shape.alphaBits != 0)
             sliceFields.alpha = codedAlpha(alphaSamplesOf(picture, shape, slice), shape.alphaBits,
@@ -72,23 +79,27 @@ std::vector<std::uint8_t> chosenIndices(Quantizer const& quantizer, FrameFields 
     target.fixedBytes = assembleFrame(fields).size();
     target.pixels = static_cast<double>(transform.shape().horizontal_size) * transform.shape().vertical_size;
     target.wantedBytes = settings.bitsPerPixel * target.pixels / 8;
-    target.sliceBytes = [&quantizer](std::size_t slice, std::uint32_t index) {
+    target.sliceBytes = [&quantizer, &settings](std::size_t slice, std::uint32_t index) {
+        throwIfStopped(settings);
         return quantizer.codedSize(slice, index);
     };
     return searchRate(target);
 }
 
-void fillInCoefficients(FrameFields& fields, Quantizer const& quantizer, std::vector<std::uint8_t> const& indices) {
-    std::size_t sliceIndex = 0;
-    for (PictureFields& picture : fields.pictures) {
-        for (SliceFields& slice : picture.slices) {
-            Quantizer::CodedSlice coded = quantizer.coded(sliceIndex, indices[sliceIndex]);
-            slice.quantization_index = indices[sliceIndex++];
-            slice.y = std::move(coded.components[0]);
-            slice.cb = std::move(coded.components[1]);
-            slice.cr = std::move(coded.components[2]);
-        }
-    }
+void fillInCoefficients(FrameFields& fields, Quantizer const& quantizer, std::vector<std::uint8_t> const& indices,
+                        EncoderSettings const& settings) {
+    std::vector<SliceFields*> slices;
+    for (PictureFields& picture : fields.pictures)
+        for (SliceFields& slice : picture.slices)
+            slices.push_back(&slice);
+    forEachSlice(slices.size(), settings.maxThreads, [&](std::size_t i) {
+        throwIfStopped(settings);
+        Quantizer::CodedSlice coded = quantizer.coded(i, indices[i]);
+        slices[i]->quantization_index = indices[i];
+        slices[i]->y = std::move(coded.components[0]);
+        slices[i]->cb = std::move(coded.components[1]);
+        slices[i]->cr = std::move(coded.components[2]);
+    });
 }
 
 std::uint32_t mostFrequent(std::vector<std::uint8_t> const& indices) {
@@ -106,12 +117,13 @@ EncodedFrame encodeFrame(SourcePicture const& picture, EncoderSettings const& se
         picture.alphaBits};
     checkShapeAndSettings(shape, settings);
     checkPicture(picture);
-    const PictureTransform transform(picture, shape);
+    throwIfStopped(settings);
+    const PictureTransform transform(picture, shape, settings.maxThreads);
     checkRate(settings, transform.slices().size());
     const Quantizer quantizer(transform, settings);
     FrameFields fields = fieldsWithoutCoefficients(picture, transform, settings);
     const std::vector<std::uint8_t> indices = chosenIndices(quantizer, fields, transform, settings);
-    fillInCoefficients(fields, quantizer, indices);
+    fillInCoefficients(fields, quantizer, indices, settings);
 
     EncodedFrame frame;
     frame.bytes = assembleFrame(fields);

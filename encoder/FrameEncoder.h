@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -31,7 +32,13 @@ struct EncoderSettings {
     std::uint32_t color_primaries = 1;         ///< written to the header
     std::uint32_t transfer_characteristic = 1; ///< written to the header
     std::uint32_t matrix_coefficients = 1; ///< written to the header; RGB output uses it: 1 BT.709, 6 BT.601, 9 BT.2020
+
+    std::uint32_t maxThreads = 1;      ///< threads that encode slices, the calling one included
+    std::function<bool()> wantsStop{}; ///< asked before each slice, from any of the threads; empty means never
 };
+
+/// Thrown by encodeFrame when EncoderSettings::wantsStop has returned true.
+struct EncodeStopped {};
 
 /// A frame and its cost.
 struct EncodedFrame {

@@ -4,6 +4,7 @@
 
 #include "ForwardDct.h"
 #include "ScanOrder.h"
+#include "SliceThreads.h"
 
 namespace {
 
@@ -71,7 +72,7 @@ void transformComponent(PlaneView const& plane, std::size_t component, SliceShap
 
 } // namespace
 
-PictureTransform::PictureTransform(SourcePicture const& picture, FrameShape const& shape)
+PictureTransform::PictureTransform(SourcePicture const& picture, FrameShape const& shape, std::uint32_t maxThreads)
     : m_shape(shape), m_slices(shape.slices()) {
     std::size_t numValues = 0;
     for (SliceShape const& slice : m_slices) {
@@ -85,14 +86,14 @@ PictureTransform::PictureTransform(SourcePicture const& picture, FrameShape cons
     const SampleScale scale(picture.bitDepth);
     std::array<std::uint8_t, 64> const& scanIndices = scanIndexOfRaster(shape.interlace_mode != 0);
     std::uint16_t const* const planes[3] = {picture.y.data(), picture.cb.data(), picture.cr.data()};
-    for (std::size_t i = 0; i < m_slices.size(); ++i) {
+    forEachSlice(m_slices.size(), maxThreads, [&](std::size_t i) {
         const PictureLines lines = shape.pictureLines(m_slices[i].pictureIndex);
         for (std::size_t component = 0; component < 3; ++component) {
             const std::size_t width = component == 0 ? picture.width : picture.chromaWidth();
             transformComponent({planes[component], width, lines}, component, m_slices[i], scale, scanIndices,
                                m_values.data() + m_offsets[i][component]);
         }
-    }
+    });
 }
 
 std::vector<std::uint16_t> alphaSamplesOf(SourcePicture const& picture, FrameShape const& shape,

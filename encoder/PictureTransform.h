@@ -13,8 +13,8 @@
 class PictureTransform {
 public:
     // The planes have the sizes that `shape` gives. Macroblocks at the edges are filled up with the last column and the
-    // last line of their picture.
-    PictureTransform(SourcePicture const& picture, FrameShape const& shape);
+    // last line of their picture. At most `maxThreads` threads transform the slices.
+    PictureTransform(SourcePicture const& picture, FrameShape const& shape, std::uint32_t maxThreads = 1);
 
     FrameShape const& shape() const { return m_shape; }
     std::vector<SliceShape> const& slices() const { return m_slices; }

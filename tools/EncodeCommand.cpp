@@ -1,6 +1,5 @@
 #include "EncodeCommand.h"
 
-#include <bit>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -15,8 +14,9 @@
 #include <unistd.h>
 
 #include "ColorMatrix.h"
-#include "FrameEncoder.h"
+#include "FrameMemory.h"
 #include "InputSet.h"
+#include "Interrupt.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
@@ -78,13 +78,16 @@ SourceForm formOf(EncodeOptions const& options, InputPicture const& picture) {
     return form;
 }
 
-EncoderSettings settingsFor(EncodeOptions const& options, InputPicture const& picture, SourceForm const& form) {
-    EncoderSettings settings;
+ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture const& picture, SourceForm const& form) {
+    ravelo_encode_options settings = RAVELO_ENCODE_OPTIONS_INIT;
+    settings.chroma_format = static_cast<std::uint32_t>(form.chromaFormat);
+    settings.alpha_bits = form.alphaBits;
     settings.interlace_mode = interlaceModeOf(options, picture);
-    settings.log2_slice_size_in_mb = static_cast<std::uint32_t>(std::countr_zero(options.slice));
-    settings.quantization_index = options.quantization_index;
-    settings.bitsPerPixel = options.bitsPerPixel;
+    settings.slice_size = options.slice;
+    settings.bits_per_pixel = options.bitsPerPixel;
+    settings.quantization_index = options.bitsPerPixel > 0 ? 0 : options.quantization_index;
     settings.matrix_coefficients = form.matrix_coefficients;
+    settings.stop = interruptFlag();
     return settings;
 }
 
@@ -169,19 +172,19 @@ public:
         if (m_form.alphaBits != 0 && m_form.chromaFormat == ChromaFormat::C422)
             warn(m_options.verbosity,
                  "the alpha plane is coded, but a 4:2:2 frame is decoded without it; --chroma 444 keeps it");
-        const EncoderSettings settings = settingsFor(m_options, m_step.picture, m_form);
+        const ravelo_encode_options options = optionsFor(m_options, m_step.picture, m_form);
         const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
-        withName(m_step.name, [&] { m_frame = encodeFrame(source, settings); });
+        withName(m_step.name, [&] { m_frame.encode(source, options); });
         m_file = std::make_unique<OutputFile>(m_step.outputPath, m_options.force);
-        m_file->write(m_frame.bytes);
+        m_file->write(m_frame.bytes());
     }
 
     void deliver() override {
         m_file->commit();
         m_progress.advance(fmt::format("{} -> {}, {} bytes, {:.3f} bits per pixel, quantization_index {}", m_step.name,
-                                       m_step.outputPath, m_frame.bytes.size(), m_frame.bitsPerPixel,
-                                       m_frame.quantization_index));
+                                       m_step.outputPath, m_frame.bytes().size(), m_frame.bitsPerPixel(),
+                                       m_frame.quantization_index()));
         if (m_options.json)
             m_report.push_back({{"picture", m_step.name},
                                 {"frame", m_step.outputPath},
@@ -189,9 +192,9 @@ public:
                                 {"height", m_height},
                                 {"chroma", m_form.chromaFormat == ChromaFormat::C444 ? "4:4:4" : "4:2:2"},
                                 {"alpha_bits", m_form.alphaBits},
-                                {"bytes", m_frame.bytes.size()},
-                                {"bits_per_pixel", m_frame.bitsPerPixel},
-                                {"quantization_index", m_frame.quantization_index}});
+                                {"bytes", m_frame.bytes().size()},
+                                {"bits_per_pixel", m_frame.bitsPerPixel()},
+                                {"quantization_index", m_frame.quantization_index()}});
     }
 
 private:
@@ -202,7 +205,7 @@ private:
     SourceForm m_form;
     std::uint32_t m_width = 0;
     std::uint32_t m_height = 0;
-    EncodedFrame m_frame;
+    FrameMemory m_frame;
     std::unique_ptr<OutputFile> m_file;
 };
 
@@ -274,9 +277,9 @@ void addEncodeCommand(CommandLine& commandLine) {
             .value("RATE")
             .within(0.05, 64);
     command
-        .option("--q", options->quantization_index, "quantization_index, 0 to 255; smaller values give better quality")
+        .option("--q", options->quantization_index, "quantization_index, 1 to 255; smaller values give better quality")
         .value("INDEX")
-        .between(0, 255)
+        .between(1, 255)
         .excludes(rate)
         .showDefault();
     addFormOptions(command, *options);
