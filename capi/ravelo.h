@@ -371,6 +371,9 @@ RAVELO_API const char* ravelo_status_text(int32_t status) RAVELO_NOEXCEPT;
 /**
  * Reads the header of a frame.
  *
+ * Takes the same short time for every frame, needs neither threads nor memory of its own, and applies no limit: a host
+ * compares width and height with what it expects.
+ *
  * @param data   the frame's first byte
  * @param size   bytes at `data`; the header is enough
  * @param info   filled in
@@ -389,6 +392,9 @@ RAVELO_NODISCARD RAVELO_API ravelo_status ravelo_get_frame_info(const void* data
  * decode with a damage report finds most of it. No verdict depends on the first eight bytes of a frame, except that
  * they may be the signature of another kind of file. A decode refuses no data for a signature.
  *
+ * It needs neither threads nor memory of its own. No limit applies: the time grows with the bytes of the slice tables
+ * that are present, at most two for each slice, and with the zeros after the frame.
+ *
  * @param data   the first byte
  * @param size   bytes at `data`, any number
  * @param check  filled in
@@ -400,6 +406,9 @@ RAVELO_NODISCARD RAVELO_API ravelo_status ravelo_check_frame(const void* data, u
 
 /**
  * Computes the memory that the output of a decode needs. Refuses everything that ravelo_decode refuses, except outputs.
+ *
+ * Runs in the calling thread. For `max_read_factor` it looks at the first bytes of every slice that is present, and
+ * holds a few bytes of memory for each row of macroblocks; without that limit it reads the header alone.
  *
  * @param data          the frame's first byte
  * @param size          bytes at `data`; the header is enough, but `max_read_factor` applies to the bytes given
