@@ -1,5 +1,6 @@
 /* Compiled in every version of C and of C++: all initialisers, and a call. */
 #include "ravelo.h"
+#include "ravelo_encode.h"
 
 int dialects(const void* frame, uint64_t size, ravelo_error* lastError);
 
@@ -11,6 +12,9 @@ int dialects(const void* frame, uint64_t size, ravelo_error* lastError) {
     ravelo_decode_options options = RAVELO_DECODE_OPTIONS_INIT;
     ravelo_buffer_requirements needs = RAVELO_BUFFER_REQUIREMENTS_INIT;
     ravelo_output output = RAVELO_OUTPUT_INIT;
+    ravelo_source_picture picture = RAVELO_SOURCE_PICTURE_INIT;
+    ravelo_encode_options encodeOptions = RAVELO_ENCODE_OPTIONS_INIT;
+    ravelo_encoded_frame encoded = RAVELO_ENCODED_FRAME_INIT;
     ravelo_reduction reduction = RAVELO_HALF_SIZE;
     ravelo_coding coding = RAVELO_YCBCR;
     ravelo_pixel_form form = RAVELO_RGBA;
@@ -29,7 +33,8 @@ int dialects(const void* frame, uint64_t size, ravelo_error* lastError) {
     if (ravelo_get_frame_info(frame, size, &info, &error) != RAVELO_OK ||
         ravelo_check_frame(frame, size, &check, &error) != RAVELO_OK ||
         ravelo_get_buffer_requirements(frame, size, &options, &needs, &error) != RAVELO_OK ||
-        ravelo_decode(frame, size, &output, &options, &error) != RAVELO_OK) {
+        ravelo_decode(frame, size, &output, &options, &error) != RAVELO_OK ||
+        ravelo_encode(&picture, &encodeOptions, &encoded, &error) != RAVELO_OK) {
         *lastError = error;
         return 1;
     }

@@ -1,7 +1,7 @@
 # Compiles SOURCE, which uses every initialiser, in each version of C and of C++, without a warning; and IGNORING, which ignores
 # a status, only without -Werror.
 # g++ finds ignored results after its check of the syntax, so code is made.
-set(flags -Wall -Wextra -Wpedantic -Werror -S -o "${CMAKE_CURRENT_BINARY_DIR}/dialects.s" "-I${INCLUDE}" "-I${GENERATED}")
+set(flags -Wall -Wextra -Wpedantic -Werror -S -o "${CMAKE_CURRENT_BINARY_DIR}/dialects.s" "-I${INCLUDE}" "-I${INCLUDE}/encode" "-I${GENERATED}")
 set(failures)
 foreach(compiler IN LISTS COMPILERS)
     if(compiler MATCHES "\\+\\+")
