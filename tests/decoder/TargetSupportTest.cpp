@@ -45,6 +45,14 @@ TEST(TargetSupportTest, ASystemWithoutYmmStateRunsBaselineOnly) {
     }
 }
 
+TEST(TargetSupportTest, TheConversionOfHalvesIsAFeatureOfItsOwn) {
+    ProcessorRegisters registers = sufficient();
+    EXPECT_FALSE(hasHalfConversion(registers)) << "AVX2 does not imply it";
+    registers.basicEcx |= 1u << 29;
+    EXPECT_TRUE(hasHalfConversion(registers));
+    EXPECT_EQ(bestTargetFor(registers), OptimizationTarget::AVX2);
+}
+
 TEST(TargetSupportTest, GetMaxOptTypeFollowsTheRegistersOfThisProcessor) {
     EXPECT_EQ(RaveloDecoderInterface::GetMaxOptType(), static_cast<int>(bestTargetFor(processorRegisters())));
 }
