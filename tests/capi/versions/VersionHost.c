@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "ravelo.h"
+#include "ravelo_encode.h"
 
 #define CANARY 0xA5
 
@@ -107,6 +108,36 @@ static ravelo_status decode(const unsigned char* frame, size_t size, int isRefus
     return status;
 }
 
+/* Encodes a grey picture. */
+static ravelo_status encode(int isRefused) {
+    static unsigned char pixels[32 * 16 * 4];
+    ravelo_error error;
+    ravelo_source_picture* picture = guarded(sizeof *picture);
+    ravelo_encode_options* options = guarded(sizeof *options);
+    ravelo_encoded_frame* frame = guarded(sizeof *frame);
+    ravelo_status status;
+    memset(pixels, 77, sizeof pixels);
+    picture->width = 32;
+    picture->height = 16;
+    picture->pixel_form = RAVELO_RGBA;
+    picture->planes[0].memory = pixels;
+    picture->planes[0].memory_bytes = sizeof pixels;
+    options->quantization_index = 7;
+#ifdef RAVELO_LATER
+    options->later_member = isRefused ? 1 : 0;
+#endif
+    status = ravelo_encode(picture, options, frame, &error);
+    if (isRefused)
+        return status;
+    check(status, &error);
+    printf("%u bytes with index %u\n", (unsigned)frame->bytes, (unsigned)frame->quantization_index);
+    ravelo_free_frame(frame);
+    release(picture, sizeof *picture);
+    release(options, sizeof *options);
+    release(frame, sizeof *frame);
+    return status;
+}
+
 /* What the library takes for the size of the options, from the text of an error: it shows which library this is. */
 static void identify(const unsigned char* frame, size_t size) {
     ravelo_error error;
@@ -129,9 +160,10 @@ int main(int argc, char** argv) {
     fclose(file);
     identify(frame, size);
     if (argc == 3)
-        return decode(frame, size, 1) == RAVELO_ERROR_STRUCTURE ? 0 : 1;
+        return (decode(frame, size, 1) == RAVELO_ERROR_STRUCTURE) + (encode(1) == RAVELO_ERROR_STRUCTURE);
     describe(frame, size);
     decode(frame, size, 0);
+    encode(0);
     free(frame);
     return 0;
 }
