@@ -10,28 +10,6 @@
 
 namespace {
 
-// The weights of red, green and blue in luma.
-struct Weights {
-    double red, green, blue;
-};
-
-// The height decides for a frame that names no matrix, as in the decoder's conversion to RGB.
-Weights weightsOf(PixelBuffer const& form) {
-    constexpr Weights kBt709{0.2126, 0.7152, 0.0722};
-    constexpr Weights kBt601{0.299, 0.587, 0.114};
-    constexpr Weights kBt2020{0.2627, 0.678, 0.0593};
-    switch (form.matrix_coefficients) {
-    case 1:
-        return kBt709;
-    case 6:
-        return kBt601;
-    case 9:
-        return kBt2020;
-    default:
-        return form.frameHeight > 576 ? kBt709 : kBt601;
-    }
-}
-
 // 0, or a value from 2^-14 to 1, as binary16.
 std::uint16_t halfOf(double value) {
     if (value == 0)
@@ -129,7 +107,7 @@ HostFill::HostFill(std::uint32_t color, HostOutput const& output) {
     }
     std::uint16_t samples[3] = {codes.light(rgb[0]), codes.light(rgb[1]), codes.light(rgb[2])};
     if (form.colorCoding == ColorCoding_YCbCr) {
-        const Weights weights = weightsOf(form);
+        const LumaWeights weights = lumaWeights(form.matrix_coefficients, form.frameHeight);
         const double luma = weights.red * rgb[0] + weights.green * rgb[1] + weights.blue * rgb[2];
         samples[0] = codes.light(luma);
         samples[1] = codes.difference((rgb[2] - luma) / (2 * (1 - weights.blue)));

@@ -31,6 +31,32 @@ constexpr std::uint32_t bytesPerSample(std::uint32_t bitDepth) {
     return bitDepth > 8 ? 2 : 1;
 }
 
+/// The weights of red, green and blue in luma. Their sum is 1.
+struct LumaWeights {
+    double red, green, blue;
+};
+
+/// Frames of more lines are of high definition, where nothing else is said.
+inline constexpr std::uint32_t kMostLinesOfStandardDefinition = 576;
+
+/// The weights of a frame. The values of `matrix_coefficients` are the code points of ITU-T H.273: 1 is BT.709, 6 is
+/// BT.601, 9 is BT.2020. For all others the lines of the frame decide: BT.709 for high definition, else BT.601.
+constexpr LumaWeights lumaWeights(std::uint32_t matrix_coefficients, std::uint64_t frameHeight) {
+    constexpr LumaWeights kBt709{0.2126, 0.7152, 0.0722};
+    constexpr LumaWeights kBt601{0.299, 0.587, 0.114};
+    constexpr LumaWeights kBt2020{0.2627, 0.678, 0.0593};
+    switch (matrix_coefficients) {
+    case 1:
+        return kBt709;
+    case 6:
+        return kBt601;
+    case 9:
+        return kBt2020;
+    default:
+        return frameHeight > kMostLinesOfStandardDefinition ? kBt709 : kBt601;
+    }
+}
+
 /// Where pixels go and in what form. One record describes a frame, a picture of it (a field takes every second line)
 /// and a slice; `width`, `height`, `pixels` and `lineStride` differ between the three.
 struct PixelBuffer {

@@ -2,17 +2,7 @@
 
 #include <cstdint>
 
-// The share of red, green and blue in luma. Their sum is 1.
-struct LumaCoefficients {
-    double red;
-    double green;
-    double blue;
-};
-
-// The coefficients for a frame's matrix_coefficients. The numbers are the code points of ITU-T H.273:
-// 1 is ITU-R BT.709, 6 is ITU-R BT.601 and 9 is ITU-R BT.2020. For any other value the full height of the frame
-// decides, as in the decoder: BT.709 above 576 lines, else BT.601.
-LumaCoefficients lumaCoefficients(std::uint32_t matrix_coefficients, std::uint32_t frameHeight);
+#include "PixelBuffer.h"
 
 // The matrix_coefficients that fit an RGB picture of this height.
 std::uint32_t defaultMatrixCoefficients(std::uint32_t frameHeight);
@@ -20,7 +10,7 @@ std::uint32_t defaultMatrixCoefficients(std::uint32_t frameHeight);
 // The conversion between R'G'B' and Y'CbCr. R, G, B and Y are in [0, 1], Cb and Cr in [-0.5, 0.5].
 class ColorMatrix {
 public:
-    explicit ColorMatrix(LumaCoefficients const& coefficients);
+    explicit ColorMatrix(LumaWeights const& weights);
 
     struct Triple {
         float first;  // R or Y

@@ -45,7 +45,7 @@ void split444(std::vector<std::uint16_t> const& samples, ComponentRow& row) {
 class RgbConverter {
 public:
     RgbConverter(DecodedFrame const& frame, bool videoRange)
-        : m_matrix(lumaCoefficients(frame.header().matrix_coefficients, frame.header().vertical_size)),
+        : m_matrix(lumaWeights(frame.header().matrix_coefficients, frame.header().vertical_size)),
           m_range(static_cast<float>(frame.maxValue()) + 1),
           m_maxValue(static_cast<float>(frame.maxValue())),
           m_videoRange(videoRange) {}

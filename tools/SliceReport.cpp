@@ -50,7 +50,7 @@ class SlicePainter {
 public:
     SlicePainter(DecodedFrame const& decoded, RgbImage& image)
         : m_header(decoded.header()),
-          m_luma(lumaCoefficients(m_header.matrix_coefficients, m_header.vertical_size)),
+          m_luma(lumaWeights(m_header.matrix_coefficients, m_header.vertical_size)),
           m_image(image) {}
 
     void paint(InspectedSlice const& slice, Rgb const& color) {
@@ -76,7 +76,7 @@ private:
     }
 
     FrameHeader const& m_header;
-    LumaCoefficients m_luma;
+    LumaWeights m_luma;
     RgbImage& m_image;
 };
 

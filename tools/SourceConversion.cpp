@@ -19,7 +19,7 @@ std::uint16_t workingCode(float code) {
 }
 
 void convertRgb(InputPicture const& picture, std::uint32_t matrix_coefficients, SourcePicture& source) {
-    const ColorMatrix matrix(lumaCoefficients(matrix_coefficients, picture.height));
+    const ColorMatrix matrix(lumaWeights(matrix_coefficients, picture.height));
     const StudioRange range(kWorkingSteps);
     const float scale = 1.0f / static_cast<float>(picture.maxValue);
     const std::size_t numPixels = picture.numPixels();

@@ -18,7 +18,7 @@ White whiteOf(PixelForm form, std::uint32_t bitDepth) {
 
 // Luma from black to white takes 438 steps from -224 up; chroma reaches from -1/2 to 1/2 in 448 steps.
 RgbFactors rgbFactors(PixelBuffer const& buffer, White const& white, bool isSumOfTwo) {
-    const LumaWeights weights = lumaWeights(buffer);
+    const LumaWeights weights = lumaWeights(buffer.matrix_coefficients, buffer.frameHeight);
     const double chroma = white.value / (isSumOfTwo ? 896.0 : 448.0);
     RgbFactors factors;
     factors.luma = white.value / 438.0;

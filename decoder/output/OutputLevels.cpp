@@ -4,10 +4,6 @@
 
 namespace {
 
-constexpr LumaWeights kBt709{0.2126, 0.7152, 0.0722};
-constexpr LumaWeights kBt601{0.299, 0.587, 0.114};
-constexpr LumaWeights kBt2020{0.2627, 0.678, 0.0593};
-
 void setMatrix(OutputLevels& levels, LumaWeights const& weights) {
     const double kr = weights.red;
     const double kg = weights.green;
@@ -19,19 +15,6 @@ void setMatrix(OutputLevels& levels, LumaWeights const& weights) {
 }
 
 } // namespace
-
-LumaWeights lumaWeights(PixelBuffer const& buffer) {
-    switch (buffer.matrix_coefficients) {
-    case 1:
-        return kBt709;
-    case 6:
-        return kBt601;
-    case 9:
-        return kBt2020;
-    default:
-        return buffer.frameHeight > 576 ? kBt709 : kBt601;
-    }
-}
 
 std::int32_t maximumCode(std::uint32_t bitDepth) {
     if (!isBitDepth(bitDepth))
@@ -48,7 +31,7 @@ OutputLevels outputLevels(PixelBuffer const& buffer) {
     levels.sampleScale = static_cast<float>(0.001953125 * (1.0 + maximum));
     if (buffer.colorCoding == ColorCoding_YCbCr)
         return levels;
-    setMatrix(levels, lumaWeights(buffer));
+    setMatrix(levels, lumaWeights(buffer.matrix_coefficients, buffer.frameHeight));
     if (buffer.colorCoding == ColorCoding_RGBFull) {
         levels.rgbScale = static_cast<float>(maximum);
     } else if (buffer.colorCoding == ColorCoding_RGBVideo) {

@@ -19,18 +19,9 @@ struct OutputLevels {
     float rgbOffset; // code of black
 };
 
-// The weights of red, green and blue in luma.
-struct LumaWeights {
-    double red, green, blue;
-};
-
-// Those of a picture by its matrix_coefficients (1: ITU-R BT.709, 6: BT.601, 9: BT.2020); for other values frames of
-// more than 576 lines take BT.709 and the rest BT.601.
-LumaWeights lumaWeights(PixelBuffer const& buffer);
-
 // The greatest code of one of kBitDepths. Any other depth throws std::runtime_error with "Unsupported bit depth in
 // PixelBuffer".
 std::int32_t maximumCode(std::uint32_t bitDepth);
 
-// The levels of an output, with the errors of maximumCode. The matrix is that of its lumaWeights.
+// The levels of an output, with the errors of maximumCode. The matrix follows its lumaWeights.
 OutputLevels outputLevels(PixelBuffer const& buffer);

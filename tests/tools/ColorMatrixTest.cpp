@@ -4,20 +4,20 @@
 
 TEST(ColorMatrixTest, CoefficientsAddUpToOne) {
     for (const std::uint32_t matrix_coefficients : {1u, 6u, 9u}) {
-        const LumaCoefficients coefficients = lumaCoefficients(matrix_coefficients, 1080);
-        EXPECT_DOUBLE_EQ(coefficients.red + coefficients.green + coefficients.blue, 1.0);
+        const LumaWeights weights = lumaWeights(matrix_coefficients, 1080);
+        EXPECT_DOUBLE_EQ(weights.red + weights.green + weights.blue, 1.0);
     }
 }
 
 TEST(ColorMatrixTest, HeightDecidesWhereNoMatrixIsNamed) {
-    EXPECT_EQ(lumaCoefficients(2, 576).red, lumaCoefficients(6, 1080).red);
-    EXPECT_EQ(lumaCoefficients(2, 577).red, lumaCoefficients(1, 100).red);
+    EXPECT_EQ(lumaWeights(2, 576).red, lumaWeights(6, 1080).red);
+    EXPECT_EQ(lumaWeights(2, 577).red, lumaWeights(1, 100).red);
     EXPECT_EQ(defaultMatrixCoefficients(576), 6u);
     EXPECT_EQ(defaultMatrixCoefficients(577), 1u);
 }
 
 TEST(ColorMatrixTest, WhiteAndBlackHaveNoChroma) {
-    const ColorMatrix matrix(lumaCoefficients(1, 1080));
+    const ColorMatrix matrix(lumaWeights(1, 1080));
     for (const float level : {0.0f, 0.25f, 1.0f}) {
         const ColorMatrix::Triple sample = matrix.toYCbCr(level, level, level);
         EXPECT_NEAR(sample.first, level, 1e-6f);
@@ -27,7 +27,7 @@ TEST(ColorMatrixTest, WhiteAndBlackHaveNoChroma) {
 }
 
 TEST(ColorMatrixTest, PrimariesReachTheEndsOfTheirChroma) {
-    const ColorMatrix matrix(lumaCoefficients(6, 480));
+    const ColorMatrix matrix(lumaWeights(6, 480));
     EXPECT_NEAR(matrix.toYCbCr(0, 0, 1).second, 0.5f, 1e-6f);
     EXPECT_NEAR(matrix.toYCbCr(1, 0, 0).third, 0.5f, 1e-6f);
     EXPECT_NEAR(matrix.toYCbCr(1, 1, 0).second, -0.5f, 1e-6f);
@@ -35,7 +35,7 @@ TEST(ColorMatrixTest, PrimariesReachTheEndsOfTheirChroma) {
 
 TEST(ColorMatrixTest, TheTwoDirectionsUndoEachOther) {
     for (const std::uint32_t matrix_coefficients : {1u, 6u, 9u}) {
-        const ColorMatrix matrix(lumaCoefficients(matrix_coefficients, 1080));
+        const ColorMatrix matrix(lumaWeights(matrix_coefficients, 1080));
         for (int i = 0; i < 125; ++i) {
             const float red = static_cast<float>(i % 5) / 4;
             const float green = static_cast<float>(i / 5 % 5) / 4;
