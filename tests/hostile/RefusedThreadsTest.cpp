@@ -337,11 +337,17 @@ std::uint64_t bytesOfAddressSpace() {
 // Frames of one group, and decodes that are allowed one thread, in a process that has not met the task library.
 [[noreturn]] void decodeAloneAndExit() {
     beginCase();
-    Decode oneGroup(frameOf(640, 16));
+    Decode small(frameOf(640, 16));
+    // The bytes of this one could be slices of many more pixels than it has.
+    Bytes withManyBytes = frameOf(16, 16);
+    letThreadsShare(withManyBytes);
+    Decode oneGroup(withManyBytes);
     Decode large(frameOf(640, 480));
     for (int round = 0; round < 5; ++round) {
-        require(oneGroup.isAsExpected(), kOtherPixels);
-        require(oneGroup.isAsExpected(16), kOtherPixels);
+        for (Decode* decode : {&small, &oneGroup}) {
+            require(decode->isAsExpected(), kOtherPixels);
+            require(decode->isAsExpected(16), kOtherPixels);
+        }
         require(large.isAsExpected(1), kOtherPixels);
     }
     require(s_numQuestions == 0 && s_numStarted == 0, kTooMany);
@@ -350,10 +356,18 @@ std::uint64_t bytesOfAddressSpace() {
     std::_Exit(kAsPromised);
 }
 
-[[noreturn]] void decodeFewGroupsAndExit() {
+[[noreturn]] void decodeWithFewThreadsAndExit() {
     beginCase();
     const ThreadsAllowed allowed(8);
     tbb::task_arena arena(8);
+    Decode large(frameOf(640, 480));
+    {
+        const ThreadsAllowed fewer(2);
+        arena.execute([&] { require(large.isAsExpected(), kOtherPixels); });
+    }
+    require(s_numStarted == 1, s_numStarted < 1 ? kNothingStarted : kTooMany);
+    arena.execute([&] { require(large.isAsExpected(2), kOtherPixels); });
+    require(s_numStarted == 1, kTooMany);
     for (const std::uint32_t numGroups : {2u, 3u, 5u}) {
         Bytes frame = frameOf(16, 16 * numGroups);
         letThreadsShare(frame);
@@ -445,6 +459,6 @@ TEST_F(RefusedThreadsTest, OneGroupOrOneThreadAsksNeitherTheSystemNorTheTaskLibr
     EXPECT_AS_PROMISED(decodeAloneAndExit());
 }
 
-TEST_F(RefusedThreadsTest, NoMoreThreadsAreAskedForThanThereAreGroups) {
-    EXPECT_AS_PROMISED(decodeFewGroupsAndExit());
+TEST_F(RefusedThreadsTest, NoMoreThreadsAreAskedForThanAreAllowedOrThereAreGroups) {
+    EXPECT_AS_PROMISED(decodeWithFewThreadsAndExit());
 }
