@@ -33,7 +33,9 @@ constexpr std::uint32_t bytesPerSample(std::uint32_t bitDepth) {
 
 /// The weights of red, green and blue in luma. Their sum is 1.
 struct LumaWeights {
-    double red, green, blue;
+    double red;   ///< Kr
+    double green; ///< Kg
+    double blue;  ///< Kb
 };
 
 /// Frames of more lines are of high definition, where nothing else is said.
