@@ -1,7 +1,10 @@
 #include "OutputFile.h"
 
 #include <climits>
+#include <cstdint>
 #include <filesystem>
+#include <iterator>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -34,6 +37,10 @@ public:
         EXPECT_EQ(::setegid(0), 0);
     }
 };
+
+std::ptrdiff_t numOpenDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
 
 } // namespace
 
@@ -120,6 +127,19 @@ TEST(OutputFileTest, DevicesAreWrittenDirectly) {
     file.write("x");
     file.commit();
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST(OutputFileTest, NoOutputLeavesADescriptorOpen) {
+    const TestFolder folder;
+    const std::vector<std::uint8_t> bytes(100000);
+    const std::ptrdiff_t before = numOpenDescriptors();
+    writeFile(folder.path("whole"), false, bytes);
+    writeFile("/dev/null", true, bytes);
+    { OutputFile(folder.path("abandoned"), false).write(bytes); }
+    { OutputFile("/dev/null", true).write(bytes); }
+    EXPECT_THROW(writeFile("/dev/full", true, bytes), CommandError);
+    EXPECT_THROW(writeFile(folder.path("whole"), false, bytes), CommandError);
+    EXPECT_EQ(numOpenDescriptors(), before);
 }
 
 TEST(OutputFileTest, AnOverwrittenFileKeepsItsPermissions) {
