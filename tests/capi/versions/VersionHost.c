@@ -58,6 +58,23 @@ static void describe(const unsigned char* frame, size_t size) {
     release(found, sizeof *found);
 }
 
+/* Decodes and prints the sum of the bytes, and the slices that failed. */
+static void printDecoded(const unsigned char* frame, size_t size, const ravelo_output* output,
+                         const ravelo_decode_options* options) {
+    const ravelo_damage_report* report = options->damage;
+    ravelo_error error;
+    unsigned sum = 1;
+    size_t i;
+    check(ravelo_decode(frame, size, output, options, &error), &error);
+    for (i = 0; i < output->memory_bytes; ++i)
+        sum = sum * 31 + ((const unsigned char*)output->memory)[i];
+    printf("%u bytes, sum %u, %u failed, %u stored\n", (unsigned)output->memory_bytes, sum, (unsigned)report->failed,
+           (unsigned)report->stored);
+    for (i = 0; i < report->stored; ++i)
+        printf("row %u, slice %u, at %u, %u\n", (unsigned)report->slices[i].row, (unsigned)report->slices[i].column,
+               (unsigned)report->slices[i].x, (unsigned)report->slices[i].y);
+}
+
 /* Decodes the first half of the frame, so that slices fail. Returns the status. */
 static ravelo_status decode(const unsigned char* frame, size_t size, int isRefused) {
     ravelo_error error;
@@ -67,7 +84,6 @@ static ravelo_status decode(const unsigned char* frame, size_t size, int isRefus
     ravelo_buffer_requirements* needs = guarded(sizeof *needs);
     ravelo_output* output = guarded(sizeof *output);
     ravelo_status status;
-    unsigned sum = 1;
     size_t i;
     if (slices == NULL)
         exit(9);
@@ -83,19 +99,12 @@ static ravelo_status decode(const unsigned char* frame, size_t size, int isRefus
     (void)isRefused;
 #endif
     status = ravelo_get_buffer_requirements(frame, size / 2, options, needs, &error);
-    if (isRefused)
-        return status;
-    check(status, &error);
-    output->memory_bytes = needs->bytes;
-    output->memory = calloc(1, (size_t)needs->bytes);
-    check(ravelo_decode(frame, size / 2, output, options, &error), &error);
-    for (i = 0; i < needs->bytes; ++i)
-        sum = sum * 31 + ((const unsigned char*)output->memory)[i];
-    printf("%u bytes, sum %u, %u failed, %u stored\n", (unsigned)needs->bytes, sum, (unsigned)report->failed,
-           (unsigned)report->stored);
-    for (i = 0; i < report->stored; ++i)
-        printf("row %u, slice %u, at %u, %u\n", (unsigned)slices[i].row, (unsigned)slices[i].column,
-               (unsigned)slices[i].x, (unsigned)slices[i].y);
+    if (!isRefused) {
+        check(status, &error);
+        output->memory_bytes = needs->bytes;
+        output->memory = calloc(1, (size_t)needs->bytes);
+        printDecoded(frame, size / 2, output, options);
+    }
     for (i = 0; i < sizeof *slices; ++i)
         if (((const unsigned char*)&slices[3])[i] != CANARY)
             exit(8);
@@ -127,11 +136,12 @@ static ravelo_status encode(int isRefused) {
     options->later_member = isRefused ? 1 : 0;
 #endif
     status = ravelo_encode(picture, options, frame, &error);
-    if (isRefused)
-        return status;
-    check(status, &error);
-    printf("%u bytes with index %u\n", (unsigned)frame->bytes, (unsigned)frame->quantization_index);
-    ravelo_free_frame(frame);
+    if (!isRefused) {
+        check(status, &error);
+        printf("%u bytes with index %u\n", (unsigned)frame->bytes, (unsigned)frame->quantization_index);
+    }
+    if (status == RAVELO_OK)
+        ravelo_free_frame(frame);
     release(picture, sizeof *picture);
     release(options, sizeof *options);
     release(frame, sizeof *frame);
@@ -154,16 +164,19 @@ int main(int argc, char** argv) {
     unsigned char* frame = malloc(1u << 20);
     FILE* file = argc >= 2 ? fopen(argv[1], "rb") : NULL;
     size_t size;
+    int numRefused = 0;
     if (frame == NULL || file == NULL)
         return 2;
     size = fread(frame, 1, 1u << 20, file);
     fclose(file);
     identify(frame, size);
-    if (argc == 3)
-        return (decode(frame, size, 1) == RAVELO_ERROR_STRUCTURE) + (encode(1) == RAVELO_ERROR_STRUCTURE);
-    describe(frame, size);
-    decode(frame, size, 0);
-    encode(0);
+    if (argc == 3) {
+        numRefused = (decode(frame, size, 1) == RAVELO_ERROR_STRUCTURE) + (encode(1) == RAVELO_ERROR_STRUCTURE);
+    } else {
+        describe(frame, size);
+        decode(frame, size, 0);
+        encode(0);
+    }
     free(frame);
-    return 0;
+    return numRefused;
 }
