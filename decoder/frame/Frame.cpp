@@ -33,9 +33,9 @@ Frame::Frame(Bitstream const& frameBits)
     if (target == (which))                                                                                             \
         decodePictures<which>();
 
-Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
-             std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
-             DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
+Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth,
+             OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor, DecodeMonitor* decodeMonitor,
+             std::uint32_t maxDecodeThreads)
     : Frame(frameBits) {
     downSampleFactor = requestedDownSampleFactor;
     colorCoding = requestedCoding;
@@ -43,6 +43,13 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
     target = resolvedTarget;
     monitor = decodeMonitor;
     maxThreads = maxDecodeThreads;
+}
+
+Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth, void* pixels,
+             std::int64_t lineStride, OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor,
+             DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
+    : Frame(frameBits, requestedCoding, requestedBitDepth, resolvedTarget, requestedDownSampleFactor, decodeMonitor,
+            maxDecodeThreads) {
     initializeFrameBuffer(pixels, lineStride);
     decode();
 }
@@ -50,13 +57,8 @@ Frame::Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint3
 Frame::Frame(Bitstream const& frameBits, PictureOutput const& pictureOutput, ColorCoding requestedCoding,
              std::uint32_t requestedBitDepth, OptimizationTarget resolvedTarget,
              std::uint32_t requestedDownSampleFactor, DecodeMonitor* decodeMonitor, std::uint32_t maxDecodeThreads)
-    : Frame(frameBits) {
-    downSampleFactor = requestedDownSampleFactor;
-    colorCoding = requestedCoding;
-    bitDepth = requestedBitDepth;
-    target = resolvedTarget;
-    monitor = decodeMonitor;
-    maxThreads = maxDecodeThreads;
+    : Frame(frameBits, requestedCoding, requestedBitDepth, resolvedTarget, requestedDownSampleFactor, decodeMonitor,
+            maxDecodeThreads) {
     output = &pictureOutput;
     describeOutput();
     decode();

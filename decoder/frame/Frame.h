@@ -59,6 +59,11 @@ public:
     PictureOutput const* output = nullptr; ///< null where the whole picture is decoded to frame_buffer
 
 private:
+    // Takes the request and decodes nothing yet.
+    Frame(Bitstream const& frameBits, ColorCoding requestedCoding, std::uint32_t requestedBitDepth,
+          OptimizationTarget resolvedTarget, std::uint32_t requestedDownSampleFactor, DecodeMonitor* decodeMonitor,
+          std::uint32_t maxDecodeThreads);
+
     void initializeFrameBuffer(void* pixels, std::int64_t lineStride);
     void describeOutput();
     void decode();
