@@ -6,14 +6,6 @@
 // Changes of the chroma layout. The planes of the result are sited as in a frame: a chroma sample belongs to an even
 // column, and 4:2:2 has one in every line.
 
-// One plane of 4:4:4 with half the columns, each weighted 1:2:1 with its neighbours.
-std::vector<std::uint16_t> halfColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
-                                       std::uint32_t height);
-
-// One plane of 4:2:2 with all columns: an odd column is the mean of its neighbours.
-std::vector<std::uint16_t> allColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
-                                      std::uint32_t height);
-
 // One plane of 4:2:0, of `width` columns, with all lines of a picture of `height` lines, linear between the two
 // nearest. The lines of an interlaced picture are made from those of the same field only.
 std::vector<std::uint16_t> allLines(std::vector<std::uint16_t> const& plane, std::uint32_t width, std::uint32_t height,

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "ChromaColumns.h"
 #include "ChromaResampling.h"
 #include "ColorMatrix.h"
 

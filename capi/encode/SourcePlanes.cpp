@@ -7,7 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "ChromaColumns.h"
 #include "HostError.h"
+#include "PixelBuffer.h"
 
 namespace {
 
@@ -67,35 +69,6 @@ Plane gathered(SourceLines const& lines, std::uint32_t width, std::uint32_t heig
     return plane;
 }
 
-// Half the columns of a plane: the even ones, weighted 1:2:1 with their neighbours.
-Plane halved(Plane const& plane, std::uint32_t width) {
-    Plane result;
-    result.reserve(plane.size() / 2 + 1);
-    for (std::size_t line = 0; line < plane.size(); line += width) {
-        for (std::size_t x = 0; x < width; x += 2) {
-            const std::uint32_t left = plane[line + (x == 0 ? x : x - 1)];
-            const std::uint32_t right = plane[line + std::min<std::size_t>(x + 1, width - 1)];
-            result.push_back(static_cast<std::uint16_t>((left + 2 * plane[line + x] + right + 2) / 4));
-        }
-    }
-    return result;
-}
-
-// All columns of a plane of `width` columns: an odd one is the mean of its neighbours.
-Plane doubled(Plane const& plane, std::uint32_t width) {
-    const std::size_t half = (width + 1) / 2;
-    Plane result;
-    result.reserve(2 * plane.size());
-    for (std::size_t line = 0; line < plane.size(); line += half) {
-        for (std::size_t x = 0; x < width; ++x) {
-            const std::uint32_t left = plane[line + x / 2];
-            const std::uint32_t right = plane[line + std::min((x + 1) / 2, half - 1)];
-            result.push_back(static_cast<std::uint16_t>((left + right + 1) / 2));
-        }
-    }
-    return result;
-}
-
 float valueOfHalf(std::uint16_t half) {
     const int exponent = half >> 10 & 31;
     const int fraction = half & 1023;
@@ -104,27 +77,6 @@ float valueOfHalf(std::uint16_t half) {
                             : exponent == 0 ? std::ldexp(static_cast<float>(fraction), -24)
                                             : std::ldexp(static_cast<float>(1024 + fraction), exponent - 25);
     return (half & 0x8000) != 0 ? -magnitude : magnitude;
-}
-
-// The share of red and of blue in luma. The height decides for a frame that names no matrix.
-struct LumaShares {
-    float red, blue;
-};
-
-LumaShares sharesOf(std::uint32_t matrix_coefficients, std::uint32_t height) {
-    constexpr LumaShares kBt709{0.2126f, 0.0722f};
-    constexpr LumaShares kBt601{0.299f, 0.114f};
-    constexpr LumaShares kBt2020{0.2627f, 0.0593f};
-    switch (matrix_coefficients) {
-    case RAVELO_MATRIX_BT709:
-        return kBt709;
-    case RAVELO_MATRIX_BT601:
-        return kBt601;
-    case RAVELO_MATRIX_BT2020:
-        return kBt2020;
-    default:
-        return height > 576 ? kBt709 : kBt601;
-    }
 }
 
 std::uint16_t videoCode(float share) {
@@ -163,15 +115,16 @@ void convertRgb(ravelo_source_picture const& picture, SourceChoice const& choice
     const std::uint32_t pixelBytes = picture.pixel_form == RAVELO_RGBA_HALF || picture.bit_depth > 8 ? 8 : 4;
     const SourceLines lines(picture.planes[0], "pixels", std::uint64_t{picture.width} * pixelBytes, picture.height);
     const Channels channels(picture, lines);
-    const LumaShares shares = sharesOf(choice.matrix_coefficients, picture.height);
+    const LumaWeights weights = lumaWeights(choice.matrix_coefficients, picture.height);
+    const float kr = static_cast<float>(weights.red), kb = static_cast<float>(weights.blue);
     const float maximum = static_cast<float>((1u << choice.alphaBits) - 1);
     for (std::uint32_t y = 0; y < picture.height; ++y) {
         for (std::uint32_t x = 0; x < picture.width; ++x) {
             const float red = channels.red(x, y), green = channels.green(x, y), blue = channels.blue(x, y);
-            const float luma = shares.red * red + (1 - shares.red - shares.blue) * green + shares.blue * blue;
+            const float luma = kr * red + (1 - kr - kb) * green + kb * blue;
             source.y.push_back(videoCode(16 + 219 * luma));
-            source.cb.push_back(videoCode(128 + 224 * (blue - luma) / (2 * (1 - shares.blue))));
-            source.cr.push_back(videoCode(128 + 224 * (red - luma) / (2 * (1 - shares.red))));
+            source.cb.push_back(videoCode(128 + 224 * (blue - luma) / (2 * (1 - kb))));
+            source.cr.push_back(videoCode(128 + 224 * (red - luma) / (2 * (1 - kr))));
             if (choice.alphaBits != 0)
                 source.alpha.push_back(
                     static_cast<std::uint16_t>(std::clamp(channels.alpha(x, y), 0.0f, 1.0f) * maximum + 0.5f));
@@ -179,8 +132,8 @@ void convertRgb(ravelo_source_picture const& picture, SourceChoice const& choice
     }
     source.bitDepth = 16;
     if (choice.chromaFormat == ChromaFormat::C422) {
-        source.cb = halved(source.cb, picture.width);
-        source.cr = halved(source.cr, picture.width);
+        source.cb = halfColumns(source.cb, picture.width, picture.height);
+        source.cr = halfColumns(source.cr, picture.width, picture.height);
     }
 }
 
@@ -260,7 +213,8 @@ void takeYCbCr(ravelo_source_picture const& picture, SourceChoice const& choice,
     const bool wants444 = choice.chromaFormat == ChromaFormat::C444;
     for (Plane* plane : {&source.cb, &source.cr})
         if (is444 != wants444)
-            *plane = is444 ? halved(*plane, picture.width) : doubled(*plane, picture.width);
+            *plane = is444 ? halfColumns(*plane, picture.width, picture.height)
+                           : allColumns(*plane, picture.width, picture.height);
 }
 
 } // namespace

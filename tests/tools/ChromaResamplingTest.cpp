@@ -4,24 +4,8 @@
 
 using Plane = std::vector<std::uint16_t>;
 
-TEST(ChromaResamplingTest, HalfColumnsWeighsNeighboursOneTwoOne) {
-    EXPECT_EQ(halfColumns({0, 4, 8, 12}, 4, 1), (Plane{1, 8}));
-}
-
-TEST(ChromaResamplingTest, HalfColumnsOfOddWidthKeepsTheLastColumn) {
-    EXPECT_EQ(halfColumns({10, 10, 50}, 3, 1), (Plane{10, 40}));
-    EXPECT_EQ(halfColumns({7, 9}, 1, 2), (Plane{7, 9}));
-}
-
-TEST(ChromaResamplingTest, AllColumnsPutsMeansBetween) {
-    EXPECT_EQ(allColumns({10, 20}, 4, 1), (Plane{10, 15, 20, 20}));
-    EXPECT_EQ(allColumns({10, 20}, 3, 1), (Plane{10, 15, 20}));
-}
-
 TEST(ChromaResamplingTest, FlatPlanesStayFlatAtTheLargestCode) {
     const Plane flat(12, 65535);
-    EXPECT_EQ(halfColumns(flat, 4, 3), Plane(6, 65535));
-    EXPECT_EQ(allColumns(flat, 8, 3), Plane(24, 65535));
     EXPECT_EQ(allLines(flat, 4, 6, false), Plane(24, 65535));
     EXPECT_EQ(allLines(flat, 4, 6, true), Plane(24, 65535));
     EXPECT_EQ(coSitedColumns(flat, 4), flat);
