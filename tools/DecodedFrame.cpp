@@ -7,6 +7,7 @@
 
 #include "FrameParts.h"
 #include "Interrupt.h"
+#include "LibraryStatus.h"
 #include "ravelo.hpp"
 
 namespace {
@@ -142,12 +143,7 @@ void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
         report.capacity = m_damage.size();
         ravelo_error error;
         const ravelo_status status = ravelo_decode(frame.data(), frame.size(), &output, &options, &error);
-        if (status == RAVELO_STOPPED)
-            throwIfInterrupted();
-        if (status == RAVELO_ERROR_MEMORY)
-            throw std::bad_alloc();
-        if (status != RAVELO_OK)
-            throw ravelo::Error(error);
+        throwUnlessDone(status, error);
         m_failedSlices = report.failed;
         if (report.failed <= report.capacity || !m_request.listsAllDamage)
             break;

@@ -1,11 +1,9 @@
 #include "FrameMemory.h"
 
 #include <array>
-#include <new>
 #include <vector>
 
-#include "Interrupt.h"
-#include "ravelo.hpp"
+#include "LibraryStatus.h"
 
 namespace {
 
@@ -58,10 +56,5 @@ void FrameMemory::encode(SourcePicture const& picture, ravelo_encode_options con
     ravelo_free_frame(&m_frame);
     ravelo_error error = RAVELO_ERROR_INIT;
     const ravelo_status status = ravelo_encode(&source, &options, &m_frame, &error);
-    if (status == RAVELO_STOPPED)
-        throwIfInterrupted();
-    if (status == RAVELO_ERROR_MEMORY)
-        throw std::bad_alloc();
-    if (status != RAVELO_OK)
-        throw ravelo::Error(error);
+    throwUnlessDone(status, error);
 }
