@@ -92,14 +92,18 @@ public:
         m_outputOptions.format = m_info.format;
         if (!m_info.isWritten)
             m_output = OutputName("");
-        m_outputOptions.videoRange = options.request.coding == "rgb-video";
+        m_outputOptions.rgb.videoRange = options.request.coding == "rgb-video";
         m_outputOptions.frameRate = parseFrameRate(options.framesPerSecond);
-        // The library delivers RGB for the frames for which it can; the command computes it for the others.
         m_request = requestOf(options.request, m_info.bitDepths.front(),
                               m_info.holdsRgb ? ColorCoding_RGBFull : ColorCoding_YCbCr);
-        if (std::find(m_info.bitDepths.begin(), m_info.bitDepths.end(), m_request.bitDepth) == m_info.bitDepths.end())
+        const bool isReducedHalf = m_info.holdsHalves && m_request.downSampleFactor != 0;
+        if (!isReducedHalf &&
+            std::find(m_info.bitDepths.begin(), m_info.bitDepths.end(), m_request.bitDepth) == m_info.bitDepths.end())
             throw usageError("{} cannot have {} bits; it can have {}", m_info.name, m_request.bitDepth,
                              fmt::join(m_info.bitDepths, ", "));
+        if (m_info.holdsHalves)
+            requestHalves();
+        m_outputOptions.rgb.bitDepth = m_request.bitDepth;
         m_request.pixelsAreUsed = m_info.isWritten;
         m_request.listsAllDamage = options.json || options.verbosity.verbose;
         if (m_info.holdsYCbCrOnly && m_request.colorCoding != ColorCoding_YCbCr)
@@ -117,6 +121,7 @@ private:
     void decode(DecodeStep const& step, std::span<const std::uint8_t> bytes, DecodedFrame& decoded) const;
     void checkOutputs(InputSet const& inputs) const;
     void openSharedOutput();
+    void requestHalves();
     DecodeRequest requestFor(FrameHeader const& header, std::string const& name) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
     void reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes,
@@ -161,11 +166,13 @@ private:
     void process() override {
         m_job.decode(m_step, bytes(), decoded());
         m_isLost = m_job.isLost(decoded(), bytes());
-        m_result = frameBytes(decoded(), m_job.m_outputOptions, m_step.name);
-        // A separate file is written at once, and only gets its name in turn.
-        if (!m_step.outputPath.empty() && !m_isLost) {
+        if (m_step.outputPath.empty()) {
+            m_result = frameBytes(decoded(), m_job.m_outputOptions, m_step.name);
+        } else if (!m_isLost) {
+            // A separate file is written at once, and only gets its name in turn.
             m_file = std::make_unique<OutputFile>(m_step.outputPath, m_job.m_options.force);
-            m_file->write(m_result);
+            writeFrame(decoded(), m_job.m_outputOptions, m_step.name,
+                       [this](std::span<const std::uint8_t> bytes) { m_file->write(bytes); });
         }
     }
 
@@ -240,16 +247,28 @@ void DecodeJob::decode(DecodeStep const& step, std::span<const std::uint8_t> byt
         decoded.decode(bytes, request);
 }
 
-// The library delivers RGB for 4:4:4 frames only. For output formats that contain RGB the command computes it from the
-// Y'CbCr of 4:2:2 frames.
+void DecodeJob::requestHalves() {
+    if (m_outputOptions.rgb.videoRange)
+        throw usageError("{} has black at 0 and white at 1; use --coding rgb or no --coding", m_info.name);
+    m_request.pixelForm = RAVELO_RGBA_HALF;
+    m_request.bitDepth = m_info.bitDepths.front();
+}
+
+// As they are coded, only 4:4:4 frames come in RGB. For formats that contain RGB, 4:2:2 frames come as RGBA, which has
+// 8 or 16 bits and full range: the command scales other depths, and converts to video range itself.
 DecodeRequest DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
     DecodeRequest request = m_request;
-    if (header.is444() || request.colorCoding == ColorCoding_YCbCr)
+    const bool wantsRgb = request.colorCoding != ColorCoding_YCbCr;
+    if (header.is444() || m_info.holdsHalves || !(m_info.holdsRgb || wantsRgb))
         return request;
     if (!m_info.holdsRgb)
         throw failure("{} is a 4:2:2 frame, of which {} can have Y'CbCr only; use --coding ycbcr or no --coding", name,
                       m_info.name);
     request.colorCoding = ColorCoding_YCbCr;
+    if (!m_outputOptions.rgb.videoRange) {
+        request.pixelForm = RAVELO_RGBA;
+        request.bitDepth = request.bitDepth == 8 ? 8 : 16;
+    }
     return request;
 }
 
@@ -302,7 +321,7 @@ void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, s
                         {"hole", step.exists ? Json(nullptr) : Json(m_options.missing)},
                         {"width", frame.width()},
                         {"height", frame.height()},
-                        {"depth", frame.request().bitDepth},
+                        {"depth", m_request.bitDepth},
                         {"slices", countSlices(bytes)},
                         {"failed_slices", frame.failedSlices()},
                         {"damage", jsonOfDamage(frame.damage())}});

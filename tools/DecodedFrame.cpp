@@ -20,8 +20,9 @@ ravelo_decode_options unlimitedOptions(DecodeRequest const& request) {
     ravelo_decode_options options{};
     options.struct_size = sizeof options;
     options.reduction = request.downSampleFactor;
-    options.coding = static_cast<std::uint32_t>(request.colorCoding);
-    options.bit_depth = request.bitDepth;
+    options.pixel_form = request.pixelForm;
+    options.coding = request.pixelForm == RAVELO_CODED ? static_cast<std::uint32_t>(request.colorCoding) : 0;
+    options.bit_depth = request.pixelForm == RAVELO_RGBA_HALF ? 0 : request.bitDepth;
     options.target = RAVELO_TARGET_BASELINE + static_cast<std::uint32_t>(request.target);
     options.region_x = request.region.x;
     options.region_y = request.region.y;
@@ -44,17 +45,21 @@ ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_rep
     return options;
 }
 
-// Two pixels of 4:2:2 or one of 4:4:4: four samples either way.
-std::array<std::uint32_t, 4> blackSamples(bool is444, ColorCoding colorCoding, std::uint32_t maxValue) {
+// Two pixels of 4:2:2 or one of another form: four samples either way.
+std::array<std::uint32_t, 4> blackSamples(bool is444, DecodeRequest const& request) {
+    constexpr std::uint32_t kOneAsHalf = 0x3C00;
+    const std::uint32_t maxValue = greatestCode(request.bitDepth);
+    if (request.pixelForm != RAVELO_CODED)
+        return {0, 0, 0, request.pixelForm == RAVELO_RGBA_HALF ? kOneAsHalf : maxValue};
     // Rounded as the library rounds a sample: at 15 bits the middle of the 32769 codes lies between two of them.
     const std::uint32_t steps = maxValue + 1;
     const std::uint32_t black = (steps + 8) / 16;
     const std::uint32_t neutral = (steps + 1) / 2;
     if (!is444)
         return {neutral, black, neutral, black};
-    if (colorCoding == ColorCoding_YCbCr)
+    if (request.colorCoding == ColorCoding_YCbCr)
         return {maxValue, black, neutral, neutral};
-    const std::uint32_t level = colorCoding == ColorCoding_RGBVideo ? black : 0;
+    const std::uint32_t level = request.colorCoding == ColorCoding_RGBVideo ? black : 0;
     return {maxValue, level, level, level};
 }
 
@@ -89,8 +94,11 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     m_request = request;
     m_damage.clear();
     m_failedSlices = 0;
-    const ravelo_buffer_requirements requirements =
-        bufferRequirements(frame, request.bitDepth, request.downSampleFactor, request.region);
+    const ravelo_decode_options options = unlimitedOptions(request);
+    ravelo_buffer_requirements requirements = RAVELO_BUFFER_REQUIREMENTS_INIT;
+    ravelo_error error;
+    if (ravelo_get_buffer_requirements(frame.data(), frame.size(), &options, &requirements, &error) != RAVELO_OK)
+        throw ravelo::Error(error);
     m_width = requirements.width;
     m_height = requirements.height;
     m_samplesPerPixel = requirements.samples_per_pixel;
@@ -107,7 +115,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
 void DecodedFrame::fillWithBlack() {
     if (m_bytes == 0 || !m_request.pixelsAreUsed)
         return;
-    const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request.colorCoding, maxValue());
+    const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request);
     const std::span<std::uint8_t> firstRow(m_pixels.get(), m_stride);
     if (bytesPerSample() == 1)
         fillRow<std::uint8_t>(firstRow, samples);

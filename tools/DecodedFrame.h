@@ -22,10 +22,11 @@ struct DecodeRequest {
     std::uint32_t bitDepth = 8; // one of kBitDepths
     OptimizationTarget target = OptimizationTarget::Baseline;
     FailedSlices failedSlices = FailedSlices::Black;
-    std::uint32_t markColor = 0xFF00FF; // 0xRRGGBB
-    bool pixelsAreUsed = true;          // false: pixels that no slice writes are not touched either
-    bool listsAllDamage = true;         // false: if many slices fail, not all of them are listed, only counted
-    PixelRectangle region = {};         // of the picture; without a size the whole picture
+    std::uint32_t markColor = 0xFF00FF;     // 0xRRGGBB
+    bool pixelsAreUsed = true;              // false: pixels that no slice writes are not touched either
+    bool listsAllDamage = true;             // false: if many slices fail, not all of them are listed, only counted
+    PixelRectangle region = {};             // of the picture; without a size the whole picture
+    std::uint32_t pixelForm = RAVELO_CODED; // or RAVELO_RGBA, or RAVELO_RGBA_HALF; these two need no `colorCoding`
 };
 
 // The pixels of a decoded frame as the library delivers them. The object can be used for one frame after the other and
@@ -58,7 +59,9 @@ public:
     std::uint32_t width() const { return m_width; }
     std::uint32_t height() const { return m_height; }
     std::uint32_t samplesPerPixel() const { return m_samplesPerPixel; }
-    std::uint32_t bytesPerSample() const { return ::bytesPerSample(m_request.bitDepth); }
+    std::uint32_t bytesPerSample() const {
+        return m_request.pixelForm == RAVELO_RGBA_HALF ? 2 : ::bytesPerSample(m_request.bitDepth);
+    }
     std::uint32_t maxValue() const { return greatestCode(m_request.bitDepth); }
     std::uint64_t rowBytes() const { return std::uint64_t{m_width} * m_samplesPerPixel * bytesPerSample(); }
 

@@ -15,7 +15,7 @@
 
 #include "CommandError.h"
 #include "OutputFormat.h"
-#include "RgbImage.h"
+#include "RgbRows.h"
 
 namespace {
 
@@ -41,39 +41,49 @@ private:
     std::size_t m_position = 0;
 };
 
-void writeExr(RgbImage const& image, MemoryStream& stream) {
-    constexpr std::array<const char*, 4> kChannels = {"R", "G", "B", "A"};
-    std::vector<half> samples(image.samples.size());
-    const float scale = 1.0f / static_cast<float>(image.maxValue);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = half(static_cast<float>(image.samples[i]) * scale);
+// The lines in half floats, alpha associated: a viewer adds the picture to what is under it.
+std::vector<half> associatedHalves(RgbRows& rows) {
+    std::vector<half> samples(rows.bytes() / sizeof(half));
+    const std::size_t samplesPerRow = rows.rowBytes() / sizeof(half);
+    for (std::uint32_t y = 0; y < rows.height(); ++y)
+        rows.copyRow(y, reinterpret_cast<std::uint8_t*>(samples.data() + y * samplesPerRow));
+    if (rows.channels() == 4)
+        for (std::size_t i = 0; i < samples.size(); i += 4)
+            for (std::size_t c = 0; c < 3; ++c)
+                samples[i + c] = half(static_cast<float>(samples[i + c]) * static_cast<float>(samples[i + 3]));
+    return samples;
+}
 
-    Imf::Header header(static_cast<int>(image.width), static_cast<int>(image.height));
+void writeRows(RgbRows& rows, MemoryStream& stream) {
+    constexpr std::array<const char*, 4> kChannels = {"R", "G", "B", "A"};
+    std::vector<half> samples = associatedHalves(rows);
+    Imf::Header header(static_cast<int>(rows.width()), static_cast<int>(rows.height()));
     header.compression() = Imf::ZIP_COMPRESSION;
-    header.insert("comments", Imf::StringAttribute("code values of the frame over their maximum, not linear light"));
+    header.insert("comments", Imf::StringAttribute("R'G'B' of the frame, black 0 and white 1; not linear light"));
     Imf::FrameBuffer buffer;
-    const std::size_t pixelBytes = image.channels * sizeof(half);
-    for (std::uint32_t c = 0; c < image.channels; ++c) {
+    const std::size_t pixelBytes = rows.channels() * sizeof(half);
+    for (std::uint32_t c = 0; c < rows.channels(); ++c) {
         header.channels().insert(kChannels[c], Imf::Channel(Imf::HALF));
-        buffer.insert(kChannels[c], Imf::Slice(Imf::HALF, reinterpret_cast<char*>(samples.data() + c), pixelBytes,
-                                               pixelBytes * image.width));
+        buffer.insert(kChannels[c],
+                      Imf::Slice(Imf::HALF, reinterpret_cast<char*>(samples.data() + c), pixelBytes, rows.rowBytes()));
     }
     // No threads of the library: several frames are written at once, each compressed in its own thread.
     Imf::OutputFile file(stream, header, 0);
     file.setFrameBuffer(buffer);
-    file.writePixels(static_cast<int>(image.height));
+    file.writePixels(static_cast<int>(rows.height()));
 }
 
 } // namespace
 
-std::vector<std::uint8_t> exrBytes(DecodedFrame const& frame, bool videoRange) {
+void writeExr(DecodedFrame const& frame, OutputOptions const&, ByteSink const& sink) {
     MemoryStream stream;
     try {
-        writeExr(rgbImageOf(frame, videoRange), stream);
+        RgbRows rows(frame);
+        writeRows(rows, stream);
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const& error) {
         throw failure("cannot write EXR: {}", error.what());
     }
-    return std::move(stream.bytes);
+    sink(stream.bytes);
 }

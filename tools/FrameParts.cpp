@@ -133,12 +133,8 @@ void checkFrame(std::string const& name, std::span<const std::uint8_t> frame, st
 }
 
 ravelo_buffer_requirements bufferRequirements(std::span<const std::uint8_t> frame, std::uint32_t bitDepth,
-                                              std::uint32_t downSampleFactor, PixelRectangle const& region) {
+                                              std::uint32_t downSampleFactor) {
     ravelo::Options options;
-    options.regionX = region.x;
-    options.regionY = region.y;
-    options.regionWidth = region.width;
-    options.regionHeight = region.height;
     options.bitDepth = bitDepth;
     options.reduction = downSampleFactor;
     options.maxPixels = RAVELO_NO_PIXEL_LIMIT;

@@ -60,7 +60,7 @@ std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame);
 // The memory for a decode without limits. The frame has passed checkFrame; throws ravelo::Error if the library refuses
 // it all the same.
 ravelo_buffer_requirements bufferRequirements(std::span<const std::uint8_t> frame, std::uint32_t bitDepth,
-                                              std::uint32_t downSampleFactor, PixelRectangle const& region = {});
+                                              std::uint32_t downSampleFactor);
 
 // Throws CommandError if the bytes cannot be a frame (another kind of file, too short, no pixels), or with
 // ExitCode::Limit if the frame has more than `maxPixels` pixels; 0 means no limit.

@@ -11,30 +11,17 @@
 
 namespace {
 
-std::vector<std::uint8_t> bytesOf(std::string const& text) {
-    return {text.begin(), text.end()};
-}
-
-// The formats for viewers, which can have video range.
-template <std::vector<std::uint8_t> (*bytesOfForm)(DecodedFrame const&, bool)>
-std::vector<std::uint8_t> viewerBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const&) {
-    return bytesOfForm(frame, options.videoRange);
-}
-
-// The formats that have no options.
-template <std::vector<std::uint8_t> (*bytesOfForm)(DecodedFrame const&)>
-std::vector<std::uint8_t> plainBytes(DecodedFrame const& frame, OutputOptions const&, std::string const&) {
-    return bytesOfForm(frame);
+// The formats that do not name the frame.
+template <void (*write)(DecodedFrame const&, OutputOptions const&, ByteSink const&)>
+void writePicture(DecodedFrame const& frame, OutputOptions const& options, std::string const&, ByteSink const& sink) {
+    write(frame, options, sink);
 }
 
 // A line as checksum tools print and read it. Line ends in the name are escaped.
 template <std::string (*hashOf)(DecodedFrame const&)>
-std::vector<std::uint8_t> hashLine(DecodedFrame const& frame, OutputOptions const&, std::string const& name) {
-    return bytesOf(hashOf(frame) + "  " + printable(name) + "\n");
-}
-
-std::vector<std::uint8_t> y4mStreamHeader(DecodedFrame const& frame, OutputOptions const& options) {
-    return y4mHeader(frame, options.frameRate);
+void writeHash(DecodedFrame const& frame, OutputOptions const&, std::string const& name, ByteSink const& sink) {
+    const std::string line = hashOf(frame) + "  " + printable(name) + "\n";
+    sink(std::span(reinterpret_cast<const std::uint8_t*>(line.data()), line.size()));
 }
 
 const std::vector<std::uint32_t> kAllDepths(std::begin(kBitDepths), std::end(kBitDepths));
@@ -44,57 +31,58 @@ const std::vector<OutputFormatInfo> kFormats = {
      .name = "png",
      .bitDepths = {8, 16},
      .holdsRgb = true,
-     .frameBytes = viewerBytes<pngBytes>},
+     .writeFrame = writePicture<writePng>},
     {.format = OutputFormat::Ppm,
      .name = "ppm",
      .otherName = "pnm",
      .bitDepths = kAllDepths,
      .maxAlphaDepth = 0,
      .holdsRgb = true,
-     .frameBytes = viewerBytes<ppmBytes>},
+     .writeFrame = writePicture<writePpm>},
     {.format = OutputFormat::Pam,
      .name = "pam",
      .bitDepths = kAllDepths,
      .holdsRgb = true,
-     .frameBytes = viewerBytes<pamBytes>},
+     .writeFrame = writePicture<writePam>},
     {.format = OutputFormat::Y4m,
      .name = "y4m",
      .bitDepths = {8, 10, 16},
      .maxAlphaDepth = 8,
      .holdsManyFrames = true,
      .holdsYCbCrOnly = true,
-     .frameBytes = plainBytes<y4mPicture>,
-     .streamHeader = y4mStreamHeader},
+     .writeFrame = writePicture<writeY4m>,
+     .streamHeader = y4mHeader},
     {.format = OutputFormat::Raw,
      .name = "raw",
      .bitDepths = kAllDepths,
      .holdsManyFrames = true,
      .holdsEmptyPictures = true,
-     .frameBytes = plainBytes<rawBytes>},
+     .writeFrame = writePicture<writeRaw>},
     {.format = OutputFormat::Npy,
      .name = "npy",
      .bitDepths = kAllDepths,
      .holdsRgb = true,
-     .frameBytes = viewerBytes<npyBytes>},
+     .writeFrame = writePicture<writeNpy>},
     {.format = OutputFormat::Exr,
      .name = "exr",
-     .bitDepths = {16, 8, 10, 15},
+     .bitDepths = {16},
      .holdsRgb = true,
-     .frameBytes = viewerBytes<exrBytes>},
+     .holdsHalves = true,
+     .writeFrame = writePicture<writeExr>},
     {.format = OutputFormat::Xxh3,
      .name = "xxh3",
      .bitDepths = kAllDepths,
      .isText = true,
      .holdsManyFrames = true,
      .holdsEmptyPictures = true,
-     .frameBytes = hashLine<xxh3OfPixels>},
+     .writeFrame = writeHash<xxh3OfPixels>},
     {.format = OutputFormat::Md5,
      .name = "md5",
      .bitDepths = kAllDepths,
      .isText = true,
      .holdsManyFrames = true,
      .holdsEmptyPictures = true,
-     .frameBytes = hashLine<md5OfPixels>},
+     .writeFrame = writeHash<md5OfPixels>},
     {.format = OutputFormat::Null,
      .name = "null",
      .bitDepths = kAllDepths,
@@ -134,9 +122,18 @@ std::optional<OutputFormat> outputFormatOfPath(std::string const& path) {
     return std::nullopt;
 }
 
-std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const& name) {
+void writeFrame(DecodedFrame const& frame, OutputOptions const& options, std::string const& name,
+                ByteSink const& sink) {
     OutputFormatInfo const& info = infoOf(options.format);
-    return info.frameBytes == nullptr ? std::vector<std::uint8_t>() : info.frameBytes(frame, options, name);
+    if (info.writeFrame != nullptr)
+        info.writeFrame(frame, options, name, sink);
+}
+
+std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const& name) {
+    std::vector<std::uint8_t> bytes;
+    writeFrame(frame, options, name,
+               [&bytes](std::span<const std::uint8_t> part) { bytes.insert(bytes.end(), part.begin(), part.end()); });
+    return bytes;
 }
 
 std::vector<std::uint8_t> streamHeader(DecodedFrame const& frame, OutputOptions const& options) {

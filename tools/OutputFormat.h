@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "DecodedFrame.h"
+#include "FilePart.h"
 #include "FrameRate.h"
+#include "RgbRows.h"
 
 enum class OutputFormat { Png, Ppm, Pam, Y4m, Raw, Npy, Exr, Xxh3, Md5, Null };
 
@@ -25,12 +27,13 @@ struct OutputFormatInfo {
     bool isText = false;                  // fit for a terminal
     bool holdsManyFrames = false;         // frame after frame in one file
     bool holdsRgb = false;                // a picture for viewers; otherwise the samples as the library delivers them
+    bool holdsHalves = false;             // RGB in half floats of 16 bits, in which nothing is clipped
     bool holdsYCbCrOnly = false;
     bool holdsEmptyPictures = false; // pictures without columns or without lines
 
-    // The bytes of a frame; null if nothing is written. `name` is the frame's name in listings.
-    std::vector<std::uint8_t> (*frameBytes)(DecodedFrame const& frame, OutputOptions const& options,
-                                            std::string const& name) = nullptr;
+    // Writes a frame; null if nothing is written. `name` is the frame's name in listings.
+    void (*writeFrame)(DecodedFrame const& frame, OutputOptions const& options, std::string const& name,
+                       ByteSink const& sink) = nullptr;
     // The bytes before the first frame; null if there are none.
     std::vector<std::uint8_t> (*streamHeader)(DecodedFrame const& frame, OutputOptions const& options) = nullptr;
 };
@@ -47,26 +50,30 @@ std::optional<OutputFormat> outputFormatOfPath(std::string const& path);
 // What the frame does not determine.
 struct OutputOptions {
     OutputFormat format = OutputFormat::Png;
-    bool videoRange = false; // RGB of 4:2:2 frames in video range
-    FrameRate frameRate;
+    RgbForm rgb = {}; // of the formats for viewers
+    FrameRate frameRate = {};
 };
 
-// A frame's bytes in the format of the options. For y4m these are the bytes of one picture, without the header of the
+// Writes a frame in the format of the options. For y4m these are the bytes of one picture, without the header of the
 // stream. `name` is the frame's name in listings of hashes. Throws CommandError for a frame that the format cannot
 // represent.
-std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options, std::string const& name);
+void writeFrame(DecodedFrame const& frame, OutputOptions const& options, std::string const& name, ByteSink const& sink);
+
+// The same bytes in memory.
+std::vector<std::uint8_t> frameBytes(DecodedFrame const& frame, OutputOptions const& options,
+                                     std::string const& name = "");
 
 // The bytes before the first frame; empty for all formats except y4m.
 std::vector<std::uint8_t> streamHeader(DecodedFrame const& frame, OutputOptions const& options);
 
 // The formats, each in its own unit.
-std::vector<std::uint8_t> pngBytes(DecodedFrame const& frame, bool videoRange);
-std::vector<std::uint8_t> ppmBytes(DecodedFrame const& frame, bool videoRange);
-std::vector<std::uint8_t> pamBytes(DecodedFrame const& frame, bool videoRange);
-std::vector<std::uint8_t> exrBytes(DecodedFrame const& frame, bool videoRange);
-std::vector<std::uint8_t> npyBytes(DecodedFrame const& frame, bool videoRange);
-std::vector<std::uint8_t> rawBytes(DecodedFrame const& frame);
-std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, FrameRate const& rate);
-std::vector<std::uint8_t> y4mPicture(DecodedFrame const& frame);
+void writePng(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+void writePpm(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+void writePam(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+void writeExr(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+void writeNpy(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+void writeRaw(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+void writeY4m(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink);
+std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, OutputOptions const& options);
 std::string xxh3OfPixels(DecodedFrame const& frame);
 std::string md5OfPixels(DecodedFrame const& frame);

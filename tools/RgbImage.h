@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "DecodedFrame.h"
+#include "RgbRows.h"
 
 // A picture for viewers: R G B, or R G B A, pixel after pixel.
 struct RgbImage {
@@ -14,7 +14,5 @@ struct RgbImage {
     std::vector<std::uint16_t> samples;
 };
 
-// The picture of a decoded frame. RGB samples of the library are used unchanged. Y'CbCr samples are converted with the
-// matrix that the frame names, with chroma interpolated to all columns in 4:2:2, to RGB in full range, or in video
-// range if `videoRange` is true.
-RgbImage rgbImageOf(DecodedFrame const& frame, bool videoRange = false);
+// The picture of a decoded frame, as RgbRows gives its lines.
+RgbImage rgbImageOf(DecodedFrame const& frame, RgbForm const& form = {});

@@ -1,7 +1,8 @@
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstring>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -28,63 +29,53 @@ char interlacingOf(FrameHeader const& header) {
     return "ptbm"[header.interlace_mode];
 }
 
-class PlaneWriter {
-public:
-    explicit PlaneWriter(DecodedFrame const& frame) : m_frame(frame) {}
-
-    // The samples at `first`, `first + step` and so on of every line. With `roundUp` a line that has no sample there
-    // for its last, odd pixel repeats the one before it, or the middle code if there is none.
-    void append(std::size_t first, std::size_t step, std::size_t samplesPerRow) {
-        for (std::uint32_t y = 0; y < m_frame.height(); ++y) {
-            m_frame.widenRow(y, m_row);
-            std::uint16_t sample = static_cast<std::uint16_t>((m_frame.maxValue() + 2) / 2);
-            for (std::size_t i = 0; i < samplesPerRow; ++i) {
-                if (first + i * step < m_row.size())
-                    sample = m_row[first + i * step];
-                append(sample);
-            }
+// The samples of one plane as the file has them, the low byte first: those at `first`, `first + step` and so on of
+// every line. A line that has no sample there for its last, odd pixel repeats the one before it, or the middle code if
+// there is none.
+template <typename Sample>
+void appendPlane(DecodedFrame const& frame, std::size_t first, std::size_t step, std::size_t samplesPerRow,
+                 FilePart& part) {
+    const std::size_t decoded = std::size_t{frame.width()} * frame.samplesPerPixel();
+    const std::size_t present = decoded <= first ? 0 : std::min((decoded - first + step - 1) / step, samplesPerRow);
+    for (std::uint32_t y = 0; y < frame.height(); ++y) {
+        const std::uint8_t* const source = frame.row(y).data() + first * sizeof(Sample);
+        std::uint8_t* const target = part.room(samplesPerRow * sizeof(Sample)).data();
+        auto sample = static_cast<Sample>((frame.maxValue() + 2) / 2);
+        for (std::size_t i = 0; i < samplesPerRow; ++i) {
+            if (i < present)
+                std::memcpy(&sample, source + i * step * sizeof(Sample), sizeof(Sample));
+            for (std::size_t byte = 0; byte < sizeof(Sample); ++byte)
+                target[i * sizeof(Sample) + byte] = static_cast<std::uint8_t>(sample >> 8 * byte);
         }
     }
-
-    std::vector<std::uint8_t> bytes;
-
-private:
-    void append(std::uint16_t sample) {
-        bytes.push_back(static_cast<std::uint8_t>(sample));
-        if (m_frame.bytesPerSample() == 2)
-            bytes.push_back(static_cast<std::uint8_t>(sample >> 8));
-    }
-
-    DecodedFrame const& m_frame;
-    std::vector<std::uint16_t> m_row;
-};
+}
 
 } // namespace
 
-std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, FrameRate const& rate) {
+std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, OutputOptions const& options) {
     if (frame.request().colorCoding != ColorCoding_YCbCr)
         throw usageError("y4m can have Y'CbCr only; use --coding ycbcr or no --coding");
-    const std::string header =
-        fmt::format("YUV4MPEG2 W{} H{} F{}:{} I{} A1:1 C{} XCOLORRANGE=LIMITED\n", frame.width(), frame.height(),
-                    rate.numerator, rate.denominator, interlacingOf(frame.header()), colorSpaceOf(frame));
+    const std::string header = fmt::format("YUV4MPEG2 W{} H{} F{}:{} I{} A1:1 C{} XCOLORRANGE=LIMITED\n", frame.width(),
+                                           frame.height(), options.frameRate.numerator, options.frameRate.denominator,
+                                           interlacingOf(frame.header()), colorSpaceOf(frame));
     return {header.begin(), header.end()};
 }
 
-std::vector<std::uint8_t> y4mPicture(DecodedFrame const& frame) {
-    constexpr std::string_view kFrameStart = "FRAME\n";
-    PlaneWriter writer(frame);
-    writer.bytes.reserve(kFrameStart.size() + std::size_t{frame.rowBytes()} * frame.height());
-    writer.bytes.assign(kFrameStart.begin(), kFrameStart.end());
+void writeY4m(DecodedFrame const& frame, OutputOptions const&, ByteSink const& sink) {
+    constexpr std::array<std::uint8_t, 6> kFrameStart = {'F', 'R', 'A', 'M', 'E', '\n'};
+    FilePart part(sink);
+    part.append(kFrameStart);
+    const auto append = frame.bytesPerSample() == 1 ? appendPlane<std::uint8_t> : appendPlane<std::uint16_t>;
     const std::size_t width = frame.width();
     if (frame.samplesPerPixel() == 2) {
-        writer.append(1, 2, width);
-        writer.append(0, 4, (width + 1) / 2);
-        writer.append(2, 4, (width + 1) / 2);
-        return std::move(writer.bytes);
+        append(frame, 1, 2, width, part);
+        append(frame, 0, 4, (width + 1) / 2, part);
+        append(frame, 2, 4, (width + 1) / 2, part);
+    } else {
+        for (std::size_t component = 1; component < 4; ++component)
+            append(frame, component, 4, width, part);
+        if (holdsAlpha(frame))
+            append(frame, 0, 4, width, part);
     }
-    for (std::size_t component = 1; component < 4; ++component)
-        writer.append(component, 4, width);
-    if (holdsAlpha(frame))
-        writer.append(0, 4, width);
-    return std::move(writer.bytes);
+    part.flush();
 }

@@ -198,7 +198,7 @@ TEST(DecodedFrameTest, NothingOfAnEarlierFrameShows) {
                     decoded.decode(cut, {reduction, ColorCoding_YCbCr, 8, OptimizationTarget::Baseline,
                                          FailedSlices::Marked, color});
                     decoded.decode(frame, {reduction, ColorCoding_YCbCr, 8, OptimizationTarget::Baseline});
-                    const std::vector<std::uint8_t> raw = rawBytes(decoded);
+                    const std::vector<std::uint8_t> raw = frameBytes(decoded, {.format = OutputFormat::Raw});
                     contents[color == 0xFFFFFFu].assign(raw.begin(), raw.end());
                 }
                 EXPECT_TRUE(contents[0] == contents[1]) << name << " reduced " << reduction;

@@ -6,6 +6,7 @@
 #include "InputFile.h"
 #include "OutputFormat.h"
 #include "PictureReader.h"
+#include "PixelBuffer.h"
 #include "RgbImage.h"
 #include "ToolsTestSupport.h"
 
@@ -18,7 +19,7 @@ namespace {
 std::string rawOf(std::string const& name, DecodeRequest const& form) {
     DecodedFrame decoded;
     decoded.decode(readFile(vectorPath(name), 1 << 20), form);
-    const std::vector<std::uint8_t> raw = rawBytes(decoded);
+    const std::vector<std::uint8_t> raw = frameBytes(decoded, {.format = OutputFormat::Raw});
     return {raw.begin(), raw.end()};
 }
 
@@ -86,6 +87,30 @@ TEST(DecodeCommandTest, PngOf444HasTheColoursOfTheLibrary) {
     EXPECT_FALSE(picture.hasAlpha());
     for (std::size_t i = 0; i < image.samples.size(); ++i)
         ASSERT_EQ(picture.planes[i % 3][i / 3], image.samples[i]);
+}
+
+TEST(DecodeCommandTest, PicturesOf422HaveTheColoursOfTheLibraryAtEveryDepth) {
+    DecodedFrame decoded;
+    decoded.decode(readFile(k422, 1 << 20),
+                   {.bitDepth = 16, .target = OptimizationTarget::AVX2, .pixelForm = RAVELO_RGBA});
+    const RgbImage image = rgbImageOf(decoded);
+    for (const std::uint32_t bitDepth : {10u, 15u, 16u}) {
+        const CommandResult result =
+            runRavelo({"decode", k422, "-o", "-", "-F", "ppm", "--depth", std::to_string(bitDepth)});
+        const InputPicture picture = pictureOf(result.output);
+        ASSERT_EQ(picture.maxValue, greatestCode(bitDepth));
+        ASSERT_EQ(picture.numPixels() * 3, image.samples.size());
+        for (std::size_t i = 0; i < image.samples.size(); ++i)
+            ASSERT_EQ(picture.planes[i % 3][i / 3], (image.samples[i] * picture.maxValue + 32767) / 65535) << i;
+    }
+}
+
+TEST(DecodeCommandTest, ReducedFramesBecomeExrToo) {
+    const TestFolder folder;
+    for (std::string const& name : {k422, kAlpha}) {
+        const CommandResult result = runRavelo({"decode", name, "-o", folder.path("a.exr"), "--size", "half", "-f"});
+        EXPECT_EQ(result.exitCode, 0) << result.error;
+    }
 }
 
 TEST(DecodeCommandTest, PngOfAFrameWithAlphaHasAlpha) {
@@ -189,6 +214,9 @@ TEST(DecodeCommandTest, WrongCommandLinesAreUsageErrors) {
     expectFailure({"decode", k422, "-o", folder.path("a.xyz")}, 2, "is not that of an output format");
     expectFailure({"decode", k422, "-o", png, "--depth", "10"}, 2, "png cannot have 10 bits");
     expectFailure({"decode", k422, "-o", folder.path("a.y4m"), "--depth", "15"}, 2, "y4m cannot have 15 bits");
+    expectFailure({"decode", k422, "-o", folder.path("a.exr"), "--depth", "8"}, 2, "exr cannot have 8 bits");
+    expectFailure({"decode", k422, "-o", folder.path("a.exr"), "--coding", "rgb-video"}, 2,
+                  "exr has black at 0 and white at 1");
     expectFailure({"decode", k422, "-o", folder.path("a.raw"), "--depth", "10", "--size", "half"}, 2,
                   "reduced sizes have 8 bits");
     expectFailure({"decode", k444, "-o", folder.path("a.y4m"), "--coding", "rgb"}, 2, "Y'CbCr only");
@@ -283,7 +311,7 @@ TEST(DecodeCommandTest, ARegionIsThatPartOfTheWhole) {
         for (const char* const size : {"full", "half"}) {
             const CommandResult whole = runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size});
             const CommandResult region =
-                runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size, "--region", "4,2,6x5"});
+                runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size, "--region", "5,2,6x5"});
             ASSERT_EQ(whole.exitCode, 0) << whole.error;
             ASSERT_EQ(region.exitCode, 0) << region.error;
             ASSERT_THAT(region.output, testing::StartsWith("P6\n6 5\n255\n"));
@@ -292,9 +320,8 @@ TEST(DecodeCommandTest, ARegionIsThatPartOfTheWhole) {
             const std::size_t height = std::stoul(whole.output.substr(whole.output.find(' ') + 1));
             const std::size_t first = whole.output.size() - 3 * width * height;
             for (std::size_t y = 0; y < 5; ++y)
-                // Chroma of the last column is that of the region's own.
-                EXPECT_EQ(region.output.substr(pixels + 18 * y, 15),
-                          whole.output.substr(first + 3 * (width * (y + 2) + 4), 15))
+                EXPECT_EQ(region.output.substr(pixels + 18 * y, 18),
+                          whole.output.substr(first + 3 * (width * (y + 2) + 5), 18))
                     << name << " " << size << " line " << y;
         }
     }

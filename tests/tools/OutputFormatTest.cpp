@@ -78,7 +78,7 @@ TEST(OutputFormatTest, PngHoldsEverySample) {
         for (const std::uint32_t bitDepth : {8u, 16u}) {
             const DecodedFrame frame = decodedVector(name, bitDepth, rgbWherePossible(name));
             const RgbImage image = rgbImageOf(frame);
-            expectSamples(readBack(pngBytes(frame, false)), image, image.channels == 4);
+            expectSamples(readBack(frameBytes(frame, {.format = OutputFormat::Png})), image, image.channels == 4);
         }
     }
 }
@@ -88,7 +88,7 @@ TEST(OutputFormatTest, PamHoldsEverySampleAtEveryDepth) {
         for (const std::uint32_t bitDepth : kBitDepths) {
             const DecodedFrame frame = decodedVector(name, bitDepth, rgbWherePossible(name));
             const RgbImage image = rgbImageOf(frame);
-            expectSamples(readBack(pamBytes(frame, false)), image, image.channels == 4);
+            expectSamples(readBack(frameBytes(frame, {.format = OutputFormat::Pam})), image, image.channels == 4);
         }
     }
 }
@@ -96,7 +96,7 @@ TEST(OutputFormatTest, PamHoldsEverySampleAtEveryDepth) {
 TEST(OutputFormatTest, PpmLeavesAlphaOut) {
     for (const std::uint32_t bitDepth : kBitDepths) {
         const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", bitDepth, ColorCoding_RGBFull);
-        expectSamples(readBack(ppmBytes(frame, false)), rgbImageOf(frame), false);
+        expectSamples(readBack(frameBytes(frame, {.format = OutputFormat::Ppm})), rgbImageOf(frame), false);
     }
 }
 
@@ -104,7 +104,7 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf422) {
     for (const std::uint32_t bitDepth : {8u, 10u, 16u}) {
         const DecodedFrame frame = decodedVector("valid422-1.rvl", bitDepth, ColorCoding_YCbCr);
         std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
-        const std::vector<std::uint8_t> picture = y4mPicture(frame);
+        const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
         bytes.insert(bytes.end(), picture.begin(), picture.end());
         const InputPicture back = readBack(bytes);
         ASSERT_EQ(back.chroma, ChromaLayout::C422);
@@ -125,7 +125,7 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
     const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 8, ColorCoding_YCbCr);
     EXPECT_THAT(textOf(y4mHeader(frame, {})), HasSubstr(" C444alpha "));
     std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
-    const std::vector<std::uint8_t> picture = y4mPicture(frame);
+    const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
     bytes.insert(bytes.end(), picture.begin(), picture.end());
     const InputPicture back = readBack(bytes);
     for (std::uint32_t y = 0; y < frame.height(); ++y) {
@@ -139,7 +139,7 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
 }
 
 TEST(OutputFormatTest, Y4mNamesChromaDepthAndFields) {
-    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr), {24000, 1001})),
+    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr), {.frameRate = {24000, 1001}})),
                 StartsWith("YUV4MPEG2 W272 H144 F24000:1001 Ip A1:1 C422 "));
     EXPECT_THAT(textOf(y4mHeader(decodedVector("valid444-1.rvl", 10, ColorCoding_YCbCr), {})), HasSubstr(" C444p10 "));
     EXPECT_THAT(textOf(y4mHeader(decodedVector("valid4444_8-1.rvl", 16, ColorCoding_YCbCr), {})),
@@ -153,7 +153,7 @@ TEST(OutputFormatTest, Y4mRefusesRgb) {
 TEST(OutputFormatTest, RawHasTheRowsOfTheLibraryWithoutGaps) {
     // At half size the library's rows lie further apart than their pixels reach.
     const DecodedFrame frame = decodedVector("odd-1.rvl", 8, ColorCoding_YCbCr, 1);
-    const std::vector<std::uint8_t> raw = rawBytes(frame);
+    const std::vector<std::uint8_t> raw = frameBytes(frame, {.format = OutputFormat::Raw});
     ASSERT_EQ(raw.size(), std::size_t{frame.width()} * frame.height() * frame.samplesPerPixel());
     for (std::uint32_t y = 0; y < frame.height(); ++y)
         ASSERT_EQ(std::memcmp(raw.data() + y * frame.rowBytes(), frame.row(y).data(), frame.rowBytes()), 0);
@@ -161,15 +161,15 @@ TEST(OutputFormatTest, RawHasTheRowsOfTheLibraryWithoutGaps) {
 
 TEST(OutputFormatTest, HashesAreThoseOfTheRawForm) {
     const DecodedFrame frame = decodedVector("odd-2.rvl", 10, ColorCoding_YCbCr);
-    const std::vector<std::uint8_t> raw = rawBytes(frame);
+    const std::vector<std::uint8_t> raw = frameBytes(frame, {.format = OutputFormat::Raw});
     EXPECT_EQ(xxh3OfPixels(frame), fmt::format("{:016x}", XXH3_64bits(raw.data(), raw.size())));
-    EXPECT_EQ(textOf(frameBytes(frame, {OutputFormat::Xxh3, false, {25}}, "a.rvl")), xxh3OfPixels(frame) + "  a.rvl\n");
+    EXPECT_EQ(textOf(frameBytes(frame, {.format = OutputFormat::Xxh3}, "a.rvl")), xxh3OfPixels(frame) + "  a.rvl\n");
 }
 
 TEST(OutputFormatTest, NpyTellsTypeAndShape) {
     const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 10, ColorCoding_RGBFull);
     const RgbImage image = rgbImageOf(frame);
-    const std::vector<std::uint8_t> bytes = npyBytes(frame, false);
+    const std::vector<std::uint8_t> bytes = frameBytes(frame, {.format = OutputFormat::Npy});
     const std::string text = textOf(bytes);
     ASSERT_TRUE(text.starts_with("\x93NUMPY\x01\x00"s));
     const std::size_t headerBytes = 10 + bytes[8] + 256u * bytes[9];
@@ -182,26 +182,40 @@ TEST(OutputFormatTest, NpyTellsTypeAndShape) {
     EXPECT_EQ(std::memcmp(bytes.data() + headerBytes, image.samples.data(), image.samples.size() * 2), 0);
 }
 
-TEST(OutputFormatTest, ExrHoldsCodesOverTheirMaximum) {
-    const TestFolder folder;
-    const DecodedFrame frame = decodedVector("valid4444_16-1.rvl", 16, ColorCoding_RGBFull);
-    const RgbImage image = rgbImageOf(frame);
-    writeTestFile(folder.path("a.exr"), textOf(exrBytes(frame, false)));
-    Imf::RgbaInputFile file(folder.path("a.exr").c_str());
-    ASSERT_EQ(file.channels(), Imf::WRITE_RGBA);
-    Imf::Array2D<Imf::Rgba> pixels(image.height, image.width);
-    file.setFrameBuffer(&pixels[0][0], 1, image.width);
-    file.readPixels(0, static_cast<int>(image.height) - 1);
-    for (std::size_t i = 0; i < std::size_t{image.width} * image.height; ++i) {
-        Imf::Rgba const& pixel = pixels[static_cast<long>(i / image.width)][static_cast<long>(i % image.width)];
-        const half expected[] = {half(static_cast<float>(image.samples[4 * i]) * (1.0f / 65535)),
-                                 half(static_cast<float>(image.samples[4 * i + 3]) * (1.0f / 65535))};
-        ASSERT_EQ(pixel.r.bits(), expected[0].bits()) << i;
-        ASSERT_EQ(pixel.a.bits(), expected[1].bits()) << i;
+TEST(OutputFormatTest, ExrHoldsHalvesUnclippedWithAssociatedAlpha) {
+    for (const char* name : {"valid4444_16-1.rvl", "extremes-1.rvl"}) {
+        const TestFolder folder;
+        DecodedFrame frame;
+        frame.decode(readFile(vectorPath(name), 1 << 20), {.bitDepth = 16, .pixelForm = RAVELO_RGBA_HALF});
+        writeTestFile(folder.path("a.exr"), textOf(frameBytes(frame, {.format = OutputFormat::Exr})));
+        Imf::RgbaInputFile file(folder.path("a.exr").c_str());
+        const bool hasAlpha = frame.header().hasAlphaOutput();
+        ASSERT_EQ(file.channels(), hasAlpha ? Imf::WRITE_RGBA : Imf::WRITE_RGB);
+        Imf::Array2D<Imf::Rgba> pixels(frame.height(), frame.width());
+        file.setFrameBuffer(&pixels[0][0], 1, frame.width());
+        file.readPixels(0, static_cast<int>(frame.height()) - 1);
+        std::vector<std::uint16_t> row;
+        bool isClipped = true;
+        for (std::uint32_t y = 0; y < frame.height(); ++y) {
+            frame.widenRow(y, row);
+            for (std::uint32_t x = 0; x < frame.width(); ++x) {
+                half decoded[4];
+                for (std::size_t c = 0; c < 4; ++c)
+                    decoded[c] = half(half::FromBits, row[4 * x + c]);
+                Imf::Rgba const& pixel = pixels[y][x];
+                const float alpha = hasAlpha ? float(decoded[3]) : 1.0f;
+                ASSERT_EQ(pixel.r.bits(), half(decoded[0] * alpha).bits()) << x << ' ' << y;
+                ASSERT_EQ(pixel.g.bits(), half(decoded[1] * alpha).bits()) << x << ' ' << y;
+                ASSERT_EQ(pixel.b.bits(), half(decoded[2] * alpha).bits()) << x << ' ' << y;
+                ASSERT_EQ(pixel.a.bits(), half(alpha).bits()) << x << ' ' << y;
+                isClipped = isClipped && decoded[0] >= 0 && decoded[0] <= 1;
+            }
+        }
+        EXPECT_FALSE(isClipped);
     }
 }
 
 TEST(OutputFormatTest, NullHoldsNothing) {
     const DecodedFrame frame = decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr);
-    EXPECT_THAT(frameBytes(frame, {OutputFormat::Null, false, {25}}, "a"), IsEmpty());
+    EXPECT_THAT(frameBytes(frame, {.format = OutputFormat::Null}, "a"), IsEmpty());
 }
