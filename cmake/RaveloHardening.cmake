@@ -16,14 +16,14 @@ endif()
 # The sanitizers replace the checked copies by their own, which find more.
 set(ravelo_isOptimised "$<AND:$<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${ravelo_isSanitized}>>>")
 
-foreach(target RaveloKernels RaveloHeaders RaveloDecoder RaveloC RaveloCStatic RaveloEncoder RaveloEncodeC RaveloPictureReaders RaveloCommand ravelo)
+foreach(target RaveloKernels RaveloHeaders RaveloDecoder RaveloC RaveloCStatic RaveloEncoder RaveloEncodeC RaveloPython RaveloPictureReaders RaveloCommand ravelo)
     if(NOT TARGET ${target})
         continue()
     endif()
     target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
         "$<${ravelo_isOptimised}:-U_FORTIFY_SOURCE>" "$<${ravelo_isOptimised}:-D_FORTIFY_SOURCE=2>")
 endforeach()
-foreach(target RaveloOpt RaveloC RaveloEncodeC ravelo)
+foreach(target RaveloOpt RaveloC RaveloEncodeC RaveloPython ravelo)
     if(TARGET ${target})
         target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
     endif()

@@ -1,0 +1,18 @@
+"""The pieces of the guide run, one after the other."""
+
+import re
+
+from conftest import ROOT, frame_named
+
+
+def test_the_guides_pieces_run(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / "frame.rvl").write_bytes(frame_named("422_progressive"))
+    pieces = re.findall(r"^```python\n(.*?)^```", (ROOT / "docs/python.md").read_text(), re.MULTILINE | re.DOTALL)
+    assert len(pieces) >= 7
+    names = {}
+    for piece in pieces:
+        exec(piece, names)
+    assert names["canvas"][:64, :96].any() and (names["canvas"][63::-1, :96] == names["canvas"][64:, 96:]).all()
+    assert not names["canvas"][:64, 96:].any()
+    assert names["report"].failed > 0

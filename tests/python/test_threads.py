@@ -1,0 +1,103 @@
+"""Threads of the interpreter and signals during decodes and encodes."""
+
+import os
+import signal
+import threading
+import time
+
+import numpy
+import pytest
+
+import ravelo
+from conftest import noise
+
+
+class Alarm(Exception):
+    pass
+
+
+@pytest.fixture
+def alarms():
+    """Signals from now on, whose handler counts them and may raise."""
+    count = []
+
+    def start(interval, raises):
+        def ring(number, frame):
+            count.append(number)
+            if raises:
+                raise Alarm
+
+        signal.signal(signal.SIGALRM, ring)
+        signal.setitimer(signal.ITIMER_REAL, interval, 0 if raises else interval)
+        return count
+
+    previous = signal.getsignal(signal.SIGALRM)
+    yield start
+    signal.setitimer(signal.ITIMER_REAL, 0)
+    signal.signal(signal.SIGALRM, previous)
+
+
+def test_a_signal_stops_a_long_decode_if_its_handler_raises(long_frame, alarms):
+    count = alarms(0.05, False)
+    start = time.monotonic()
+    picture = ravelo.decode(long_frame, threads=1, size=4)
+    whole = time.monotonic() - start
+    assert len(count) > 3 and numpy.array_equal(picture[:4], picture[-4:])
+    alarms(0.1, True)
+    start = time.monotonic()
+    with pytest.raises(Alarm):
+        ravelo.decode(long_frame, threads=1, size=4)
+    assert time.monotonic() - start < min(0.1 + 0.5, whole - 0.1)
+
+
+def test_a_signal_stops_a_long_encode(alarms):
+    picture = noise((3000, 3000, 2))
+    alarms(0.1, True)
+    start = time.monotonic()
+    with pytest.raises(Alarm):
+        ravelo.encode(picture, bpp=12)
+    assert time.monotonic() - start < 0.1 + 0.5
+
+
+def test_the_interpreter_runs_during_a_decode(long_frame):
+    ended = []
+    region = (0, 0, 512, 1000)
+    thread = threading.Thread(
+        target=lambda: (ravelo.decode(long_frame, size=4, threads=1, region=region), ended.append(1))
+    )
+    thread.start()
+    turns = 0
+    while not ended and turns < 20:
+        time.sleep(0.001)
+        turns += 1
+    assert turns == 20 and not ended
+    thread.join()
+
+
+def test_threads_decode_the_same_frame_at_once():
+    frame = ravelo.encode(noise((160, 200, 2)), q=2)
+    expected = ravelo.decode(frame)
+    wrong = []
+
+    def decode():
+        for _ in range(30):
+            if not numpy.array_equal(ravelo.decode(frame), expected):
+                wrong.append(1)
+
+    threads = [threading.Thread(target=decode) for _ in range(8)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert not wrong
+
+
+def test_a_child_of_a_fork_decodes(long_frame):
+    small = ravelo.encode(noise((64, 64, 2)))
+    expected = ravelo.decode(small)
+    child = os.fork()
+    if child == 0:
+        is_equal = numpy.array_equal(ravelo.decode(small), expected)
+        ravelo.decode(long_frame, size=4, region=(0, 0, 64, 64))
+        os._exit(0 if is_equal else 1)
+    assert os.waitpid(child, 0)[1] == 0
