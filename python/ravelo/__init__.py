@@ -10,6 +10,7 @@ module `ravelo.farm` on several machines. All of them may be called from any num
 from ._core import version as __version__
 from ._frames import check, decode, decode_with_report, encode, info
 from ._records import Check, Damage, Error, Info, Report, Status
+from ._sequence import Sequence
 
 __all__ = [
     "Check",
@@ -17,6 +18,7 @@ __all__ = [
     "Error",
     "Info",
     "Report",
+    "Sequence",
     "Status",
     "__version__",
     "check",
