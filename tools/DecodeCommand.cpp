@@ -8,6 +8,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
@@ -40,6 +41,7 @@ struct DecodeOptions {
     std::string missing = "error";
     RequestOptions request;
     std::string framesPerSecond = "25";
+    std::string compression;
     FrameLoopOptions loop;
     bool force = false;
     bool json = false;
@@ -94,6 +96,7 @@ public:
             m_output = OutputName("");
         m_outputOptions.rgb.videoRange = options.request.coding == "rgb-video";
         m_outputOptions.frameRate = parseFrameRate(options.framesPerSecond);
+        m_outputOptions.compression = compressionOf(options, m_info);
         m_request = requestOf(options.request, m_info.bitDepths.front(),
                               m_info.holdsRgb ? ColorCoding_RGBFull : ColorCoding_YCbCr);
         const bool isReducedHalf = m_info.holdsHalves && m_request.downSampleFactor != 0;
@@ -118,6 +121,7 @@ private:
     friend class DecodeTask;
 
     static OutputFormat formatOf(DecodeOptions const& options, OutputName const& output);
+    static std::string_view compressionOf(DecodeOptions const& options, OutputFormatInfo const& info);
     void decode(DecodeStep const& step, std::span<const std::uint8_t> bytes, DecodedFrame& decoded) const;
     void checkOutputs(InputSet const& inputs) const;
     void openSharedOutput();
@@ -202,6 +206,18 @@ OutputFormat DecodeJob::formatOf(DecodeOptions const& options, OutputName const&
     return *format;
 }
 
+std::string_view DecodeJob::compressionOf(DecodeOptions const& options, OutputFormatInfo const& info) {
+    if (options.compression.empty())
+        return "";
+    const auto choice = std::find(info.compressions.begin(), info.compressions.end(), options.compression);
+    if (info.compressions.empty())
+        throw usageError("--compression: {} has none to choose", info.name);
+    if (choice == info.compressions.end())
+        throw usageError("--compression: {} is not one of {}; it can be {}", options.compression, info.name,
+                         fmt::join(info.compressions, ", "));
+    return *choice;
+}
+
 // Errors in the names of the outputs are found before the first frame is decoded.
 void DecodeJob::checkOutputs(InputSet const& inputs) const {
     if (m_output.isSingleFile()) {
@@ -269,6 +285,7 @@ DecodeRequest DecodeJob::requestFor(FrameHeader const& header, std::string const
         request.pixelForm = RAVELO_RGBA;
         request.bitDepth = request.bitDepth == 8 ? 8 : 16;
     }
+    request.withNeighbours = m_outputOptions.rgb.videoRange;
     return request;
 }
 
@@ -384,7 +401,12 @@ void addDecodeCommand(CommandLine& commandLine) {
         .value("WHAT")
         .oneOf({"error", "skip", "hold", "black"})
         .showDefault();
-    command.option("--fps", options->framesPerSecond, "frame rate in the header of y4m, such as 25 or 24000/1001")
+    command
+        .option("--compression", options->compression,
+                "png: level 0 to 9 of zlib, default 1; exr: none, zip (the default), piz or dwaa, which loses a little")
+        .value("NAME");
+    command
+        .option("--fps", options->framesPerSecond, "frame rate in the header of y4m and exr, such as 25 or 24000/1001")
         .value("RATE")
         .showDefault();
     addFrameLoopOptions(command, options->loop);

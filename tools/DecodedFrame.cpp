@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kUsualDamage = 256;
 
 // checkFrame and checkReads have applied the limits of the command line.
-ravelo_decode_options unlimitedOptions(DecodeRequest const& request) {
+ravelo_decode_options unlimitedOptions(DecodeRequest const& request, PixelRectangle const& region) {
     ravelo_decode_options options{};
     options.struct_size = sizeof options;
     options.reduction = request.downSampleFactor;
@@ -24,17 +24,18 @@ ravelo_decode_options unlimitedOptions(DecodeRequest const& request) {
     options.coding = request.pixelForm == RAVELO_CODED ? static_cast<std::uint32_t>(request.colorCoding) : 0;
     options.bit_depth = request.pixelForm == RAVELO_RGBA_HALF ? 0 : request.bitDepth;
     options.target = RAVELO_TARGET_BASELINE + static_cast<std::uint32_t>(request.target);
-    options.region_x = request.region.x;
-    options.region_y = request.region.y;
-    options.region_width = request.region.width;
-    options.region_height = request.region.height;
+    options.region_x = region.x;
+    options.region_y = region.y;
+    options.region_width = region.width;
+    options.region_height = region.height;
     options.max_pixels = RAVELO_NO_PIXEL_LIMIT;
     options.max_read_factor = RAVELO_NO_READ_LIMIT;
     return options;
 }
 
-ravelo_decode_options optionsFor(DecodeRequest const& request, ravelo_damage_report& report) {
-    ravelo_decode_options options = unlimitedOptions(request);
+ravelo_decode_options optionsFor(DecodeRequest const& request, PixelRectangle const& region,
+                                 ravelo_damage_report& report) {
+    ravelo_decode_options options = unlimitedOptions(request, region);
     // In the C interface the colour 0 means the default one.
     const bool isMarked = request.failedSlices == FailedSlices::Marked && request.markColor != 0;
     const bool isLeft = request.failedSlices == FailedSlices::Left || !request.pixelsAreUsed;
@@ -94,7 +95,8 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     m_request = request;
     m_damage.clear();
     m_failedSlices = 0;
-    const ravelo_decode_options options = unlimitedOptions(request);
+    m_decodedRegion = takeNeighbours();
+    const ravelo_decode_options options = unlimitedOptions(request, m_decodedRegion);
     ravelo_buffer_requirements requirements = RAVELO_BUFFER_REQUIREMENTS_INIT;
     ravelo_error error;
     if (ravelo_get_buffer_requirements(frame.data(), frame.size(), &options, &requirements, &error) != RAVELO_OK)
@@ -143,7 +145,7 @@ void DecodedFrame::decode(std::span<const std::uint8_t> frame, DecodeRequest con
 void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
     ravelo_damage_report report{};
     report.struct_size = sizeof report;
-    const ravelo_decode_options options = optionsFor(m_request, report);
+    const ravelo_decode_options options = optionsFor(m_request, m_decodedRegion, report);
     const ravelo_output output = outputMemory();
     m_damage.resize(kUsualDamage);
     for (;;) {
@@ -159,6 +161,31 @@ void DecodedFrame::decodeWithReport(std::span<const std::uint8_t> frame) {
         m_damage.resize(report.failed);
     }
     m_damage.resize(report.stored);
+    for (ravelo_damage& damage : m_damage)
+        leaveNeighboursOut(damage);
+}
+
+// Pairs of columns, as 4:2:2 has them: an odd column uses the chroma of the next pair too.
+PixelRectangle DecodedFrame::takeNeighbours() {
+    m_columnsBefore = 0;
+    m_columnsAfter = 0;
+    PixelRectangle region = m_request.region;
+    const std::uint64_t pictureWidth = m_header.horizontal_size >> m_request.downSampleFactor;
+    const std::uint64_t end = std::uint64_t{region.x} + region.width;
+    if (!m_request.withNeighbours || region.width == 0 || end > pictureWidth)
+        return region;
+    m_columnsBefore = region.x % 2;
+    m_columnsAfter = static_cast<std::uint32_t>(std::min(pictureWidth, (end | 1) + 1) - end);
+    region.x -= m_columnsBefore;
+    region.width += m_columnsBefore + m_columnsAfter;
+    return region;
+}
+
+void DecodedFrame::leaveNeighboursOut(ravelo_damage& damage) const {
+    const std::uint32_t end = std::min(damage.x + damage.width, m_columnsBefore + width());
+    const std::uint32_t first = std::max(damage.x, m_columnsBefore);
+    damage.width = first < end ? end - first : 0;
+    damage.x = damage.width == 0 ? 0 : first - m_columnsBefore;
 }
 
 ravelo_output DecodedFrame::outputMemory() const {
@@ -172,7 +199,7 @@ ravelo_output DecodedFrame::outputMemory() const {
 
 void DecodedFrame::decodeAgain(std::span<const std::uint8_t> frame) {
     const ravelo_output output = outputMemory();
-    const ravelo_decode_options options = unlimitedOptions(m_request);
+    const ravelo_decode_options options = unlimitedOptions(m_request, m_decodedRegion);
     ravelo_error error;
     if (ravelo_decode(frame.data(), frame.size(), &output, &options, &error) != RAVELO_OK)
         throw ravelo::Error(error);

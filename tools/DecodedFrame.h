@@ -27,6 +27,7 @@ struct DecodeRequest {
     bool listsAllDamage = true;             // false: if many slices fail, not all of them are listed, only counted
     PixelRectangle region = {};             // of the picture; without a size the whole picture
     std::uint32_t pixelForm = RAVELO_CODED; // or RAVELO_RGBA, or RAVELO_RGBA_HALF; these two need no `colorCoding`
+    bool withNeighbours = false; // Y'CbCr of 4:2:2: with the columns beside the region whose chroma its pixels use
 };
 
 // The pixels of a decoded frame as the library delivers them. The object can be used for one frame after the other and
@@ -56,21 +57,22 @@ public:
 
     FrameHeader const& header() const { return m_header; }
     DecodeRequest const& request() const { return m_request; }
-    std::uint32_t width() const { return m_width; }
+    std::uint32_t width() const { return m_width - m_columnsBefore - m_columnsAfter; }
     std::uint32_t height() const { return m_height; }
     std::uint32_t samplesPerPixel() const { return m_samplesPerPixel; }
     std::uint32_t bytesPerSample() const {
         return m_request.pixelForm == RAVELO_RGBA_HALF ? 2 : ::bytesPerSample(m_request.bitDepth);
     }
     std::uint32_t maxValue() const { return greatestCode(m_request.bitDepth); }
+    std::uint32_t columnsBefore() const { return m_columnsBefore; } // neighbours at the start of a line
     std::uint64_t rowBytes() const { return std::uint64_t{m_width} * m_samplesPerPixel * bytesPerSample(); }
 
-    // The samples of line `y`, rowBytes() bytes.
+    // The samples of line `y`, with those of neighbours: rowBytes() bytes.
     std::span<const std::uint8_t> row(std::uint32_t y) const {
         return {m_pixels.get() + std::size_t{y} * m_stride, static_cast<std::size_t>(rowBytes())};
     }
 
-    // The same as 16-bit values at every depth; `samples` is resized to width() * samplesPerPixel().
+    // The same as 16-bit values at every depth; `samples` is resized to those of rowBytes().
     void widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const;
 
 private:
@@ -84,11 +86,16 @@ private:
     void prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request);
     void fillWithBlack();
     void decodeWithReport(std::span<const std::uint8_t> frame);
+    PixelRectangle takeNeighbours();
+    void leaveNeighboursOut(ravelo_damage& damage) const;
     ravelo_output outputMemory() const;
 
     FrameHeader m_header;
     DecodeRequest m_request;
-    std::uint32_t m_width = 0;
+    PixelRectangle m_decodedRegion;
+    std::uint32_t m_width = 0; // of the decoded lines
+    std::uint32_t m_columnsBefore = 0;
+    std::uint32_t m_columnsAfter = 0;
     std::uint32_t m_height = 0;
     std::uint32_t m_samplesPerPixel = 0;
     std::uint64_t m_stride = 0; // bytes

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +14,7 @@
 
 #include <unistd.h>
 
+#include "ColorFields.h"
 #include "ColorMatrix.h"
 #include "FrameMemory.h"
 #include "InputSet.h"
@@ -26,6 +28,7 @@
 #include "Sequence.h"
 #include "SharedOptions.h"
 #include "SourceConversion.h"
+#include "WeightFile.h"
 
 namespace {
 
@@ -41,7 +44,11 @@ struct EncodeOptions {
     std::uint32_t slice = 8;
     std::string chroma;
     std::string alpha;
+    std::string primaries;
+    std::string transfer;
     std::string matrix;
+    std::string lumaWeights; // files
+    std::string chromaWeights;
     std::uint64_t maxPixels = kDefaultMaxPixels;
     std::size_t threads = 0;
     bool force = false;
@@ -58,16 +65,35 @@ std::uint32_t interlaceModeOf(EncodeOptions const& options, InputPicture const& 
     return picture.fieldOrder == FieldOrder::TopFirst ? 1 : picture.fieldOrder == FieldOrder::BottomFirst ? 2 : 0;
 }
 
-std::uint32_t matrixCoefficientsOf(EncodeOptions const& options, InputPicture const& picture) {
-    if (options.matrix.empty())
-        return defaultMatrixCoefficients(picture.height);
-    return options.matrix == "709" ? 1 : options.matrix == "601" ? 6 : 9;
+// What the options say of colours, and of the rest what the file of the picture does.
+ColorFields colorOf(EncodeOptions const& options, InputPicture const& picture) {
+    ColorFields color = picture.color;
+    const auto take = [](std::uint32_t& field, std::uint32_t code) { field = code != 0 ? code : field; };
+    take(color.color_primaries, colorCodeOf("--color-primaries", options.primaries, primariesNames()));
+    take(color.transfer_characteristic, colorCodeOf("--transfer-characteristic", options.transfer, transferNames()));
+    take(color.matrix_coefficients, colorCodeOf("--matrix-coefficients", options.matrix, matrixNames()));
+    if (color.matrix_coefficients == 0)
+        color.matrix_coefficients = defaultMatrixCoefficients(picture.height);
+    return color;
 }
+
+// The quantisation matrices of all frames.
+struct WeightMatrices {
+    explicit WeightMatrices(EncodeOptions const& options) {
+        if (!options.lumaWeights.empty())
+            luma = readWeights(options.lumaWeights);
+        if (!options.chromaWeights.empty())
+            chroma = readWeights(options.chromaWeights);
+    }
+
+    std::optional<WeightMatrix> luma;
+    std::optional<WeightMatrix> chroma;
+};
 
 // The default is the picture's own format: alpha and full chroma are kept, and RGB becomes 4:2:2.
 SourceForm formOf(EncodeOptions const& options, InputPicture const& picture) {
     SourceForm form;
-    form.matrix_coefficients = matrixCoefficientsOf(options, picture);
+    form.matrix_coefficients = colorOf(options, picture).matrix_coefficients;
     const bool wantsAlpha =
         options.alpha.empty() ? picture.hasAlpha() && options.chroma != "422" : options.alpha != "none";
     if (wantsAlpha)
@@ -78,7 +104,9 @@ SourceForm formOf(EncodeOptions const& options, InputPicture const& picture) {
     return form;
 }
 
-ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture const& picture, SourceForm const& form) {
+ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture const& picture, SourceForm const& form,
+                                 WeightMatrices const& matrices) {
+    const ColorFields color = colorOf(options, picture);
     ravelo_encode_options settings = RAVELO_ENCODE_OPTIONS_INIT;
     settings.chroma_format = static_cast<std::uint32_t>(form.chromaFormat);
     settings.alpha_bits = form.alphaBits;
@@ -86,7 +114,11 @@ ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture cons
     settings.slice_size = options.slice;
     settings.bits_per_pixel = options.bitsPerPixel;
     settings.quantization_index = options.bitsPerPixel > 0 ? 0 : options.quantization_index;
-    settings.matrix_coefficients = form.matrix_coefficients;
+    settings.color_primaries = color.color_primaries;
+    settings.transfer_characteristic = color.transfer_characteristic;
+    settings.matrix_coefficients = color.matrix_coefficients;
+    settings.luma_matrix = matrices.luma ? matrices.luma->data() : nullptr;
+    settings.chroma_matrix = matrices.chroma ? matrices.chroma->data() : nullptr;
     settings.stop = interruptFlag();
     return settings;
 }
@@ -162,8 +194,9 @@ private:
 
 class EncodeTask : public OrderedTask {
 public:
-    EncodeTask(EncodeOptions const& options, EncodeStep step, Progress& progress, Json& report)
-        : m_options(options), m_step(std::move(step)), m_progress(progress), m_report(report) {}
+    EncodeTask(EncodeOptions const& options, WeightMatrices const& matrices, EncodeStep step, Progress& progress,
+               Json& report)
+        : m_options(options), m_matrices(matrices), m_step(std::move(step)), m_progress(progress), m_report(report) {}
 
     void work() override {
         m_form = formOf(m_options, m_step.picture);
@@ -172,7 +205,7 @@ public:
         if (m_form.alphaBits != 0 && m_form.chromaFormat == ChromaFormat::C422)
             warn(m_options.verbosity,
                  "the alpha plane is coded, but a 4:2:2 frame is decoded without it; --chroma 444 keeps it");
-        const ravelo_encode_options options = optionsFor(m_options, m_step.picture, m_form);
+        const ravelo_encode_options options = optionsFor(m_options, m_step.picture, m_form, m_matrices);
         const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
         withName(m_step.name, [&] { m_frame.encode(source, options); });
@@ -199,6 +232,7 @@ public:
 
 private:
     EncodeOptions const& m_options;
+    WeightMatrices const& m_matrices;
     EncodeStep m_step;
     Progress& m_progress;
     Json& m_report; // of --json, a frame each
@@ -219,6 +253,9 @@ ExitCode runEncode(EncodeOptions const& options) {
     if (output.isStandardOutput() && options.json)
         throw usageError("the frame and the report of --json cannot both be written to standard output");
 
+    // Wrong values are found before the first picture is read.
+    colorOf(options, InputPicture());
+    const WeightMatrices matrices(options);
     const Clock::time_point start = Clock::now();
     Json report = Json::array();
     const ThreadLimit limit(options.threads);
@@ -226,7 +263,7 @@ ExitCode runEncode(EncodeOptions const& options) {
     Progress progress("encoded", pictures.numItems() > 1 ? pictures.numItems() : 0, options.verbosity);
     runInOrder(ThreadLimit::current(), [&]() -> std::unique_ptr<OrderedTask> {
         std::optional<EncodeStep> step = pictures.next();
-        return step ? std::make_unique<EncodeTask>(options, *std::move(step), progress, report) : nullptr;
+        return step ? std::make_unique<EncodeTask>(options, matrices, *std::move(step), progress, report) : nullptr;
     });
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     if (options.json)
@@ -252,9 +289,31 @@ void addFormOptions(Subcommand& command, EncodeOptions& options) {
     command.option("--alpha", options.alpha, "bits of the alpha plane; default: as in the picture")
         .value("BITS")
         .oneOf({"none", "8", "16"});
-    command.option("--matrix", options.matrix, "matrix for RGB; default: 709 above 576 lines, else 601")
-        .value("NAME")
-        .oneOf({"601", "709", "2020"});
+}
+
+void addColorOptions(Subcommand& command, EncodeOptions& options) {
+    const auto describe = [](std::string const& what, std::span<const ColorName> names, std::string const& fallback) {
+        return fmt::format("{}: {}, or a code point of H.273; default: as in a Y4M file, or {}", what, listOf(names),
+                           fallback);
+    };
+    command.option("--color-primaries", options.primaries, describe("primaries in the header", primariesNames(), "709"))
+        .value("NAME");
+    command
+        .option("--transfer-characteristic", options.transfer,
+                describe("transfer in the header", transferNames(), "709"))
+        .value("NAME");
+    command
+        .option("--matrix,--matrix-coefficients", options.matrix,
+                describe("matrix in the header and for RGB", matrixNames(), "709 above 576 lines, else 601"))
+        .value("NAME");
+    command
+        .option("--luma-matrix", options.lumaWeights,
+                "quantisation matrix of luma: a text file of 64 weights from 1 to 255, row by row; default: all 4")
+        .value("FILE");
+    command
+        .option("--chroma-matrix", options.chromaWeights,
+                "quantisation matrix of chroma; default: that of luma if given")
+        .value("FILE");
 }
 
 } // namespace
@@ -283,6 +342,7 @@ void addEncodeCommand(CommandLine& commandLine) {
         .excludes(rate)
         .showDefault();
     addFormOptions(command, *options);
+    addColorOptions(command, *options);
     command.option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
     addMaxPixelsOption(command, options->maxPixels);
     addThreadsOption(command, options->threads);

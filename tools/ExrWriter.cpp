@@ -2,6 +2,8 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -10,9 +12,11 @@
 #include <ImfHeader.h>
 #include <ImfIO.h>
 #include <ImfOutputFile.h>
+#include <ImfStandardAttributes.h>
 #include <ImfStringAttribute.h>
 #include <half.h>
 
+#include "ColorFields.h"
 #include "CommandError.h"
 #include "OutputFormat.h"
 #include "RgbRows.h"
@@ -54,12 +58,30 @@ std::vector<half> associatedHalves(RgbRows& rows) {
     return samples;
 }
 
-void writeRows(RgbRows& rows, MemoryStream& stream) {
+Imf::Compression compressionNamed(std::string_view name) {
+    return name == "none"   ? Imf::NO_COMPRESSION
+           : name == "piz"  ? Imf::PIZ_COMPRESSION
+           : name == "dwaa" ? Imf::DWAA_COMPRESSION
+                            : Imf::ZIP_COMPRESSION;
+}
+
+Imf::Header headerOf(RgbRows const& rows, FrameHeader const& frame, OutputOptions const& options) {
+    Imf::Header header(static_cast<int>(rows.width()), static_cast<int>(rows.height()));
+    header.compression() = compressionNamed(options.compression);
+    Imf::addFramesPerSecond(
+        header, Imf::Rational(static_cast<int>(options.frameRate.numerator), options.frameRate.denominator));
+    if (const std::optional<Chromaticities> points = chromaticitiesOf(frame.color_primaries)) {
+        const auto vectorOf = [](ColorPoint const& point) { return Imath::V2f(point[0], point[1]); };
+        Imf::addChromaticities(header, Imf::Chromaticities(vectorOf(points->red), vectorOf(points->green),
+                                                           vectorOf(points->blue), vectorOf(points->white)));
+    }
+    header.insert("comments", Imf::StringAttribute("R'G'B' of the frame, black 0 and white 1; not linear light"));
+    return header;
+}
+
+void writeRows(RgbRows& rows, Imf::Header header, MemoryStream& stream) {
     constexpr std::array<const char*, 4> kChannels = {"R", "G", "B", "A"};
     std::vector<half> samples = associatedHalves(rows);
-    Imf::Header header(static_cast<int>(rows.width()), static_cast<int>(rows.height()));
-    header.compression() = Imf::ZIP_COMPRESSION;
-    header.insert("comments", Imf::StringAttribute("R'G'B' of the frame, black 0 and white 1; not linear light"));
     Imf::FrameBuffer buffer;
     const std::size_t pixelBytes = rows.channels() * sizeof(half);
     for (std::uint32_t c = 0; c < rows.channels(); ++c) {
@@ -75,11 +97,11 @@ void writeRows(RgbRows& rows, MemoryStream& stream) {
 
 } // namespace
 
-void writeExr(DecodedFrame const& frame, OutputOptions const&, ByteSink const& sink) {
+void writeExr(DecodedFrame const& frame, OutputOptions const& options, ByteSink const& sink) {
     MemoryStream stream;
     try {
         RgbRows rows(frame);
-        writeRows(rows, stream);
+        writeRows(rows, headerOf(rows, frame.header(), options), stream);
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const& error) {

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "ColorFields.h"
+
 enum class ColorModel { Gray, Rgb, YCbCr };
 
 enum class ChromaLayout {
@@ -30,6 +32,8 @@ struct InputPicture {
     std::vector<std::uint16_t> planes[3]; // R G B or Y Cb Cr; Gray fills the first only
     std::uint32_t alphaMaxValue = 0;      // 0 means no alpha plane
     std::vector<std::uint16_t> alpha;
+
+    ColorFields color; // as far as the file says it
 
     bool hasAlpha() const { return alphaMaxValue != 0; }
     std::uint64_t numPixels() const { return std::uint64_t{width} * height; }

@@ -31,6 +31,8 @@ const std::vector<OutputFormatInfo> kFormats = {
      .name = "png",
      .bitDepths = {8, 16},
      .holdsRgb = true,
+     // Compressing takes far longer than decoding, and higher levels gain little on photographs.
+     .compressions = {"1", "0", "2", "3", "4", "5", "6", "7", "8", "9"},
      .writeFrame = writePicture<writePng>},
     {.format = OutputFormat::Ppm,
      .name = "ppm",
@@ -68,6 +70,7 @@ const std::vector<OutputFormatInfo> kFormats = {
      .bitDepths = {16},
      .holdsRgb = true,
      .holdsHalves = true,
+     .compressions = {"zip", "none", "piz", "dwaa"},
      .writeFrame = writePicture<writeExr>},
     {.format = OutputFormat::Xxh3,
      .name = "xxh3",

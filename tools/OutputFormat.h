@@ -29,7 +29,8 @@ struct OutputFormatInfo {
     bool holdsRgb = false;                // a picture for viewers; otherwise the samples as the library delivers them
     bool holdsHalves = false;             // RGB in half floats of 16 bits, in which nothing is clipped
     bool holdsYCbCrOnly = false;
-    bool holdsEmptyPictures = false; // pictures without columns or without lines
+    bool holdsEmptyPictures = false;                 // pictures without columns or without lines
+    std::vector<std::string_view> compressions = {}; // the choices of --compression; the first is the default
 
     // Writes a frame; null if nothing is written. `name` is the frame's name in listings.
     void (*writeFrame)(DecodedFrame const& frame, OutputOptions const& options, std::string const& name,
@@ -52,6 +53,7 @@ struct OutputOptions {
     OutputFormat format = OutputFormat::Png;
     RgbForm rgb = {}; // of the formats for viewers
     FrameRate frameRate = {};
+    std::string_view compression = {}; // one of the format's compressions; empty: its default
 };
 
 // Writes a frame in the format of the options. For y4m these are the bytes of one picture, without the header of the

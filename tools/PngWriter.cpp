@@ -5,14 +5,19 @@
 #include <cstring>
 #include <functional>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
 
 #include <png.h>
+#include <zlib.h>
 
+#include "ColorFields.h"
 #include "CommandError.h"
 #include "OutputFormat.h"
+#include "RgbRows.h"
+#include "ravelo.h"
 
 namespace {
 
@@ -57,20 +62,61 @@ struct PngForm {
     std::uint32_t height;
     std::uint32_t channels;
     bool twoBytes;
+    int level = 1; // of zlib
+    ColorFields color = {};
+    bool videoRange = false;
 
     std::size_t rowBytes() const { return std::size_t{width} * channels * (twoBytes ? 2 : 1); }
 };
+
+// At the lowest level only runs are looked for: of photographs matches leave no less, and take half as long again.
+void setCompression(png_structp png, int level) {
+    png_set_compression_level(png, level);
+    png_set_filter(png, 0, level == 0 ? PNG_FILTER_NONE : level == 1 ? PNG_FILTER_SUB : PNG_FILTER_SUB | PNG_FILTER_UP);
+    if (level == 1)
+        png_set_compression_strategy(png, Z_RLE);
+}
+
+bool isSpecified(std::uint32_t code) {
+    return code != 0 && code != RAVELO_PRIMARIES_UNSPECIFIED;
+}
+
+// cICP names primaries and transfer themselves; the older chunks say the same to other readers, as far as they can.
+void setColor(png_structp png, png_infop info, PngForm const& form) {
+    ColorFields const& color = form.color;
+    const bool isSrgb =
+        color.color_primaries == RAVELO_PRIMARIES_BT709 && color.transfer_characteristic == RAVELO_TRANSFER_SRGB;
+    if (isSpecified(color.color_primaries) && isSpecified(color.transfer_characteristic)) {
+        // The third byte says that the samples are RGB.
+        png_byte data[] = {static_cast<png_byte>(color.color_primaries),
+                           static_cast<png_byte>(color.transfer_characteristic), 0,
+                           static_cast<png_byte>(form.videoRange ? 0 : 1)};
+        png_unknown_chunk chunk = {{'c', 'I', 'C', 'P', 0}, data, sizeof data, PNG_HAVE_IHDR};
+        png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, chunk.name, 1);
+        png_set_unknown_chunks(png, info, &chunk, 1);
+    }
+    const std::optional<Chromaticities> points = chromaticitiesOf(color.color_primaries);
+    if (points)
+        png_set_cHRM(png, info, points->white[0], points->white[1], points->red[0], points->red[1], points->green[0],
+                     points->green[1], points->blue[0], points->blue[1]);
+    // What follows describes codes of full range.
+    const std::optional<double> gamma = displayGammaOf(color.transfer_characteristic);
+    if (form.videoRange || !gamma)
+        return;
+    png_set_gAMA(png, info, 1 / *gamma);
+    if (isSrgb)
+        png_set_sRGB(png, info, PNG_sRGB_INTENT_RELATIVE);
+}
 
 bool compressPng(PngForm const& form, TakeRow const& takeRow, PngOutput& output) {
     if (setjmp(png_jmpbuf(output.png)))
         return false;
     png_set_write_fn(output.png, &output, appendBytes, flushNothing);
-    // A frame decodes much faster than zlib compresses it; low levels cost little size on photographs.
-    png_set_compression_level(output.png, 3);
-    png_set_filter(output.png, 0, PNG_FILTER_SUB | PNG_FILTER_UP);
+    setCompression(output.png, form.level);
     png_set_IHDR(output.png, output.info, form.width, form.height, form.twoBytes ? 16 : 8,
                  form.channels == 4 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    setColor(output.png, output.info, form);
     png_write_info(output.png, output.info);
     for (std::uint32_t y = 0; y < form.height; ++y) {
         takeRow(y, output.row);
@@ -103,7 +149,13 @@ void writePng(DecodedFrame const& frame, OutputOptions const& options, ByteSink 
         if (twoBytes)
             putHighBytesFirst(row);
     };
-    sink(pngOf({rows.width(), rows.height(), rows.channels(), twoBytes}, takeRow));
+    PngForm form = {rows.width(), rows.height(), rows.channels(), twoBytes};
+    if (!options.compression.empty())
+        form.level = options.compression.front() - '0';
+    form.color = colorFieldsOf(frame.header());
+    // RGB in video range comes from the library or from RgbRows.
+    form.videoRange = options.rgb.videoRange;
+    sink(pngOf(form, takeRow));
 }
 
 std::vector<std::uint8_t> pngOf(RgbImage const& image) {

@@ -84,7 +84,7 @@ RgbRows::RgbRows(DecodedFrame const& frame, RgbForm const& form, std::uint32_t m
     if (!isComponents(frame))
         return;
     for (auto* plane : {&m_y, &m_cb, &m_cr})
-        plane->resize(width());
+        plane->resize(frame.rowBytes() / frame.bytesPerSample() / frame.samplesPerPixel());
     m_codes.resize(std::size_t{width()} * m_channels);
 }
 
@@ -136,7 +136,7 @@ void RgbRows::convertRow(std::uint32_t y, std::uint8_t* target) {
         }
     }
     std::uint16_t* code = m_codes.data();
-    for (std::size_t x = 0; x < m_y.size(); ++x, code += m_channels) {
+    for (std::size_t x = m_frame.columnsBefore(); x < m_frame.columnsBefore() + width(); ++x, code += m_channels) {
         const ColorMatrix::Triple rgb =
             m_matrix.toRgb(m_range.lumaOf(m_y[x]), m_range.chromaOf(m_cb[x]), m_range.chromaOf(m_cr[x]));
         code[0] = codeOf(rgb.first);

@@ -22,6 +22,19 @@ std::uint64_t numberOf(std::string_view text) {
     return error == std::errc() && end == text.data() + text.size() ? number : 0;
 }
 
+// Written by `ravelo decode`: color_primaries, transfer_characteristic and matrix_coefficients as in "9:16:9".
+constexpr std::string_view kColorParameter = "RAVELOCOLOR=";
+
+ColorFields colorFieldsIn(std::string_view text) {
+    std::uint32_t codes[3] = {};
+    for (std::uint32_t& code : codes) {
+        const std::uint64_t number = numberOf(text.substr(0, text.find(':')));
+        code = number <= 255 ? static_cast<std::uint32_t>(number) : 0;
+        text.remove_prefix(std::min(text.size(), text.substr(0, text.find(':')).size() + 1));
+    }
+    return {codes[0], codes[1], codes[2]};
+}
+
 // The bits in "p10" after the name of a chroma format; 8 without it, 0 for anything else.
 std::uint32_t bitDepthOf(std::string_view suffix) {
     if (suffix.empty())
@@ -83,6 +96,8 @@ void Y4mReader::readParameter(std::string const& parameter) {
     case 'X':
         if (value == "COLORRANGE=FULL")
             m_form.fullRange = true;
+        else if (value.starts_with(kColorParameter))
+            m_form.color = colorFieldsIn(std::string_view(value).substr(kColorParameter.size()));
         break;
     default:
         // A frame has no fields for the frame rate and the shape of pixels.

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "ColorFields.h"
 #include "CommandError.h"
 #include "OutputFormat.h"
 
@@ -55,9 +56,12 @@ void appendPlane(DecodedFrame const& frame, std::size_t first, std::size_t step,
 std::vector<std::uint8_t> y4mHeader(DecodedFrame const& frame, OutputOptions const& options) {
     if (frame.request().colorCoding != ColorCoding_YCbCr)
         throw usageError("y4m can have Y'CbCr only; use --coding ycbcr or no --coding");
-    const std::string header = fmt::format("YUV4MPEG2 W{} H{} F{}:{} I{} A1:1 C{} XCOLORRANGE=LIMITED\n", frame.width(),
-                                           frame.height(), options.frameRate.numerator, options.frameRate.denominator,
-                                           interlacingOf(frame.header()), colorSpaceOf(frame));
+    // The format has no parameters for these; readers pass over those that begin with X and that they do not know.
+    const ColorFields color = colorFieldsOf(frame.header());
+    const std::string header = fmt::format(
+        "YUV4MPEG2 W{} H{} F{}:{} I{} A1:1 C{} XCOLORRANGE=LIMITED XRAVELOCOLOR={}:{}:{}\n", frame.width(),
+        frame.height(), options.frameRate.numerator, options.frameRate.denominator, interlacingOf(frame.header()),
+        colorSpaceOf(frame), color.color_primaries, color.transfer_characteristic, color.matrix_coefficients);
     return {header.begin(), header.end()};
 }
 

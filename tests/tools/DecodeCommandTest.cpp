@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "DecodedFrame.h"
@@ -307,24 +308,47 @@ TEST(DecodeCommandTest, DamagedFramesOfTheVectorsNeverCrash) {
 }
 
 TEST(DecodeCommandTest, ARegionIsThatPartOfTheWhole) {
-    for (std::string const& name : {k422, k444}) {
-        for (const char* const size : {"full", "half"}) {
-            const CommandResult whole = runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size});
-            const CommandResult region =
-                runRavelo({"decode", name, "-F", "ppm", "-o", "-", "--size", size, "--region", "5,2,6x5"});
+    // 4:2:2 in video range is converted by the command, which takes chroma from beside the region.
+    for (std::string const& name : {k422, k444, vectorPath("odd-1.rvl")}) {
+        for (std::vector<std::string> const& options :
+             {std::vector<std::string>{}, {"--size", "half"}, {"--coding", "rgb-video"}}) {
+            std::vector<std::string> arguments = {"decode", name, "-F", "ppm", "-o", "-"};
+            arguments.insert(arguments.end(), options.begin(), options.end());
+            const CommandResult whole = runRavelo(arguments);
             ASSERT_EQ(whole.exitCode, 0) << whole.error;
-            ASSERT_EQ(region.exitCode, 0) << region.error;
-            ASSERT_THAT(region.output, testing::StartsWith("P6\n6 5\n255\n"));
-            const std::size_t pixels = region.output.size() - 3 * 6 * 5;
             const std::size_t width = std::stoul(whole.output.substr(3));
             const std::size_t height = std::stoul(whole.output.substr(whole.output.find(' ') + 1));
             const std::size_t first = whole.output.size() - 3 * width * height;
-            for (std::size_t y = 0; y < 5; ++y)
-                EXPECT_EQ(region.output.substr(pixels + 18 * y, 18),
-                          whole.output.substr(first + 3 * (width * (y + 2) + 5), 18))
-                    << name << " " << size << " line " << y;
+            // Odd and even columns, and the right edge.
+            for (const std::size_t x : {std::size_t{5}, std::size_t{4}, width - 6}) {
+                arguments.push_back(fmt::format("--region={},2,6x5", x));
+                const CommandResult region = runRavelo(arguments);
+                arguments.pop_back();
+                ASSERT_EQ(region.exitCode, 0) << region.error;
+                ASSERT_THAT(region.output, testing::StartsWith("P6\n6 5\n255\n"));
+                for (std::size_t y = 0; y < 5; ++y)
+                    EXPECT_EQ(region.output.substr(region.output.size() - 18 * (5 - y), 18),
+                              whole.output.substr(first + 3 * (width * (y + 2) + x), 18))
+                        << testing::PrintToString(arguments) << " column " << x << " line " << y;
+            }
         }
     }
+}
+
+TEST(DecodeCommandTest, CompressionIsThatOfTheFormat) {
+    const TestFolder folder;
+    for (const char* name : {"a.png", "b.exr"}) {
+        const std::string least = name[0] == 'a' ? "0" : "none";
+        ASSERT_EQ(runRavelo({"decode", k422, "-o", folder.path(name)}).exitCode, 0);
+        const std::size_t usual = readTestFile(folder.path(name)).size();
+        ASSERT_EQ(runRavelo({"decode", k422, "-o", folder.path(name), "-f", "--compression", least}).exitCode, 0);
+        EXPECT_GT(readTestFile(folder.path(name)).size(), usual) << name;
+    }
+    expectFailure({"decode", k422, "-o", folder.path("c.png"), "--compression", "zip"}, 2,
+                  "zip is not one of png; it can be 1, 0, 2");
+    expectFailure({"decode", k422, "-o", folder.path("c.exr"), "--compression", "1"}, 2,
+                  "it can be zip, none, piz, dwaa");
+    expectFailure({"decode", k422, "-o", folder.path("c.ppm"), "--compression", "1"}, 2, "ppm has none to choose");
 }
 
 TEST(DecodeCommandTest, WrongRegionsAreRefused) {

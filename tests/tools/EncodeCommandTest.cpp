@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "FrameParts.h"
+#include "InputFile.h"
 #include "PictureReader.h"
 #include "ToolsTestSupport.h"
 
@@ -117,6 +119,8 @@ TEST(EncodeCommandTest, TheMatrixFollowsTheHeight) {
     EXPECT_EQ(headerOf(folder.path("low.rvl")).at("matrix_coefficients"), 6);
     EXPECT_EQ(headerOf(folder.path("high.rvl")).at("matrix_coefficients"), 1);
     EXPECT_EQ(headerOf(folder.path("wide.rvl")).at("matrix_coefficients"), 9);
+    encodeSmooth(folder, "number.rvl", 16, 16, {"--matrix-coefficients", "2"});
+    EXPECT_EQ(headerOf(folder.path("number.rvl")).at("matrix_coefficients"), 2);
 }
 
 TEST(EncodeCommandTest, AlphaIsKeptUnlessItIsNotWanted) {
@@ -255,6 +259,54 @@ TEST(EncodeCommandTest, JsonTellsEachFrame) {
     EXPECT_EQ(jsonAt(result.output, "/frames/0/quantization_index"), "9");
     EXPECT_EQ(jsonAt(result.output, "/frames/0/bytes"),
               std::to_string(std::filesystem::file_size(folder.path("a.rvl"))));
+}
+
+TEST(EncodeCommandTest, ColoursReachTheHeader) {
+    const TestFolder folder;
+    encodeSmooth(folder, "plain.rvl", 16, 16);
+    EXPECT_EQ(headerOf(folder.path("plain.rvl")).at("color_primaries"), 1);
+    EXPECT_EQ(headerOf(folder.path("plain.rvl")).at("transfer_characteristic"), 1);
+    encodeSmooth(folder, "wide.rvl", 16, 16,
+                 {"--color-primaries", "2020", "--transfer-characteristic", "pq", "--matrix-coefficients", "2020"});
+    // A stream carries them, and options outrank it.
+    ASSERT_EQ(runRavelo({"decode", folder.path("wide.rvl"), "-o", folder.path("a.y4m")}).exitCode, 0);
+    ASSERT_EQ(
+        runRavelo({"encode", folder.path("a.y4m"), "-o", folder.path("again.rvl"), "--transfer-characteristic", "200"})
+            .exitCode,
+        0);
+    for (const char* name : {"wide.rvl", "again.rvl"}) {
+        const json header = headerOf(folder.path(name));
+        EXPECT_EQ(header.at("color_primaries"), 9) << name;
+        EXPECT_EQ(header.at("transfer_characteristic"), name[0] == 'w' ? 16 : 200) << name;
+        EXPECT_EQ(header.at("matrix_coefficients"), 9) << name;
+    }
+    expectFailure({"encode", "-", "-o", folder.path("b.rvl"), "--color-primaries", "pal"}, "", 2,
+                  "--color-primaries takes 709, 601-625");
+    expectFailure({"encode", "-", "-o", folder.path("b.rvl"), "--transfer-characteristic", "256"}, "", 2, "not 256");
+}
+
+TEST(EncodeCommandTest, MatricesReachTheHeader) {
+    const TestFolder folder;
+    std::string luma, chroma;
+    for (int i = 0; i < 64; ++i) {
+        luma += std::to_string(4 + i) + (i % 8 == 7 ? "\n" : " ");
+        chroma += std::to_string(255 - i) + ",";
+    }
+    writeTestFile(folder.path("luma.txt"), luma);
+    writeTestFile(folder.path("chroma.txt"), chroma);
+    encodeSmooth(folder, "both.rvl", 16, 16,
+                 {"--luma-matrix", folder.path("luma.txt"), "--chroma-matrix", folder.path("chroma.txt")});
+    const FrameHeader both = parseFrameHeader(readFile(folder.path("both.rvl"), 1 << 16));
+    ASSERT_TRUE(both.load_luma_matrix && both.load_chroma_matrix);
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(both.raw_luma_matrix[i], 4 + i);
+        EXPECT_EQ(both.raw_chroma_matrix[i], 255 - i);
+    }
+    encodeSmooth(folder, "luma.rvl", 16, 16, {"--luma-matrix", folder.path("luma.txt")});
+    const FrameHeader one = parseFrameHeader(readFile(folder.path("luma.rvl"), 1 << 16));
+    EXPECT_TRUE(one.load_luma_matrix && !one.load_chroma_matrix);
+    const std::string missing = folder.path("none.txt");
+    expectFailure({"encode", "-", "-o", folder.path("c.rvl"), "--luma-matrix", missing}, "", 1, missing);
 }
 
 TEST(EncodeCommandTest, FrameAndReportDoNotShareStandardOutput) {

@@ -6,11 +6,13 @@
 #include <ImfChannelList.h>
 #include <ImfInputFile.h>
 #include <ImfRgbaFile.h>
+#include <ImfStandardAttributes.h>
 #include <gmock/gmock.h>
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 #include "CommandError.h"
+#include "FrameEncoder.h"
 #include "InputFile.h"
 #include "PictureReader.h"
 #include "PixelBuffer.h"
@@ -53,6 +55,37 @@ void expectSamples(InputPicture const& picture, RgbImage const& image, bool with
 
 std::string textOf(std::vector<std::uint8_t> const& bytes) {
     return {bytes.begin(), bytes.end()};
+}
+
+// A frame of one colour whose header says this of it.
+DecodedFrame decodedOfColor(ColorFields const& color, DecodeRequest const& request) {
+    SourcePicture picture;
+    picture.width = 16;
+    picture.height = 16;
+    picture.y.assign(256, 100);
+    picture.cb.assign(128, 128);
+    picture.cr.assign(128, 128);
+    EncoderSettings settings;
+    settings.quantization_index = 1;
+    settings.color_primaries = color.color_primaries;
+    settings.transfer_characteristic = color.transfer_characteristic;
+    settings.matrix_coefficients = color.matrix_coefficients;
+    DecodedFrame decoded;
+    decoded.decode(encodeFrame(picture, settings).bytes, request);
+    return decoded;
+}
+
+// The data of the first chunk of a type; empty if there is none.
+std::string chunkOf(std::string const& png, std::string const& type) {
+    for (std::size_t place = 8; place + 12 <= png.size();) {
+        std::size_t length = 0;
+        for (std::size_t i = 0; i < 4; ++i)
+            length = 256 * length + static_cast<std::uint8_t>(png[place + i]);
+        if (png.substr(place + 4, 4) == type)
+            return png.substr(place + 8, length);
+        place += 12 + length;
+    }
+    return "";
 }
 
 constexpr const char* kKinds[] = {"valid422-1.rvl", "valid444-1.rvl", "valid4444_8-1.rvl", "valid4444_16-1.rvl",
@@ -213,6 +246,90 @@ TEST(OutputFormatTest, ExrHoldsHalvesUnclippedWithAssociatedAlpha) {
         }
         EXPECT_FALSE(isClipped);
     }
+}
+
+TEST(OutputFormatTest, ExrHasCompressionChromaticitiesAndFrameRate) {
+    const DecodedFrame frame = decodedOfColor({9, 16, 9}, {.bitDepth = 16, .pixelForm = RAVELO_RGBA_HALF});
+    const std::vector<std::pair<std::string_view, Imf::Compression>> compressions = {{"", Imf::ZIP_COMPRESSION},
+                                                                                     {"none", Imf::NO_COMPRESSION},
+                                                                                     {"zip", Imf::ZIP_COMPRESSION},
+                                                                                     {"piz", Imf::PIZ_COMPRESSION},
+                                                                                     {"dwaa", Imf::DWAA_COMPRESSION}};
+    const TestFolder folder;
+    for (auto const& [name, compression] : compressions) {
+        const OutputOptions options = {.format = OutputFormat::Exr, .frameRate = {24000, 1001}, .compression = name};
+        writeTestFile(folder.path("a.exr"), textOf(frameBytes(frame, options)));
+        Imf::RgbaInputFile file(folder.path("a.exr").c_str());
+        EXPECT_EQ(file.compression(), compression);
+        EXPECT_EQ(Imf::framesPerSecond(file.header()).n, 24000);
+        EXPECT_EQ(Imf::framesPerSecond(file.header()).d, 1001u);
+        EXPECT_EQ(Imf::chromaticities(file.header()).green, Imath::V2f(0.170f, 0.797f));
+        Imf::Array2D<Imf::Rgba> pixels(frame.height(), frame.width());
+        file.setFrameBuffer(&pixels[0][0], 1, frame.width());
+        file.readPixels(0, static_cast<int>(frame.height()) - 1);
+        // One colour, which even the transform of dwaa keeps nearly.
+        EXPECT_NEAR(pixels[3][3].g, (100 - 16) / 219.0, 0.01) << name;
+    }
+    const DecodedFrame unknown = decodedOfColor({2, 2, 2}, {.bitDepth = 16, .pixelForm = RAVELO_RGBA_HALF});
+    writeTestFile(folder.path("a.exr"), textOf(frameBytes(unknown, {.format = OutputFormat::Exr})));
+    EXPECT_FALSE(Imf::hasChromaticities(Imf::RgbaInputFile(folder.path("a.exr").c_str()).header()));
+}
+
+TEST(OutputFormatTest, PngHasTheChunksOfItsColours) {
+    struct Case {
+        ColorFields color;
+        bool videoRange;
+        std::string cicp;
+        std::uint32_t gamma; // in hundred thousandths; 0: no chunk
+        bool isSrgb;
+        bool hasPoints;
+    };
+    const std::vector<Case> cases = {
+        {{1, 1, 1}, false, "\x01\x01\x00\x01"s, 41667, false, true},
+        {{1, 13, 1}, false, "\x01\x0D\x00\x01"s, 45455, true, true},
+        {{9, 16, 9}, false, "\x09\x10\x00\x01"s, 0, false, true},
+        {{9, 8, 9}, false, "\x09\x08\x00\x01"s, 100000, false, true},
+        {{1, 1, 1}, true, "\x01\x01\x00\x00"s, 0, false, true},
+        {{2, 1, 1}, false, "", 41667, false, false},
+        {{5, 2, 5}, false, "", 0, false, true},
+        {{1, 0, 1}, false, "", 0, false, true},
+    };
+    for (Case const& each : cases) {
+        SCOPED_TRACE(fmt::format("{} {}", each.color.color_primaries, each.color.transfer_characteristic));
+        const DecodedFrame frame = decodedOfColor(each.color, {});
+        const std::string png =
+            textOf(frameBytes(frame, {.format = OutputFormat::Png, .rgb = {.videoRange = each.videoRange}}));
+        EXPECT_EQ(chunkOf(png, "cICP"), each.cicp);
+        const std::string gamma = {0, char(each.gamma >> 16), char(each.gamma >> 8), char(each.gamma)};
+        EXPECT_EQ(chunkOf(png, "gAMA"), each.gamma == 0 ? "" : gamma);
+        EXPECT_EQ(chunkOf(png, "sRGB").size(), each.isSrgb ? 1u : 0u);
+        EXPECT_EQ(chunkOf(png, "cHRM").size(), each.hasPoints ? 32u : 0u);
+        EXPECT_LT(png.find("cHRM") + 1, png.find("IDAT") + 1) << "before the samples, or not at all";
+    }
+}
+
+TEST(OutputFormatTest, PngHoldsTheSameSamplesAtEveryLevel) {
+    const DecodedFrame frame = decodedVector("valid444-1.rvl", 8, ColorCoding_RGBFull);
+    const RgbImage image = rgbImageOf(frame);
+    std::vector<std::size_t> sizes;
+    for (const std::string_view level : infoOf(OutputFormat::Png).compressions) {
+        const std::vector<std::uint8_t> png = frameBytes(frame, {.format = OutputFormat::Png, .compression = level});
+        expectSamples(readBack(png), image, false);
+        sizes.push_back(png.size());
+    }
+    EXPECT_EQ(sizes[0], frameBytes(frame, {.format = OutputFormat::Png}).size()) << "1 is the default";
+    EXPECT_GT(sizes[1], image.samples.size()) << "0 is stored";
+    EXPECT_LT(sizes[0], image.samples.size());
+    EXPECT_LT(sizes[9], sizes[2]);
+}
+
+TEST(OutputFormatTest, Y4mNamesRangeAndColours) {
+    const DecodedFrame frame = decodedOfColor({9, 16, 9}, {});
+    EXPECT_THAT(textOf(y4mHeader(frame, {})), testing::EndsWith(" XCOLORRANGE=LIMITED XRAVELOCOLOR=9:16:9\n"));
+    std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
+    const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
+    bytes.insert(bytes.end(), picture.begin(), picture.end());
+    EXPECT_EQ(readBack(bytes).color.transfer_characteristic, 16u);
 }
 
 TEST(OutputFormatTest, NullHoldsNothing) {

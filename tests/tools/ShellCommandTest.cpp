@@ -17,9 +17,11 @@ std::vector<std::string> longOptionsOf(std::string const& command) {
     std::istringstream help(runRavelo({command, "--help"}).output);
     std::vector<std::string> options;
     for (std::string word; help >> word;) {
-        const std::size_t start = word.find("--");
-        if (start != std::string::npos && (start == 0 || word[start - 1] == ','))
-            options.push_back(word.substr(start));
+        // An option may have several names.
+        std::istringstream names(word);
+        for (std::string name; std::getline(names, name, ',');)
+            if (name.starts_with("--"))
+                options.push_back(name);
     }
     return options;
 }

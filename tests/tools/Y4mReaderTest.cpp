@@ -70,6 +70,18 @@ TEST(Y4mReaderTest, ReadsFieldOrderAndRange) {
     EXPECT_TRUE(pictureOf("YUV4MPEG2 W1 H1 Cmono XCOLORRANGE=FULL\nFRAME\na").fullRange);
 }
 
+TEST(Y4mReaderTest, ReadsTheColoursThatDecodeWrites) {
+    const auto colorOf = [](std::string const& parameter) {
+        const ColorFields color = pictureOf("YUV4MPEG2 W1 H1 Cmono " + parameter + "\nFRAME\na").color;
+        return std::vector{color.color_primaries, color.transfer_characteristic, color.matrix_coefficients};
+    };
+    EXPECT_THAT(colorOf("XRAVELOCOLOR=9:16:9"), testing::ElementsAre(9, 16, 9));
+    EXPECT_THAT(colorOf("XRAVELOCOLOR=12:256:"), testing::ElementsAre(12, 0, 0))
+        << "what is no code point is not known";
+    EXPECT_THAT(colorOf("XRAVELOCOLOR="), testing::ElementsAre(0, 0, 0));
+    EXPECT_THAT(colorOf("XOTHER=1:2:3"), testing::ElementsAre(0, 0, 0));
+}
+
 TEST(Y4mReaderTest, ReadsPicturesOneAfterTheOther) {
     InputFile file("test", bytesOf("YUV4MPEG2 W1 H1 Cmono\nFRAME\naFRAME Ip\nb"));
     const std::unique_ptr<PictureReader> reader = makePictureReader(file);
