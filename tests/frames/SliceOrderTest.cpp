@@ -54,21 +54,34 @@ bool mayRunAtOnce(SliceWalk const& walk, std::uint32_t group, std::uint32_t othe
     return false;
 }
 
+// Adds the bytes of the output that do not hold the fill. A group writes little of the picture, so whole blocks are
+// skipped.
+void appendChanged(std::vector<std::uint8_t> const& output, std::uint8_t fill, std::vector<std::size_t>& changed) {
+    constexpr std::size_t kBlockBytes = 256;
+    std::array<std::uint8_t, kBlockBytes> filled;
+    filled.fill(fill);
+    for (std::size_t begin = 0; begin < output.size(); begin += kBlockBytes) {
+        const std::size_t end = std::min(begin + kBlockBytes, output.size());
+        if (std::memcmp(output.data() + begin, filled.data(), end - begin) == 0)
+            continue;
+        for (std::size_t i = begin; i < end; ++i) {
+            if (output[i] != fill)
+                changed.push_back(i);
+        }
+    }
+}
+
 // The bytes that a call writes: those that differ from one of two fills.
 std::vector<std::size_t> bytesWrittenBy(std::function<void()> const& call) {
     std::vector<std::uint8_t>& output = *s_observed.output;
-    std::vector<bool> isWritten(output.size(), false);
+    std::vector<std::size_t> written;
     for (const std::uint8_t fill : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
         std::fill(output.begin(), output.end(), fill);
         call();
-        for (std::size_t i = 0; i < output.size(); ++i)
-            isWritten[i] = isWritten[i] || output[i] != fill;
+        appendChanged(output, fill, written);
     }
-    std::vector<std::size_t> written;
-    for (std::size_t i = 0; i < output.size(); ++i) {
-        if (isWritten[i])
-            written.push_back(i);
-    }
+    std::sort(written.begin(), written.end());
+    written.erase(std::unique(written.begin(), written.end()), written.end());
     return written;
 }
 

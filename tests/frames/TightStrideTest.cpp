@@ -114,7 +114,7 @@ TEST(TightStrideTest, ThePictureIsTheSameForAnyNumberOfThreads) {
                     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
                                                     static_cast<std::size_t>(numThreads));
                     tbb::task_arena arena(numThreads);
-                    for (int round = 0; round < 5; ++round) {
+                    for (std::uint32_t round = 0; round < numRounds(5); ++round) {
                         const std::vector<std::uint8_t> found =
                             arena.execute([&] { return decoded(made.bytes, request).bytes(); });
                         if (expected.empty())
