@@ -14,15 +14,6 @@ if(ravelo_isSanitized)
     set(ravelo_optimisedTest -O0)
 endif()
 
-function(ravelo_test_options target optimisation)
-    ravelo_target_defaults(${target})
-    # Left to the compiler's default, since the flags of a library and of a program would differ.
-    set_property(TARGET ${target} PROPERTY POSITION_INDEPENDENT_CODE)
-    # With a precompiled header g++ 12 no longer knows that std::string is the system's, and takes its copies for mistakes.
-    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo>:${optimisation}>"
-        "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-array-bounds;-Wno-restrict;-Wno-stringop-overflow>")
-endfunction()
-
 # The library of the precompiled header that programs with the same optimisation share; it holds nothing else.
 function(ravelo_test_headers optimisation library)
     set(name ravelo_test_headers${optimisation})
