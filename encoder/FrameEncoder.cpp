@@ -51,19 +51,30 @@ void throwIfStopped(EncoderSettings const& settings) {
         throw EncodeStopped();
 }
 
+// In the order of the stream.
+std::vector<SliceFields*> slicesOf(FrameFields& fields) {
+    std::vector<SliceFields*> slices;
+    for (PictureFields& picture : fields.pictures)
+        for (SliceFields& slice : picture.slices)
+            slices.push_back(&slice);
+    return slices;
+}
+
 // Everything of the frame but its coefficients.
 FrameFields fieldsWithoutCoefficients(SourcePicture const& picture, PictureTransform const& transform,
                                       EncoderSettings const& settings) {
     FrameShape const& shape = transform.shape();
     FrameFields fields = headerFields(shape, settings);
-    for (SliceShape const& slice : transform.slices()) {
+    for (SliceShape const& slice : transform.slices())
+        fields.pictures[slice.pictureIndex].slices.push_back(sliceHeaderFields(shape, settings, 0));
+    if (shape.alphaBits == 0)
+        return fields;
+    const std::vector<SliceFields*> slices = slicesOf(fields);
+    forEachSlice(slices.size(), settings.maxThreads, [&](std::size_t i) {
         throwIfStopped(settings);
-        SliceFields sliceFields = sliceHeaderFields(shape, settings, 0);
-        if (shape.alphaBits != 0)
-            sliceFields.alpha = codedAlpha(alphaSamplesOf(picture, shape, slice), shape.alphaBits,
-                                           settings.alphaRunCoding, settings.alphaDifferenceCoding);
-        fields.pictures[slice.pictureIndex].slices.push_back(std::move(sliceFields));
-    }
+        slices[i]->alpha = codedAlpha(alphaSamplesOf(picture, shape, transform.slices()[i]), shape.alphaBits,
+                                      settings.alphaRunCoding, settings.alphaDifferenceCoding);
+    });
     return fields;
 }
 
@@ -79,6 +90,7 @@ std::vector<std::uint8_t> chosenIndices(Quantizer const& quantizer, FrameFields 
     target.fixedBytes = assembleFrame(fields).size();
     target.pixels = static_cast<double>(transform.shape().horizontal_size) * transform.shape().vertical_size;
     target.wantedBytes = settings.bitsPerPixel * target.pixels / 8;
+    target.maxThreads = settings.maxThreads;
     target.sliceBytes = [&quantizer, &settings](std::size_t slice, std::uint32_t index) {
         throwIfStopped(settings);
         return quantizer.codedSize(slice, index);
@@ -88,10 +100,7 @@ std::vector<std::uint8_t> chosenIndices(Quantizer const& quantizer, FrameFields 
 
 void fillInCoefficients(FrameFields& fields, Quantizer const& quantizer, std::vector<std::uint8_t> const& indices,
                         EncoderSettings const& settings) {
-    std::vector<SliceFields*> slices;
-    for (PictureFields& picture : fields.pictures)
-        for (SliceFields& slice : picture.slices)
-            slices.push_back(&slice);
+    const std::vector<SliceFields*> slices = slicesOf(fields);
     forEachSlice(slices.size(), settings.maxThreads, [&](std::size_t i) {
         throwIfStopped(settings);
         Quantizer::CodedSlice coded = quantizer.coded(i, indices[i]);

@@ -6,6 +6,9 @@
 #include <numeric>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
+
+#include "SliceThreads.h"
 
 namespace {
 
@@ -32,6 +35,7 @@ private:
         return std::abs(bytes - m_target.wantedBytes) <= kTolerance * m_target.wantedBytes;
     }
     std::vector<std::uint32_t> const& slicesAt(std::uint32_t index);
+    std::uint32_t sliceBytes(std::size_t slice, std::uint32_t index) const;
     double bytesAt(std::uint32_t index);
     double logExcess(std::uint32_t index) { return std::log(bytesAt(index) / m_target.wantedBytes); }
 
@@ -50,9 +54,17 @@ private:
 
 std::vector<std::uint32_t> const& RateSearch::slicesAt(std::uint32_t index) {
     std::vector<std::uint32_t>& sizes = m_slicesAt[index];
-    for (std::size_t slice = sizes.size(); slice < m_target.numSlices; ++slice)
-        sizes.push_back(m_target.sliceBytes(slice, index));
+    if (sizes.empty()) {
+        std::vector<std::uint32_t> measured(m_target.numSlices);
+        forEachSlice(m_target.numSlices, m_target.maxThreads,
+                     [&](std::size_t slice) { measured[slice] = m_target.sliceBytes(slice, index); });
+        sizes = std::move(measured);
+    }
     return sizes;
+}
+
+std::uint32_t RateSearch::sliceBytes(std::size_t slice, std::uint32_t index) const {
+    return m_slicesAt[index].empty() ? m_target.sliceBytes(slice, index) : m_slicesAt[index][slice];
 }
 
 double RateSearch::bytesAt(std::uint32_t index) {
@@ -63,7 +75,7 @@ double RateSearch::bytesAt(std::uint32_t index) {
 double RateSearch::bytesOf(std::vector<std::uint8_t> const& indices) const {
     double bytes = static_cast<double>(m_target.fixedBytes);
     for (std::size_t slice = 0; slice < indices.size(); ++slice)
-        bytes += m_target.sliceBytes(slice, indices[slice]);
+        bytes += sliceBytes(slice, indices[slice]);
     return bytes;
 }
 
@@ -124,9 +136,9 @@ std::vector<std::uint8_t> RateSearch::mixture() {
 void RateSearch::moveSingleSlices(std::vector<std::uint8_t>& indices) {
     double bytes = bytesOf(indices);
     for (std::size_t slice = 0; slice < indices.size() && !meetsTarget(bytes); ++slice) {
-        const double others = bytes - m_target.sliceBytes(slice, indices[slice]);
+        const double others = bytes - sliceBytes(slice, indices[slice]);
         for (std::uint32_t index = kFinestIndex; index <= kCoarsestIndex; ++index) {
-            const double next = others + m_target.sliceBytes(slice, index);
+            const double next = others + sliceBytes(slice, index);
             if (std::abs(next - m_target.wantedBytes) >= std::abs(bytes - m_target.wantedBytes))
                 continue;
             indices[slice] = static_cast<std::uint8_t>(index);

@@ -11,6 +11,7 @@ struct RateTarget {
     std::uint64_t fixedBytes = 0; // bytes of the frame that no index changes
     double wantedBytes = 0;       // of the whole frame
     double pixels = 0;            // for the text of the error
+    std::uint32_t maxThreads = 1; // that call sliceBytes at once
     // The bytes of a slice that its index, 1 to 255, decides.
     std::function<std::uint32_t(std::size_t sliceIndex, std::uint32_t quantization_index)> sliceBytes;
 };

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -47,10 +48,13 @@ void forEachSlice(std::size_t numSlices, std::uint32_t maxThreads, std::function
     std::vector<std::thread> helpers;
     const std::size_t numThreads = std::min<std::size_t>(maxThreads, numSlices);
     try {
+        helpers.reserve(numThreads);
         for (std::size_t i = 1; i < numThreads; ++i)
             helpers.emplace_back([&queue] { queue.run(); });
     } catch (std::system_error const&) {
         // The threads that were started do the work of the others.
+    } catch (std::bad_alloc const&) {
+        // A thread without memory is a thread less.
     }
     queue.run();
     for (std::thread& helper : helpers)

@@ -1,5 +1,6 @@
 #include "EncodeCommand.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -104,8 +105,15 @@ SourceForm formOf(EncodeOptions const& options, InputPicture const& picture) {
     return form;
 }
 
+// What all frames of a run have in common besides the options.
+struct EncodeShared {
+    WeightMatrices matrices;
+    std::uint32_t threadsOfFrame = 1;
+};
+
 ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture const& picture, SourceForm const& form,
-                                 WeightMatrices const& matrices) {
+                                 EncodeShared const& shared) {
+    WeightMatrices const& matrices = shared.matrices;
     const ColorFields color = colorOf(options, picture);
     ravelo_encode_options settings = RAVELO_ENCODE_OPTIONS_INIT;
     settings.chroma_format = static_cast<std::uint32_t>(form.chromaFormat);
@@ -119,6 +127,7 @@ ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture cons
     settings.matrix_coefficients = color.matrix_coefficients;
     settings.luma_matrix = matrices.luma ? matrices.luma->data() : nullptr;
     settings.chroma_matrix = matrices.chroma ? matrices.chroma->data() : nullptr;
+    settings.max_threads = shared.threadsOfFrame;
     settings.stop = interruptFlag();
     return settings;
 }
@@ -194,9 +203,9 @@ private:
 
 class EncodeTask : public OrderedTask {
 public:
-    EncodeTask(EncodeOptions const& options, WeightMatrices const& matrices, EncodeStep step, Progress& progress,
+    EncodeTask(EncodeOptions const& options, EncodeShared const& shared, EncodeStep step, Progress& progress,
                Json& report)
-        : m_options(options), m_matrices(matrices), m_step(std::move(step)), m_progress(progress), m_report(report) {}
+        : m_options(options), m_shared(shared), m_step(std::move(step)), m_progress(progress), m_report(report) {}
 
     void work() override {
         m_form = formOf(m_options, m_step.picture);
@@ -205,7 +214,7 @@ public:
         if (m_form.alphaBits != 0 && m_form.chromaFormat == ChromaFormat::C422)
             warn(m_options.verbosity,
                  "the alpha plane is coded, but a 4:2:2 frame is decoded without it; --chroma 444 keeps it");
-        const ravelo_encode_options options = optionsFor(m_options, m_step.picture, m_form, m_matrices);
+        const ravelo_encode_options options = optionsFor(m_options, m_step.picture, m_form, m_shared);
         const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
         withName(m_step.name, [&] { m_frame.encode(source, options); });
@@ -232,7 +241,7 @@ public:
 
 private:
     EncodeOptions const& m_options;
-    WeightMatrices const& m_matrices;
+    EncodeShared const& m_shared;
     EncodeStep m_step;
     Progress& m_progress;
     Json& m_report; // of --json, a frame each
@@ -242,6 +251,13 @@ private:
     FrameMemory m_frame;
     std::unique_ptr<OutputFile> m_file;
 };
+
+// Pictures are encoded side by side; where there are fewer than threads, the slices of each are too. A file may contain
+// any number of pictures unless its frame has a name of its own.
+std::uint32_t threadsOfFrame(OutputName const& output, std::size_t numItems) {
+    const std::size_t numThreads = ThreadLimit::current();
+    return output.isSequence() ? 1 : static_cast<std::uint32_t>(std::max<std::size_t>(1, numThreads / numItems));
+}
 
 ExitCode runEncode(EncodeOptions const& options) {
     const OutputName output(options.output);
@@ -255,15 +271,16 @@ ExitCode runEncode(EncodeOptions const& options) {
 
     // Wrong values are found before the first picture is read.
     colorOf(options, InputPicture());
-    const WeightMatrices matrices(options);
+    EncodeShared shared{WeightMatrices(options)};
     const Clock::time_point start = Clock::now();
     Json report = Json::array();
     const ThreadLimit limit(options.threads);
+    shared.threadsOfFrame = threadsOfFrame(output, pictures.numItems());
     // A single file may contain any number of pictures, so its total is not known.
     Progress progress("encoded", pictures.numItems() > 1 ? pictures.numItems() : 0, options.verbosity);
     runInOrder(ThreadLimit::current(), [&]() -> std::unique_ptr<OrderedTask> {
         std::optional<EncodeStep> step = pictures.next();
-        return step ? std::make_unique<EncodeTask>(options, matrices, *std::move(step), progress, report) : nullptr;
+        return step ? std::make_unique<EncodeTask>(options, shared, *std::move(step), progress, report) : nullptr;
     });
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     if (options.json)

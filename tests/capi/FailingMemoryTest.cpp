@@ -7,6 +7,7 @@
 
 #include "FailingAllocations.h"
 #include "HostFrames.h"
+#include "ravelo_encode.h"
 
 // Every allocation of a call fails once, and the C interface turns that into its status: nothing is thrown or leaked.
 
@@ -38,6 +39,50 @@ TEST(FailingMemoryTest, EveryFailureBecomesAStatus) {
             ++numFailures;
         }
         EXPECT_GT(numFailures, 0);
+    }
+}
+
+// Memory for a thread that is refused is no failure: the others do its work.
+TEST(FailingMemoryTest, EveryFailureOfAnEncodeBecomesAStatusOrAThreadLess) {
+    std::vector<std::uint8_t> pixels(4 * 48 * 16);
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+        pixels[i] = static_cast<std::uint8_t>(i * 7 % 251);
+    ravelo_source_picture picture = RAVELO_SOURCE_PICTURE_INIT;
+    picture.width = 48;
+    picture.height = 16;
+    picture.pixel_form = RAVELO_RGBA;
+    picture.planes[0].memory = pixels.data();
+    picture.planes[0].memory_bytes = pixels.size();
+    for (const std::uint32_t maxThreads : {1u, 3u}) {
+        ravelo_encode_options options = RAVELO_ENCODE_OPTIONS_INIT;
+        options.alpha_bits = 8;
+        options.chroma_format = 3;
+        options.slice_size = 1;
+        options.bits_per_pixel = 20;
+        options.max_threads = maxThreads;
+        std::vector<std::uint8_t> expected;
+        int numRefused = 0;
+        for (long k = -1;; ++k) {
+            ravelo_encoded_frame frame = RAVELO_ENCODED_FRAME_INIT;
+            const long numLiveBefore = numLiveAllocations();
+            if (k >= 0)
+                planAllocationFailure(k);
+            const ravelo_status status = ravelo_encode(&picture, &options, &frame, nullptr);
+            endAllocationFailure();
+            ASSERT_EQ(numLiveAllocations(), numLiveBefore) << "allocation " << k;
+            const auto* const bytes = static_cast<const std::uint8_t*>(frame.data);
+            const std::vector<std::uint8_t> made(bytes, bytes + frame.bytes);
+            ravelo_free_frame(&frame);
+            if (k < 0)
+                expected = made;
+            numRefused += status == RAVELO_ERROR_MEMORY ? 1 : 0;
+            ASSERT_TRUE(status == RAVELO_ERROR_MEMORY || status == RAVELO_OK) << "allocation " << k;
+            ASSERT_EQ(status == RAVELO_OK ? made : expected, expected) << "allocation " << k;
+            if (k >= 0 && !hasAllocationFailed())
+                break;
+        }
+        EXPECT_FALSE(expected.empty());
+        EXPECT_GT(numRefused, 0);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "RateSearch.h"
 
+#include <atomic>
 #include <cmath>
 #include <set>
 #include <stdexcept>
@@ -87,6 +88,33 @@ TEST(RateSearchTest, AsksForFewIndices) {
     };
     searchRate(target);
     EXPECT_LE(asked.size(), 8u); // as many as halving the whole range takes
+}
+
+TEST(RateSearchTest, ThreadsDoNotChangeTheResult) {
+    for (const double wanted : {30000.0, 52000.0}) {
+        RateTarget target = modelTarget(60, wanted, 0.7);
+        const std::vector<std::uint8_t> expected = searchRate(target);
+        for (const std::uint32_t maxThreads : {2u, 5u}) {
+            target.maxThreads = maxThreads;
+            EXPECT_EQ(searchRate(target), expected) << wanted;
+        }
+    }
+}
+
+// So an encode stops while it searches.
+TEST(RateSearchTest, AnExceptionFromASliceEndsTheSearch) {
+    for (const std::uint32_t maxThreads : {1u, 3u}) {
+        RateTarget target = modelTarget(60, 50000, 0.7);
+        target.maxThreads = maxThreads;
+        std::atomic<int> calls{0};
+        target.sliceBytes = [&calls](std::size_t, std::uint32_t) -> std::uint32_t {
+            if (++calls == 70)
+                throw EncodeStopped();
+            return 800;
+        };
+        EXPECT_THROW(searchRate(target), EncodeStopped);
+        EXPECT_LT(calls, 70 + 60) << "the index that was being measured is the last";
+    }
 }
 
 TEST(RateSearchTest, FailsWithTheNearestRateWhereNothingMeetsTheWanted) {
