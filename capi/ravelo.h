@@ -244,7 +244,7 @@ typedef struct ravelo_damage_report {
 
 /** A report that counts the slices that fail and lists none. */
 #define RAVELO_DAMAGE_REPORT_INIT                                                                                      \
-    { sizeof(ravelo_damage_report), 0, sizeof(ravelo_damage), 0, 0, 0 }
+    { sizeof(ravelo_damage_report), 0, 0, 0, 0, sizeof(ravelo_damage) }
 
 /** How to decode. Zero is the default of every member except the first. */
 typedef struct ravelo_decode_options {

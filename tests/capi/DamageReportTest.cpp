@@ -295,8 +295,7 @@ TEST(DamageReportTest, TheFirstSlicesOfTheFrameAreKeptWhereRoomIsShort) {
 TEST(DamageReportTest, AnArrayMayBeMissingWhereOnlyTheCountMatters) {
     const MadeFrame frame = smallFrame(smallSpec(2, 0, 0), 5);
     std::vector<std::uint8_t> cut(frame.bytes.begin(), frame.bytes.begin() + 100);
-    ravelo_damage_report report{};
-    report.struct_size = sizeof report;
+    ravelo_damage_report report = RAVELO_DAMAGE_REPORT_INIT;
     ravelo_decode_options options = usualOptions();
     options.damage = &report;
     EXPECT_EQ(hostDecode(cut, options).status, RAVELO_OK);
