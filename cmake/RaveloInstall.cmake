@@ -58,6 +58,7 @@ endif()
 
 if(TARGET RaveloEncodeC)
     ravelo_install_target(RaveloEncodeC RaveloOptEncodeC runtime EncodeC)
+    ravelo_install_target(RaveloEncodeCStatic RaveloOptEncodeC development EncodeCStatic)
     list(APPEND RAVELO_EXPORTS RaveloOptEncodeC)
     install(FILES "${PROJECT_SOURCE_DIR}/capi/encode/ravelo_encode.h"
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)

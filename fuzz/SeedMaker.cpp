@@ -167,7 +167,8 @@ void writeAlpha(fs::path const& root, Random& random) {
 
 // Harnesses that make what they need out of any bytes.
 void writeNoise(fs::path const& root, Random& random) {
-    for (const char* harness : {"BitReader", "EncodeDecode", "EncodePicture", "TargetsAgree", "KernelVariants"}) {
+    for (const char* harness :
+         {"BitReader", "EncodeDecode", "EncodePicture", "EncodeInterface", "TargetsAgree", "KernelVariants"}) {
         for (int i = 0; i < kFramesOfAKind; ++i) {
             Bytes input(16 + randomBelow(random, 400));
             const std::uint32_t mask = i % 3 == 0 ? 0xFF : i % 3 == 1 ? 0x0F : 0x83;

@@ -12,6 +12,7 @@ LANES = ["decoder_tests", "frames_in_lanes_tests"]
 THREADS = ["decoder_tests", "hostile_tests", "refused_threads_tests", "host_tests"]
 DISPATCH = ["kernels_tests", "load_status_tests"]
 RATES = ["encoder_tests"]
+ENCODE = ["encode_interface_tests", "capi_memory_tests"]
 
 # name, source, text, what takes its place, tests
 FAULTS = [
@@ -209,7 +210,27 @@ FAULTS = [
      "while (false)", ["capi_static_tests"]),
     ("marked slices are black", "HostMonitor.cpp", "options.failed_slices == RAVELO_FAILED_BLACK ? 0 : options.mark_color", "0", CAPI),
     ("streamed lines lose their end", "HostFill.cpp", "    fillLine(to + done, numBytes - done, turned);\n", "", CAPI),
+    # The C interface of the encoder.
+    ("the last line of a plane may be cut off", "SourcePlanes.cpp", "lineBytes <= plane.memory_bytes - plane.first_line - above", "true", ENCODE),
+    ("lines before a plane are read", "SourcePlanes.cpp", "plane.first_line >= below && ", "", ENCODE),
+    ("lines may overlap", "SourcePlanes.cpp", "magnitude < lineBytes || ", "", ENCODE),
+    ("BGRA is taken for RGBA", "SourcePlanes.cpp", "picture.pixel_form == RAVELO_BGRA ? 2 : 0", "0", ENCODE),
+    ("alpha keeps the depth of the picture", "SourcePlanes.cpp",
+     "(std::uint64_t{std::min<std::uint32_t>(sample, from)} * to + from / 2) / from", "sample", ENCODE),
+    ("4:4:4 becomes 4:2:2 unasked", "ravelo_encode.cpp", "picture.chroma_format == 3 ? 3 : 2", "2", ENCODE),
+    ("transfer is not written", "ravelo_encode.cpp", "settings.transfer_characteristic = options.transfer_characteristic;", ";", ENCODE),
+    ("chroma takes the matrix of luma", "ravelo_encode.cpp", "matrixAt(options.chroma_matrix)", "matrixAt(options.luma_matrix)", ENCODE),
+    ("the flag does not stop an encode", "ravelo_encode.cpp", "__ATOMIC_RELAXED) != 0", "__ATOMIC_RELAXED) > 1", ENCODE),
+    ("a freed frame keeps its address", "ravelo_encode.cpp", "    frame->data = nullptr;\n", "", ENCODE),
+    ("a thread without memory ends the process", "SliceThreads.cpp", "catch (std::bad_alloc const&)", "catch (std::bad_exception const&)",
+     ["capi_memory_tests"]),
+    ("sizes of slices are mixed up between threads", "RateSearch.cpp", "measured[slice] = m_target.sliceBytes(slice, index)",
+     "measured[slice] = m_target.sliceBytes(m_target.numSlices - 1 - slice, index)", RATES),
     # The encoder and the command.
+    ("PNG in video range has the gamma of full range", "PngWriter.cpp", "if (form.videoRange || !gamma)", "if (!gamma)", TOOLS),
+    ("alpha of EXR is not associated", "ExrWriter.cpp", "if (rows.channels() == 4)", "if (false)", TOOLS),
+    ("chroma from beside a region is missing", "DecodedFrame.cpp", "std::min(pictureWidth, (end | 1) + 1) - end", "(end & 1)", TOOLS),
+    ("lines of a file's last part are lost", "RgbRows.cpp", "    part.flush();\n", "", TOOLS),
     ("rate missed by 5 %", "RateSearch.cpp", "kTolerance = 0.03", "kTolerance = 0.05", RATES),
     ("line_step in JSON is always 1", "DamageReport.cpp", '{"line_step", slice.line_step}', '{"line_step", 1}', TOOLS),
     ("width and height in JSON change places", "DamageReport.cpp", '{"width", slice.width}', '{"width", slice.height}', TOOLS),
