@@ -169,7 +169,10 @@ Json jsonOf(Timing const& timing, Averages const& averages) {
 std::vector<LoadedFrame> loadFrames(BenchOptions const& options) {
     std::vector<LoadedFrame> frames;
     for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
-        std::vector<std::uint8_t> bytes = readFrame(item.path, options.limits);
+        FrameStructure structure;
+        std::vector<std::uint8_t> bytes = readFrame(item.path, options.limits, &structure);
+        if (!structure.note.empty())
+            warn({}, fmt::format("{}: {}", displayName(item.path), structure.note));
         const FrameHeader header = parseFrameHeader(bytes);
         frames.push_back({displayName(item.path), std::move(bytes), header});
     }

@@ -96,8 +96,8 @@ Argument& Argument::excludes(Argument const& other) {
     return *this;
 }
 
-void Subcommand::flag(std::string const& names, bool& variable, std::string const& description) {
-    m_app->add_flag(names, variable, description);
+Argument Subcommand::flag(std::string const& names, bool& variable, std::string const& description) {
+    return Argument(*m_app->add_flag(names, variable, description));
 }
 
 Argument Subcommand::option(std::string const& names, std::string& variable, std::string const& description) {

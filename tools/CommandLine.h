@@ -44,7 +44,7 @@ class Subcommand {
 public:
     explicit Subcommand(CLI::App& app) : m_app(&app) {}
 
-    void flag(std::string const& names, bool& variable, std::string const& description);
+    Argument flag(std::string const& names, bool& variable, std::string const& description);
     Argument option(std::string const& names, std::string& variable, std::string const& description);
     Argument option(std::string const& names, std::uint32_t& variable, std::string const& description);
     Argument option(std::string const& names, std::uint64_t& variable, std::string const& description);

@@ -4,8 +4,10 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -17,11 +19,16 @@
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "FrameParts.h"
+#include "FrameTask.h"
 #include "InputFile.h"
+#include "Interrupt.h"
+#include "JobSummary.h"
 #include "Json.h"
+#include "OrderedPipeline.h"
 #include "PictureReader.h"
 #include "Printable.h"
 #include "Report.h"
+#include "Sequence.h"
 #include "SharedOptions.h"
 #include "SourceConversion.h"
 
@@ -33,7 +40,11 @@ struct CompareOptions {
     std::string target = "auto";
     double minPsnr = -1;
     double maxDifference = -1;
-    FrameLimits limits;
+    std::string numbers;
+    std::string missing = "error";
+    FrameLoopOptions loop;
+    bool keepGoing = false;
+    Verbosity verbosity;
     bool json = false;
     bool equal = false;
 };
@@ -47,6 +58,7 @@ struct Side {
     std::vector<std::uint8_t> frame;     // empty for a picture
     std::optional<InputPicture> picture; // absent for a frame
     FrameHeader header;                  // of a frame
+    std::string note;                    // of a frame that is not just whole
     std::size_t failedSlices = 0;        // of a frame that is decoded
 
     std::uint32_t width() const { return picture ? picture->width : header.horizontal_size; }
@@ -62,12 +74,14 @@ Side loadSide(std::string const& path, CompareOptions const& options) {
     InputFile file(path);
     side.name = file.name();
     if (isPicture(file)) {
-        side.picture = makePictureReader(file, options.limits.maxPixels)->next();
+        side.picture = makePictureReader(file, options.loop.limits.maxPixels)->next();
         if (!side.picture)
             throw failure("{} does not contain a picture", side.name);
         return side;
     }
-    side.frame = readFrame(file, options.limits);
+    FrameStructure structure;
+    side.frame = readFrame(file, options.loop.limits, &structure);
+    side.note = structure.note;
     side.header = parseFrameHeader(side.frame);
     return side;
 }
@@ -153,6 +167,18 @@ Difference differenceOf(std::vector<std::uint16_t> const& first, std::vector<std
 struct Comparison {
     std::vector<std::pair<std::string, Difference>> planes;
     Difference all;
+
+    void add(Comparison const& other) {
+        for (auto const& [name, difference] : other.planes) {
+            const auto found = std::find_if(planes.begin(), planes.end(),
+                                            [&name = name](auto const& plane) { return plane.first == name; });
+            if (found == planes.end())
+                planes.emplace_back(name, difference);
+            else
+                found->second.add(difference);
+        }
+        all.add(other.all);
+    }
 };
 
 Comparison compareSides(Side& first, Side& second, OptimizationTarget target) {
@@ -250,21 +276,235 @@ bool withinLimits(Difference const& all, CompareOptions const& options) {
     return options.maxDifference < 0 || all.largestIn8Bits() <= options.maxDifference;
 }
 
+// The comparison of two files, of which the planes are no longer in memory.
+struct ComparedPair {
+    Side first;
+    Side second;
+    Comparison comparison;
+
+    bool isDamaged() const { return first.failedSlices + second.failedSlices != 0; }
+};
+
+ComparedPair comparePair(std::string const& first, std::string const& second, CompareOptions const& options,
+                         OptimizationTarget target) {
+    ComparedPair pair = {loadSide(first, options), loadSide(second, options), {}};
+    checkSides(pair.first, pair.second);
+    for (Side const* side : {&pair.first, &pair.second})
+        if (!side->note.empty())
+            warn({}, fmt::format("{}: {}", side->name, side->note));
+    pair.comparison = compareSides(pair.first, pair.second, target);
+    return pair;
+}
+
+// The names of two files to compare.
+struct PairNames {
+    std::string first;
+    std::string second;
+};
+
+// Numbers of both sequences between the first and the last of the files of either.
+std::vector<std::uint64_t> numbersOfBoth(SequencePattern const& first, SequencePattern const& second,
+                                         CompareOptions const& options) {
+    std::vector<std::uint64_t> existing = first.existingNumbers();
+    const std::vector<std::uint64_t> others = second.existingNumbers();
+    if (existing.empty() || others.empty())
+        throw failure("no file matches {}", existing.empty() ? options.first : options.second);
+    const std::uint64_t least = std::min(existing.front(), others.front());
+    const std::uint64_t largest = std::max(existing.back(), others.back());
+    if (largest - least >= kMaxNumbers)
+        throw failure("{} and {} match files from {} to {}, which is too many; select some with --frames",
+                      options.first, options.second, least, largest);
+    std::vector<std::uint64_t> numbers(largest - least + 1);
+    std::iota(numbers.begin(), numbers.end(), least);
+    return numbers;
+}
+
+// Frames of the same number are compared, or where both names have a list of numbers, those of the same place.
+std::vector<PairNames> pairsOf(CompareOptions const& options) {
+    const std::optional<SequencePattern> first = sequenceOf(options.first);
+    const std::optional<SequencePattern> second = sequenceOf(options.second);
+    if (!first || !second)
+        throw usageError("{} is a sequence and {} is not; a sequence is compared with a sequence",
+                         first ? options.first : options.second, first ? options.second : options.first);
+    std::vector<std::uint64_t> numbers = first->listedNumbers();
+    std::vector<std::uint64_t> others = second->listedNumbers();
+    if (numbers.empty() && others.empty())
+        numbers = options.numbers.empty() ? numbersOfBoth(*first, *second, options)
+                                          : parseNumberList(options.numbers, "--frames: ");
+    numbers = numbers.empty() ? others : numbers;
+    others = others.empty() ? numbers : others;
+    if (numbers.size() != others.size())
+        throw usageError("{} has {} numbers and {} has {}; both must have as many", options.first, numbers.size(),
+                         options.second, others.size());
+    std::vector<PairNames> pairs;
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        pairs.push_back({first->nameOf(numbers[i]), second->nameOf(others[i])});
+    return pairs;
+}
+
+// Compares two sequences pair by pair.
+class SequenceComparison {
+public:
+    explicit SequenceComparison(CompareOptions const& options)
+        : m_options(options), m_target(targetNamed(options.target)), m_pairs(pairsOf(options)) {
+        for (PairNames const& pair : m_pairs) {
+            throwIfInterrupted();
+            if (std::string const* const missing = missingOf(pair); missing != nullptr && !options.keepGoing)
+                if (options.missing == "error")
+                    throw failure("{} does not exist; --missing skip continues without it", *missing);
+        }
+    }
+
+    ExitCode run();
+
+private:
+    friend class CompareTask;
+
+    static std::string const* missingOf(PairNames const& pair);
+    void report(ComparedPair const& pair);
+    void reportTotals() const;
+
+    CompareOptions const& m_options;
+    OptimizationTarget m_target;
+    std::vector<PairNames> m_pairs;
+    JobSummary m_summary;
+    std::unique_ptr<Progress> m_progress;
+    std::size_t m_done = 0;
+    bool m_isDamaged = false;
+    bool m_isOutsideLimits = false;
+    Comparison m_total;
+    std::string m_worstName;
+    double m_worstPsnr = std::numeric_limits<double>::infinity();
+    Json m_report = Json::array();
+};
+
+class CompareTask : public OrderedTask {
+public:
+    CompareTask(SequenceComparison& job, PairNames const& names) : m_job(job), m_names(names) {}
+
+    void work() override {
+        try {
+            if (std::string const* const missing = SequenceComparison::missingOf(m_names))
+                throw failure("{} does not exist", *missing);
+            m_pair = comparePair(m_names.first, m_names.second, m_job.m_options, m_job.m_target);
+        } catch (CommandError const& error) {
+            const bool isOfThePair = error.exitCode() == ExitCode::Failed || error.exitCode() == ExitCode::Limit;
+            if (!m_job.m_options.keepGoing || !isOfThePair)
+                throw;
+            m_error = error;
+        }
+    }
+
+    void deliver() override {
+        m_job.m_progress->advance("", m_names.first, m_error ? "failed" : m_pair.isDamaged() ? "damaged" : "done");
+        if (m_error)
+            m_job.m_summary.addFailure(m_names.first, *m_error);
+        else
+            m_job.report(m_pair);
+    }
+
+private:
+    SequenceComparison& m_job;
+    PairNames m_names;
+    ComparedPair m_pair;
+    std::optional<CommandError> m_error;
+};
+
+// Null where both files are there.
+std::string const* SequenceComparison::missingOf(PairNames const& pair) {
+    std::error_code error;
+    if (!std::filesystem::exists(pair.first, error))
+        return &pair.first;
+    return std::filesystem::exists(pair.second, error) ? nullptr : &pair.second;
+}
+
+void SequenceComparison::report(ComparedPair const& pair) {
+    Comparison const& comparison = pair.comparison;
+    ++m_done;
+    m_isDamaged = m_isDamaged || pair.isDamaged();
+    m_isOutsideLimits = m_isOutsideLimits || !withinLimits(comparison.all, m_options);
+    if (comparison.all.psnr() < m_worstPsnr) {
+        m_worstPsnr = comparison.all.psnr();
+        m_worstName = pair.first.name;
+    }
+    m_total.add(comparison);
+    if (m_options.json) {
+        m_report.push_back(jsonOf(pair.first, pair.second, comparison));
+        return;
+    }
+    std::string text = fmt::format("{} and {}: ", printable(pair.first.name), printable(pair.second.name));
+    for (auto const& [name, difference] : comparison.planes)
+        text += fmt::format("{} {}, ", name, psnrText(difference.psnr()));
+    printReport(text + fmt::format("all {}, largest difference {:.3f}\n", psnrText(comparison.all.psnr()),
+                                   comparison.all.largestIn8Bits()));
+}
+
+void SequenceComparison::reportTotals() const {
+    if (!m_options.json) {
+        std::string text = fmt::format("{} pair{}", m_done, m_done == 1 ? "" : "s");
+        if (m_done != 0)
+            text += fmt::format(": all {}, largest difference {:.3f}", psnrText(m_total.all.psnr()),
+                                m_total.all.largestIn8Bits());
+        if (!m_worstName.empty())
+            text += fmt::format("; the lowest is {} in {}", psnrText(m_worstPsnr), printable(m_worstName));
+        printReport(text + "\n");
+        return;
+    }
+    Json planes = Json::object();
+    for (auto const& [name, difference] : m_total.planes)
+        planes[name] = jsonOf(difference);
+    const auto side = [this](std::string const& name) {
+        return Json{{"file", name}, {"kind", "sequence"}, {"frames", m_pairs.size()}};
+    };
+    Json report = {{"first", side(m_options.first)},
+                   {"second", side(m_options.second)},
+                   {"planes", m_done != 0 ? planes : Json(nullptr)},
+                   {"all", m_done != 0 ? jsonOf(m_total.all) : Json(nullptr)},
+                   {"worst", m_worstName.empty() ? Json(nullptr) : Json(m_worstName)},
+                   {"pairs", m_report}};
+    m_summary.addTo(report);
+    printJson(report);
+}
+
+ExitCode SequenceComparison::run() {
+    if (m_options.missing == "skip")
+        std::erase_if(m_pairs, [this](PairNames const& pair) {
+            std::string const* const missing = missingOf(pair);
+            if (missing != nullptr)
+                m_summary.addHole(*missing, m_options.missing, "");
+            return missing != nullptr;
+        });
+    Verbosity verbosity = m_options.verbosity;
+    verbosity.quiet = !m_options.json; // its lines are progress enough
+    m_progress = std::make_unique<Progress>("compared", m_pairs.size(), verbosity);
+    const ThreadLimit limit(m_options.loop.threads);
+    const std::size_t inFlight = m_options.loop.inFlight != 0 ? m_options.loop.inFlight : ThreadLimit::current();
+    std::size_t next = 0;
+    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
+        return next == m_pairs.size() ? nullptr : std::make_unique<CompareTask>(*this, m_pairs[next++]);
+    });
+    m_progress.reset();
+    m_summary.print(m_options.verbosity, m_done);
+    reportTotals();
+    return m_summary.exitCodeOf(m_done, m_isOutsideLimits ? ExitCode::NotEqual
+                                        : m_isDamaged     ? ExitCode::Damaged
+                                                          : ExitCode::Done);
+}
+
 ExitCode runCompare(CompareOptions const& options) {
     if (options.first == "-" && options.second == "-")
         throw usageError("standard input can be only one of the two inputs");
+    if (sequenceOf(options.first) || sequenceOf(options.second))
+        return SequenceComparison(options).run();
     const OptimizationTarget target = targetNamed(options.target);
-    Side first = loadSide(options.first, options);
-    Side second = loadSide(options.second, options);
-    checkSides(first, second);
-    const Comparison comparison = compareSides(first, second, target);
+    const ComparedPair pair = comparePair(options.first, options.second, options, target);
     if (options.json)
-        printJson(jsonOf(first, second, comparison));
+        printJson(jsonOf(pair.first, pair.second, pair.comparison));
     else
-        printReport(textOf(first, second, comparison));
-    if (!withinLimits(comparison.all, options))
+        printReport(textOf(pair.first, pair.second, pair.comparison));
+    if (!withinLimits(pair.comparison.all, options))
         return ExitCode::NotEqual;
-    return first.failedSlices + second.failedSlices == 0 ? ExitCode::Done : ExitCode::Damaged;
+    return pair.isDamaged() ? ExitCode::Damaged : ExitCode::Done;
 }
 
 } // namespace
@@ -272,10 +512,12 @@ ExitCode runCompare(CompareOptions const& options) {
 void addCompareCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<CompareOptions>();
     Subcommand command =
-        addCommand(commandLine, "compare", "Measure the difference of two frames, or of a frame and a picture", options,
-                   runCompare);
-    command.option("first", options->first, "frame or picture; - for standard input").value("FIRST").required();
-    command.option("second", options->second, "frame or picture; - for standard input").value("SECOND").required();
+        addCommand(commandLine, "compare", "Measure the difference of frames and pictures, or of two sequences",
+                   options, runCompare);
+    command.option("first", options->first, "frame, picture or sequence of them; - for standard input")
+        .value("FIRST")
+        .required();
+    command.option("second", options->second, "what it is compared with, in the same way").value("SECOND").required();
     command.flag("--equal", options->equal, "exit with 5 unless all samples are equal");
     command.option("--min-psnr", options->minPsnr, "exit with 5 if the PSNR of all samples is lower")
         .value("DB")
@@ -283,7 +525,11 @@ void addCompareCommand(CommandLine& commandLine) {
     command.option("--max-difference", options->maxDifference, "exit with 5 if a sample differs by more codes")
         .value("CODES")
         .within(0, 256);
+    command.option("--frames", options->numbers, "numbers of two sequences, such as 1-100x2").value("LIST");
+    addMissingOption(command, options->missing, {"error", "skip"});
+    addKeepGoingOption(command, options->keepGoing);
     addTargetOption(command, options->target);
+    addProgressOption(command, options->verbosity);
     addJsonOption(command, options->json);
-    addFrameLimitsOptions(command, options->limits);
+    addFrameLoopOptions(command, options->loop);
 }

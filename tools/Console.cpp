@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "Json.h"
 #include "Printable.h"
 
 namespace {
@@ -43,7 +44,7 @@ Progress::~Progress() {
         printRaw(kClearLine);
 }
 
-std::string Progress::status() const {
+std::string Progress::statusText() const {
     const double seconds = std::max(std::chrono::duration<double>(Clock::now() - m_start).count(), 1e-6);
     const double rate = static_cast<double>(m_done) / seconds;
     if (m_total == 0)
@@ -52,21 +53,34 @@ std::string Progress::status() const {
                        static_cast<double>(m_total - m_done) / rate);
 }
 
-void Progress::advance(std::string const& step) {
+void Progress::printJsonLine(std::string const& file, std::string const& status) const {
+    const Json line = {{"event", "frame"},
+                       {"action", m_action},
+                       {"file", file},
+                       {"status", status},
+                       {"done", m_done},
+                       {"total", m_total == 0 ? Json(nullptr) : Json(m_total)},
+                       {"seconds", std::chrono::duration<double>(Clock::now() - m_start).count()}};
+    printRaw(line.line() + "\n");
+}
+
+void Progress::advance(std::string const& step, std::string const& file, std::string const& status) {
     ++m_done;
+    if (m_verbosity.progress == "json")
+        printJsonLine(file, status);
     if (m_verbosity.verbose) {
         printRaw(m_lineShown ? kClearLine : "");
         printNote(step);
     }
-    if (m_verbosity.quiet || m_total == 1)
+    if (m_verbosity.quiet || m_total == 1 || m_verbosity.progress == "json")
         return;
     const Clock::time_point now = Clock::now();
     if (m_onTerminal && now - m_lastShown >= kTerminalInterval) {
-        printRaw(kClearLine + status());
+        printRaw(kClearLine + statusText());
         m_lineShown = true;
         m_lastShown = now;
     } else if (!m_onTerminal && now - m_lastShown >= kPlainInterval) {
-        printNote(status());
+        printNote(statusText());
         m_lastShown = now;
     }
 }

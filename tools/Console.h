@@ -7,6 +7,7 @@
 struct Verbosity {
     bool quiet = false;
     bool verbose = false;
+    std::string progress = "text"; // or "json": a line of JSON for each finished frame, even when quiet
 };
 
 // Prints one line on standard error, with control characters and line ends of the text escaped. Errors of the write are
@@ -18,7 +19,8 @@ void printNote(std::string const& text);
 void warn(Verbosity const& verbosity, std::string const& text);
 
 // The progress of a job of several steps. On a terminal one line shows the rate and the time left and disappears at the
-// end. Elsewhere long jobs print a line every few seconds. With `verbose` each step has a line.
+// end. Elsewhere long jobs print a line every few seconds. With `verbose` each step has a line. As JSON, each step is a
+// line for a program that supervises the job.
 class Progress {
 public:
     // `total` is 0 if it is not known.
@@ -27,12 +29,14 @@ public:
     Progress(Progress const&) = delete;
     Progress& operator=(Progress const&) = delete;
 
-    void advance(std::string const& step);
+    // `file` is what the step was about, and `status` how it ended: "done", "damaged", "failed" or "existing".
+    void advance(std::string const& step, std::string const& file, std::string const& status = "done");
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    std::string status() const;
+    std::string statusText() const;
+    void printJsonLine(std::string const& file, std::string const& status) const;
 
     std::string m_action;
     std::size_t m_total;

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <utility>
@@ -20,6 +22,7 @@
 #include "FrameMemory.h"
 #include "InputSet.h"
 #include "Interrupt.h"
+#include "JobSummary.h"
 #include "Json.h"
 #include "OrderedPipeline.h"
 #include "OutputFile.h"
@@ -51,7 +54,11 @@ struct EncodeOptions {
     std::string lumaWeights; // files
     std::string chromaWeights;
     std::uint64_t maxPixels = kDefaultMaxPixels;
+    std::string missing = "error";
     std::size_t threads = 0;
+    std::size_t inFlight = 0;
+    bool keepGoing = false;
+    bool skipExisting = false;
     bool force = false;
     bool json = false;
     Verbosity verbosity;
@@ -132,24 +139,42 @@ ravelo_encode_options optionsFor(EncodeOptions const& options, InputPicture cons
     return settings;
 }
 
+// Errors that are those of one picture. The others are those of the command line, or end the process.
+bool mayContinueAfter(EncodeOptions const& options, CommandError const& error) {
+    return options.keepGoing && (error.exitCode() == ExitCode::Failed || error.exitCode() == ExitCode::Limit);
+}
+
+void paintBlack(InputPicture& picture) {
+    const auto code = [&picture](std::uint32_t ofEightBits) {
+        return static_cast<std::uint16_t>(std::uint64_t{ofEightBits} * (picture.maxValue + 1) / 256);
+    };
+    const std::uint16_t black = code(picture.fullRange ? 0 : 16);
+    const bool hasChroma = picture.model == ColorModel::YCbCr;
+    for (std::size_t i = 0; i < 3; ++i)
+        std::fill(picture.planes[i].begin(), picture.planes[i].end(), i > 0 && hasChroma ? code(128) : black);
+    std::fill(picture.alpha.begin(), picture.alpha.end(), static_cast<std::uint16_t>(picture.alphaMaxValue));
+}
+
 // One picture on its way to a frame.
 struct EncodeStep {
     std::string name;
     std::string outputPath;
     InputPicture picture;
+    std::optional<CommandError> error; // the picture cannot be read, and the job continues
 };
 
 // The pictures of all files one after the other. A file may hold any number of them.
 class PictureQueue {
 public:
-    PictureQueue(EncodeOptions const& options, OutputName const& output)
-        : m_output(output),
-          m_maxPixels(options.maxPixels),
+    PictureQueue(EncodeOptions const& options, OutputName const& output, JobSummary& summary)
+        : m_options(options),
+          m_output(output),
+          m_summary(summary),
           m_items(expandSequences(options.pictures, options.numbers)),
           m_inputs(m_items) {
         for (SequenceItem const& item : m_items)
-            if (!item.exists)
-                throw failure("{} does not exist", item.path);
+            if (!item.exists && options.missing == "error" && !options.keepGoing)
+                throw failure("{} does not exist; --missing skip, hold or black continues without it", item.path);
         if (m_items.size() > 1 && output.isSingleFile())
             throw usageError("{} pictures do not fit into one frame; use -o with a folder or a name such as "
                              "shot.%04d.rvl",
@@ -159,42 +184,118 @@ public:
     std::size_t numItems() const { return m_items.size(); }
 
     std::optional<EncodeStep> next() {
-        for (; m_nextItem < m_items.size(); ++m_nextItem, m_reader.reset()) {
+        while (m_nextItem < m_items.size()) {
             SequenceItem const& item = m_items[m_nextItem];
-            const bool isFirstOfFile = !m_reader;
-            if (isFirstOfFile)
-                open(item);
-            std::optional<InputPicture> picture = m_reader->next();
-            if (!picture && isFirstOfFile)
-                throw failure("{} does not contain a picture", m_file->name());
-            if (picture)
-                return stepFor(item, *std::move(picture), isFirstOfFile);
+            try {
+                if (std::optional<EncodeStep> step = item.exists ? nextOfFile(item) : stepForHole(item))
+                    return step;
+            } catch (CommandError const& error) {
+                if (!mayContinueAfter(m_options, error))
+                    throw;
+                endItem();
+                return EncodeStep{displayName(item.path), "", {}, error};
+            }
         }
         return std::nullopt;
     }
 
 private:
-    void open(SequenceItem const& item) {
-        m_file = std::make_unique<InputFile>(item.path);
-        m_reader = makePictureReader(*m_file, m_maxPixels);
+    void open(std::string const& path) {
+        m_file = std::make_unique<InputFile>(path);
+        m_reader = makePictureReader(*m_file, m_options.maxPixels);
     }
 
-    EncodeStep stepFor(SequenceItem const& item, InputPicture picture, bool isFirstOfFile) {
+    void endItem() {
+        m_reader.reset();
+        ++m_nextItem;
+    }
+
+    // Nothing at the end of the file, and for a picture whose frame exists.
+    std::optional<EncodeStep> nextOfFile(SequenceItem const& item) {
+        const bool isFirstOfFile = !m_reader;
+        if (isFirstOfFile) {
+            open(item.path);
+            // Where the name of the frame is known, the picture is not even read.
+            const bool isAlone = !m_output.isSequence() || isSinglePicture(*m_file);
+            if (isAlone && m_options.skipExisting && isFinished(pathFor(item)))
+                return leaveExisting(item);
+        }
+        std::optional<InputPicture> picture = m_reader->next();
+        if (!picture && isFirstOfFile)
+            throw failure("{} does not contain a picture", m_file->name());
+        if (!picture) {
+            endItem();
+            return std::nullopt;
+        }
+        return stepFor(item, *std::move(picture), isFirstOfFile);
+    }
+
+    std::optional<EncodeStep> leaveExisting(SequenceItem const& item) {
+        m_inputs.refuse(pathFor(item));
+        m_summary.addExisting(displayName(item.path), pathFor(item));
+        endItem();
+        return std::nullopt;
+    }
+
+    // The picture that stands in for a hole is the last one of its file.
+    std::optional<EncodeStep> stepForHole(SequenceItem const& item) {
+        if (m_options.missing == "skip") {
+            m_summary.addHole(item.path, m_options.missing, "");
+            endItem();
+            return std::nullopt;
+        }
+        if (m_options.missing == "error" || item.standIn.empty())
+            throw failure("{} does not exist{}", item.path,
+                          m_options.missing == "error" ? "" : ", nor does any other picture of the sequence");
+        if (m_options.skipExisting && isFinished(pathFor(item)))
+            return leaveExisting(item);
+        open(item.standIn);
+        std::optional<InputPicture> picture;
+        while (std::optional<InputPicture> next = m_reader->next())
+            picture = std::move(next);
+        if (!picture)
+            throw failure("{} does not contain a picture", m_file->name());
+        if (m_options.missing == "black")
+            paintBlack(*picture);
+        m_summary.addHole(item.path, m_options.missing, item.standIn);
+        endItem();
+        const std::string outputPath = pathFor(item);
+        checkOutput(outputPath);
+        return EncodeStep{item.path, outputPath, *std::move(picture), std::nullopt};
+    }
+
+    std::string pathFor(SequenceItem const& item) const {
+        return m_output.pathFor(item.path, item.number + m_extraPictures, "rvl");
+    }
+
+    void checkOutput(std::string const& path) {
+        if (path != "-" && !m_outputPaths.insert(path).second)
+            throw usageError("two pictures would both be written to {}", path);
+        m_inputs.refuse(path);
+    }
+
+    std::optional<EncodeStep> stepFor(SequenceItem const& item, InputPicture picture, bool isFirstOfFile) {
         // Checked before the frame of the first picture is written.
         if (!m_output.isSequence() && m_reader->next())
             throw failure("{} contains more than one picture; use -o with a name such as shot.%04d.rvl",
                           m_file->name());
         // Further pictures of a file shift the numbers of all that follow.
         m_extraPictures += isFirstOfFile ? 0 : 1;
-        const std::string outputPath = m_output.pathFor(item.path, item.number + m_extraPictures, "rvl");
-        m_inputs.refuse(outputPath);
-        return {m_file->name(), outputPath, std::move(picture)};
+        const std::string outputPath = pathFor(item);
+        checkOutput(outputPath);
+        if (m_options.skipExisting && isFinished(outputPath)) {
+            m_summary.addExisting(m_file->name(), outputPath);
+            return std::nullopt;
+        }
+        return EncodeStep{m_file->name(), outputPath, std::move(picture), std::nullopt};
     }
 
+    EncodeOptions const& m_options;
     OutputName const& m_output;
-    std::uint64_t m_maxPixels;
+    JobSummary& m_summary;
     std::vector<SequenceItem> m_items;
     InputSet m_inputs;
+    std::set<std::string> m_outputPaths;
     std::size_t m_nextItem = 0;
     std::unique_ptr<InputFile> m_file;
     std::unique_ptr<PictureReader> m_reader;
@@ -204,10 +305,47 @@ private:
 class EncodeTask : public OrderedTask {
 public:
     EncodeTask(EncodeOptions const& options, EncodeShared const& shared, EncodeStep step, Progress& progress,
-               Json& report)
-        : m_options(options), m_shared(shared), m_step(std::move(step)), m_progress(progress), m_report(report) {}
+               JobSummary& summary, Json& report)
+        : m_options(options),
+          m_shared(shared),
+          m_step(std::move(step)),
+          m_progress(progress),
+          m_summary(summary),
+          m_report(report) {}
 
     void work() override {
+        if (m_step.error)
+            return;
+        try {
+            encode();
+        } catch (CommandError const& error) {
+            if (!mayContinueAfter(m_options, error))
+                throw;
+            m_step.error = error;
+        } catch (std::bad_alloc const&) {
+            if (!m_options.keepGoing)
+                throw;
+            m_step.error = failure("{}: not enough memory", m_step.name);
+        }
+    }
+
+    void deliver() override {
+        try {
+            if (m_step.error)
+                throw *m_step.error;
+            m_file->commit();
+        } catch (CommandError const& error) {
+            if (!mayContinueAfter(m_options, error))
+                throw;
+            m_summary.addFailure(m_step.name, error);
+            m_progress.advance(fmt::format("{} failed", m_step.name), m_step.name, "failed");
+            return;
+        }
+        report();
+    }
+
+private:
+    void encode() {
         m_form = formOf(m_options, m_step.picture);
         m_width = m_step.picture.width;
         m_height = m_step.picture.height;
@@ -218,15 +356,15 @@ public:
         const SourcePicture source = sourcePictureOf(m_step.picture, m_form);
         m_step.picture = InputPicture();
         withName(m_step.name, [&] { m_frame.encode(source, options); });
-        m_file = std::make_unique<OutputFile>(m_step.outputPath, m_options.force);
+        m_file = std::make_unique<OutputFile>(m_step.outputPath, m_options.force || m_options.skipExisting);
         m_file->write(m_frame.bytes());
     }
 
-    void deliver() override {
-        m_file->commit();
+    void report() {
         m_progress.advance(fmt::format("{} -> {}, {} bytes, {:.3f} bits per pixel, quantization_index {}", m_step.name,
                                        m_step.outputPath, m_frame.bytes().size(), m_frame.bitsPerPixel(),
-                                       m_frame.quantization_index()));
+                                       m_frame.quantization_index()),
+                           m_step.name);
         if (m_options.json)
             m_report.push_back({{"picture", m_step.name},
                                 {"frame", m_step.outputPath},
@@ -239,11 +377,11 @@ public:
                                 {"quantization_index", m_frame.quantization_index()}});
     }
 
-private:
     EncodeOptions const& m_options;
     EncodeShared const& m_shared;
     EncodeStep m_step;
     Progress& m_progress;
+    JobSummary& m_summary;
     Json& m_report; // of --json, a frame each
     SourceForm m_form;
     std::uint32_t m_width = 0;
@@ -261,8 +399,9 @@ std::uint32_t threadsOfFrame(OutputName const& output, std::size_t numItems) {
 
 ExitCode runEncode(EncodeOptions const& options) {
     const OutputName output(options.output);
-    PictureQueue pictures(options, output);
-    if (output.isSingleFile())
+    JobSummary summary;
+    PictureQueue pictures(options, output, summary);
+    if (output.isSingleFile() && !options.skipExisting)
         refuseExisting(options.output, options.force);
     if (output.isStandardOutput() && ::isatty(STDOUT_FILENO) == 1)
         throw usageError("standard output is a terminal, but a frame is binary; redirect it or name a file with -o");
@@ -278,16 +417,26 @@ ExitCode runEncode(EncodeOptions const& options) {
     shared.threadsOfFrame = threadsOfFrame(output, pictures.numItems());
     // A single file may contain any number of pictures, so its total is not known.
     Progress progress("encoded", pictures.numItems() > 1 ? pictures.numItems() : 0, options.verbosity);
-    runInOrder(ThreadLimit::current(), [&]() -> std::unique_ptr<OrderedTask> {
-        std::optional<EncodeStep> step = pictures.next();
-        return step ? std::make_unique<EncodeTask>(options, shared, *std::move(step), progress, report) : nullptr;
-    });
+    std::size_t numTasks = 0;
+    runInOrder(options.inFlight != 0 ? options.inFlight : ThreadLimit::current(),
+               [&]() -> std::unique_ptr<OrderedTask> {
+                   std::optional<EncodeStep> step = pictures.next();
+                   if (!step)
+                       return nullptr;
+                   ++numTasks;
+                   return std::make_unique<EncodeTask>(options, shared, *std::move(step), progress, summary, report);
+               });
+    const std::size_t numDone = numTasks - summary.numFailures();
+    summary.print(options.verbosity, numDone);
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    if (options.json)
-        printJson({{"frames", report},
-                   {"seconds", seconds},
-                   {"frames_per_second", seconds > 0 ? static_cast<double>(report.size()) / seconds : 0}});
-    return ExitCode::Done;
+    if (options.json) {
+        Json whole = {{"frames", report},
+                      {"seconds", seconds},
+                      {"frames_per_second", seconds > 0 ? static_cast<double>(report.size()) / seconds : 0}};
+        summary.addTo(whole);
+        printJson(whole);
+    }
+    return summary.exitCodeOf(numDone, ExitCode::Done);
 }
 
 void addFormOptions(Subcommand& command, EncodeOptions& options) {
@@ -361,9 +510,17 @@ void addEncodeCommand(CommandLine& commandLine) {
     addFormOptions(command, *options);
     addColorOptions(command, *options);
     command.option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
+    addMissingOption(command, options->missing, {"error", "skip", "hold", "black"});
+    addKeepGoingOption(command, options->keepGoing);
     addMaxPixelsOption(command, options->maxPixels);
     addThreadsOption(command, options->threads);
-    addForceOption(command, options->force);
+    command
+        .option("--in-flight", options->inFlight,
+                "maximum number of pictures encoded at once; 0 lets the command choose")
+        .value("N")
+        .between(0, 1024)
+        .showDefault();
+    addSkipExistingOption(command, options->skipExisting, addForceOption(command, options->force));
     addJsonOption(command, options->json);
     addVerbosityOptions(command, options->verbosity);
 }

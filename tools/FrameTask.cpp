@@ -5,7 +5,7 @@
 #include "CommandError.h"
 
 void FrameTask::work() {
-    m_bytes = readFrame(m_path, m_loop.m_options.limits, &m_structure);
+    m_queued.load(m_path, m_loop.m_options.limits);
     m_decoded = m_loop.m_decodedFrames.take();
     withName(m_name, [this] { process(); });
 }
@@ -15,10 +15,15 @@ void FrameTask::deliver() {
         m_loop.m_decodedFrames.giveBack(std::move(m_decoded));
 }
 
-void FrameLoop::run(std::size_t numFrames, std::function<std::unique_ptr<FrameTask>(std::size_t)> const& makeTask) {
+void FrameLoop::run(std::vector<std::string> paths,
+                    std::function<std::unique_ptr<FrameTask>(QueuedFrame)> const& makeTask) {
     const ThreadLimit limit(m_options.threads);
     const std::size_t inFlight = m_options.inFlight != 0 ? m_options.inFlight : ThreadLimit::current() + 1;
-    std::size_t next = 0;
-    runInOrder(inFlight,
-               [&]() -> std::unique_ptr<OrderedTask> { return next == numFrames ? nullptr : makeTask(next++); });
+    FrameQueue queue(std::move(paths), m_options.limits);
+    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
+        while (std::optional<QueuedFrame> frame = queue.next())
+            if (std::unique_ptr<FrameTask> task = makeTask(*std::move(frame)))
+                return task;
+        return nullptr;
+    });
 }

@@ -10,6 +10,7 @@
 
 #include "DecodedFrame.h"
 #include "FrameFile.h"
+#include "FrameQueue.h"
 #include "OrderedPipeline.h"
 
 // The loop of commands that decode many frames. Several frames are read, decoded and processed at once; their results
@@ -26,32 +27,31 @@ class FrameLoop;
 // One frame of the loop.
 class FrameTask : public OrderedTask {
 public:
-    // Reads the frame, takes a DecodedFrame from the loop and calls process(). Errors of the libraries become
-    // CommandErrors with the frame's name.
+    // Reads the frame unless the queue has, takes a DecodedFrame from the loop and calls process(). Errors of the
+    // libraries become CommandErrors with the frame's name.
     void work() override;
 
     // Returns the DecodedFrame to the loop. Overridden by tasks that have results to deliver.
     void deliver() override;
 
 protected:
-    // `name` is the frame's name in messages.
-    FrameTask(FrameLoop& loop, std::string const& path, std::string const& name)
-        : m_loop(loop), m_path(path), m_name(name) {}
+    // `path` is read where the queue has not read the frame; `name` is its name in messages.
+    FrameTask(FrameLoop& loop, QueuedFrame queued, std::string const& path, std::string const& name)
+        : m_loop(loop), m_queued(std::move(queued)), m_path(path), m_name(name) {}
 
     // Decodes bytes() into decoded(), and does everything that does not depend on the order of the frames.
     virtual void process() = 0;
 
     std::string const& name() const { return m_name; }
-    std::span<const std::uint8_t> bytes() const { return m_bytes; }
-    FrameStructure const& structure() const { return m_structure; }
+    std::span<const std::uint8_t> bytes() const { return m_queued.loaded->bytes; }
+    FrameStructure const& structure() const { return m_queued.loaded->structure; }
     DecodedFrame& decoded() { return *m_decoded; }
 
 private:
     FrameLoop& m_loop;
+    QueuedFrame m_queued;
     std::string m_path;
     std::string m_name;
-    std::vector<std::uint8_t> m_bytes;
-    FrameStructure m_structure;
     std::unique_ptr<DecodedFrame> m_decoded;
 };
 
@@ -59,8 +59,9 @@ class FrameLoop {
 public:
     explicit FrameLoop(FrameLoopOptions const& options) : m_options(options) {}
 
-    // Runs the tasks that `makeTask` returns for 0 to `numFrames` - 1. The first exception ends the loop.
-    void run(std::size_t numFrames, std::function<std::unique_ptr<FrameTask>(std::size_t)> const& makeTask);
+    // Runs the tasks that `makeTask` makes of the frames of `paths`, as runInOrder() does; it may return null for a
+    // frame that needs no work.
+    void run(std::vector<std::string> paths, std::function<std::unique_ptr<FrameTask>(QueuedFrame)> const& makeTask);
 
 private:
     friend class FrameTask;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -14,6 +15,7 @@
 
 #include "FrameFile.h"
 #include "FrameParts.h"
+#include "FrameQueue.h"
 #include "InputFile.h"
 #include "Json.h"
 #include "PixelBuffer.h"
@@ -28,6 +30,8 @@ struct InfoOptions {
     std::vector<std::string> frames;
     std::string numbers;
     bool json = false;
+    bool brief = false;
+    bool csv = false;
     bool withSlices = false;
     std::uint64_t maxPixels = kDefaultMaxPixels;
 };
@@ -168,11 +172,14 @@ std::string pictureText(CodedPicture const& picture, std::size_t index) {
     return text;
 }
 
+double rateOf(std::span<const std::uint8_t> frame, FrameHeader const& header) {
+    return 8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels());
+}
+
 std::string textOf(std::string const& name, std::span<const std::uint8_t> frame, FrameStructure const& structure) {
     const FrameHeader header = parseFrameHeader(frame);
     std::string text = fmt::format("{}\n  {} x {} pixels, {} bytes, {:.3f} bits per pixel\n", printable(name),
-                                   header.horizontal_size, header.vertical_size, frame.size(),
-                                   8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels()));
+                                   header.horizontal_size, header.vertical_size, frame.size(), rateOf(frame, header));
     if (!structure.note.empty())
         text += fmt::format("  {}\n", structure.note);
     text += "  header\n";
@@ -194,6 +201,32 @@ std::string textOf(std::string const& name, std::span<const std::uint8_t> frame,
     return text;
 }
 
+const char* verdictName(FrameStructure const& structure) {
+    constexpr const char* kVerdicts[] = {"", "foreign", "cut off", "broken", "followed", "whole"};
+    return kVerdicts[structure.check.verdict];
+}
+
+std::string briefText(std::string const& name, std::span<const std::uint8_t> frame, FrameStructure const& structure) {
+    const FrameHeader header = parseFrameHeader(frame);
+    constexpr std::array<const char*, 4> kPictures = {"progressive", "even lines first", "odd lines first",
+                                                      "single field"};
+    return fmt::format("{}: {} x {}, {}, {}, {}, {} bytes, {:.3f} bits per pixel, {}\n", printable(name),
+                       header.horizontal_size, header.vertical_size, header.is444() ? "4:4:4" : "4:2:2",
+                       kPictures[header.interlace_mode], header.alpha_channel_type == 0 ? "no alpha" : "alpha",
+                       frame.size(), rateOf(frame, header), structure.note.empty() ? "whole" : structure.note);
+}
+
+const std::vector<std::string> kInfoColumns = {"file",  "width", "height",         "chroma",  "interlace_mode",
+                                               "alpha", "bytes", "bits_per_pixel", "verdict", "note"};
+
+std::string csvOf(std::string const& name, std::span<const std::uint8_t> frame, FrameStructure const& structure) {
+    const FrameHeader header = parseFrameHeader(frame);
+    return csvLine({name, std::to_string(header.horizontal_size), std::to_string(header.vertical_size),
+                    header.is444() ? "4:4:4" : "4:2:2", std::to_string(header.interlace_mode),
+                    std::to_string(header.alpha_channel_type), std::to_string(frame.size()),
+                    fmt::format("{:.3f}", rateOf(frame, header)), verdictName(structure), structure.note});
+}
+
 Json jsonOf(CodedPicture const& picture, bool withSlices) {
     Json json = {
         {"offset", picture.offset},
@@ -213,9 +246,8 @@ Json jsonOf(CodedPicture const& picture, bool withSlices) {
 }
 
 Json jsonOf(FrameStructure const& structure) {
-    constexpr const char* kVerdicts[] = {"", "foreign", "cut off", "broken", "followed", "whole"};
     ravelo_frame_check const& check = structure.check;
-    return {{"verdict", kVerdicts[check.verdict]},
+    return {{"verdict", verdictName(structure)},
             {"declared_bytes", check.declared_bytes},
             {"present_bytes", check.present_bytes},
             {"slices_out_of_data", check.slices_out_of_data}};
@@ -250,7 +282,7 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, FrameS
             {"bytes", frame.size()},
             {"width", header.horizontal_size},
             {"height", header.vertical_size},
-            {"bits_per_pixel", 8.0 * static_cast<double>(frame.size()) / static_cast<double>(header.numPixels())},
+            {"bits_per_pixel", rateOf(frame, header)},
             {"structure", jsonOf(structure)},
             {"header", fields},
             {"meaning", meanings},
@@ -260,13 +292,23 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, FrameS
 
 ExitCode runInfo(InfoOptions const& options) {
     Json frames = Json::array();
-    for (SequenceItem const& item : expandSequences(options.frames, options.numbers)) {
-        FrameStructure structure;
-        const std::vector<std::uint8_t> frame = readFrame(item.path, {options.maxPixels, 0}, &structure);
+    std::vector<std::string> paths;
+    for (SequenceItem const& item : expandSequences(options.frames, options.numbers))
+        paths.push_back(item.path);
+    const FrameLimits limits = {options.maxPixels, 0};
+    FrameQueue queue(paths, limits);
+    if (options.csv)
+        printReport(csvLine(kInfoColumns));
+    while (std::optional<QueuedFrame> queued = queue.next()) {
+        FrameInMemory const& frame = queued->load(paths[queued->item], limits);
         if (options.json)
-            frames.push_back(jsonOf(displayName(item.path), frame, structure, options.withSlices));
+            frames.push_back(jsonOf(queued->name, frame.bytes, frame.structure, options.withSlices));
+        else if (options.csv)
+            printReport(csvOf(queued->name, frame.bytes, frame.structure));
+        else if (options.brief)
+            printReport(briefText(queued->name, frame.bytes, frame.structure));
         else
-            printReport(textOf(displayName(item.path), frame, structure));
+            printReport(textOf(queued->name, frame.bytes, frame.structure));
     }
     if (options.json)
         printJson({{"frames", frames}});
@@ -280,7 +322,7 @@ void addInfoCommand(CommandLine& commandLine) {
     Subcommand command =
         addCommand(commandLine, "info", "Show the header of frames and its meaning for a decode", options, runInfo);
     addFramesArgument(command, options->frames, options->numbers);
-    addJsonOption(command, options->json);
+    addLineOptions(command, options->brief, options->csv, addJsonOption(command, options->json));
     command.flag("--slices", options->withSlices, "include the size of every slice in JSON");
     addMaxPixelsOption(command, options->maxPixels);
 }

@@ -135,6 +135,13 @@ bool InputFile::readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedByt
     return true;
 }
 
+void InputFile::unread(std::span<const std::uint8_t> bytes) {
+    std::vector<std::uint8_t> pending(bytes.begin(), bytes.end());
+    pending.insert(pending.end(), m_pending.begin() + static_cast<std::ptrdiff_t>(m_pendingStart), m_pending.end());
+    m_pending = std::move(pending);
+    m_pendingStart = 0;
+}
+
 std::optional<std::uint64_t> InputFile::remainingBytes() const {
     const std::uint64_t pending = m_pending.size() - m_pendingStart;
     if (m_descriptor < 0)

@@ -36,6 +36,9 @@ public:
     // takes grows with the bytes that the file has, not with those that are wanted.
     bool readOn(std::vector<std::uint8_t>& bytes, std::uint64_t wantedBytes);
 
+    // Puts bytes back in front of those that are delivered next.
+    void unread(std::span<const std::uint8_t> bytes);
+
     // How many bytes remain, where that is known without reading them: not for a pipe.
     std::optional<std::uint64_t> remainingBytes() const;
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "FrameParts.h"
+#include "FrameQueue.h"
 #include "InputFile.h"
 #include "InputSet.h"
 #include "Interrupt.h"
@@ -135,9 +137,10 @@ public:
 
 private:
     void checkPictures() const;
-    void inspect(SequenceItem const& item);
+    void inspect(SequenceItem const& item, QueuedFrame& queued);
     void print(std::string const& text);
-    void writePicture(SequenceItem const& item, InspectedFrame const& frame);
+    void writePicture(std::string const& path, InspectedFrame const& frame);
+    std::string picturePath(SequenceItem const& item, QueuedFrame const& queued) const;
 
     InspectOptions const& m_options;
     OutputName m_pictureName;
@@ -192,20 +195,32 @@ void InspectJob::print(std::string const& text) {
     }
 }
 
-void InspectJob::writePicture(SequenceItem const& item, InspectedFrame const& frame) {
+void InspectJob::writePicture(std::string const& path, InspectedFrame const& frame) {
     const bool showsIndex = m_options.show == "index";
     const SlicePicture picture =
         pictureOfSlices(frame.slices, m_decoded, showsIndex ? SliceColors::Index : SliceColors::Bytes);
-    writeFile(m_pictureName.pathFor(item.path, item.number, "png"), m_options.force, pngOf(picture.image));
+    writeFile(path, m_options.force, pngOf(picture.image));
     if (!m_options.quiet && !m_options.json)
         print(fmt::format("  picture: {}, from {:.1f} in blue to {:.1f} in red; failed slices in magenta\n",
                           showsIndex ? "quantization_index" : "bytes per macroblock", picture.least, picture.largest));
 }
 
-void InspectJob::inspect(SequenceItem const& item) {
+// Further frames of standard input shift the numbers of all that follow.
+std::string InspectJob::picturePath(SequenceItem const& item, QueuedFrame const& queued) const {
+    if (queued.hasNext && !m_pictureName.isSequence())
+        throw failure("{} contains more than one frame; use --picture with a name such as slices.%04d.png",
+                      displayName(item.path));
+    return m_pictureName.pathFor(item.path, item.number + queued.extra, "png");
+}
+
+void InspectJob::inspect(SequenceItem const& item, QueuedFrame& queued) {
     InspectedFrame inspected;
-    inspected.name = displayName(item.path);
-    const std::vector<std::uint8_t> frame = readFrame(item.path, m_options.limits);
+    inspected.name = queued.name;
+    FrameInMemory const& loaded = queued.load(item.path, m_options.limits);
+    std::vector<std::uint8_t> const& frame = loaded.bytes;
+    const std::string path = m_options.picture.empty() ? "" : picturePath(item, queued);
+    if (!loaded.structure.note.empty())
+        warn({m_options.quiet, false}, fmt::format("{}: {}", queued.name, loaded.structure.note));
     inspected.bytes = frame.size();
     inspected.header = parseFrameHeader(frame);
     const ColorCoding coding = inspected.header.is444() ? ColorCoding_RGBFull : ColorCoding_YCbCr;
@@ -218,14 +233,18 @@ void InspectJob::inspect(SequenceItem const& item) {
     else if (!m_options.quiet)
         print(textOf(inspected, m_options.totalsOnly));
     if (!m_options.picture.empty())
-        writePicture(item, inspected);
+        writePicture(path, inspected);
 }
 
 ExitCode InspectJob::run() {
     m_items = expandSequences(m_options.frames, m_options.numbers);
     checkPictures();
+    std::vector<std::string> paths;
     for (SequenceItem const& item : m_items)
-        inspect(item);
+        paths.push_back(item.path);
+    FrameQueue queue(paths, m_options.limits);
+    while (std::optional<QueuedFrame> queued = queue.next())
+        inspect(m_items[queued->item], *queued);
     if (m_options.json)
         printJson({{"frames", m_report}});
     if (m_reportIsClosed)

@@ -85,3 +85,7 @@ LibraryValue convert(Json const& json) {
 std::string Json::text() const {
     return convert(*this).dump(2, ' ', false, LibraryValue::error_handler_t::replace);
 }
+
+std::string Json::line() const {
+    return convert(*this).dump(-1, ' ', false, LibraryValue::error_handler_t::replace);
+}

@@ -58,6 +58,7 @@ public:
 
     // The text, indented by two spaces. Bytes that are not UTF-8, which file names may contain, become U+FFFD.
     std::string text() const;
+    std::string line() const; // the same without line ends and indentation
 
     using Array = std::vector<Json>;
     using Object = std::vector<Member>;

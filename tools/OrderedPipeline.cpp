@@ -1,7 +1,9 @@
 #include "OrderedPipeline.h"
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -10,29 +12,53 @@
 
 #include "Interrupt.h"
 
+namespace {
+
+struct TaskInFlight {
+    std::unique_ptr<OrderedTask> task; // null where making the task has failed
+    std::exception_ptr error;          // of its work
+};
+
+} // namespace
+
 void runInOrder(std::size_t maxInFlight, std::function<std::unique_ptr<OrderedTask>()> const& next) {
     // A pipeline that ends early drops undelivered tasks, so this function owns them. They are delivered in the order
-    // in which they were made.
-    std::deque<std::unique_ptr<OrderedTask>> tasks;
+    // in which they were made. An error waits for its turn, or it would take with it what others have finished.
+    std::deque<TaskInFlight> tasks;
     std::mutex mutex;
-    using Token = OrderedTask*;
+    std::atomic<bool> hasFailed = false;
+    using Token = TaskInFlight*;
     const auto source = [&](tbb::flow_control& control) -> Token {
         throwIfInterrupted();
-        std::unique_ptr<OrderedTask> task = next();
-        if (!task) {
+        TaskInFlight made;
+        try {
+            made.task = hasFailed ? nullptr : next();
+        } catch (...) {
+            made.error = std::current_exception();
+            hasFailed = true;
+        }
+        if (!made.task && !made.error) {
             control.stop();
             return nullptr;
         }
         const std::lock_guard lock(mutex);
-        tasks.push_back(std::move(task));
-        return tasks.back().get();
+        tasks.push_back(std::move(made));
+        return &tasks.back();
     };
-    const auto work = [](Token task) {
-        task->work();
-        return task;
+    const auto work = [&](Token token) {
+        try {
+            if (!token->error)
+                token->task->work();
+        } catch (...) {
+            token->error = std::current_exception();
+            hasFailed = true;
+        }
+        return token;
     };
-    const auto sink = [&](Token task) {
-        task->deliver();
+    const auto sink = [&](Token token) {
+        if (token->error)
+            std::rethrow_exception(token->error);
+        token->task->deliver();
         const std::lock_guard lock(mutex);
         tasks.pop_front();
     };

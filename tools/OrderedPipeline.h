@@ -16,8 +16,9 @@ public:
     virtual void deliver() = 0; // called after work(), in the order in which the tasks were made
 };
 
-// Runs the tasks that `next` returns, until it returns null. At most `maxInFlight` tasks run at once. The first
-// exception ends the run and reaches the caller; tasks delivered before it stay delivered.
+// Runs the tasks that `next` returns, until it returns null. At most `maxInFlight` tasks run at once. The exception of
+// the first task in order ends the run and reaches the caller, after all tasks before it have been delivered; no task
+// after it is. An exception of `next` counts as that of the task that it would have returned.
 void runInOrder(std::size_t maxInFlight, std::function<std::unique_ptr<OrderedTask>()> const& next);
 
 // Limits the threads of the process during the lifetime of the object; 0 means no limit.

@@ -68,6 +68,11 @@ void refuseExisting(std::string const& path, bool overwrite) {
         throw failure("{} exists; -f overwrites it", path);
 }
 
+bool isFinished(std::string const& path) {
+    struct stat status;
+    return path != "-" && ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size != 0;
+}
+
 OutputFile::OutputFile(std::string const& path, bool overwrite)
     : m_displayName(path == "-" ? "standard output" : path), m_overwrite(overwrite) {
     if (path == "-") {

@@ -53,5 +53,9 @@ private:
 // a long job starts.
 void refuseExisting(std::string const& path, bool overwrite);
 
+// Whether the output is there. An output gets its name when it is whole, so only an empty file may be left of one that
+// a failing machine has lost.
+bool isFinished(std::string const& path);
+
 // Writes a whole output.
 void writeFile(std::string const& path, bool overwrite, std::span<const std::uint8_t> bytes);

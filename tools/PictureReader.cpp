@@ -35,6 +35,10 @@ bool isPicture(InputFile& file) {
     return startsWith(start, kPngSignature) || isPnm(start) || startsWith(start, kY4mSignature);
 }
 
+bool isSinglePicture(InputFile& file) {
+    return startsWith(file.peek(kPngSignature.size()), kPngSignature);
+}
+
 std::unique_ptr<PictureReader> makePictureReader(InputFile& file, std::uint64_t maxPixels) {
     const std::span<const std::uint8_t> start = file.peek(kY4mSignature.size());
     if (start.empty())

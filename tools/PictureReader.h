@@ -27,6 +27,9 @@ public:
 // Whether the file starts like one of these kinds.
 bool isPicture(InputFile& file);
 
+// Whether it starts like one of those that contain a single picture.
+bool isSinglePicture(InputFile& file);
+
 // Throws CommandError if the file is of none of these kinds. The reader refuses pictures of more than `maxPixels`; 0
 // means no limit. Its memory grows with the data that the file has, not with the size that it declares. The file must
 // outlive the reader.

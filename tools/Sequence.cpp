@@ -110,6 +110,18 @@ std::optional<NumberPlace> findPercent(std::string const& name) {
     return std::nullopt;
 }
 
+// The last $F, with a digit for the number of digits or without.
+std::optional<NumberPlace> findFrameVariable(std::string const& name) {
+    const std::size_t start = name.rfind("$F");
+    if (start == std::string::npos)
+        return std::nullopt;
+    const std::size_t end = start + 2;
+    const bool hasDigit = end < name.size() && name[end] >= '1' && name[end] <= '9';
+    if (!hasDigit)
+        return NumberPlace{start, end, 1};
+    return NumberPlace{start, end + 1, static_cast<std::uint32_t>(name[end] - '0')};
+}
+
 // The last run of # or @.
 std::optional<NumberPlace> findRun(std::string const& name) {
     const std::size_t last = name.find_last_of("#@");
@@ -152,12 +164,14 @@ std::optional<SequencePattern> SequencePattern::parse(std::string const& path) {
     const std::string fileName = whole.filename().string();
     const std::string folder = path.substr(0, path.size() - fileName.size());
     std::optional<NumberPlace> place = findPercent(fileName);
-    const bool isPercent = place.has_value();
+    if (!place)
+        place = findFrameVariable(fileName);
+    const bool mayHaveList = !place.has_value();
     if (!place)
         place = findRun(fileName);
     if (!place)
         return std::nullopt;
-    const std::size_t prefixEnd = isPercent ? place->start : listStart(fileName, place->start);
+    const std::size_t prefixEnd = mayHaveList ? listStart(fileName, place->start) : place->start;
     SequencePattern pattern;
     pattern.m_prefix = folder + fileName.substr(0, prefixEnd);
     pattern.m_suffix = fileName.substr(place->end);
@@ -210,14 +224,24 @@ std::vector<std::uint64_t> everyNumberBetween(std::vector<std::uint64_t> const& 
     return numbers;
 }
 
+// The file that stands in for a hole: the last before it, or else the first.
+std::string standInFor(std::uint64_t number, SequencePattern const& pattern,
+                       std::vector<std::uint64_t> const& existing) {
+    if (existing.empty())
+        return "";
+    const auto after = std::lower_bound(existing.begin(), existing.end(), number);
+    return pattern.nameOf(after == existing.begin() ? existing.front() : *(after - 1));
+}
+
 void appendSequence(std::string const& argument, SequencePattern const& pattern,
                     std::vector<std::uint64_t> const& givenNumbers, std::vector<SequenceItem>& items) {
     std::vector<std::uint64_t> numbers = pattern.listedNumbers().empty() ? givenNumbers : pattern.listedNumbers();
+    std::optional<std::vector<std::uint64_t>> existing; // read once, where it is needed
     if (numbers.empty()) {
-        const std::vector<std::uint64_t> existing = pattern.existingNumbers();
-        if (existing.empty())
+        existing = pattern.existingNumbers();
+        if (existing->empty())
             throw failure("no file matches {}", argument);
-        numbers = everyNumberBetween(existing, argument);
+        numbers = everyNumberBetween(*existing, argument);
     }
     if (numbers.size() > kMaxNumbers - std::min(kMaxNumbers, items.size()))
         throw usageError("with {} there are more than {} files, the maximum", argument, kMaxNumbers);
@@ -225,24 +249,27 @@ void appendSequence(std::string const& argument, SequencePattern const& pattern,
         throwIfInterrupted();
         std::string path = pattern.nameOf(number);
         const bool exists = fileExists(path);
-        items.push_back({std::move(path), number, exists});
+        if (!exists && !existing)
+            existing = pattern.existingNumbers();
+        items.push_back({std::move(path), number, exists, exists ? "" : standInFor(number, pattern, *existing)});
     }
 }
 
 } // namespace
+
+std::optional<SequencePattern> sequenceOf(std::string const& argument) {
+    return argument == "-" || fileExists(argument) ? std::nullopt : SequencePattern::parse(argument);
+}
 
 std::vector<SequenceItem> expandSequences(std::vector<std::string> const& arguments, std::string const& numbers) {
     const std::vector<std::uint64_t> givenNumbers =
         numbers.empty() ? std::vector<std::uint64_t>{} : parseNumberList(numbers, "--frames: ");
     std::vector<SequenceItem> items;
     for (std::string const& argument : arguments) {
-        // An existing file of that name is not a sequence.
-        const std::optional<SequencePattern> pattern =
-            argument == "-" || fileExists(argument) ? std::nullopt : SequencePattern::parse(argument);
-        if (pattern)
+        if (const std::optional<SequencePattern> pattern = sequenceOf(argument))
             appendSequence(argument, *pattern, givenNumbers, items);
         else
-            items.push_back({argument, items.size(), true});
+            items.push_back({argument, items.size()});
     }
     return items;
 }

@@ -27,10 +27,35 @@ std::vector<std::string> targetChoices() {
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity) {
     command.flag("-q,--quiet", verbosity.quiet, "no warnings and no progress");
     command.flag("-v,--verbose", verbosity.verbose, "print a line for each finished file");
+    addProgressOption(command, verbosity);
 }
 
-void addForceOption(Subcommand& command, bool& force) {
-    command.flag("-f,--force", force, "overwrite existing files");
+void addProgressOption(Subcommand& command, Verbosity& verbosity) {
+    command.option("--progress", verbosity.progress, "progress on standard error: for people, or a JSON line a frame")
+        .value("FORM")
+        .oneOf({"text", "json"})
+        .showDefault();
+}
+
+void addMissingOption(Subcommand& command, std::string& missing, std::vector<std::string> const& choices) {
+    command.option("--missing", missing, "what to do for a missing frame of a sequence")
+        .value("WHAT")
+        .oneOf(choices)
+        .showDefault();
+}
+
+void addKeepGoingOption(Subcommand& command, bool& keepGoing) {
+    command.flag("-k,--keep-going", keepGoing,
+                 "continue after files that fail; the exit code is then 3, or 1 if nothing came out");
+}
+
+void addSkipExistingOption(Subcommand& command, bool& skipExisting, Argument const& force) {
+    command.flag("--skip-existing", skipExisting, "leave outputs that exist as they are, and make the others")
+        .excludes(force);
+}
+
+Argument addForceOption(Subcommand& command, bool& force) {
+    return command.flag("-f,--force", force, "overwrite existing files");
 }
 
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels) {
@@ -74,8 +99,15 @@ void addTargetOption(Subcommand& command, std::string& target) {
         .showDefault();
 }
 
-void addJsonOption(Subcommand& command, bool& json) {
-    command.flag("--json", json, "report in JSON");
+Argument addJsonOption(Subcommand& command, bool& json) {
+    return command.flag("--json", json, "report in JSON");
+}
+
+void addLineOptions(Subcommand& command, bool& brief, bool& csv, Argument const& json) {
+    const Argument briefFlag = command.flag("--brief", brief, "report one line for each frame").excludes(json);
+    command.flag("--csv", csv, "report one line of comma-separated values for each frame")
+        .excludes(json)
+        .excludes(briefFlag);
 }
 
 void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, std::string& numbers) {

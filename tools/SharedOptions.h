@@ -20,13 +20,19 @@ Subcommand addCommand(CommandLine& commandLine, std::string const& name, std::st
 
 // Options of several subcommands.
 void addVerbosityOptions(Subcommand& command, Verbosity& verbosity);
-void addForceOption(Subcommand& command, bool& force);
+void addProgressOption(Subcommand& command, Verbosity& verbosity);
+Argument addForceOption(Subcommand& command, bool& force);
+void addMissingOption(Subcommand& command, std::string& missing, std::vector<std::string> const& choices);
+void addKeepGoingOption(Subcommand& command, bool& keepGoing);
+void addSkipExistingOption(Subcommand& command, bool& skipExisting, Argument const& force);
 void addMaxPixelsOption(Subcommand& command, std::uint64_t& maxPixels);
 void addFrameLimitsOptions(Subcommand& command, FrameLimits& limits);
 void addThreadsOption(Subcommand& command, std::size_t& threads);
 void addFrameLoopOptions(Subcommand& command, FrameLoopOptions& options);
 void addTargetOption(Subcommand& command, std::string& target);
-void addJsonOption(Subcommand& command, bool& json);
+Argument addJsonOption(Subcommand& command, bool& json);
+// --brief and --csv, which exclude each other and --json.
+void addLineOptions(Subcommand& command, bool& brief, bool& csv, Argument const& json);
 void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, std::string& numbers);
 
 // --size, --depth, --coding and --target.

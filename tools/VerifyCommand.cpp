@@ -32,6 +32,8 @@ struct VerifyOptions {
     RequestOptions request;
     FrameLoopOptions loop;
     bool json = false;
+    bool brief = false;
+    bool csv = false;
     Verbosity verbosity;
 };
 
@@ -93,6 +95,7 @@ public:
 private:
     friend class VerifyTask;
 
+    std::unique_ptr<FrameTask> makeTask(SequenceItem const& item, QueuedFrame const& queued);
     void report(Finding const& finding);
     void printText(Finding const& finding) const;
     void printTotals() const;
@@ -112,8 +115,8 @@ private:
 // Decodes one frame and hashes its pixels. If that fails, the other frames are still verified.
 class VerifyTask : public FrameTask {
 public:
-    VerifyTask(VerifyJob& job, SequenceItem const& item)
-        : FrameTask(job.m_loop, item.path, displayName(item.path)), m_job(job), m_item(item) {
+    VerifyTask(VerifyJob& job, SequenceItem const& item, QueuedFrame const& queued)
+        : FrameTask(job.m_loop, queued, item.path, queued.name), m_job(job), m_item(item) {
         m_finding.name = name();
     }
 
@@ -173,6 +176,36 @@ Json jsonOf(Finding const& finding) {
     return json;
 }
 
+// The error, without the name at its start.
+std::string errorOf(Finding const& finding) {
+    const std::string start = finding.name + ": ";
+    return finding.error.starts_with(start) ? finding.error.substr(start.size()) : finding.error;
+}
+
+std::string briefText(Finding const& finding) {
+    if (!finding.error.empty())
+        return fmt::format("{}: {}, {}\n", printable(finding.name), finding.status(), printable(errorOf(finding)));
+    std::string text =
+        fmt::format("{}: {}, {} x {}, {}, {}", printable(finding.name), finding.status(), finding.width, finding.height,
+                    damageSummary(finding.damage.size(), finding.slices), finding.hash->text());
+    if (!finding.isEqual())
+        text += fmt::format(" instead of {}", finding.wantedHash->text());
+    if (!finding.structure.note.empty())
+        text += ", " + finding.structure.note;
+    return text + "\n";
+}
+
+const std::vector<std::string> kFindingColumns = {"file",   "status",        "width", "height",
+                                                  "slices", "failed_slices", "hash",  "note"};
+
+std::string csvOf(Finding const& finding) {
+    if (!finding.error.empty())
+        return csvLine({finding.name, finding.status(), "", "", "", "", "", errorOf(finding)});
+    return csvLine({finding.name, finding.status(), std::to_string(finding.width), std::to_string(finding.height),
+                    std::to_string(finding.slices), std::to_string(finding.damage.size()), finding.hash->text(),
+                    finding.structure.note});
+}
+
 void VerifyJob::printText(Finding const& finding) const {
     if (!finding.error.empty()) {
         printMessage(finding.error);
@@ -197,10 +230,12 @@ void VerifyJob::printText(Finding const& finding) const {
 }
 
 void VerifyJob::report(Finding const& finding) {
-    m_progress->advance("");
+    m_progress->advance("", finding.name, finding.status());
     m_exitCodes.push_back(finding.exitCode());
     if (m_options.json)
         m_report.push_back(jsonOf(finding));
+    else if (m_options.brief || m_options.csv)
+        printReport(m_options.csv ? csvOf(finding) : briefText(finding));
     else
         printText(finding);
 }
@@ -229,10 +264,17 @@ void VerifyJob::printTotals() const {
                      {"refused", count(ExitCode::Limit)},
                      {"failed", count(ExitCode::Failed)}}},
                    {"exit_code", static_cast<int>(exitCode())}});
-    else if (m_exitCodes.size() > 1 && !m_options.verbosity.quiet)
+    else if (m_exitCodes.size() > 1 && !m_options.verbosity.quiet && !m_options.brief && !m_options.csv)
         printReport(fmt::format("{} frames: {} ok, {} damaged, {} not equal, {} refused, {} failed\n",
                                 m_exitCodes.size(), count(ExitCode::Done), count(ExitCode::Damaged),
                                 count(ExitCode::NotEqual), count(ExitCode::Limit), count(ExitCode::Failed)));
+}
+
+std::unique_ptr<FrameTask> VerifyJob::makeTask(SequenceItem const& item, QueuedFrame const& queued) {
+    if (m_hash && queued.hasNext)
+        throw usageError("--hash applies to one frame, but standard input contains more; use --list with a file of "
+                         "hashes");
+    return std::make_unique<VerifyTask>(*this, item, queued);
 }
 
 ExitCode VerifyJob::run() {
@@ -245,9 +287,17 @@ ExitCode VerifyJob::run() {
 
     // On one terminal the lines of the report and of the progress would be mixed.
     const bool printsLines = !m_options.json && !m_options.verbosity.quiet && ::isatty(STDOUT_FILENO) == 1;
-    m_progress = std::make_unique<Progress>("verified", items.size(),
-                                            Verbosity{m_options.verbosity.quiet || printsLines, false});
-    m_loop.run(items.size(), [&](std::size_t i) { return std::make_unique<VerifyTask>(*this, items[i]); });
+    std::vector<std::string> paths;
+    for (SequenceItem const& item : items)
+        paths.push_back(item.path);
+    const bool isEndless = std::find(paths.begin(), paths.end(), "-") != paths.end();
+    Verbosity verbosity = m_options.verbosity;
+    verbosity.quiet = verbosity.quiet || printsLines;
+    verbosity.verbose = false;
+    m_progress = std::make_unique<Progress>("verified", isEndless ? 0 : items.size(), verbosity);
+    if (m_options.csv)
+        printReport(csvLine(kFindingColumns));
+    m_loop.run(paths, [&](QueuedFrame const& queued) { return makeTask(items[queued.item], queued); });
     m_progress.reset();
     printTotals();
     return exitCode();
@@ -274,12 +324,10 @@ void addVerifyCommand(CommandLine& commandLine) {
         .excludes(list);
     addRequestOptions(command, options->request);
     addFailedSlicesOptions(command, options->request);
-    command.option("--missing", options->missing, "what to do for a missing frame of a sequence")
-        .value("WHAT")
-        .oneOf({"error", "skip"})
-        .showDefault();
+    addMissingOption(command, options->missing, {"error", "skip"});
     addFrameLoopOptions(command, options->loop);
-    addJsonOption(command, options->json);
+    addLineOptions(command, options->brief, options->csv, addJsonOption(command, options->json));
+    addProgressOption(command, options->verbosity);
     command.flag("-q,--quiet", options->verbosity.quiet, "no report; only the exit code");
     command.flag("-v,--verbose", options->verbosity.verbose, "report each slice that failed, and the hashes");
 }

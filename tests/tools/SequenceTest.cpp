@@ -70,12 +70,16 @@ TEST(SequenceTest, AllSpellingsNameTheSameFile) {
     EXPECT_EQ(nameOf("a/shot.%04d.rvl", 7), "a/shot.0007.rvl");
     EXPECT_EQ(nameOf("a/shot.####.rvl", 7), "a/shot.0007.rvl");
     EXPECT_EQ(nameOf("a/shot.@@@@.rvl", 7), "a/shot.0007.rvl");
+    EXPECT_EQ(nameOf("a/shot.$F4.rvl", 7), "a/shot.0007.rvl");
 }
 
 TEST(SequenceTest, NumbersMayBeLongerThanTheirPlace) {
     EXPECT_EQ(nameOf("shot.%02d.rvl", 12345), "shot.12345.rvl");
     EXPECT_EQ(nameOf("shot.%d.rvl", 5), "shot.5.rvl");
-    EXPECT_EQ(nameOf("shot.#.rvl", 10), "shot.10.rvl");
+    for (const char* name : {"shot.#.rvl", "shot.@.rvl", "shot.%d.rvl", "shot.$F.rvl"}) {
+        EXPECT_EQ(nameOf(name, 7), "shot.7.rvl");
+        EXPECT_EQ(nameOf(name, 10), "shot.10.rvl");
+    }
 }
 
 TEST(SequenceTest, NamesWithoutAPlaceAreNoPattern) {
@@ -100,6 +104,8 @@ TEST(SequenceTest, OfSeveralPlacesTheLastIsTaken) {
     EXPECT_EQ(nameOf("a#@@.rvl", 7), "a#07.rvl");
     EXPECT_EQ(nameOf("a%d%03d.rvl", 7), "a%d007.rvl");
     EXPECT_EQ(nameOf("a%d%x.rvl", 7), "a7%x.rvl");
+    EXPECT_EQ(nameOf("a$Fb$F3.rvl", 7), "a$Fb007.rvl");
+    EXPECT_EQ(nameOf("a$F0.rvl", 7), "a70.rvl");
 }
 
 TEST(SequenceTest, ANumberWithoutARangeBelongsToTheName) {
@@ -118,6 +124,18 @@ TEST(SequenceTest, HolesBetweenFirstAndLastFileAreItems) {
     EXPECT_TRUE(items[1].exists);
     EXPECT_FALSE(items[2].exists);
     EXPECT_EQ(items[2].path, folder.path("s.0004.rvl"));
+}
+
+TEST(SequenceTest, WhatStandsInForAHoleDependsOnTheFilesAlone) {
+    const TestFolder folder;
+    for (const char* name : {"s.2.rvl", "s.5.rvl"})
+        writeTestFile(folder.path(name), "");
+    const std::vector<SequenceItem> items = expandSequences({folder.path("s.#.rvl")}, "9,4,2,1");
+    const std::vector<std::string> wanted = {folder.path("s.5.rvl"), folder.path("s.2.rvl"), "",
+                                             folder.path("s.2.rvl")};
+    for (std::size_t i = 0; i < wanted.size(); ++i)
+        EXPECT_EQ(items[i].standIn, wanted[i]) << i;
+    EXPECT_EQ(expandSequences({folder.path("none.#.rvl")}, "1")[0].standIn, "");
 }
 
 TEST(SequenceTest, GivenNumbersDecideWhatIsWanted) {

@@ -12,9 +12,12 @@
 
 #include "ToolsTestSupport.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -138,7 +141,7 @@ TEST(TroubleCommandTest, AClosedPipeDoesNotKeepFilesFromBeingWritten) {
                                     fmt::format("decode --json '{}' -o '{}/decoded.png'", kFrame, out),
                                     fmt::format("encode --json '{}' -o '{}/frame.rvl'", folder.path("p.ppm"), out)}) {
         const CommandResult result = runShell("{ sleep 0.1; $RAVELO " + call + "; echo $? >&2; } | true");
-        EXPECT_EQ(result.error, "141\n") << call;
+        EXPECT_THAT(result.error, AllOf(EndsWith("141\n"), Not(HasSubstr("cannot")))) << call;
     }
     for (const char* name : {"valid422-1.png", "valid444-1.png", "json.png", "decoded.png", "frame.rvl"})
         EXPECT_TRUE(std::filesystem::exists(out + "/" + name)) << name;
