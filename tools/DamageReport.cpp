@@ -19,6 +19,10 @@ std::uint64_t countSlices(std::span<const std::uint8_t> frame) {
     return slices;
 }
 
+const char* componentName(ravelo_damage const& damage) {
+    return kComponentNames[damage.component];
+}
+
 std::string damageSummary(std::uint64_t failed, std::uint64_t slices) {
     return fmt::format("{} of {} slice{} failed", failed, slices, slices == 1 ? "" : "s");
 }

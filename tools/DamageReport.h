@@ -15,6 +15,9 @@ std::uint64_t countSlices(std::span<const std::uint8_t> frame);
 // "3 of 1020 slices failed".
 std::string damageSummary(std::uint64_t failed, std::uint64_t slices);
 
+// The component that failed: "y", "cb" or "cr".
+const char* componentName(ravelo_damage const& damage);
+
 // One slice that failed: its position in the frame and in the picture, and the component that failed.
 std::string damageText(ravelo_damage const& damage);
 

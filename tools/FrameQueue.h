@@ -18,13 +18,13 @@ struct FrameInMemory {
 
 // One frame of a command line.
 struct QueuedFrame {
-    std::size_t item = 0;              // its place in the list of files
-    std::uint64_t extra = 0;           // frames of standard input so far beyond the first; they shift all numbers
-    std::string name;                  // in messages
+    std::size_t item = 0;                // its place in the list of files
+    std::uint64_t extra = 0;             // frames of standard input so far beyond the first; they shift all numbers
+    std::string name;                    // in messages
     std::optional<FrameInMemory> loaded; // of standard input; files are read by the tasks
-    std::exception_ptr error;          // of the read
-    bool hasNext = false;              // another frame of the same item follows
-    bool isFirst = true;               // of its item
+    std::exception_ptr error;            // of the read
+    bool hasNext = false;                // another frame of the same item follows
+    bool isFirst = true;                 // of its item
 
     // Reads the frame from the file unless it has been read. Throws the error of standard input, too.
     FrameInMemory& load(std::string const& path, FrameLimits const& limits);

@@ -4,7 +4,9 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -15,6 +17,7 @@
 #include "FrameFile.h"
 #include "FrameParts.h"
 #include "FrameQueue.h"
+#include "HtmlReport.h"
 #include "InputFile.h"
 #include "InputSet.h"
 #include "Interrupt.h"
@@ -34,6 +37,7 @@ struct InspectOptions {
     std::vector<std::string> frames;
     std::string numbers;
     std::string picture;
+    std::string html;
     std::string show = "bytes";
     std::string target = "auto";
     FrameLimits limits;
@@ -140,6 +144,9 @@ private:
     void inspect(SequenceItem const& item, QueuedFrame& queued);
     void print(std::string const& text);
     void writePicture(std::string const& path, InspectedFrame const& frame);
+    void startPage();
+    void addToPage(InspectedFrame const& inspected, FrameInMemory const& frame);
+    void writePage() const;
     std::string picturePath(SequenceItem const& item, QueuedFrame const& queued) const;
 
     InspectOptions const& m_options;
@@ -147,7 +154,10 @@ private:
     OptimizationTarget m_target;
     std::vector<SequenceItem> m_items;
     DecodedFrame m_decoded;
-    bool m_isDamaged = false;
+    DecodedFrame m_pageFrame;
+    std::unique_ptr<HtmlReport> m_page; // of --html
+    std::size_t m_damagedFrames = 0;
+    std::size_t m_frames = 0;
     bool m_reportIsClosed = false; // its reader has closed it
     Json m_report = Json::array(); // of --json, a frame each
 };
@@ -189,7 +199,7 @@ void InspectJob::print(std::string const& text) {
     try {
         printReport(text);
     } catch (CommandError const& error) {
-        if (error.exitCode() != ExitCode::ClosedPipe || m_options.picture.empty())
+        if (error.exitCode() != ExitCode::ClosedPipe || (m_options.picture.empty() && m_options.html.empty()))
             throw;
         m_reportIsClosed = true;
     }
@@ -227,29 +237,75 @@ void InspectJob::inspect(SequenceItem const& item, QueuedFrame& queued) {
     withName(inspected.name, [&] { m_decoded.decode(frame, {0, coding, 8, m_target}); });
     inspected.slices = inspectSlices(frame, m_decoded);
     inspected.failedSlices = m_decoded.failedSlices();
-    m_isDamaged = m_isDamaged || inspected.failedSlices != 0;
+    ++m_frames;
+    m_damagedFrames += inspected.failedSlices != 0 ? 1 : 0;
     if (m_options.json)
         m_report.push_back(jsonOf(inspected, m_options.totalsOnly));
     else if (!m_options.quiet)
         print(textOf(inspected, m_options.totalsOnly));
     if (!m_options.picture.empty())
         writePicture(path, inspected);
+    if (m_page)
+        addToPage(inspected, loaded);
+}
+
+void InspectJob::startPage() {
+    checkHtml(m_options.html, !m_options.quiet || m_options.json || m_pictureName.isStandardOutput(), m_options.force,
+              InputSet(m_items));
+    if (m_options.html.empty())
+        return;
+    std::vector<std::string> files;
+    for (std::string const& file : m_options.frames)
+        files.push_back(displayName(file));
+    HtmlReport::Facts facts = {{"files", fmt::format("{}", fmt::join(files, ", "))}};
+    if (!m_options.numbers.empty())
+        facts.emplace_back("numbers", m_options.numbers);
+    facts.emplace_back("checked", "structure, size, quantisation and damage of every slice");
+    m_page = std::make_unique<HtmlReport>(
+        files.size() == 1 ? "Slices of " + files.front() : fmt::format("Slices of {} files", files.size()), facts);
+}
+
+void InspectJob::addToPage(InspectedFrame const& inspected, FrameInMemory const& frame) {
+    ReportedFrame reported;
+    reported.name = inspected.name;
+    reported.status = inspected.failedSlices == 0 ? "ok" : "damaged";
+    reported.note = frame.structure.note;
+    reported.bytes = inspected.bytes;
+    reported.width = inspected.header.horizontal_size;
+    reported.height = inspected.header.vertical_size;
+    reported.slices = inspected.slices.size();
+    reported.damage = m_decoded.damage();
+    std::optional<FramePictures> pictures;
+    if (m_page->wantsPictures(reported.isBad()))
+        withName(inspected.name, [&] { pictures = picturesOf(frame.bytes, m_pageFrame, m_target); });
+    m_page->add(std::move(reported), pictures);
+}
+
+void InspectJob::writePage() const {
+    if (!m_page)
+        return;
+    const std::string page =
+        m_page->page({{"frames", std::to_string(m_frames)}, {"damaged frames", std::to_string(m_damagedFrames)}});
+    writeFile(m_options.html, m_options.force,
+              std::span(reinterpret_cast<const std::uint8_t*>(page.data()), page.size()));
 }
 
 ExitCode InspectJob::run() {
     m_items = expandSequences(m_options.frames, m_options.numbers);
     checkPictures();
+    startPage();
     std::vector<std::string> paths;
     for (SequenceItem const& item : m_items)
         paths.push_back(item.path);
     FrameQueue queue(paths, m_options.limits);
     while (std::optional<QueuedFrame> queued = queue.next())
         inspect(m_items[queued->item], *queued);
+    writePage();
     if (m_options.json)
         printJson({{"frames", m_report}});
     if (m_reportIsClosed)
         return ExitCode::ClosedPipe;
-    return m_isDamaged ? ExitCode::Damaged : ExitCode::Done;
+    return m_damagedFrames != 0 ? ExitCode::Damaged : ExitCode::Done;
 }
 
 ExitCode runInspect(InspectOptions const& options) {
@@ -273,6 +329,7 @@ void addInspectCommand(CommandLine& commandLine) {
         .value("WHAT")
         .oneOf({"bytes", "index"})
         .showDefault();
+    addHtmlOption(command, options->html);
     addTargetOption(command, options->target);
     addFrameLimitsOptions(command, options->limits);
     addForceOption(command, options->force);

@@ -6,6 +6,7 @@
 #include <limits>
 #include <string_view>
 
+#include "OutputFile.h"
 #include "PixelBuffer.h"
 #include "ravelo.h"
 
@@ -108,6 +109,21 @@ void addLineOptions(Subcommand& command, bool& brief, bool& csv, Argument const&
     command.flag("--csv", csv, "report one line of comma-separated values for each frame")
         .excludes(json)
         .excludes(briefFlag);
+}
+
+void addHtmlOption(Subcommand& command, std::string& html) {
+    command.option("--html", html, "also write a page with pictures, maps and tables, which needs no other file")
+        .value("FILE");
+}
+
+void checkHtml(std::string const& html, bool reportsToStandardOutput, bool force, InputSet const& inputs) {
+    if (html.empty())
+        return;
+    if (html == "-" && reportsToStandardOutput)
+        throw usageError("the page of --html and the report cannot both be written to standard output; -q omits the "
+                         "report");
+    refuseExisting(html, force);
+    inputs.refuse(html);
 }
 
 void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, std::string& numbers) {

@@ -10,6 +10,7 @@
 #include "Console.h"
 #include "DecodedFrame.h"
 #include "FrameTask.h"
+#include "InputSet.h"
 
 // Adds a subcommand with its options in `Options`, which are passed to its run function.
 template <typename Options>
@@ -34,6 +35,11 @@ Argument addJsonOption(Subcommand& command, bool& json);
 // --brief and --csv, which exclude each other and --json.
 void addLineOptions(Subcommand& command, bool& brief, bool& csv, Argument const& json);
 void addFramesArgument(Subcommand& command, std::vector<std::string>& frames, std::string& numbers);
+
+void addHtmlOption(Subcommand& command, std::string& html);
+
+// Throws CommandError if the page of --html cannot be written beside the report, or is one of the inputs.
+void checkHtml(std::string const& html, bool reportsToStandardOutput, bool force, InputSet const& inputs);
 
 // --size, --depth, --coding and --target.
 struct RequestOptions {

@@ -29,11 +29,6 @@ Rgb colorAt(double place) {
     return color;
 }
 
-double shownValue(CodedSlice const& slice, SliceColors colors) {
-    return colors == SliceColors::Index ? slice.quantization_index
-                                        : static_cast<double>(slice.coded_size) / slice.numMbs;
-}
-
 // The lines of a coded picture among those of the frame.
 struct PictureLines {
     std::uint32_t first;
@@ -94,6 +89,19 @@ void dropAlpha(RgbImage& image) {
 
 } // namespace
 
+double sliceValue(CodedSlice const& slice, SliceColors colors) {
+    return colors == SliceColors::Index ? slice.quantization_index
+                                        : static_cast<double>(slice.coded_size) / slice.numMbs;
+}
+
+std::array<std::uint8_t, 3> sliceColor(double place) {
+    const Rgb color = colorAt(place);
+    std::array<std::uint8_t, 3> codes;
+    for (std::size_t i = 0; i < codes.size(); ++i)
+        codes[i] = static_cast<std::uint8_t>(std::lround(color[i]));
+    return codes;
+}
+
 std::vector<InspectedSlice> inspectSlices(std::span<const std::uint8_t> frame, DecodedFrame const& decoded) {
     std::vector<InspectedSlice> slices;
     std::uint32_t index = 0;
@@ -151,15 +159,15 @@ SlicePicture pictureOfSlices(std::vector<InspectedSlice> const& slices, DecodedF
         return picture;
     const auto [least, largest] =
         std::minmax_element(slices.begin(), slices.end(), [colors](InspectedSlice const& a, InspectedSlice const& b) {
-            return shownValue(a.header, colors) < shownValue(b.header, colors);
+            return sliceValue(a.header, colors) < sliceValue(b.header, colors);
         });
-    picture.least = shownValue(least->header, colors);
-    picture.largest = shownValue(largest->header, colors);
+    picture.least = sliceValue(least->header, colors);
+    picture.largest = sliceValue(largest->header, colors);
     const double range = std::max(picture.largest - picture.least, 1e-9);
     SlicePainter painter(decoded, picture.image);
     for (InspectedSlice const& slice : slices)
         painter.paint(slice, slice.failed != nullptr
                                  ? kFailedColor
-                                 : colorAt((shownValue(slice.header, colors) - picture.least) / range));
+                                 : colorAt((sliceValue(slice.header, colors) - picture.least) / range));
     return picture;
 }

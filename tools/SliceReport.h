@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -37,6 +38,12 @@ SliceStatistics statisticsOf(std::vector<InspectedSlice> const& slices, std::uin
 
 // What the colours of a picture of slices show.
 enum class SliceColors { Bytes, Index };
+
+// The value that they show for a slice: bytes per macroblock, or quantization_index.
+double sliceValue(CodedSlice const& slice, SliceColors colors);
+
+// The colour from that of the least value, at 0, to that of the largest, at 1.
+std::array<std::uint8_t, 3> sliceColor(double place);
 
 struct SlicePicture {
     RgbImage image;

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -14,8 +16,10 @@
 #include "DamageReport.h"
 #include "FrameTask.h"
 #include "HashList.h"
+#include "HtmlReport.h"
 #include "InputFile.h"
 #include "Json.h"
+#include "OutputFile.h"
 #include "Printable.h"
 #include "Report.h"
 #include "Sequence.h"
@@ -31,6 +35,8 @@ struct VerifyOptions {
     std::string missing = "error";
     RequestOptions request;
     FrameLoopOptions loop;
+    std::string html;
+    bool force = false;
     bool json = false;
     bool brief = false;
     bool csv = false;
@@ -42,6 +48,7 @@ struct Finding {
     std::string name;
     std::string error;                   // empty unless the frame could not be decoded
     ExitCode errorCode = ExitCode::Done; // that of the error
+    std::uint64_t bytes = 0;             // of the frame
     std::uint32_t width = 0;             // of the output
     std::uint32_t height = 0;            // of the output
     std::uint64_t slices = 0;            // of all pictures
@@ -97,6 +104,9 @@ private:
 
     std::unique_ptr<FrameTask> makeTask(SequenceItem const& item, QueuedFrame const& queued);
     void report(Finding const& finding);
+    void startPage(std::vector<SequenceItem> const& items);
+    void addToPage(Finding const& finding, std::span<const std::uint8_t> frame);
+    void writePage() const;
     void printText(Finding const& finding) const;
     void printTotals() const;
     std::size_t count(ExitCode exitCode) const;
@@ -107,6 +117,9 @@ private:
     std::optional<PixelHash> m_hash;
     std::optional<HashList> m_list;
     FrameLoop m_loop;
+    std::unique_ptr<HtmlReport> m_page; // of --html
+    DecodedFrame m_pageFrame;
+    bool m_isAlone = false; // a single frame is verified
     std::unique_ptr<Progress> m_progress;
     std::vector<ExitCode> m_exitCodes; // of the frames
     Json m_report = Json::array();     // of --json, a frame each
@@ -136,12 +149,15 @@ public:
 
     void deliver() override {
         m_job.report(m_finding);
+        if (m_job.m_page)
+            m_job.addToPage(m_finding, m_finding.bytes == 0 ? std::span<const std::uint8_t>() : bytes());
         FrameTask::deliver();
     }
 
 private:
     void process() override {
         decoded().decode(bytes(), m_job.m_request);
+        m_finding.bytes = bytes().size();
         m_finding.width = decoded().width();
         m_finding.height = decoded().height();
         m_finding.slices = countSlices(bytes());
@@ -277,6 +293,63 @@ std::unique_ptr<FrameTask> VerifyJob::makeTask(SequenceItem const& item, QueuedF
     return std::make_unique<VerifyTask>(*this, item, queued);
 }
 
+void VerifyJob::startPage(std::vector<SequenceItem> const& items) {
+    checkHtml(m_options.html, !m_options.verbosity.quiet || m_options.json || m_options.brief || m_options.csv,
+              m_options.force, InputSet(items));
+    if (m_options.html.empty())
+        return;
+    std::vector<std::string> files;
+    for (std::string const& file : m_options.frames)
+        files.push_back(displayName(file));
+    HtmlReport::Facts facts = {{"files", fmt::format("{}", fmt::join(files, ", "))}};
+    if (!m_options.numbers.empty())
+        facts.emplace_back("numbers", m_options.numbers);
+    facts.emplace_back("decoded", fmt::format("{} size, {} bits", m_options.request.size, m_request.bitDepth));
+    facts.emplace_back("checked",
+                       m_hash || m_list ? "structure, every slice, hash of the pixels" : "structure, every slice");
+    if (m_list)
+        facts.emplace_back("expected hashes", m_options.list);
+    m_page = std::make_unique<HtmlReport>(files.size() == 1 ? "Verification of " + files.front()
+                                                            : fmt::format("Verification of {} files", files.size()),
+                                          facts);
+    m_isAlone = items.size() == 1;
+}
+
+void VerifyJob::addToPage(Finding const& finding, std::span<const std::uint8_t> frame) {
+    ReportedFrame reported;
+    reported.name = finding.name;
+    reported.status = finding.status();
+    reported.note = finding.error.empty() ? finding.structure.note : errorOf(finding);
+    reported.bytes = finding.bytes;
+    reported.width = finding.width;
+    reported.height = finding.height;
+    reported.slices = finding.slices;
+    reported.damage = finding.damage;
+    if (finding.hash)
+        reported.hash = finding.hash->text();
+    if (!finding.isEqual())
+        reported.hash += " instead of " + finding.wantedHash->text();
+    std::optional<FramePictures> pictures;
+    if (!frame.empty() && (reported.isBad() || m_isAlone) && m_page->wantsPictures(reported.isBad()))
+        withName(finding.name, [&] { pictures = picturesOf(frame, m_pageFrame, m_request.target); });
+    m_page->add(std::move(reported), pictures);
+}
+
+void VerifyJob::writePage() const {
+    if (!m_page)
+        return;
+    const HtmlReport::Facts totals = {{"frames", std::to_string(m_exitCodes.size())},
+                                      {"ok", std::to_string(count(ExitCode::Done))},
+                                      {"damaged", std::to_string(count(ExitCode::Damaged))},
+                                      {"not equal", std::to_string(count(ExitCode::NotEqual))},
+                                      {"refused", std::to_string(count(ExitCode::Limit))},
+                                      {"failed", std::to_string(count(ExitCode::Failed))},
+                                      {"exit code", std::to_string(static_cast<int>(exitCode()))}};
+    const std::string page = m_page->page(totals);
+    writeFile(m_options.html, m_options.force,
+              std::span(reinterpret_cast<const std::uint8_t*>(page.data()), page.size()));
+}
+
 ExitCode VerifyJob::run() {
     std::vector<SequenceItem> items = expandSequences(m_options.frames, m_options.numbers);
     if (m_options.missing == "skip")
@@ -285,6 +358,7 @@ ExitCode VerifyJob::run() {
         throw usageError("--hash applies to one frame, but there are {}; use --list with a file of hashes",
                          items.size());
 
+    startPage(items);
     // On one terminal the lines of the report and of the progress would be mixed.
     const bool printsLines = !m_options.json && !m_options.verbosity.quiet && ::isatty(STDOUT_FILENO) == 1;
     std::vector<std::string> paths;
@@ -299,6 +373,7 @@ ExitCode VerifyJob::run() {
         printReport(csvLine(kFindingColumns));
     m_loop.run(paths, [&](QueuedFrame const& queued) { return makeTask(items[queued.item], queued); });
     m_progress.reset();
+    writePage();
     printTotals();
     return exitCode();
 }
@@ -327,6 +402,8 @@ void addVerifyCommand(CommandLine& commandLine) {
     addMissingOption(command, options->missing, {"error", "skip"});
     addFrameLoopOptions(command, options->loop);
     addLineOptions(command, options->brief, options->csv, addJsonOption(command, options->json));
+    addHtmlOption(command, options->html);
+    addForceOption(command, options->force);
     addProgressOption(command, options->verbosity);
     command.flag("-q,--quiet", options->verbosity.quiet, "no report; only the exit code");
     command.flag("-v,--verbose", options->verbosity.verbose, "report each slice that failed, and the hashes");

@@ -336,3 +336,22 @@ TEST_F(LongJobTest, ProgressIsAJsonLineForEachFrameOnRequest) {
         runRavelo({"compare", path("good.#.rvl"), path("good.#.rvl"), "--missing", "skip", "--progress", "json"}).error,
         HasSubstr("\"action\":\"compared\""));
 }
+
+TEST(SequencesDocumentTest, ItsCommandsRun) {
+    const TestFolder folder;
+    std::string clip = "YUV4MPEG2 W16 H16 Cmono\n";
+    for (int number = 0; number <= 50; ++number)
+        clip += "FRAME\n" + std::string(256, static_cast<char>(50 + number));
+    ASSERT_EQ(runRavelo({"encode", "-", "-o", folder.path("shot.%04d.rvl"), "-q"}, clip).exitCode, 0);
+    std::istringstream lines(readTestFile(std::string(RAVELO_TEST_DATA_DIR) + "/../../docs/sequences.md"));
+    int numCommands = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("    ravelo "))
+            continue;
+        ++numCommands;
+        const CommandResult result =
+            runShell(fmt::format("cd '{}' && \"$RAVELO\" {}", folder.path(""), line.substr(11)));
+        EXPECT_EQ(result.exitCode, 0) << line << result.error;
+    }
+    EXPECT_GE(numCommands, 6);
+}

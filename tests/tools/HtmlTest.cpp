@@ -1,0 +1,62 @@
+#include "Html.h"
+
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+
+#include "HtmlReport.h"
+#include "ToolsTestSupport.h"
+
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(HtmlTest, ValuesAreEscapedAndHtmlIsNot) {
+    EXPECT_EQ(html("<p title=\"{}\">{}</p>", {"a\"b'c", "<&>\n{}"}).text,
+              "<p title=\"a&quot;b&#39;c\">&lt;&amp;&gt;\\x0a{}</p>");
+    EXPECT_EQ(html("<b>{}</b>{}", {html("<i>{}</i>", {1}), -2}).text, "<b><i>1</i></b>-2");
+}
+
+TEST(HtmlTest, FormsAndValuesMustMatch) {
+    EXPECT_THROW(html("{}"), std::logic_error);
+    EXPECT_THROW(html("x", {1}), std::logic_error);
+}
+
+TEST(HtmlTest, PicturesAreBase64) {
+    for (auto const& [bytes, wanted] :
+         {std::pair<std::string, std::string>{"", ""}, {"M", "TQ=="}, {"Ma", "TWE="}, {"Man\xFF", "TWFu/w=="}})
+        EXPECT_EQ(pngAddress(bytesOf(bytes)).text, "data:image/png;base64," + wanted);
+}
+
+TEST(HtmlReportTest, DamagedFramesReplaceOthersAmongThePictures) {
+    HtmlReport report("title", {});
+    const auto add = [&](std::string const& name, bool isBad) {
+        ReportedFrame frame;
+        frame.name = name;
+        frame.status = isBad ? "damaged" : "ok";
+        frame.bytes = 1;
+        const bool hasRoom = report.wantsPictures(isBad);
+        report.add(frame, hasRoom ? std::optional<FramePictures>(FramePictures()) : std::nullopt);
+        return hasRoom;
+    };
+    for (int i = 0; i < 200; ++i)
+        EXPECT_TRUE(add("good", false));
+    EXPECT_FALSE(add("unseen", false));
+    for (int i = 0; i < 200; ++i)
+        EXPECT_TRUE(add("bad", true));
+    EXPECT_FALSE(add("late", true));
+    const std::string page = report.page({});
+    EXPECT_THAT(page, HasSubstr("<h3><bdi>bad</bdi>"));
+    EXPECT_THAT(page, Not(HasSubstr("<h3><bdi>good</bdi>")));
+    EXPECT_THAT(page, HasSubstr("1 more frame is not ok without pictures"));
+}
+
+TEST(HtmlReportTest, APageOfAnyNumberOfFramesIsLimited) {
+    HtmlReport report("title", {});
+    ReportedFrame frame;
+    frame.name = std::string(100, 'x');
+    frame.status = "damaged";
+    frame.damage.resize(1000);
+    for (int i = 0; i < 12'000; ++i)
+        report.add(frame, std::nullopt);
+    EXPECT_LT(report.page({}).size(), 8'000'000u);
+}
