@@ -30,6 +30,8 @@ public:
     // Adds the members "holes", "failures" and "existing".
     void addTo(Json& report) const;
 
+    Json const& holes() const { return m_holeList; }
+
     // That of a job of which `numDone` results exist, by itself otherwise ending with `exitCode`.
     ExitCode exitCodeOf(std::size_t numDone, ExitCode exitCode) const;
 

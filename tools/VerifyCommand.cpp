@@ -18,6 +18,7 @@
 #include "HashList.h"
 #include "HtmlReport.h"
 #include "InputFile.h"
+#include "JobSummary.h"
 #include "Json.h"
 #include "OutputFile.h"
 #include "Printable.h"
@@ -116,6 +117,7 @@ private:
     DecodeRequest m_request;
     std::optional<PixelHash> m_hash;
     std::optional<HashList> m_list;
+    JobSummary m_summary; // of holes that are left out
     FrameLoop m_loop;
     std::unique_ptr<HtmlReport> m_page; // of --html
     DecodedFrame m_pageFrame;
@@ -272,6 +274,7 @@ void VerifyJob::printTotals() const {
         printJson({{"size", m_options.request.size},
                    {"depth", m_request.bitDepth},
                    {"frames", m_report},
+                   {"holes", m_summary.holes()},
                    {"totals",
                     {{"frames", m_exitCodes.size()},
                      {"ok", count(ExitCode::Done)},
@@ -353,7 +356,11 @@ void VerifyJob::writePage() const {
 ExitCode VerifyJob::run() {
     std::vector<SequenceItem> items = expandSequences(m_options.frames, m_options.numbers);
     if (m_options.missing == "skip")
-        std::erase_if(items, [](SequenceItem const& item) { return !item.exists; });
+        std::erase_if(items, [this](SequenceItem const& item) {
+            if (!item.exists)
+                m_summary.addHole(item.path, m_options.missing, "");
+            return !item.exists;
+        });
     if (m_hash && items.size() > 1)
         throw usageError("--hash applies to one frame, but there are {}; use --list with a file of hashes",
                          items.size());
@@ -374,6 +381,7 @@ ExitCode VerifyJob::run() {
     m_loop.run(paths, [&](QueuedFrame const& queued) { return makeTask(items[queued.item], queued); });
     m_progress.reset();
     writePage();
+    m_summary.print(m_options.verbosity, m_exitCodes.size());
     printTotals();
     return exitCode();
 }

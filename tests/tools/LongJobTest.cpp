@@ -127,6 +127,9 @@ TEST_F(LongJobTest, HolesAreListedAtTheEndAndInJson) {
         EXPECT_EQ(jsonAt(json, "/holes/0/treatment"), fmt::format("\"{}\"", treatment));
         EXPECT_EQ(jsonSizeAt(json, "/holes"), 1u);
     }
+    const CommandResult verified = runRavelo({"verify", pattern, "--frames", "1-4", "--missing", "skip", "--json"});
+    EXPECT_EQ(verified.error, fmt::format("ravelo: warning: {} does not exist; left out\n", frame(3)));
+    EXPECT_EQ(jsonAt(verified.output, "/holes/0/file"), "\"" + frame(3) + "\"");
 }
 
 TEST_F(LongJobTest, ABadFileEndsTheJobAfterTheFramesBeforeIt) {
