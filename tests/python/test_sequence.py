@@ -61,7 +61,7 @@ def test_patterns_and_lists_that_are_wrong():
     assert Pattern("shot.####.rvl").number_of("shot.12345.rvl") == 12345
 
 
-@pytest.mark.parametrize("pattern", ["seq.####.rvl", "seq.%04d.rvl", "seq.#.rvl", "seq.2-4###.rvl"])
+@pytest.mark.parametrize("pattern", ["seq.####.rvl", "seq.%04d.rvl", "seq.$F4.rvl", "seq.#.rvl", "seq.2-4###.rvl"])
 def test_the_command_understands_the_same_names(command, tmp_path, monkeypatch, pattern):
     frame = frame_named("422_one_pixel")
     names = Pattern(pattern)
