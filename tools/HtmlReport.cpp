@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <ctime>
+#include <span>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include "DamageReport.h"
 #include "HtmlTemplate.h"
+#include "InputFile.h"
+#include "OutputFile.h"
 
 namespace {
 
@@ -16,6 +19,7 @@ constexpr std::size_t kMaxArticles = 200;
 constexpr std::size_t kMaxFrameRows = 10'000;
 constexpr std::size_t kMaxDamageRows = 5'000;
 constexpr std::size_t kMaxDamageRowsOfFrame = 500;
+constexpr std::size_t kMaxNames = 20; // of the files at the top
 
 std::string counted(std::uint64_t number, std::string const& what) {
     return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
@@ -120,6 +124,21 @@ Html articleOf(ReportedFrame const& frame, std::size_t number, FramePictures con
 }
 
 } // namespace
+
+HtmlReport::HtmlReport(std::string const& subject, std::vector<std::string> const& files, std::string const& numbers,
+                       Facts const& wasChecked) {
+    std::string names;
+    for (std::size_t i = 0; i < std::min(files.size(), kMaxNames); ++i)
+        names += (i == 0 ? "" : ", ") + displayName(files[i]);
+    if (files.size() > kMaxNames)
+        names += fmt::format(" and {} more", files.size() - kMaxNames);
+    m_title = files.size() == 1 ? fmt::format("{} of {}", subject, names)
+                                : fmt::format("{} of {} files", subject, files.size());
+    m_facts = {{"files", names}};
+    if (!numbers.empty())
+        m_facts.emplace_back("numbers", numbers);
+    m_facts.insert(m_facts.end(), wasChecked.begin(), wasChecked.end());
+}
 
 bool HtmlReport::wantsPictures(bool isBad) const {
     return m_articles.size() < kMaxArticles || (isBad && std::any_of(m_articles.begin(), m_articles.end(),
@@ -255,4 +274,9 @@ std::string HtmlReport::page(Facts const& totals) const {
     return html(kHtmlPage,
                 {kHtmlScriptHash, m_title, Html{std::string(kHtmlStyle)}, content, Html{std::string(kHtmlScript)}})
         .text;
+}
+
+void HtmlReport::write(std::string const& path, bool overwrite, Facts const& totals) const {
+    const std::string text = page(totals);
+    writeFile(path, overwrite, std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }

@@ -32,8 +32,10 @@ class HtmlReport {
 public:
     using Facts = std::vector<std::pair<std::string, std::string>>;
 
-    // `wasChecked` says what was checked, in names and values.
-    HtmlReport(std::string title, Facts wasChecked) : m_title(std::move(title)), m_facts(std::move(wasChecked)) {}
+    // A page about `subject` of the files of a command line, with their list of numbers or an empty text. `wasChecked`
+    // says what was checked, in names and values.
+    HtmlReport(std::string const& subject, std::vector<std::string> const& files, std::string const& numbers,
+               Facts const& wasChecked);
 
     // Whether add() has room for pictures of a further frame. Those of a frame that is bad replace others.
     bool wantsPictures(bool isBad) const;
@@ -43,6 +45,7 @@ public:
 
     // `totals` are the numbers of the whole, in names and values.
     std::string page(Facts const& totals) const;
+    void write(std::string const& path, bool overwrite, Facts const& totals) const;
 
 private:
     struct Article {

@@ -254,15 +254,9 @@ void InspectJob::startPage() {
               InputSet(m_items));
     if (m_options.html.empty())
         return;
-    std::vector<std::string> files;
-    for (std::string const& file : m_options.frames)
-        files.push_back(displayName(file));
-    HtmlReport::Facts facts = {{"files", fmt::format("{}", fmt::join(files, ", "))}};
-    if (!m_options.numbers.empty())
-        facts.emplace_back("numbers", m_options.numbers);
-    facts.emplace_back("checked", "structure, size, quantisation and damage of every slice");
     m_page = std::make_unique<HtmlReport>(
-        files.size() == 1 ? "Slices of " + files.front() : fmt::format("Slices of {} files", files.size()), facts);
+        "Slices", m_options.frames, m_options.numbers,
+        HtmlReport::Facts{{"checked", "structure, size, quantisation and damage of every slice"}});
 }
 
 void InspectJob::addToPage(InspectedFrame const& inspected, FrameInMemory const& frame) {
@@ -284,10 +278,8 @@ void InspectJob::addToPage(InspectedFrame const& inspected, FrameInMemory const&
 void InspectJob::writePage() const {
     if (!m_page)
         return;
-    const std::string page =
-        m_page->page({{"frames", std::to_string(m_frames)}, {"damaged frames", std::to_string(m_damagedFrames)}});
-    writeFile(m_options.html, m_options.force,
-              std::span(reinterpret_cast<const std::uint8_t*>(page.data()), page.size()));
+    m_page->write(m_options.html, m_options.force,
+                  {{"frames", std::to_string(m_frames)}, {"damaged frames", std::to_string(m_damagedFrames)}});
 }
 
 ExitCode InspectJob::run() {

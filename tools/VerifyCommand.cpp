@@ -301,20 +301,12 @@ void VerifyJob::startPage(std::vector<SequenceItem> const& items) {
               m_options.force, InputSet(items));
     if (m_options.html.empty())
         return;
-    std::vector<std::string> files;
-    for (std::string const& file : m_options.frames)
-        files.push_back(displayName(file));
-    HtmlReport::Facts facts = {{"files", fmt::format("{}", fmt::join(files, ", "))}};
-    if (!m_options.numbers.empty())
-        facts.emplace_back("numbers", m_options.numbers);
-    facts.emplace_back("decoded", fmt::format("{} size, {} bits", m_options.request.size, m_request.bitDepth));
-    facts.emplace_back("checked",
-                       m_hash || m_list ? "structure, every slice, hash of the pixels" : "structure, every slice");
+    HtmlReport::Facts facts = {
+        {"decoded", fmt::format("{} size, {} bits", m_options.request.size, m_request.bitDepth)},
+        {"checked", m_hash || m_list ? "structure, every slice, hash of the pixels" : "structure, every slice"}};
     if (m_list)
         facts.emplace_back("expected hashes", m_options.list);
-    m_page = std::make_unique<HtmlReport>(files.size() == 1 ? "Verification of " + files.front()
-                                                            : fmt::format("Verification of {} files", files.size()),
-                                          facts);
+    m_page = std::make_unique<HtmlReport>("Verification", m_options.frames, m_options.numbers, facts);
     m_isAlone = items.size() == 1;
 }
 
@@ -341,16 +333,15 @@ void VerifyJob::addToPage(Finding const& finding, std::span<const std::uint8_t> 
 void VerifyJob::writePage() const {
     if (!m_page)
         return;
-    const HtmlReport::Facts totals = {{"frames", std::to_string(m_exitCodes.size())},
-                                      {"ok", std::to_string(count(ExitCode::Done))},
-                                      {"damaged", std::to_string(count(ExitCode::Damaged))},
-                                      {"not equal", std::to_string(count(ExitCode::NotEqual))},
-                                      {"refused", std::to_string(count(ExitCode::Limit))},
-                                      {"failed", std::to_string(count(ExitCode::Failed))},
-                                      {"exit code", std::to_string(static_cast<int>(exitCode()))}};
-    const std::string page = m_page->page(totals);
-    writeFile(m_options.html, m_options.force,
-              std::span(reinterpret_cast<const std::uint8_t*>(page.data()), page.size()));
+    m_page->write(m_options.html, m_options.force,
+                  {{"frames", std::to_string(m_exitCodes.size())},
+                   {"ok", std::to_string(count(ExitCode::Done))},
+                   {"damaged", std::to_string(count(ExitCode::Damaged))},
+                   {"not equal", std::to_string(count(ExitCode::NotEqual))},
+                   {"refused", std::to_string(count(ExitCode::Limit))},
+                   {"failed", std::to_string(count(ExitCode::Failed))},
+                   {"missing and left out", std::to_string(m_summary.holes().size())},
+                   {"exit code", std::to_string(static_cast<int>(exitCode()))}});
 }
 
 ExitCode VerifyJob::run() {

@@ -28,7 +28,7 @@ TEST(HtmlTest, PicturesAreBase64) {
 }
 
 TEST(HtmlReportTest, DamagedFramesReplaceOthersAmongThePictures) {
-    HtmlReport report("title", {});
+    HtmlReport report("Test", {"a.rvl"}, "", {});
     const auto add = [&](std::string const& name, bool isBad) {
         ReportedFrame frame;
         frame.name = name;
@@ -50,8 +50,16 @@ TEST(HtmlReportTest, DamagedFramesReplaceOthersAmongThePictures) {
     EXPECT_THAT(page, HasSubstr("1 more frame is not ok without pictures"));
 }
 
+TEST(HtmlReportTest, OfManyFilesTheFirstAreNamed) {
+    const HtmlReport report("Test", std::vector<std::string>(1000, "x.rvl"), "1-9", {});
+    const std::string page = report.page({});
+    EXPECT_THAT(page, HasSubstr("<h1>Test of 1000 files</h1>"));
+    EXPECT_THAT(page, HasSubstr("x.rvl and 980 more"));
+    EXPECT_LT(page.size(), 10'000u);
+}
+
 TEST(HtmlReportTest, APageOfAnyNumberOfFramesIsLimited) {
-    HtmlReport report("title", {});
+    HtmlReport report("Test", {"a.rvl"}, "", {});
     ReportedFrame frame;
     frame.name = std::string(100, 'x');
     frame.status = "damaged";
