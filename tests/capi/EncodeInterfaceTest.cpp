@@ -274,6 +274,35 @@ TEST(EncodeInterfaceTest, ChromaIsConverted) {
     EXPECT_EQ(ravelo::frameInfo(encode(half.picture, options).bytes).chroma_format, 3u);
 }
 
+TEST(EncodeInterfaceTest, AlphaIsScaledToTheDepthThatIsCoded) {
+    for (const std::uint32_t alphaBits : {8u, 16u}) {
+        SourcePicture source = smoothPicture(10, ChromaFormat::C444, 16);
+        for (std::size_t i = 0; i < source.alpha.size(); ++i)
+            source.alpha[i] = static_cast<std::uint16_t>(i % 1024);
+        HostPicture host(RAVELO_PLANAR, 10, 3);
+        usePlanes(host, source);
+        ravelo_encode_options options = RAVELO_ENCODE_OPTIONS_INIT;
+        options.alpha_bits = alphaBits;
+        const Encoded encoded = encode(host.picture, options);
+        ASSERT_EQ(encoded.status, RAVELO_OK) << encoded.text;
+        ravelo_decode_options decode = RAVELO_DECODE_OPTIONS_INIT;
+        decode.pixel_form = RAVELO_RGBA;
+        decode.bit_depth = alphaBits;
+        std::vector<std::uint8_t> pixels(kWidth * kHeight * alphaBits / 2);
+        ravelo_output output = RAVELO_OUTPUT_INIT;
+        output.memory = pixels.data();
+        output.memory_bytes = pixels.size();
+        ASSERT_EQ(ravelo_decode(encoded.bytes.data(), encoded.bytes.size(), &output, &decode, nullptr), RAVELO_OK);
+        const std::uint32_t greatest = (1u << alphaBits) - 1;
+        for (std::size_t i = 0; i < source.alpha.size(); ++i) {
+            std::uint16_t alpha = pixels[4 * i + 3];
+            if (alphaBits == 16)
+                std::memcpy(&alpha, pixels.data() + 8 * i + 6, sizeof alpha);
+            ASSERT_EQ(alpha, (i % 1024 * greatest + 511) / 1023) << alphaBits << " bits, sample " << i;
+        }
+    }
+}
+
 TEST(EncodeInterfaceTest, ThreadsDoNotChangeTheFrame) {
     HostPicture host(RAVELO_PLANAR, 8, 2);
     usePlanes(host, smoothPicture(8, ChromaFormat::C422, 0));
@@ -356,6 +385,12 @@ TEST(EncodeInterfaceTest, WrongCallsAreRefused) {
     withPicture([](Picture& p) { p.planes[0].stride = INT64_MIN; }, RAVELO_ERROR_BUFFER, "plane Y");
     withPicture([](Picture& p) { p.planes[0].first_line = UINT64_MAX; }, RAVELO_ERROR_BUFFER, "plane Y");
     withPicture([](Picture& p) { p.bit_depth = 16; }, RAVELO_ERROR_BUFFER, "37 lines of 150");
+    withPicture(
+        [](Picture& p) {
+            p.planes[0].stride = -75;
+            p.planes[0].first_line = 75 * 36 - 1;
+        },
+        RAVELO_ERROR_BUFFER, "plane Y: 37 lines of 75 bytes with the stride -75");
 
     const auto withOptions = [&](auto const& change, ravelo_status status, const char* text) {
         ravelo_encode_options options = RAVELO_ENCODE_OPTIONS_INIT;
