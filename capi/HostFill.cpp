@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include <emmintrin.h>
+#include "Intrinsics.h"
 
 namespace {
 

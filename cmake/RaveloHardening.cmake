@@ -5,8 +5,7 @@
 #   no executable stack
 #   stack protector                             in functions with arrays
 #   probes of the stack, page by page           a stack that is too small ends in a fault at its guard page, not beyond
-#   -fcf-protection                             every object of ours marks where indirect jumps may end; a library says so
-#                                               where the system's start files do too, which those of Debian 12 do not
+#   targets of indirect jumps are marked        as the processor can: RAVELO_BRANCH_PROTECTION
 #   _FORTIFY_SOURCE                             copies of a known size are checked; needs an optimised build
 option(RAVELO_HARDENING "Build with the linker's and the compiler's protections" ON)
 if(NOT RAVELO_HARDENING)
@@ -20,7 +19,8 @@ foreach(target RaveloKernels RaveloHeaders RaveloDecoder RaveloC RaveloCStatic R
     if(NOT TARGET ${target})
         continue()
     endif()
-    target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
+    target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection
+        ${RAVELO_BRANCH_PROTECTION}
         "$<${ravelo_isOptimised}:-U_FORTIFY_SOURCE>" "$<${ravelo_isOptimised}:-D_FORTIFY_SOURCE=2>")
 endforeach()
 foreach(target RaveloOpt RaveloC RaveloEncodeC RaveloPython ravelo)

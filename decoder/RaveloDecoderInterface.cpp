@@ -15,7 +15,7 @@ std::atomic<int> s_bestTarget{-1};
 int bestTarget() {
     int best = s_bestTarget.load(std::memory_order_relaxed);
     if (best < 0) {
-        best = static_cast<int>(bestTargetFor(processorRegisters()));
+        best = static_cast<int>(bestTargetFor(cpuidSnapshot()));
         s_bestTarget.store(best, std::memory_order_relaxed);
     }
     return best;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "OptimizationTarget.h"
+#include "TargetList.h"
 
 // What the templates have to know of the targets, so that another target is added here and not in each of them.
 
@@ -9,11 +10,9 @@
 template <OptimizationTarget target>
 inline constexpr bool kHasVectorForms = target != OptimizationTarget::Baseline;
 
-// Calls `macro` with every target.
-#define RAVELO_FOR_EACH_TARGET(macro) macro(OptimizationTarget::Baseline) macro(OptimizationTarget::AVX2)
-
 // Declares that the instances of a class template are compiled elsewhere: that of Baseline in the class's own unit,
-// those of other targets in the units of the targets. Further arguments of the template follow its name.
+// those of other targets in the units of the targets, which are compiled where TargetList.h names them. Further
+// arguments of the template follow its name.
 #define RAVELO_INSTANCES_ELSEWHERE(name, ...)                                                                          \
     extern template class name<OptimizationTarget::Baseline __VA_OPT__(, ) __VA_ARGS__>;                               \
     extern template class name<OptimizationTarget::AVX2 __VA_OPT__(, ) __VA_ARGS__>

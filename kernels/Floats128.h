@@ -1,8 +1,7 @@
 #pragma once
 
-#include <emmintrin.h>
-
 #include "FloatTransforms.h"
+#include "Intrinsics.h"
 
 // Four floats in a vector, for units that may be compiled for any processor.
 

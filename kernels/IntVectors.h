@@ -1,8 +1,8 @@
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstdint>
+
+#include "Intrinsics.h"
 
 // Vectors of 16-bit values for the fixed-point transforms, one type per register width. Every operation works within
 // 128-bit lanes, so the algorithms are written once, and a wider vector has more lanes.

@@ -6,7 +6,7 @@
 #include "VariantList.h"
 #include "VariantSelection.h"
 
-// The kernels of every variant. Those of variant xx are in the unit InverseDct_xx.cpp, which is compiled for its
+// The kernels of every variant. Those with the prefix xx are in the unit InverseDct_xx.cpp, which is compiled for its
 // processors. Contracts are those of InverseDct.h and BlockTransforms.h.
 
 #define RAVELO_DECLARE_KERNELS(prefix)                                                                                 \
@@ -19,7 +19,7 @@
     void prefix##_inverse4x4Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks);        \
     void prefix##_inverse2x2Corners(const std::int16_t* corners, std::int16_t* samples, std::size_t numBlocks);
 
-#define RAVELO_DECLARE_VARIANT(prefix, Name, features, fused) RAVELO_DECLARE_KERNELS(prefix)
+#define RAVELO_DECLARE_VARIANT(prefix, Name, kernels, features, fused) RAVELO_DECLARE_KERNELS(kernels)
 extern "C" {
 RAVELO_KERNEL_VARIANTS(RAVELO_DECLARE_VARIANT)
 }
@@ -44,6 +44,7 @@ struct KernelVariant : Variant {
         prefix##_inverse2x2Corners
 
 // All variants with their kernels, by index.
-#define RAVELO_VARIANT_ROW(prefix, Name, features, fused) {kVariants[kVariant##Name], RAVELO_KERNELS_OF(prefix)},
+#define RAVELO_VARIANT_ROW(prefix, Name, kernels, features, fused)                                                     \
+    {kVariants[kVariant##Name], RAVELO_KERNELS_OF(kernels)},
 constexpr KernelVariant kKernelVariants[kNumVariants] = {RAVELO_KERNEL_VARIANTS(RAVELO_VARIANT_ROW)};
 #undef RAVELO_VARIANT_ROW

@@ -1,13 +1,8 @@
 #include "ProcessorFeatures.h"
 
-#include <cpuid.h>
-
 #include <cstddef>
 
 namespace {
-
-constexpr std::uint32_t kExtendedLeafBase = 0x80000000;
-constexpr std::uint32_t kExtendedFeatureLeaf = 0x80000001;
 
 constexpr int kLeaf1EcxFma = 12;
 constexpr int kLeaf1EcxOsxsave = 27; // the system has enabled XGETBV
@@ -76,35 +71,7 @@ std::uint64_t leaf7Features(CpuidSnapshot const& snapshot) {
     return features;
 }
 
-// XCR0, encoded by hand: the instruction's intrinsic wants a unit that is compiled for processors with XSAVE.
-std::uint64_t enabledStates() {
-    std::uint32_t low = 0;
-    std::uint32_t high = 0;
-    __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-    return std::uint64_t{high} << 32 | low;
-}
-
 } // namespace
-
-CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf) {
-    CpuidRegisters registers;
-    __cpuid_count(leaf, subleaf, registers.eax, registers.ebx, registers.ecx, registers.edx);
-    return registers;
-}
-
-CpuidSnapshot cpuidSnapshot() {
-    CpuidSnapshot snapshot;
-    snapshot.leaf0 = cpuidRegisters(0, 0);
-    snapshot.leaf1 = cpuidRegisters(1, 0);
-    if (snapshot.leaf0.eax >= 7)
-        snapshot.leaf7 = cpuidRegisters(7, 0);
-    snapshot.leaf80000000 = cpuidRegisters(kExtendedLeafBase, 0);
-    if (snapshot.leaf80000000.eax >= kExtendedFeatureLeaf)
-        snapshot.leaf80000001 = cpuidRegisters(kExtendedFeatureLeaf, 0);
-    if (bitIsSet(snapshot.leaf1.ecx, kLeaf1EcxOsxsave))
-        snapshot.xcr0 = enabledStates();
-    return snapshot;
-}
 
 bool avxStateEnabled(CpuidSnapshot const& snapshot) {
     const std::uint32_t leaf1Needs = 1u << kLeaf1EcxOsxsave | 1u << kLeaf1EcxAvx;
@@ -120,8 +87,8 @@ bool avx512StateEnabled(CpuidSnapshot const& snapshot) {
 
 bool isGenuineIntel(CpuidSnapshot const& snapshot) {
     // The twelve letters are in EBX, EDX and ECX, four each, the first in the lowest byte.
-    return snapshot.leaf0.ebx == signature_INTEL_ebx && snapshot.leaf0.edx == signature_INTEL_edx &&
-           snapshot.leaf0.ecx == signature_INTEL_ecx;
+    constexpr std::uint32_t kGenu = 0x756E6547, kIneI = 0x49656E69, kNtel = 0x6C65746E;
+    return snapshot.leaf0.ebx == kGenu && snapshot.leaf0.edx == kIneI && snapshot.leaf0.ecx == kNtel;
 }
 
 std::uint64_t featuresFrom(CpuidSnapshot const& snapshot) {

@@ -24,6 +24,9 @@ struct CpuidSnapshot {
     std::uint64_t xcr0 = 0;      // register states that the system saves; read only when leaf 1 says that it can be
 };
 
+constexpr std::uint32_t kExtendedLeafBase = 0x80000000;
+constexpr std::uint32_t kExtendedFeatureLeaf = 0x80000001;
+
 // Single features of the mask.
 constexpr std::uint64_t featureBit(int bit) {
     return std::uint64_t{1} << bit;
@@ -83,7 +86,8 @@ constexpr std::uint64_t kFeaturesAvx512CdErPf =
     kFeatureAvx512F | kFeatureAvx512Cd | kFeatureAvx512Er | kFeatureAvx512Pf;
 constexpr std::uint64_t kFeaturesUpToAvx512 = kFeaturesUpToAvx2 | kFeaturesAvx512CdBwDqVl;
 
-// The registers of one leaf of the present processor.
+// The registers of one leaf of the present processor. Those of a processor without such registers are made up in its
+// folder, so that they lead to the variant that it runs.
 CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf);
 
 // All values of the present processor that detection needs.

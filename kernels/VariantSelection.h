@@ -9,7 +9,7 @@
 // processors that are not here.
 
 // Indices of the variants, which are also places in the jump tables.
-#define RAVELO_VARIANT_INDEX(prefix, Name, features, fused) kVariant##Name,
+#define RAVELO_VARIANT_INDEX(prefix, Name, kernels, features, fused) kVariant##Name,
 enum VariantIndex : std::int32_t {
     kVariantNotChosen = -1,
     RAVELO_KERNEL_VARIANTS(RAVELO_VARIANT_INDEX) //
@@ -18,14 +18,14 @@ enum VariantIndex : std::int32_t {
 #undef RAVELO_VARIANT_INDEX
 
 struct Variant {
-    const char* name;       // the prefix of its functions
+    const char* name;       // also the prefix of its functions, where it has some of its own
     std::int32_t index;     // [0, kNumVariants)
     std::uint64_t features; // needed by the variant, and the mask that selects it
     bool isFused;           // the full-size float transform fuses multiplications and additions
 };
 
 // All variants, by index.
-#define RAVELO_VARIANT_ROW(prefix, Name, features, fused) {#prefix, kVariant##Name, features, fused},
+#define RAVELO_VARIANT_ROW(prefix, Name, kernels, features, fused) {#prefix, kVariant##Name, features, fused},
 constexpr Variant kVariants[kNumVariants] = {RAVELO_KERNEL_VARIANTS(RAVELO_VARIANT_ROW)};
 #undef RAVELO_VARIANT_ROW
 

@@ -135,7 +135,7 @@ FAULTS = [
     ("large samples in single precision", "RgbLines.h", "if (greatest.hasAbove(Codes::kMostInSingle))", "if (false)", FRAMES),
     ("halves near zero in single precision", "RgbLines.h", "if (bound.hasAbove(smallest))", "if (false)", FRAMES),
     ("streamed groups need no alignment", "RgbLines.h", "mayStream && placeOfFirst % 32 == 0", "mayStream", FRAMES),
-    ("every processor converts halves", "TargetSupport.cpp", "return (registers.basicEcx & kF16c) != 0;", "return true;", SCAN),
+    ("every processor converts halves", "TargetSupport.cpp", "return (processor.leaf1.ecx & kF16c) != 0;", "return true;", SCAN),
     ("halves that tie are rounded down", "EightValues.h", "_mm_or_si128(isAbove, tieUp)", "isAbove", SCAN),
     ("halves do not end", "EightValues.h", "chosen(isInfinite, _mm_set1_epi32(0x7C00), finite)", "finite", SCAN),
     ("the next slice's chroma is not decoded", "Picture.cpp", "readsNextChroma && endsInside", "false && endsInside", FRAMES),

@@ -1,5 +1,4 @@
-#include <immintrin.h>
-
+#include "Intrinsics.h"
 #include "LaneScan_Impl.h"
 
 // The one unit of the decoder that is compiled for AVX-512. It must define nothing that the linker could share with

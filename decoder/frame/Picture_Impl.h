@@ -26,7 +26,9 @@ Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstr
 template <OptimizationTarget target>
 SliceGroupForm Picture<target>::groupFormFor(PictureFacts const& facts, std::uint32_t slicesPerRow) const {
     // Baseline never uses lanes.
-    LaneScanFunction* const scanInLanes = kHasVectorForms<target> ? laneScanOfPicture() : nullptr;
+    LaneScanFunction* scanInLanes = nullptr;
+    if constexpr (kHasVectorForms<target>)
+        scanInLanes = laneScanOfPicture();
     return SliceGroup<target>::formFor(facts.form, slicesPerRow, scanInLanes);
 }
 

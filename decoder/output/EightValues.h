@@ -1,7 +1,6 @@
 #pragma once
 
-#include <emmintrin.h>
-
+#include "Intrinsics.h"
 #include "OptimizationTarget.h"
 
 // Eight neighbouring values of a line, in as many vectors as a target needs for them. EightValues_AVX2.h and

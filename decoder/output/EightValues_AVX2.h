@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <immintrin.h>
 
 #include "EightValues.h"
+#include "Intrinsics.h"
 
 template <>
 struct EightFloats<OptimizationTarget::AVX2> {

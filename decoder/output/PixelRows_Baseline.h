@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <tmmintrin.h>
 
+#include "Intrinsics.h"
 #include "OutputLevels.h"
 #include "PixelRows.h"
 

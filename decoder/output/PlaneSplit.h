@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <cstring>
-#include <tmmintrin.h>
 
+#include "Intrinsics.h"
 #include "OptimizationTarget.h"
 
 // Where the samples of a line go.

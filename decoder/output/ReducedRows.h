@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <tmmintrin.h>
 
+#include "Intrinsics.h"
 #include "OptimizationTarget.h"
 
 // The vector forms of reduced 4:2:2 macroblocks. A sample of 8-bit output is (s + 257) >> 1, saturated, for both

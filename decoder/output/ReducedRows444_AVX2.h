@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstring>
-#include <immintrin.h>
 
+#include "Intrinsics.h"
 #include "MacroblockWalk.h"
 #include "PixelRows_AVX2.h"
 #include "ReducedRows444.h"

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <emmintrin.h>
 
 #include "CoefficientScan.h"
+#include "Intrinsics.h"
 #include "OptimizationTarget.h"
 
 // Assembles blocks: from frequency order, where the values of one scan index are contiguous for all blocks, to raster

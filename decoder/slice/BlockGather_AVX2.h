@@ -1,8 +1,7 @@
 #pragma once
 
-#include <immintrin.h>
-
 #include "BlockGather.h"
+#include "Intrinsics.h"
 
 // Whole blocks sixteen at a time: each half of a vector transposes eight blocks.
 template <>

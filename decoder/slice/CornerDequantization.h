@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <tmmintrin.h>
 
+#include "Intrinsics.h"
 #include "OptimizationTarget.h"
 
 // The conversion of a dequantised value on its way into a 16-bit transform. The vector forms round to

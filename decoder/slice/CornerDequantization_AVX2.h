@@ -1,8 +1,7 @@
 #pragma once
 
-#include <immintrin.h>
-
 #include "CornerDequantization.h"
+#include "Intrinsics.h"
 
 // Sixteen values at a time; the rounding and saturation are those of To16Bits.
 template <>

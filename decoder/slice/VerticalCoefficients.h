@@ -1,9 +1,8 @@
 #pragma once
 
-#include <tmmintrin.h>
-
 #include <cstdint>
 
+#include "Intrinsics.h"
 #include "OptimizationTarget.h"
 
 // The order of four luma blocks: as coded, or with the second and the third in each other's place, so that they run

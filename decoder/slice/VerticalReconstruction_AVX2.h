@@ -1,8 +1,7 @@
 #pragma once
 
-#include <immintrin.h>
-
 #include "FloatBlocks256.h"
+#include "Intrinsics.h"
 #include "PixelRows_AVX2.h"
 #include "SampleBand.h"
 #include "SliceMacroblockWriter.h"

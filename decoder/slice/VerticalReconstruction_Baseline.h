@@ -1,8 +1,7 @@
 #pragma once
 
-#include <tmmintrin.h>
-
 #include "Floats128.h"
+#include "Intrinsics.h"
 #include "PixelRows_Baseline.h"
 #include "PixelRules444.h"
 #include "SampleBand.h"

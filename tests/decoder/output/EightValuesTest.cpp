@@ -75,7 +75,7 @@ TYPED_TEST(EightValuesTest, HalvesAreTheNearestOnesInEveryRoundingMode) {
 }
 
 TYPED_TEST(EightValuesTest, TheInstructionGivesTheSameHalves) {
-    if (!hasHalfConversion(processorRegisters()))
+    if (!hasHalfConversion(cpuidSnapshot()))
         GTEST_SKIP() << "the processor has no such instruction";
     const std::vector<float> values = criticalFloats();
     EXPECT_EQ(halvesOf<TestFixture::target>(values, true, FE_UPWARD),

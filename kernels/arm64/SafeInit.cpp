@@ -1,0 +1,38 @@
+#include "ProcessorDispatch.h"
+
+// Written out, since a compiler may use the argument registers of a function without arguments as it likes. The hints
+// sign and check the return address, and let an indirect call enter; processors without these features ignore them.
+__asm__(".pushsection .text\n\t"
+        ".balign 16\n\t"
+        ".global ippSafeInit\n\t"
+        ".type ippSafeInit, %function\n"
+        "ippSafeInit:\n\t"
+        ".cfi_startproc\n\t"
+        "hint #25\n\t" // paciasp
+        ".cfi_negate_ra_state\n\t"
+        "stp x29, x30, [sp, #-96]!\n\t"
+        ".cfi_adjust_cfa_offset 96\n\t"
+        ".cfi_offset 29, -96\n\t"
+        ".cfi_offset 30, -88\n\t"
+        "mov x29, sp\n\t"
+        "stp x0, x1, [sp, #16]\n\t"
+        "stp x2, x3, [sp, #32]\n\t"
+        "stp x4, x5, [sp, #48]\n\t"
+        "stp x6, x7, [sp, #64]\n\t"
+        "str x8, [sp, #80]\n\t"
+        "bl ippInit\n\t"
+        "ldr x8, [sp, #80]\n\t"
+        "ldp x6, x7, [sp, #64]\n\t"
+        "ldp x4, x5, [sp, #48]\n\t"
+        "ldp x2, x3, [sp, #32]\n\t"
+        "ldp x0, x1, [sp, #16]\n\t"
+        "ldp x29, x30, [sp], #96\n\t"
+        ".cfi_adjust_cfa_offset -96\n\t"
+        ".cfi_restore 30\n\t"
+        ".cfi_restore 29\n\t"
+        "hint #29\n\t" // autiasp
+        ".cfi_negate_ra_state\n\t"
+        "ret\n\t"
+        ".cfi_endproc\n\t"
+        ".size ippSafeInit, . - ippSafeInit\n\t"
+        ".popsection");
