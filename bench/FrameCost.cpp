@@ -1,4 +1,4 @@
-// Tells what decoding a frame costs: medians over many decodes of the same frame into the same buffer.
+// Measures what decoding a frame costs: medians over many decodes of the same frame into the same buffer.
 //
 //   frame_cost [OPTIONS] FRAME.rvl...
 
@@ -85,7 +85,7 @@ void report(std::filesystem::path const& file, Options const& options, CostMeter
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Tells what decoding a frame costs", "frame_cost");
+    CLI::App app("Measures what decoding a frame costs", "frame_cost");
     try {
         const Options options = optionsFrom(app, argc, argv);
         CostMeter meter;

@@ -1,4 +1,4 @@
-// Tells how much memory decoding takes beyond its input and output.
+// Measures how much memory decoding takes beyond its input and output.
 //
 //   frame_memory FRAME.rvl THREADS
 //

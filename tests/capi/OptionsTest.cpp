@@ -154,7 +154,7 @@ TEST(OptionsTest, StructuresOfNewerHostsWorkWhileTheirNewMembersAreZero) {
     EXPECT_THAT(refused.text, testing::HasSubstr("decode options"));
 }
 
-TEST(OptionsTest, VersionAndProcessorAreTold) {
+TEST(OptionsTest, VersionAndProcessorAreReported) {
     EXPECT_EQ(ravelo_version(), RAVELO_VERSION);
     EXPECT_STREQ(ravelo_version_text(), RAVELO_VERSION_TEXT);
     EXPECT_EQ(ravelo_best_target(),

@@ -217,7 +217,7 @@ TEST(RequestTest, AReductionAbove3WritesNothingAtAnyDepth) {
     }
 }
 
-TEST(FrameInfoTest, TellsTheGeometryOfEveryReductionAndDepth) {
+TEST(FrameInfoTest, ReportsTheGeometryOfEveryReductionAndDepth) {
     FrameSpec spec = sizedSpec(3, 1001, 37);
     spec.alpha_channel_type = 2;
     const MadeFrame made = flatFrame(spec, 0, 0, 0);

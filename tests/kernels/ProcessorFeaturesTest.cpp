@@ -189,7 +189,7 @@ TEST(ProcessorFeaturesTest, TheSignatureOfOneFamilyAndModelSetsItsBit) {
     }
 }
 
-TEST(ProcessorFeaturesTest, TheMakerIsToldByAllTwelveLetters) {
+TEST(ProcessorFeaturesTest, TheMakerIsRecognisedByAllTwelveLetters) {
     CpuidSnapshot snapshot;
     snapshot.leaf0 = {7, 0x756E6547, 0x6C65746E, 0x49656E69}; // "Genu", "ntel", "ineI"
     EXPECT_TRUE(isGenuineIntel(snapshot));

@@ -3,7 +3,7 @@
 
 #include "RaveloDecoderInterface.h"
 
-// Tells what a processor, above all an emulated one, can do. Without an argument it prints the answer of
+// Reports what a processor, above all an emulated one, can do. Without an argument it prints the answer of
 // GetMaxOptType. With the name of an instruction set it executes one instruction of that set, so that a processor
 // without it ends the program by a signal.
 

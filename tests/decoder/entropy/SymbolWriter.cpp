@@ -6,7 +6,7 @@
 
 namespace {
 
-// The value that the first escape class starts from, in a form whose bit width tells the class.
+// The value that the first escape class starts from, in a form whose bit width identifies the class.
 std::uint64_t escaped(TestCodebook const& book, std::uint64_t value) {
     const std::uint64_t firstEscape = std::uint64_t{book.lastRiceQ + 1} << book.riceBits;
     return value - firstEscape + (std::uint64_t{1} << book.expGolombBits);

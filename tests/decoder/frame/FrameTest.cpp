@@ -291,7 +291,7 @@ TYPED_TEST(FrameTest, AnUnknownDepthPassesTheFrameAsTwoBytesAndFailsInItsSlices)
 
 // --- geometry from the header alone ----------------------------------------------------------------------------------
 
-TEST(FrameGetFrameInfoTest, TellsSizeStrideAndFormatOfEveryReductionAndDepth) {
+TEST(FrameGetFrameInfoTest, ReportsSizeStrideAndFormatOfEveryReductionAndDepth) {
     HeaderBytes header = HeaderBytes().size(1921, 1081);
     header.at(17) = 0xF2;
     for (std::uint32_t chroma_format = 0; chroma_format < 4; ++chroma_format) {

@@ -25,7 +25,7 @@ struct MacroblockBlocks {
 
 enum class WriterKind { C422, C444, C4444 };
 
-// What a writer is told, and what it writes.
+// What a writer is given, and what it writes.
 struct WriterCase {
     OptimizationTarget target = OptimizationTarget::Baseline;
     WriterKind kind = WriterKind::C422;
@@ -48,7 +48,7 @@ struct WriterCase {
 };
 
 // The output of a slice in memory of an odd address, with a margin on all sides. Every byte starts with a value that
-// tells its place.
+// identifies its place.
 class WriterOutput {
 public:
     explicit WriterOutput(WriterCase const& c);

@@ -18,7 +18,7 @@ namespace {
 template <class On>
 class BlockGatherTest : public TargetTest<On> {
 protected:
-    // Gathers a component of values that tell their place, from memory without a byte to spare.
+    // Gathers a component of values that identify their place, from memory without a byte to spare.
     void checkGather(std::uint32_t numBlocks, int size, std::uint32_t kept, const std::uint32_t* pattern) {
         const std::uint32_t numValues = numBlocks * kept;
         const auto coefficients = std::make_unique<std::int16_t[]>(numValues + kScanPadding);
