@@ -64,7 +64,7 @@ TEST(CompareCommandTest, LimitsDecideTheExitCode) {
     EXPECT_EQ(exitCodeWith({"--max-difference", "0"}), 5);
 }
 
-TEST(CompareCommandTest, TextTellsGeometryRateAndPsnr) {
+TEST(CompareCommandTest, TextReportsGeometryRateAndPsnr) {
     const TestFolder folder;
     writeTestFile(folder.path("p.ppm"), smoothPpm(64, 48));
     encodeSmooth(folder, "p.rvl", 64, 48);
@@ -102,7 +102,7 @@ TEST(CompareCommandTest, OtherSizesAndFormsAreRefused) {
     EXPECT_THAT(runRavelo({"compare", folder.path("a.rvl"), folder.path("b.rvl")}).error, HasSubstr("chroma"));
 }
 
-TEST(CompareCommandTest, DamageIsToldAndHasItsExitCode) {
+TEST(CompareCommandTest, DamageIsReportedAndHasItsExitCode) {
     const TestFolder folder;
     encodeSmooth(folder, "a.rvl", 64, 48, {"--slice", "1"});
     std::filesystem::copy_file(folder.path("a.rvl"), folder.path("bad.rvl"));
@@ -121,7 +121,7 @@ TEST(CompareCommandTest, StandardInputIsOneSideOnly) {
     EXPECT_EQ(runRavelo({"compare", "--equal", "-", frame}, readTestFile(frame)).exitCode, 0);
 }
 
-TEST(BenchCommandTest, JsonTellsTimesAndRates) {
+TEST(BenchCommandTest, JsonReportsTimesAndRates) {
     const CommandResult result = runRavelo(
         {"bench", vectorPath("valid422-1.rvl"), "--json", "--iterations", "5", "--warm-up", "1", "--threads", "1,2"});
     ASSERT_EQ(result.exitCode, 0) << result.error;
@@ -147,7 +147,7 @@ TEST(BenchCommandTest, TinyFramesAreDecodedUntilTheTimeMeansSomething) {
     EXPECT_GE(decodes / timing.at("frames_per_second").get<double>(), 0.5);
 }
 
-TEST(BenchCommandTest, DamagedFramesAreToldAndHaveTheirExitCode) {
+TEST(BenchCommandTest, DamagedFramesAreReportedAndHaveTheirExitCode) {
     const CommandResult result =
         runRavelo({"bench", vectorPath("valid422-1.rvl"), vectorPath("failing-1.rvl"), "--json", "--iterations", "1"});
     EXPECT_EQ(result.exitCode, 3);

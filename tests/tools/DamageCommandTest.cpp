@@ -73,17 +73,17 @@ TEST_F(DamageCommandTest, ADamagedFrameIsWrittenAndHasItsExitCode) {
     EXPECT_TRUE(std::filesystem::exists(folder.path("a.png")));
 }
 
-TEST_F(DamageCommandTest, EveryFormOfOutputTellsTheDamage) {
+TEST_F(DamageCommandTest, EveryFormOfOutputReportsTheDamage) {
     for (const char* form : {"png", "ppm", "pam", "y4m", "raw", "npy", "exr", "xxh3", "md5", "null"})
         EXPECT_EQ(runRavelo({"decode", bad(), "-q", "-f", "-F", form, "-o", folder.path("a")}).exitCode, 3) << form;
 }
 
-TEST_F(DamageCommandTest, EverySizeTellsTheDamage) {
+TEST_F(DamageCommandTest, EverySizeReportsTheDamage) {
     for (const char* size : {"full", "half", "quarter", "eighth"})
         EXPECT_EQ(runRavelo({"decode", bad(), "-q", "-F", "null", "--size", size}).exitCode, 3) << size;
 }
 
-TEST_F(DamageCommandTest, VerboseTellsEachSlice) {
+TEST_F(DamageCommandTest, VerboseListsEachSlice) {
     const CommandResult result = runRavelo({"decode", bad(), "-F", "null", "-v"});
     EXPECT_THAT(result.error, HasSubstr("picture 1, row 0, slice 2, from byte "));
     EXPECT_THAT(result.error, HasSubstr("y failed; 16 x 16 pixels at 32, 0\n"));
@@ -91,13 +91,13 @@ TEST_F(DamageCommandTest, VerboseTellsEachSlice) {
     EXPECT_THAT(result.error, HasSubstr("y failed; 16 x 16 pixels at 16, 32\n"));
 }
 
-TEST_F(DamageCommandTest, QuietTellsByTheExitCodeAlone) {
+TEST_F(DamageCommandTest, QuietReportsByTheExitCodeAlone) {
     const CommandResult result = runRavelo({"decode", bad(), "-F", "null", "-q"});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(result.error, "");
 }
 
-TEST_F(DamageCommandTest, JsonTellsEachSlice) {
+TEST_F(DamageCommandTest, JsonListsEachSlice) {
     const CommandResult result = runRavelo({"decode", good(), bad(), "-F", "null", "--json", "-q"});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(jsonAt(result.output, "/damaged_frames"), "1");
@@ -118,7 +118,7 @@ TEST_F(DamageCommandTest, AnUndamagedFrameIsNotAccused) {
     EXPECT_EQ(result.error, "");
 }
 
-TEST_F(DamageCommandTest, FailedSlicesAreBlackUnlessToldOtherwise) {
+TEST_F(DamageCommandTest, FailedSlicesAreBlackUnlessAskedOtherwise) {
     const std::string whole = rawOf(good());
     const std::string black = damagedBytes(rawOf(bad()), whole);
     EXPECT_EQ(black, twoMacroblocksOf({'\x80', '\x10', '\x80', '\x10'}));

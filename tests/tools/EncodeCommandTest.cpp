@@ -244,7 +244,7 @@ TEST(EncodeCommandTest, ExistingFramesAreKeptWithoutForce) {
     EXPECT_EQ(readTestFile(folder.path("a.rvl")), "precious");
 }
 
-TEST(EncodeCommandTest, JsonTellsEachFrame) {
+TEST(EncodeCommandTest, JsonListsEachFrame) {
     const TestFolder folder;
     const CommandResult result =
         runRavelo({"encode", "-", "-o", folder.path("a.rvl"), "--q", "9", "--json"}, smoothPam(48, 32));

@@ -5,7 +5,7 @@
 
 using testing::HasSubstr;
 
-TEST(InfoCommandTest, TellsEveryFieldOfTheHeader) {
+TEST(InfoCommandTest, ReportsEveryFieldOfTheHeader) {
     const CommandResult result = runRavelo({"info", vectorPath("valid422-1.rvl")});
     ASSERT_EQ(result.exitCode, 0) << result.error;
     for (const char* field : {"outer_word_0",
@@ -45,7 +45,7 @@ TEST(InfoCommandTest, JsonHasTheFieldsAsNumbers) {
     EXPECT_EQ(frame.at("header").size(), frame.at("meaning").size() + 2) << "two matrices have no meaning";
 }
 
-TEST(InfoCommandTest, JsonTellsWhatTheBufferMustOffer) {
+TEST(InfoCommandTest, JsonReportsWhatTheBufferMustOffer) {
     const CommandResult result = runRavelo({"info", "--json", vectorPath("valid4444_16-1.rvl")});
     const nlohmann::json buffers = nlohmann::json::parse(result.output).at("frames").at(0).at("buffers");
     ASSERT_EQ(buffers.size(), 7u);
@@ -103,7 +103,7 @@ TEST(InfoCommandTest, FramesBeyondTheLimitGiveTheirOwnExitCode) {
     EXPECT_EQ(runRavelo({"info", frame, "--max-pixels", "0"}).exitCode, 0);
 }
 
-TEST(InfoCommandTest, EveryFrameOfTheVectorsIsTold) {
+TEST(InfoCommandTest, EveryFrameOfTheVectorsIsReported) {
     for (const char* kind : {"extremes", "failing", "interlaced", "odd", "oddheaders", "tiny", "undefined_alpha"}) {
         std::vector<std::string> arguments = {"info", "--json"};
         for (int i = 1; i <= 16; ++i)

@@ -54,7 +54,7 @@ TEST(InputFileTest, FoldersAndMissingFilesAreNamedInTheError) {
     EXPECT_THROW(InputFile(folder.path("missing")), CommandError);
 }
 
-TEST(PictureReaderTest, TheContentAndNotTheNameTellsTheKind) {
+TEST(PictureReaderTest, TheContentAndNotTheNameDecidesTheKind) {
     const TestFolder folder;
     writeTestFile(folder.path("picture.y4m"), smoothPpm(3, 2));
     EXPECT_EQ(readPicture(folder.path("picture.y4m")).width, 3u);

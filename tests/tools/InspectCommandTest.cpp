@@ -69,7 +69,7 @@ TEST_F(InspectCommandTest, EverySliceHasALine) {
     EXPECT_THAT(result.output, Not(HasSubstr("alpha")));
 }
 
-TEST_F(InspectCommandTest, AFailedSliceTellsItsComponentAndHasItsExitCode) {
+TEST_F(InspectCommandTest, AFailedSliceNamesItsComponentAndHasItsExitCode) {
     const CommandResult result = inspect({bad()});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_THAT(result.output, HasSubstr("1 of 12 slices failed"));
@@ -107,7 +107,7 @@ TEST_F(InspectCommandTest, SlicesOfTwoFieldsBelongToTwoPictures) {
     EXPECT_EQ(jsonAt(report, "/frames/0/slices/4/row"), "0");
 }
 
-TEST_F(InspectCommandTest, JsonTellsTheIndexAndTheFailure) {
+TEST_F(InspectCommandTest, JsonHasTheIndexAndTheFailure) {
     const std::string report = inspect({bad(), "--json"}).output;
     EXPECT_EQ(jsonAt(report, "/frames/0/slices/0/index"), "4");
     EXPECT_EQ(jsonAt(report, "/frames/0/slices/5/failed"), "null");

@@ -199,7 +199,7 @@ TEST(OutputFormatTest, HashesAreThoseOfTheRawForm) {
     EXPECT_EQ(textOf(frameBytes(frame, {.format = OutputFormat::Xxh3}, "a.rvl")), xxh3OfPixels(frame) + "  a.rvl\n");
 }
 
-TEST(OutputFormatTest, NpyTellsTypeAndShape) {
+TEST(OutputFormatTest, NpyNamesTypeAndShape) {
     const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 10, ColorCoding_RGBFull);
     const RgbImage image = rgbImageOf(frame);
     const std::vector<std::uint8_t> bytes = frameBytes(frame, {.format = OutputFormat::Npy});

@@ -46,7 +46,7 @@ public:
 
 } // namespace
 
-TEST(SequenceCommandTest, AHoleIsAnErrorUnlessToldOtherwise) {
+TEST(SequenceCommandTest, AHoleIsAnErrorUnlessAskedOtherwise) {
     const Shot shot;
     const CommandResult result = runRavelo({"decode", shot.pattern(), "-o", shot.folder.path("out.y4m")});
     EXPECT_EQ(result.exitCode, 1);

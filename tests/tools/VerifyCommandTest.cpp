@@ -48,20 +48,20 @@ TEST_F(VerifyCommandTest, AnUndamagedFrameIsOk) {
     EXPECT_EQ(result.output, frame("1") + ": ok\n");
 }
 
-TEST_F(VerifyCommandTest, ADamagedFrameIsToldAndHasItsExitCode) {
+TEST_F(VerifyCommandTest, ADamagedFrameIsReportedAndHasItsExitCode) {
     const CommandResult result = verify({bad()});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(result.output, bad() + ": damaged, 1 of 6 slices failed\n");
     EXPECT_EQ(result.error, "");
 }
 
-TEST_F(VerifyCommandTest, VerboseTellsEachSliceAndTheHash) {
+TEST_F(VerifyCommandTest, VerboseListsEachSliceAndTheHash) {
     const CommandResult result = verify({bad(), "-v"});
     EXPECT_THAT(result.output, AllOf(HasSubstr("picture 1, row 1, slice 1, from byte "), HasSubstr("y failed"),
                                      HasSubstr("xxh3:" + hashOf(bad(), "xxh3"))));
 }
 
-TEST_F(VerifyCommandTest, QuietTellsByTheExitCodeAlone) {
+TEST_F(VerifyCommandTest, QuietReportsByTheExitCodeAlone) {
     for (std::string const& path : {frame("1"), bad()})
         EXPECT_EQ(verify({path, "-q"}).output, "");
     EXPECT_EQ(verify({bad(), "-q"}).exitCode, 3);
@@ -231,7 +231,7 @@ TEST_F(VerifyCommandTest, OrderIsKeptWithManyFramesInFlight) {
     EXPECT_THAT(result.output, testing::StartsWith(frame("1") + ": ok\n" + frame("2") + ": ok\n" + frame("3")));
 }
 
-TEST_F(VerifyCommandTest, JsonTellsWhatTheTextTells) {
+TEST_F(VerifyCommandTest, JsonHasWhatTheTextHas) {
     const CommandResult result =
         verify({frame("1"), bad(), folder.path("none.rvl"), "--json", "--target", "baseline", "--threads", "1"});
     EXPECT_EQ(result.exitCode, 1);
