@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::uint32_t bit(unsigned int n) {
+constexpr std::uint32_t registerBit(unsigned int n) {
     return 1u << n;
 }
 
@@ -36,9 +36,9 @@ Model modelOf(CpuidSnapshot const& processor) {
             hasExtendedModel ? extendedModel << 4 | model : model};
 }
 
-constexpr std::uint32_t kDetected = bit(0);
-constexpr std::uint32_t kLanesUsable = bit(1);
-constexpr std::uint32_t kScattersFast = bit(2);
+constexpr std::uint32_t kDetected = registerBit(0);
+constexpr std::uint32_t kLanesUsable = registerBit(1);
+constexpr std::uint32_t kScattersFast = registerBit(2);
 
 // Zero until the first test. The test always gives the same word, so threads that race to store it do no harm.
 std::atomic<std::uint32_t> s_laneFeatures{0};
@@ -65,12 +65,14 @@ LaneScanFunction* laneScanWith(std::uint32_t features) {
 } // namespace
 
 bool canRunLanes(CpuidSnapshot const& processor) {
-    constexpr std::uint32_t kF = bit(16), kDq = bit(17), kCd = bit(28), kBw = bit(30), kVl = bit(31);
-    constexpr std::uint32_t kVbmi = bit(1), kVbmi2 = bit(6), kVnni = bit(11);
+    constexpr std::uint32_t kF = registerBit(16), kDq = registerBit(17), kCd = registerBit(28), kBw = registerBit(30),
+                            kVl = registerBit(31);
+    constexpr std::uint32_t kVbmi = registerBit(1), kVbmi2 = registerBit(6), kVnni = registerBit(11);
     constexpr std::uint32_t kEbx = kF | kDq | kCd | kBw | kVl;
     constexpr std::uint32_t kEcx = kVbmi | kVbmi2 | kVnni;
     // The lower halves, the mask registers, the upper halves of the first sixteen registers, and the other sixteen.
-    constexpr std::uint32_t kStates = bit(1) | bit(2) | bit(5) | bit(6) | bit(7);
+    constexpr std::uint32_t kStates =
+        registerBit(1) | registerBit(2) | registerBit(5) | registerBit(6) | registerBit(7);
     return (processor.leaf7.ebx & kEbx) == kEbx && (processor.leaf7.ecx & kEcx) == kEcx &&
            (processor.xcr0 & kStates) == kStates;
 }

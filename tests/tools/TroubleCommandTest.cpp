@@ -360,7 +360,7 @@ TEST(TroubleCommandTest, ASignalEndsTheExpansionOfASequenceWithinASecond) {
           {"encode", folder.path("s.1-10000000@.ppm"), "-o", folder.path("t.%d.rvl")}})
         for (const int signal : {SIGINT, SIGTERM}) {
             RunningRavelo command(arguments);
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
             command.send(signal);
             const auto start = std::chrono::steady_clock::now();
             EXPECT_EQ(command.finish(), 128 + signal) << arguments[0];
