@@ -20,7 +20,7 @@ foreach(target RaveloKernels RaveloHeaders RaveloDecoder RaveloC RaveloCStatic R
     if(NOT TARGET ${target})
         continue()
     endif()
-    target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection
+    target_compile_options(${target} PRIVATE -fstack-protector-strong ${RAVELO_STACK_PROBES}
         ${RAVELO_BRANCH_PROTECTION}
         "$<${ravelo_isOptimised}:-U_FORTIFY_SOURCE>" "$<${ravelo_isOptimised}:-D_FORTIFY_SOURCE=2>")
 endforeach()

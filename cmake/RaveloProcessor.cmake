@@ -14,10 +14,13 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
     # Every object of ours marks where indirect jumps may end; a library says so where the system's start files do too,
     # which those of Debian 12 do not.
     set(RAVELO_BRANCH_PROTECTION -fcf-protection=full)
+    set(RAVELO_STACK_PROBES -fstack-clash-protection)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     set(RAVELO_PROCESSOR arm64)
     set(RAVELO_BASELINE_INSTRUCTIONS "")
     set(RAVELO_BRANCH_PROTECTION -mbranch-protection=standard)
+    # clang 14 has no probes for this processor.
+    set(RAVELO_STACK_PROBES "$<$<CXX_COMPILER_ID:GNU>:-fstack-clash-protection>")
     # Headers that give x86's 128-bit intrinsics by NEON.
     find_path(RAVELO_SIMDE_INCLUDE_DIR simde/x86/ssse3.h REQUIRED)
 else()

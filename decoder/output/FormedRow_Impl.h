@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "FormedRow.h"
+#include "Intrinsics.h"
 #include "PlaneSplit.h"
 #include "RgbLines.h"
 
@@ -73,7 +74,7 @@ void FormedRow<target>::prefetchAfter(Part const& part, std::uint32_t line) cons
         const std::uint32_t bytes = m_picture.bytesPerTwoPixels(plane);
         std::uint8_t* const line0 = placeOf(plane, line, 0);
         for (std::uint32_t at = after * bytes / 2; at < end * bytes / 2; at += 64)
-            __asm__ volatile("prefetchw %0" : : "m"(line0[at]));
+            prefetchForWriting(line0 + at);
     }
 }
 

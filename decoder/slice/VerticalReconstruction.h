@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Intrinsics.h"
 #include "OutputLevels.h"
 #include "Targets.h"
 
@@ -79,8 +80,7 @@ public:
 
     void fetch(unsigned int numLines) {
         for (unsigned int i = 0; i < numLines && m_rowsLeft != 0; ++i) {
-            // Processors that do not know this instruction take it for one that does nothing.
-            __asm__ volatile("prefetchw %0" : : "m"(*reinterpret_cast<const char*>(m_row + m_byte)));
+            prefetchForWriting(reinterpret_cast<const void*>(m_row + m_byte));
             m_byte += 64;
             if (m_byte >= m_bytesPerRow) {
                 m_byte = 0;

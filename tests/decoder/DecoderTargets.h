@@ -6,15 +6,21 @@
 
 #include "OptimizationTarget.h"
 #include "RaveloDecoderInterface.h"
+#include "Targets.h"
 
-// Typed tests over the two targets. A processor that cannot run AVX2 skips those tests and says so.
+// Typed tests over the targets that the library has. A processor that cannot run AVX2 skips those tests and says so.
 
 template <OptimizationTarget value>
 struct OnTarget {
     static constexpr OptimizationTarget target = value;
 };
 
-using BothTargets = testing::Types<OnTarget<OptimizationTarget::Baseline>, OnTarget<OptimizationTarget::AVX2>>;
+// The list begins with a comma, and so with an entry that it does without.
+template <class, class... On>
+using TypesOf = testing::Types<On...>;
+#define RAVELO_ON_TARGET(which) , OnTarget<which>
+using BothTargets = TypesOf<void RAVELO_FOR_EACH_TARGET(RAVELO_ON_TARGET)>;
+#undef RAVELO_ON_TARGET
 
 struct TargetNames {
     template <class On>

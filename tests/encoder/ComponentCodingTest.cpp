@@ -9,6 +9,7 @@
 #include "CoefficientScan.h"
 #include "NaiveReader.h"
 #include "Random.h"
+#include "Targets.h"
 #include "TestPictures.h"
 
 namespace {
@@ -36,8 +37,11 @@ bool scan(std::vector<std::uint8_t> const& range, Coefficients& streamOrder) {
 // What the decoder's own scan makes of a range, in stream order.
 Coefficients scanned(std::vector<std::uint8_t> const& range, std::size_t numValues, OptimizationTarget target) {
     Coefficients streamOrder(numValues, 0x5A5A);
-    const bool succeeded = target == OptimizationTarget::AVX2 ? scan<OptimizationTarget::AVX2>(range, streamOrder)
-                                                              : scan<OptimizationTarget::Baseline>(range, streamOrder);
+    bool succeeded = false;
+#define RAVELO_SCAN_IF_CHOSEN(which)                                                                                   \
+    if (target == (which))                                                                                             \
+        succeeded = scan<which>(range, streamOrder);
+    RAVELO_FOR_EACH_TARGET(RAVELO_SCAN_IF_CHOSEN)
     EXPECT_TRUE(succeeded);
     return streamOrder;
 }

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
-#include <xmmintrin.h>
 
 #include <algorithm>
 #include <array>
@@ -33,6 +32,7 @@
 #include <tbb/task_arena.h>
 
 #include "BufferRequirements.h"
+#include "FloatingPointControl.h"
 #include "HostileFrames.h"
 #include "LongForms.h"
 #include "Random.h"
@@ -252,8 +252,7 @@ struct ProcessState {
     std::array<struct sigaction, 65> actions{};
     sigset_t blocked{};
     int roundingMode = 0;
-    unsigned int mxcsrControl = 0;
-    unsigned short x87Control = 0;
+    FloatingPointControl floatingPoint;
     std::string locale;
     std::string cppLocale;
 
@@ -263,9 +262,7 @@ struct ProcessState {
             sigaction(signal, nullptr, &state.actions[static_cast<std::size_t>(signal)]);
         pthread_sigmask(SIG_BLOCK, nullptr, &state.blocked);
         state.roundingMode = std::fegetround();
-        constexpr unsigned int kStatusFlags = 0x3F;
-        state.mxcsrControl = _mm_getcsr() & ~kStatusFlags;
-        __asm__ volatile("fnstcw %0" : "=m"(state.x87Control));
+        state.floatingPoint = FloatingPointControl::now();
         state.locale = std::setlocale(LC_ALL, nullptr);
         state.cppLocale = std::locale().name();
         return state;
@@ -294,8 +291,7 @@ TEST(HostsTest, RoundingModeLocaleAndSignalsStayAsTheHostHasThem) {
         const ProcessState after = ProcessState::now();
         std::fesetround(FE_TONEAREST);
         EXPECT_EQ(after.roundingMode, roundingMode);
-        EXPECT_EQ(after.mxcsrControl, before.mxcsrControl);
-        EXPECT_EQ(after.x87Control, before.x87Control);
+        EXPECT_TRUE(after.floatingPoint == before.floatingPoint);
         EXPECT_EQ(after.locale, before.locale);
         EXPECT_EQ(after.cppLocale, before.cppLocale);
         EXPECT_TRUE(after.sameSignalsAs(before));

@@ -17,8 +17,8 @@ void PrintTo(KernelVariant const& variant, std::ostream* out);
 // detection under test.
 bool isRunnable(Variant const& variant);
 
-// The source of the AVX-512 variant on emulated vectors, for processors without AVX-512.
-KernelVariant emulatedK0();
+// Variants on emulated vectors, for processors without their instructions: the source of the AVX-512 variant on x86.
+std::vector<KernelVariant> emulatedVariants();
 
 // Processors that have all vector instructions of their generation and of those before it.
 constexpr std::uint64_t kAvxProcessor = 0x1DF | kFeatureAvxState;

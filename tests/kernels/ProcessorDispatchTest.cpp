@@ -78,31 +78,6 @@ TEST_F(ProcessorDispatchTest, SafeInitDoesWhatInitDoes) {
     EXPECT_GE(index, 0);
 }
 
-TEST_F(ProcessorDispatchTest, SafeInitLeavesTheArgumentRegistersOfItsCallerAlone) {
-    const auto argument = [](unsigned int i) { return 0x0123456789ABCDEFu * (2 * i + 1); };
-    std::uint64_t first = argument(0);
-    std::uint64_t second = argument(1);
-    std::uint64_t third = argument(2);
-    std::uint64_t fourth = argument(3);
-    register std::uint64_t fifth __asm__("r8") = argument(4);
-    register std::uint64_t sixth __asm__("r9") = argument(5);
-    register void (*call)() __asm__("r12") = ippSafeInit;
-    // The stack is moved past what this function may keep below its pointer, and to the boundary of a call.
-    __asm__ volatile("movq %%rsp, %%rbx\n\t"
-                     "subq $128, %%rsp\n\t"
-                     "andq $-16, %%rsp\n\t"
-                     "call *%[call]\n\t"
-                     "movq %%rbx, %%rsp"
-                     : "+D"(first), "+S"(second), "+d"(third), "+c"(fourth), "+r"(fifth), "+r"(sixth)
-                     : [call] "r"(call)
-                     : "rax", "rbx", "r10", "r11", "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7",
-                       "xmm8", "xmm9", "xmm10", "xmm11", "xmm12", "xmm13", "xmm14", "xmm15", "cc", "memory");
-    const std::uint64_t found[] = {first, second, third, fourth, fifth, sixth};
-    for (unsigned int i = 0; i < 6; ++i)
-        EXPECT_EQ(found[i], argument(i)) << "argument " << i;
-    EXPECT_GE(ippJumpIndexForMergedLibs, 0);
-}
-
 TEST_F(ProcessorDispatchTest, GetCpuFeaturesStoresTheMaskAndLeafOne) {
     std::uint64_t features = 0;
     std::uint32_t registers[4] = {};

@@ -229,18 +229,3 @@ TEST(ProcessorFeaturesTest, TheErPfGroupAloneTakesIndexTwo) {
     snapshot.leaf7.ebx = kAvx2 | kBmi1 | kBmi2 | bit(16) | bit(28) | bit(27) | bit(26);
     EXPECT_EQ(selectionOn(snapshot).index, 2);
 }
-
-TEST(ProcessorFeaturesTest, ThePresentProcessorIsSeenAsTheCompilersRuntimeSeesIt) {
-    const std::uint64_t features = featuresFrom(cpuidSnapshot());
-    const auto has = [=](std::uint64_t feature) { return (features & feature) != 0; };
-    EXPECT_EQ(has(kFeatureSse2), __builtin_cpu_supports("sse2") != 0);
-    EXPECT_EQ(has(kFeatureSse3), __builtin_cpu_supports("sse3") != 0);
-    EXPECT_EQ(has(kFeatureSsse3), __builtin_cpu_supports("ssse3") != 0);
-    EXPECT_EQ(has(kFeatureSse41), __builtin_cpu_supports("sse4.1") != 0);
-    EXPECT_EQ(has(kFeatureSse42), __builtin_cpu_supports("sse4.2") != 0);
-    EXPECT_EQ(has(kFeatureAvx) && has(kFeatureAvxState), __builtin_cpu_supports("avx") != 0);
-    EXPECT_EQ(has(kFeatureAvx512F), __builtin_cpu_supports("avx512f") != 0);
-    const bool avx2WithAll = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
-                             __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
-    EXPECT_EQ(has(kFeatureAvx2) && has(kFeatureAvxState), avx2WithAll);
-}

@@ -175,17 +175,17 @@ std::unique_ptr<SliceMacroblockWriter<target, float>> makeWriter(WriterCase cons
     return nullptr;
 }
 
-template std::unique_ptr<SliceMacroblockWriter<OptimizationTarget::Baseline, float>>
-makeWriter<OptimizationTarget::Baseline>(WriterCase const&, PixelBuffer const&);
-template std::unique_ptr<SliceMacroblockWriter<OptimizationTarget::AVX2, float>>
-makeWriter<OptimizationTarget::AVX2>(WriterCase const&, PixelBuffer const&);
+#define RAVELO_WRITER_INSTANCE(which)                                                                                  \
+    template std::unique_ptr<SliceMacroblockWriter<which, float>> makeWriter<which>(WriterCase const&,                 \
+                                                                                    PixelBuffer const&);
+RAVELO_FOR_EACH_TARGET(RAVELO_WRITER_INSTANCE)
 
 void write(WriterCase const& c, std::vector<MacroblockBlocks> const& macroblocks,
            std::vector<std::uint16_t> const& alpha, WriterOutput& output) {
-    if (c.target == OptimizationTarget::AVX2)
-        writeAll<OptimizationTarget::AVX2>(c, macroblocks, alpha, output);
-    else
-        writeAll<OptimizationTarget::Baseline>(c, macroblocks, alpha, output);
+#define RAVELO_WRITE_IF_CHOSEN(which)                                                                                  \
+    if (c.target == (which))                                                                                           \
+        writeAll<which>(c, macroblocks, alpha, output);
+    RAVELO_FOR_EACH_TARGET(RAVELO_WRITE_IF_CHOSEN)
 }
 
 WriterOutput written(WriterCase const& c, std::vector<MacroblockBlocks> const& macroblocks,
