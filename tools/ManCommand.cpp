@@ -36,6 +36,45 @@ std::string header(std::string const& title, std::string const& name, std::strin
                        RAVELO_COMMAND_VERSION, roff(name), roff(description));
 }
 
+struct Example {
+    const char* command;
+    const char* purpose;
+    const char* line;
+};
+
+// A test runs them in this order, in a folder with picture.ppm, frame.rvl and three frames of a sequence.
+constexpr Example kExamples[] = {
+    {"info", "The header of a frame:", "ravelo info frame.rvl"},
+    {"info", "A line for each frame of a sequence:", "ravelo info --brief shot.####.rvl"},
+    {"decode",
+     "A picture of a quarter of the width and height:", "ravelo decode frame.rvl -o small.png --size quarter"},
+    {"decode", "A sequence, of which some pictures may be there already:",
+     "ravelo decode shot.####.rvl -o picture.####.png --skip-existing"},
+    {"decode", "Pixels for another program:", "ravelo decode frame.rvl -F raw -o - | wc -c"},
+    {"decode",
+     "A list of hashes, with which later copies can be compared:", "ravelo decode shot.####.rvl -F xxh3 > hashes.txt"},
+    {"encode", "A frame of four bits per pixel:", "ravelo encode picture.ppm -o picture.rvl --bpp 4"},
+    {"encode",
+     "A frame of high quality with all samples of chroma:", "ravelo encode picture.ppm -o full.rvl --q 1 --chroma 444"},
+    {"verify", "All frames of a sequence, with a page for people:", "ravelo verify shot.####.rvl --html report.html"},
+    {"verify", "Whether the pixels are those of a list of hashes:", "ravelo verify shot.####.rvl --list hashes.txt"},
+    {"inspect", "How the bytes are distributed over the slices:", "ravelo inspect frame.rvl --totals"},
+    {"inspect", "The same as a picture:", "ravelo inspect frame.rvl --picture bytes.png"},
+    {"compare", "How much a picture has changed, and whether that is too much:",
+     "ravelo compare picture.ppm picture.rvl --min-psnr 30"},
+    {"bench", "The time of a decode with one thread and with two:", "ravelo bench frame.rvl --threads 1,2"},
+    {"completion", "Completion in the shell that runs:", "source <(ravelo completion bash)"},
+    {"man", "The page of a subcommand:", "ravelo man decode | man -l -"},
+};
+
+std::string examplesOf(std::string const& command) {
+    std::string text = ".SH EXAMPLES\n";
+    for (Example const& example : kExamples)
+        if (command == example.command)
+            text += fmt::format(".TP\n{}\n\\fB{}\\fR\n", example.purpose, roff(example.line));
+    return text;
+}
+
 std::string exitCodes() {
     return ".SH EXIT STATUS\n"
            ".TP\n.B 0\nDone.\n"
@@ -86,7 +125,7 @@ std::string commandPage(CommandDescription const& command) {
     text += " [\\fIOPTIONS\\fR]\n.SH OPTIONS\n";
     for (OptionDescription const& option : command.options)
         text += optionText(option);
-    return text + exitCodes() + ".SH SEE ALSO\n.BR ravelo (1)\n";
+    return text + examplesOf(command.name) + exitCodes() + ".SH SEE ALSO\n.BR ravelo (1)\n";
 }
 
 std::string mainPage(CommandLine const& commandLine) {

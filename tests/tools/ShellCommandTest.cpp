@@ -9,7 +9,7 @@ using testing::HasSubstr;
 
 namespace {
 
-const std::vector<std::string> kCommands = {"info",    "decode", "encode",     "verify",
+const std::vector<std::string> kCommands = {"info",    "decode", "encode",     "verify", "inspect",
                                             "compare", "bench",  "completion", "man"};
 
 // The long options that --help of a command shows.
@@ -34,6 +34,20 @@ std::string withTypedHyphens(std::string const& text) {
         result.push_back(c);
     }
     return result;
+}
+
+// The lines of the shell in the examples of a manual page.
+std::vector<std::string> examplesOf(std::string const& page) {
+    const auto begin = page.find(".SH EXAMPLES\n");
+    std::istringstream lines(begin == std::string::npos ? "" : page.substr(begin, page.find(".SH EXIT") - begin));
+    std::vector<std::string> examples;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("\\fB"))
+            continue;
+        std::erase(line, '\\');
+        examples.push_back(line.substr(2, line.size() - 4)); // without fB and fR
+    }
+    return examples;
 }
 
 } // namespace
@@ -63,6 +77,23 @@ TEST(ShellCommandTest, ManualPagesHaveEveryOption) {
     }
     EXPECT_EQ(runRavelo({"man"}).exitCode, 0);
     EXPECT_EQ(runRavelo({"man", "nothing"}).exitCode, 2);
+}
+
+TEST(ShellCommandTest, ExamplesOfTheManualPagesWork) {
+    const TestFolder folder;
+    writeTestFile(folder.path("picture.ppm"), smoothPpm(96, 64));
+    for (const char* name : {"frame.rvl", "shot.0001.rvl", "shot.0002.rvl", "shot.0003.rvl"})
+        encodeSmooth(folder, name, 96, 64);
+    for (std::string const& command : kCommands) {
+        const std::vector<std::string> examples = examplesOf(runRavelo({"man", command}).output);
+        EXPECT_FALSE(examples.empty()) << command;
+        for (std::string const& example : examples) {
+            const CommandResult result = runShell(fmt::format(
+                "set -o pipefail; ravelo() {{ \"$RAVELO\" \"$@\"; }}; cd {}; {}", folder.path(""), example));
+            EXPECT_EQ(result.exitCode, 0) << example << '\n' << result.error;
+        }
+    }
+    EXPECT_THAT(folder.files(), testing::IsSupersetOf({"small.png", "picture.0003.png", "report.html", "bytes.png"}));
 }
 
 TEST(ShellCommandTest, CompletionsHaveEveryOption) {
