@@ -1,7 +1,7 @@
-# What is installed, and the packages made of it. Included by the root after all targets are there.
+# What is installed. Included by the root after all targets are there. The folder debian/ makes packages of it.
 #
-# Three components, which are also the Debian packages: `runtime` (shared libraries), `development` (headers, static
-# libraries, package files) and `tools` (the command, which installs itself).
+# Components: `runtime` (shared libraries), `development` (headers, their manual pages, static libraries, package files),
+# `tools` (the command) and `python` (the module); the last two install themselves.
 include(CMakePackageConfigHelpers)
 
 # Calls and data of the library carry a version, so that a later, incompatible library can be loaded into the same process.
@@ -85,5 +85,3 @@ foreach(package IN LISTS packages)
     install(FILES "${PROJECT_BINARY_DIR}/${package}.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 endforeach()
-
-include(RaveloPackages)
