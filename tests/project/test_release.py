@@ -90,7 +90,7 @@ def template(tmp_path_factory):
         **DEBIAN,
     })
     shutil.copyfile(ROOT / "LICENSE", folder / "LICENSE")
-    for name in ("release", "project_facts.py", "install-dependencies"):
+    for name in ("release", "project_facts.py", "install-dependencies", "set-contact"):
         (folder / "scripts").mkdir(exist_ok=True)
         shutil.copy(ROOT / "scripts" / name, folder / "scripts" / name)
     git(folder, "init", "--quiet", "--initial-branch=main")
@@ -249,6 +249,15 @@ def test_a_planted_fault_of_the_form_is_found(fault):
     assert old in CHANGELOG and not project_facts.Changelog(CHANGELOG).problems
     problem, = project_facts.Changelog(CHANGELOG.replace(old, new, 1)).problems
     assert problem.startswith("CHANGELOG.md:") and message in problem
+
+
+def test_set_contact_changes_every_file_that_names_the_contact(project):
+    subprocess.run([project / "scripts/set-contact", "Somebody Else <else@raveloopt.dev>"], check=True)
+    commit(project)
+    assert release(project, "2.1.0", "--check").returncode == 0
+    for name in CONTACT_FILES:
+        text = (project / name).read_text(encoding="utf-8")
+        assert "else@raveloopt.dev" in text and CONTACT not in text
 
 
 def test_all_faults_are_listed_at_once(project):
