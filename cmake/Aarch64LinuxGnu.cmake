@@ -27,9 +27,21 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${RAVELO_ARM64_ROOT}/usr/lib/aarch64-linux-gnu")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-rpath-link,${RAVELO_ARM64_ROOT}/usr/lib/aarch64-linux-gnu")
 
-# Programs that are built run in the emulator, on its default processor or the one that QEMU_CPU names.
-set(CMAKE_CXX_LINKER_LAUNCHER "${CMAKE_CURRENT_LIST_DIR}/link-for-emulator;/usr/bin/qemu-aarch64 -L /usr/aarch64-linux-gnu;${RAVELO_ARM64_ROOT}/usr/lib/aarch64-linux-gnu")
-set(CMAKE_C_LINKER_LAUNCHER "${CMAKE_CXX_LINKER_LAUNCHER}")
+# A library's own libraries are in the folder, too.
+set(arm64Libraries "${RAVELO_ARM64_ROOT}/usr/lib/aarch64-linux-gnu")
+foreach(kind EXE SHARED MODULE)
+    set(CMAKE_${kind}_LINKER_FLAGS_INIT "-Wl,-rpath-link,${arm64Libraries}")
+endforeach()
+
+# The emulator, with its default processor or the one that QEMU_CPU names. Tests start programs by their names, so in a build
+# with tests each is a script that starts the emulator, and needs nothing before it.
+set(arm64Emulator /usr/bin/qemu-aarch64 -L /usr/aarch64-linux-gnu)
+if(RAVELO_TESTS)
+    list(JOIN arm64Emulator " " arm64Emulator)
+    set(CMAKE_CXX_LINKER_LAUNCHER "${CMAKE_CURRENT_LIST_DIR}/link-for-emulator;${arm64Emulator};${arm64Libraries}")
+    set(CMAKE_C_LINKER_LAUNCHER "${CMAKE_CXX_LINKER_LAUNCHER}")
+    set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/env)
+else()
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${arm64Emulator} -E "LD_LIBRARY_PATH=${arm64Libraries}")
+endif()
