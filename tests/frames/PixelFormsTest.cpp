@@ -15,11 +15,13 @@
 #include <gtest/gtest.h>
 
 #include "DecodeCheck.h"
+#include "FormedPicture.h"
 #include "Frame.h"
 #include "FrameMaker.h"
 #include "KernelChoice.h"
 #include "OutputForm.h"
 #include "PictureOutput.h"
+#include "PixelBuffer.h"
 #include "RaveloDecoderInterface.h"
 #include "ReconstructionForm.h"
 #include "SlowForms.h"
@@ -93,6 +95,14 @@ std::vector<TestPlane> planesFor(FrameHeader const& header, FormRequest const& r
 
 PixelRectangle wholeOf(FrameHeader const& header, std::uint32_t reduction) {
     return {0, 0, header.horizontal_size >> reduction, header.vertical_size >> reduction};
+}
+
+// Whether rows of RGB pixels of a 4:2:2 picture go past the caches to such an output.
+bool streamsTo(PictureOutput const& output, FormRequest const& request) {
+    PixelBuffer picture;
+    picture.samplesPerPixel = 2;
+    picture.bitDepth = request.bitDepth;
+    return FormedPicture(output, picture, 0).streams;
 }
 
 std::vector<TestPlane> decodedForm(std::vector<std::uint8_t> const& bytes, FormRequest const& request,
@@ -525,6 +535,7 @@ TEST(PixelFormsTest, StreamedPixelsAreTheSame) {
             output.form = request.form;
             output.region = region;
             output.planes[0] = {memory.get(), static_cast<std::int64_t>(stride)};
+            ASSERT_TRUE(streamsTo(output, request)) << request.describe();
             const Frame streamed({frame.bytes.data(), frame.bytes.size()}, output, ColorCoding_YCbCr,
                                  request.form == PixelForm::RgbaHalf ? 16 : request.bitDepth, request.target, 0);
             for (std::uint32_t y = 0; y < region.height; ++y) {
