@@ -14,6 +14,10 @@ struct CpuidRegisters {
     std::uint32_t edx = 0;
 };
 
+constexpr std::uint32_t registerBit(unsigned int n) {
+    return 1u << n;
+}
+
 // The registers that detection uses. A leaf that the processor does not have stays zero.
 struct CpuidSnapshot {
     CpuidRegisters leaf0;

@@ -7,10 +7,6 @@
 
 namespace {
 
-constexpr std::uint32_t registerBit(unsigned int n) {
-    return 1u << n;
-}
-
 // The family and model of a processor, with their extensions.
 struct Model {
     std::uint32_t maker; // the first four letters of its name

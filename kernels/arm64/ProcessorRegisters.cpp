@@ -6,12 +6,9 @@
 
 namespace {
 
-constexpr std::uint32_t bit(unsigned int n) {
-    return 1u << n;
-}
-
-constexpr std::uint32_t kMmx = bit(23), kSse = bit(25), kSse2 = bit(26);                     // EDX
-constexpr std::uint32_t kSse3 = bit(0), kSsse3 = bit(9), kSse41 = bit(19), kSse42 = bit(20); // ECX
+constexpr std::uint32_t kMmx = registerBit(23), kSse = registerBit(25), kSse2 = registerBit(26); // EDX
+constexpr std::uint32_t kSse3 = registerBit(0), kSsse3 = registerBit(9), kSse41 = registerBit(19),
+                        kSse42 = registerBit(20); // ECX
 
 // The largest leaf, and the name "AArch64 y8  ", four letters each in EBX, EDX and ECX.
 constexpr CpuidRegisters kLeaf0 = {1, 0x63724141, 0x20203879, 0x20343668};

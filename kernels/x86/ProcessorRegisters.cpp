@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr std::uint32_t kOsxsave = 1u << 27; // of leaf 1, ECX: the system has enabled XGETBV
+constexpr std::uint32_t kOsxsave = registerBit(27); // of leaf 1, ECX: the system has enabled XGETBV
 
 // XCR0, encoded by hand: the instruction's intrinsic wants a unit that is compiled for processors with XSAVE.
 std::uint64_t enabledStates() {
