@@ -73,17 +73,13 @@ void streamLine(std::uint8_t* to, std::size_t numBytes, const std::uint8_t* patt
     fillLine(to + done, numBytes - done, turned);
 }
 
-} // namespace
-
-namespace {
-
 // The colour in the samples of a form other than the coded ones.
 void setRgba(std::uint16_t (&samples)[4], const double (&rgb)[3], HostOutput const& output) {
     const bool isHalf = output.pixelForm == RAVELO_RGBA_HALF;
     const double maximum = output.form.bitDepth > 8 ? 65535.0 : 255.0;
     for (int i = 0; i < 4; ++i) {
         const double value = i < 3 ? rgb[i] : 1.0;
-        samples[i] = isHalf ? halfOf(value) : static_cast<std::uint16_t>(value * maximum + 0.5);
+        samples[i] = isHalf ? halfOf(value) : static_cast<std::uint16_t>(std::lround(value * maximum));
     }
     if (output.pixelForm == RAVELO_BGRA)
         std::swap(samples[0], samples[2]);

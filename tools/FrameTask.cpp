@@ -16,7 +16,7 @@ void FrameTask::deliver() {
 }
 
 void FrameLoop::run(std::vector<std::string> paths,
-                    std::function<std::unique_ptr<FrameTask>(QueuedFrame)> const& makeTask) {
+                    std::function<std::unique_ptr<FrameTask>(QueuedFrame)> const& makeTask) const {
     const ThreadLimit limit(m_options.threads);
     const std::size_t inFlight = m_options.inFlight != 0 ? m_options.inFlight : ThreadLimit::current() + 1;
     FrameQueue queue(std::move(paths), m_options.limits);

@@ -61,7 +61,8 @@ public:
 
     // Runs the tasks that `makeTask` makes of the frames of `paths`, as runInOrder() does; it may return null for a
     // frame that needs no work.
-    void run(std::vector<std::string> paths, std::function<std::unique_ptr<FrameTask>(QueuedFrame)> const& makeTask);
+    void run(std::vector<std::string> paths,
+             std::function<std::unique_ptr<FrameTask>(QueuedFrame)> const& makeTask) const;
 
 private:
     friend class FrameTask;

@@ -127,7 +127,7 @@ void convertRgb(ravelo_source_picture const& picture, SourceChoice const& choice
             source.cr.push_back(videoCode(128 + 224 * (red - luma) / (2 * (1 - kr))));
             if (choice.alphaBits != 0)
                 source.alpha.push_back(
-                    static_cast<std::uint16_t>(std::clamp(channels.alpha(x, y), 0.0f, 1.0f) * maximum + 0.5f));
+                    static_cast<std::uint16_t>(std::lround(std::clamp(channels.alpha(x, y), 0.0f, 1.0f) * maximum)));
         }
     }
     source.bitDepth = 16;

@@ -5,9 +5,8 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <new>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 
@@ -130,11 +129,10 @@ EncodedFrame encodedFrame(ravelo_source_picture const& picture, ravelo_encode_op
 
 // The host frees the copy.
 ravelo_encoded_frame handedOver(EncodedFrame const& encoded) {
+    auto copy = std::make_unique_for_overwrite<std::uint8_t[]>(encoded.bytes.size());
+    std::memcpy(copy.get(), encoded.bytes.data(), encoded.bytes.size());
     ravelo_encoded_frame frame{};
-    frame.data = std::malloc(encoded.bytes.size());
-    if (frame.data == nullptr)
-        throw std::bad_alloc();
-    std::memcpy(frame.data, encoded.bytes.data(), encoded.bytes.size());
+    frame.data = copy.release();
     frame.bytes = encoded.bytes.size();
     frame.bits_per_pixel = encoded.bitsPerPixel;
     frame.quantization_index = encoded.quantization_index;
@@ -163,7 +161,7 @@ ravelo_status ravelo_encode(const ravelo_source_picture* picture, const ravelo_e
 void ravelo_free_frame(ravelo_encoded_frame* frame) noexcept {
     if (frame == nullptr)
         return;
-    std::free(frame->data);
+    const std::unique_ptr<std::uint8_t[]> released(static_cast<std::uint8_t*>(frame->data));
     frame->data = nullptr;
 }
 

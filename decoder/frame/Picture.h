@@ -139,7 +139,7 @@ private:
         std::uint32_t groupsPerRow;
     };
 
-    static void decodeGroupOf(void const* decode, void* memory, std::uint32_t row, std::uint32_t group);
+    static void decodeGroupOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
 
     // The decode to a PictureOutput: a row at a time.
     struct RowDecode {
@@ -151,7 +151,7 @@ private:
 
     void decodeWhole(PictureFacts const& facts) const;
     void decodeRows(PictureFacts const& facts) const;
-    static void decodeRowOf(void const* decode, void* memory, std::uint32_t row, std::uint32_t group);
+    static void decodeRowOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
     void decodeRow(RowDecode const& decode, void* memory, std::uint32_t row) const;
     SliceGroupForm groupFormFor(PictureFacts const& facts, std::uint32_t slicesPerRow) const;
     // Adds slices of a row to a group until the frame's monitor wants to stop. `bits` is at the first of them.

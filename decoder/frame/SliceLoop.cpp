@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <new>
 #include <thread>
 #include <utility>
@@ -17,12 +18,9 @@ namespace {
 class ThreadMemory {
 public:
     explicit ThreadMemory(std::size_t numBytes)
-        : m_memory(std::aligned_alloc(kSliceMemoryAlignment, roundedUp(numBytes))) {}
-    ~ThreadMemory() { std::free(m_memory); }
-    ThreadMemory(ThreadMemory const&) = delete;
-    ThreadMemory& operator=(ThreadMemory const&) = delete;
+        : m_memory(std::aligned_alloc(kSliceMemoryAlignment, roundedUp(numBytes)), std::free) {}
 
-    void* get() const { return m_memory; } // null if there is none
+    void* get() const { return m_memory.get(); } // null if there is none
 
 private:
     // At least one byte, since null means failure.
@@ -30,7 +28,7 @@ private:
         return (numBytes / kSliceMemoryAlignment + 1) * kSliceMemoryAlignment;
     }
 
-    void* m_memory;
+    std::unique_ptr<void, void (*)(void*)> m_memory;
 };
 
 // Units of work that threads take one after the other, and the first error of a unit.

@@ -69,7 +69,9 @@ TEST(FailingMemoryTest, EveryFailureOfAnEncodeBecomesAStatusOrAThreadLess) {
                 planAllocationFailure(k);
             const ravelo_status status = ravelo_encode(&picture, &options, &frame, nullptr);
             endAllocationFailure();
-            ASSERT_EQ(numLiveAllocations(), numLiveBefore) << "allocation " << k;
+            // Of all memory, only that of a frame that was made is left.
+            const long numLeft = frame.data != nullptr ? 1 : 0;
+            ASSERT_EQ(numLiveAllocations(), numLiveBefore + numLeft) << "allocation " << k;
             const auto* const bytes = static_cast<const std::uint8_t*>(frame.data);
             const std::vector<std::uint8_t> made(bytes, bytes + frame.bytes);
             ravelo_free_frame(&frame);
