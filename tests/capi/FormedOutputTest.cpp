@@ -172,6 +172,7 @@ TEST(FormedOutputTest, RegionsOutsideThePictureAreRefused) {
         expectRefusal(spec, inRegion(options, 0, 52, 1, 1), RAVELO_ERROR_COMBINATION, "not inside");
         expectRefusal(spec, inRegion(options, 0, 1, 1, 52), RAVELO_ERROR_COMBINATION, "not inside");
         expectRefusal(spec, inRegion(options, 0xFFFFFFFF, 0, 2, 1), RAVELO_ERROR_COMBINATION, "not inside");
+        expectRefusal(spec, inRegion(options, 0, 0xFFFFFFFF, 1, 2), RAVELO_ERROR_COMBINATION, "not inside");
         expectRefusal(spec, inRegion(options, 2, 0xFFFFFFFF, 1, 0xFFFFFFFF), RAVELO_ERROR_COMBINATION, "not inside");
         expectRefusal(spec, inRegion(options, 0, 0, 5, 0), RAVELO_ERROR_COMBINATION, "5 x 0");
         expectRefusal(spec, inRegion(options, 0, 0, 0, 5), RAVELO_ERROR_COMBINATION, "0 x 5");
