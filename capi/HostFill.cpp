@@ -151,7 +151,7 @@ void HostFill::fill(PixelRectangle const& rectangle, std::uint32_t lineStep) con
         const std::uint64_t before = std::uint64_t{rectangle.x} / plane.pixelsPerPlace * plane.bytesPerPixel;
         const bool isStreamed = std::uint64_t{numBytes} * rectangle.height >= kStreamedBytes;
         for (std::uint32_t line = 0; line < rectangle.height && numBytes != 0; ++line) {
-            const std::int64_t y = std::int64_t{rectangle.y} + std::int64_t{line} * lineStep;
+            const std::int64_t y = rectangle.y + std::int64_t{line} * lineStep;
             std::uint8_t* const to = plane.to.pixels + y * plane.to.lineStride + before;
             if (isStreamed)
                 streamLine(to, numBytes, plane.pattern);

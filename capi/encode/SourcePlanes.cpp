@@ -41,7 +41,7 @@ public:
     }
 
     // The first byte of a line.
-    const std::uint8_t* line(std::uint32_t y) const { return m_first + std::int64_t{y} * m_stride; }
+    const std::uint8_t* line(std::uint32_t y) const { return m_first + static_cast<std::ptrdiff_t>(y) * m_stride; }
 
 private:
     const std::uint8_t* m_first = nullptr;

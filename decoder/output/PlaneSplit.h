@@ -72,12 +72,11 @@ private:
 
     // The first `count` samples of a vector as those from `index` on.
     static void store(std::uint8_t* plane, std::uint32_t index, __m128i samples, std::uint32_t count) {
-        std::uint8_t* const place = plane + std::size_t{index} * sizeof(Sample);
-        auto* const vector = reinterpret_cast<__m128i*>(place);
+        auto* const place = reinterpret_cast<__m128i*>(plane + std::size_t{index} * sizeof(Sample));
         if (count == kSamples) {
-            _mm_storeu_si128(vector, samples);
+            _mm_storeu_si128(place, samples);
         } else if (count == kSamples / 2) {
-            _mm_storel_epi64(vector, samples);
+            _mm_storel_epi64(place, samples);
         } else {
             alignas(16) std::uint8_t bytes[16];
             _mm_store_si128(reinterpret_cast<__m128i*>(bytes), samples);

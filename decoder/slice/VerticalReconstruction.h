@@ -25,8 +25,8 @@ struct VerticalPlan {
     // two that all factors are multiplied by.
     VerticalPlan(const float* factors, const std::uint32_t* pattern, std::uint32_t numBlocks, float unit) {
         for (int i = 0; i < 64; ++i) {
-            for (float& copy : factor[i])
-                copy = factors[i] * unit;
+            for (std::size_t copy = 0; copy < kCopies; ++copy)
+                factor[i][copy] = factors[i] * unit;
             offset[i] = pattern[i] * numBlocks;
         }
     }
