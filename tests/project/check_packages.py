@@ -68,9 +68,11 @@ def check_contact():
 def check_dependencies():
     """What scripts/install-dependencies installs for build and suite is what the source package asks for."""
     general, *_ = paragraphs_of(debian / "control")
-    asked = {re.split(r"[ (<]", entry.strip())[0] for entry in general["Build-Depends"].split(",") if entry.strip()}
+    asked = {re.split(r"[ (<:]", entry.strip())[0] for entry in general["Build-Depends"].split(",") if entry.strip()}
     script = (source / "scripts/install-dependencies").read_text()
-    groups = dict(re.findall(r"^    \[(\w+)\]=\"([^\"]*)\"", script, re.M))
+    groups = collections.defaultdict(str)
+    for group, packages in re.findall(r"^ +(?:packagesOf)?\[(\w+)\]\+?=\"([^\"]*)\"", script, re.M):
+        groups[group] += packages + " "
     installed = set(" ".join(groups[group] for group in ("library", "build", "test", "packages")).split())
     # Of debhelper, compiler and basic tools the source package says nothing or uses other names.
     asked = {{"debhelper-compat": "debhelper", "dh-sequence-python3": "dh-python"}.get(name, name) for name in asked}
