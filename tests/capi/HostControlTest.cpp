@@ -69,8 +69,9 @@ TEST(HostControlTest, AnyLimitOnThreadsGivesTheSamePixels) {
     }
 }
 
-// In a child, which has none of the threads that other tests have started.
+// In a new process, which has none of the threads that other tests have started.
 TEST(HostControlTest, OneThreadIsTheCallingOneAndSeveralAreNot) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const MadeFrame frame = manySlices(2);
     const auto decodeWith = [&](std::uint32_t maxThreads) {
         ravelo_decode_options options = usualOptions();

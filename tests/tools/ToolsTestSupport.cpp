@@ -143,7 +143,7 @@ void RunningRavelo::send(int signal) const {
 
 bool RunningRavelo::waits() const {
     int sleeping = 0;
-    for (int i = 0; i < 1000 && sleeping < 30; ++i) {
+    for (int i = 0; i < 6000 && sleeping < 30; ++i) {
         // The third field of the line is the state; the second is a name in parentheses.
         const std::string line = readTestFile(fmt::format("/proc/{}/stat", m_child));
         const std::size_t name = line.rfind(')');
