@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "HostError.h"
+#include "PictureHeader.h"
 
 namespace {
 
@@ -37,7 +38,7 @@ FrameHeader readFrameHeader(const void* data, std::size_t size) {
     return header;
 }
 
-ravelo_frame_info frameInfo(FrameHeader const& header) {
+ravelo_frame_info frameInfo(FrameHeader const& header, Bitstream const& frame) {
     ravelo_frame_info info{};
     info.width = header.horizontal_size;
     info.height = header.vertical_size;
@@ -52,5 +53,13 @@ ravelo_frame_info frameInfo(FrameHeader const& header) {
     info.header_bytes = header.firstPictureOffset();
     info.has_luma_matrix = header.load_luma_matrix;
     info.has_chroma_matrix = header.load_chroma_matrix;
+    Bitstream bits = frame;
+    bits.advance(header.firstPictureOffset());
+    for (std::uint32_t i = 0; i < info.pictures; ++i) {
+        const PictureHeader picture = PictureHeader::picture_header(bits);
+        info.slice_rows[i] = header.heightInMb(static_cast<TemporalOrder>(i));
+        info.slice_columns[i] = RowDivision(header.widthInMb(), picture.log2_slice_size_in_mb).slicesPerRow();
+        bits.advance(picture.picture_size);
+    }
     return info;
 }

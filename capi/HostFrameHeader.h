@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "Bitstream.h"
 #include "FrameHeader.h"
 #include "ravelo.h"
 
@@ -12,4 +13,5 @@ void checkData(const void* data, std::size_t size);
 // the matrices that they announce, or the size that the header declares.
 FrameHeader readFrameHeader(const void* data, std::size_t size);
 
-ravelo_frame_info frameInfo(FrameHeader const& header);
+// The header and the grid of slices. The headers of pictures may be missing.
+ravelo_frame_info frameInfo(FrameHeader const& header, Bitstream const& frame);

@@ -4,11 +4,12 @@
 
 #include "ravelo.h"
 
-// The sizes that structures had in version 1.0. A member that is added later makes a structure larger and leaves its
-// number here alone, so that the library goes on to accept hosts of 1.0.
+// The sizes that structures had first. A member that is added later makes a structure larger and leaves its number here
+// alone, so that the library continues to accept the hosts that were built before it.
 template <typename Structure>
 inline constexpr std::size_t kFirstSize = 0;
 
+// Without the grid of slices.
 template <>
 inline constexpr std::size_t kFirstSize<ravelo_frame_info> = 64;
 template <>

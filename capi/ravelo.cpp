@@ -137,7 +137,7 @@ ravelo_status ravelo_get_frame_info(const void* data, uint64_t size, ravelo_fram
                                     ravelo_error* error) noexcept {
     return guarded(error, [&] {
         checkStructure(info, "the frame information");
-        copyOut(frameInfo(readFrameHeader(data, size)), info);
+        copyOut(frameInfo(readFrameHeader(data, size), {static_cast<const std::uint8_t*>(data), size}), info);
         return RAVELO_OK;
     });
 }

@@ -174,7 +174,7 @@ typedef struct ravelo_error {
 #define RAVELO_ERROR_INIT                                                                                              \
     { RAVELO_OK, "" }
 
-/** The content of a frame's header. */
+/** The content of a frame's header, and how its pictures are divided into slices. */
 typedef struct ravelo_frame_info {
     uint64_t struct_size;             /**< Set by the caller. */
     uint32_t width;                   /**< Pixels at full size. */
@@ -190,11 +190,23 @@ typedef struct ravelo_frame_info {
     uint32_t header_bytes;            /**< From the frame's first byte to its first picture. */
     uint32_t has_luma_matrix;         /**< 1 if the header contains a quantisation matrix for luma. */
     uint32_t has_chroma_matrix;       /**< The same for chroma. */
+    uint32_t reserved;                /**< Zero. */
+    /**
+     * The grid of slices that ravelo_damage names by `row` and `column`: rows of macroblocks of the first and of the
+     * second picture, 0 for a second one that the frame does not have.
+     */
+    uint32_t slice_rows[2];
+    /** Slices of a row of each picture, by its header. Without that header there is a slice for each macroblock. */
+    uint32_t slice_columns[2];
 } ravelo_frame_info;
 
 /** The structure as the caller sets it. */
 #define RAVELO_FRAME_INFO_INIT                                                                                         \
-    { sizeof(ravelo_frame_info), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 }
+    {                                                                                                                  \
+        sizeof(ravelo_frame_info), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, {0, 0}, {                                 \
+            0, 0                                                                                                       \
+        }                                                                                                              \
+    }
 
 /** What ravelo_check_frame finds. */
 typedef struct ravelo_frame_check {
@@ -369,13 +381,13 @@ RAVELO_API uint32_t ravelo_best_target(void) RAVELO_NOEXCEPT;
 RAVELO_API const char* ravelo_status_text(int32_t status) RAVELO_NOEXCEPT;
 
 /**
- * Reads the header of a frame.
+ * Reads the header of a frame, and those of its pictures as far as they are there.
  *
  * Takes the same short time for every frame, needs neither threads nor memory of its own, and applies no limit: a host
  * compares width and height with what it expects.
  *
  * @param data   the frame's first byte
- * @param size   bytes at `data`; the header is enough
+ * @param size   bytes at `data`; the header is enough for all but `slice_columns`
  * @param info   filled in
  * @param error  filled in unless null
  * @return RAVELO_OK, or RAVELO_ERROR_ARGUMENT, RAVELO_ERROR_STRUCTURE, RAVELO_ERROR_FRAME

@@ -111,6 +111,56 @@ TEST(OptionsTest, FrameInformationIsThatOfTheHeader) {
     EXPECT_EQ(infoOf(smallFrame(smallSpec(1, 0, 0), 5).bytes).samples_per_pixel, 2u);
 }
 
+TEST(OptionsTest, FrameInformationHasTheGridOfSlices) {
+    // A row of five macroblocks in slices of at most 1, 2, 4 and 8.
+    constexpr std::uint32_t kColumns[] = {5, 3, 2, 2};
+    for (const std::uint32_t interlace : {0u, 1u, 2u, 3u}) {
+        for (const std::uint32_t log2Size : {0u, 1u, 2u, 3u}) {
+            FrameSpec spec = smallSpec(2, interlace, 0);
+            spec.log2_slice_size_in_mb = log2Size;
+            const MadeFrame frame = smallFrame(spec, 5);
+            const ravelo_frame_info info = infoOf(frame.bytes);
+            std::size_t numSlices = 0;
+            for (std::uint32_t i = 0; i < 2; ++i) {
+                const bool isThere = i < spec.numPictures();
+                EXPECT_EQ(info.slice_rows[i], isThere ? (spec.pictureHeight(i) + 15) / 16 : 0);
+                EXPECT_EQ(info.slice_columns[i], isThere ? kColumns[log2Size] : 0);
+                numSlices += std::size_t{info.slice_rows[i]} * info.slice_columns[i];
+            }
+            EXPECT_EQ(numSlices, frame.slices.size());
+        }
+    }
+}
+
+// The pictures have different divisions, and the first bytes are those of another kind of file.
+TEST(OptionsTest, TheGridOfSlicesIsThatOfADecode) {
+    MadeFrame frame = smallFrame(smallSpec(2, 1, 0), 6);
+    const std::size_t second = frame.pictureOffsets[1];
+    frame.bytes[second + 7] = 0; // slices of one macroblock
+    std::copy_n("\x89PNG\r\n\x1a\n", 8, frame.bytes.begin());
+    frame.bytes.resize(second + 8);
+    std::vector<ravelo_damage> slices(100);
+    ravelo_damage_report report = RAVELO_DAMAGE_REPORT_INIT;
+    report.slices = slices.data();
+    report.capacity = slices.size();
+    ravelo_decode_options options = usualOptions();
+    options.max_read_factor = RAVELO_NO_READ_LIMIT;
+    options.damage = &report;
+    ASSERT_EQ(hostDecode(frame.bytes, options).status, RAVELO_OK);
+    const ravelo_frame_info info = infoOf(frame.bytes);
+    EXPECT_EQ(info.slice_columns[0], 3u);
+    EXPECT_EQ(info.slice_columns[1], 5u);
+    ASSERT_EQ(report.failed, std::uint64_t{info.slice_rows[1]} * info.slice_columns[1]);
+    EXPECT_EQ(slices[report.stored - 1].row, info.slice_rows[1] - 1);
+    EXPECT_EQ(slices[report.stored - 1].column, info.slice_columns[1] - 1);
+    // A header that is missing reads as zeros.
+    frame.bytes.resize(second);
+    EXPECT_EQ(infoOf(frame.bytes).slice_columns[1], 5u);
+    frame.bytes.resize(info.header_bytes);
+    EXPECT_EQ(infoOf(frame.bytes).slice_columns[0], 5u);
+    EXPECT_EQ(infoOf(frame.bytes).slice_rows[0], info.slice_rows[0]);
+}
+
 TEST(OptionsTest, BufferRequirementsAreThoseOfTheReducedPicture) {
     const MadeFrame frame = smallFrame(smallSpec(2, 0, 0), 6);
     ravelo_decode_options options = usualOptions();

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -66,15 +67,33 @@ bool isSame(ravelo_damage const& a, ravelo_damage const& b) {
 } // namespace
 
 // A version with other sizes needs another SONAME, or members at the end of its structures and the old numbers here.
-TEST(StructureSizeTest, StructuresHaveTheSizesOfTheFirstVersion) {
+TEST(StructureSizeTest, StructuresHaveTheirFirstSizesAndMembersAfterThem) {
     EXPECT_EQ(sizeof(ravelo_error), 256u);
-    EXPECT_EQ(sizeof(ravelo_frame_info), kFirstSize<ravelo_frame_info>);
+    EXPECT_EQ(offsetof(ravelo_frame_info, slice_rows), kFirstSize<ravelo_frame_info>);
+    EXPECT_EQ(sizeof(ravelo_frame_info), kFirstSize<ravelo_frame_info> + 16);
     EXPECT_EQ(sizeof(ravelo_frame_check), kFirstSize<ravelo_frame_check>);
     EXPECT_EQ(sizeof(ravelo_damage), kFirstSize<ravelo_damage>);
     EXPECT_EQ(sizeof(ravelo_damage_report), kFirstSize<ravelo_damage_report>);
     EXPECT_EQ(sizeof(ravelo_decode_options), kFirstSize<ravelo_decode_options>);
     EXPECT_EQ(sizeof(ravelo_buffer_requirements), kFirstSize<ravelo_buffer_requirements>);
     EXPECT_EQ(sizeof(ravelo_output), kFirstSize<ravelo_output>);
+}
+
+TEST(StructureSizeTest, HostsThatDoNotKnowTheGridGetFrameInformationWithoutIt) {
+    const std::vector<std::uint8_t> frame = smallFrame(smallSpec(2, 1, 0), 3).bytes;
+    ravelo_frame_info known = RAVELO_FRAME_INFO_INIT;
+    ASSERT_EQ(ravelo_get_frame_info(frame.data(), frame.size(), &known, nullptr), RAVELO_OK);
+    ASSERT_NE(known.slice_columns[1], 0u);
+    for (const std::size_t size : {kFirstSize<ravelo_frame_info>, kFirstSize<ravelo_frame_info> + 8}) {
+        ravelo_frame_info info;
+        std::memset(&info, 0xA5, sizeof info);
+        const ravelo_frame_info before = info;
+        info.struct_size = size;
+        ASSERT_EQ(ravelo_get_frame_info(frame.data(), frame.size(), &info, nullptr), RAVELO_OK);
+        const auto* const bytes = reinterpret_cast<const char*>(&info);
+        EXPECT_EQ(std::memcmp(bytes + 8, reinterpret_cast<const char*>(&known) + 8, size - 8), 0);
+        EXPECT_EQ(std::memcmp(bytes + size, reinterpret_cast<const char*>(&before) + size, sizeof info - size), 0);
+    }
 }
 
 TEST(StructureSizeTest, ElementsOfTheReportMayBeLonger) {
