@@ -2,9 +2,11 @@
 //
 // Memory comes in through the buffer protocol alone, so no array library is needed here. Every argument is checked with
 // the interpreter's lock held; the lock is released around the calls of the library and nothing else.
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -232,10 +234,24 @@ struct Plan {
     bool isPlanar() const { return options.pixel_form == RAVELO_PLANAR; }
     bool isEmpty() const { return needs.width == 0 || needs.height == 0; }
     std::uint64_t numPixels() const { return std::uint64_t{frame.width} * frame.height; }
+    // Pictures, rows and slices of a row: the largest where two pictures differ.
+    py::tuple grid() const {
+        return py::make_tuple(frame.pictures, std::max(frame.slice_rows[0], frame.slice_rows[1]),
+                              std::max(frame.slice_columns[0], frame.slice_columns[1]));
+    }
+    std::uint64_t numSlices() const {
+        return std::uint64_t{frame.slice_rows[0]} * frame.slice_columns[0] +
+               std::uint64_t{frame.slice_rows[1]} * frame.slice_columns[1];
+    }
     // Whether every pixel is written where no slice fails. A single field leaves lines out, and so do two whose lines
     // are no multiple of the divisor.
     bool coversAll() const {
         return frame.interlace_mode == 0 || (frame.interlace_mode != 3 && options.reduction == RAVELO_FULL_SIZE);
+    }
+
+    // Whether a plane has one sample for two columns.
+    bool isHalved(std::size_t plane) const {
+        return isPlanar() && frame.samples_per_pixel == 2 && (plane == 1 || plane == 2);
     }
 
     char sampleCode() const {
@@ -292,6 +308,11 @@ const char* typeName(char sampleCode) {
     return sampleCode == 'e' ? "float16" : sampleCode == 'H' ? "uint16" : "uint8";
 }
 
+// The samples of a slice in a plane.
+struct PlaneRectangle {
+    std::int64_t x, y, width, height, lineStep;
+};
+
 // One plane of a picture in the memory of an object. The axes are lines, columns and, where a pixel has several,
 // samples.
 class PlaneMemory {
@@ -333,6 +354,17 @@ public:
     }
     std::uint64_t firstLine() const { return m_stride < 0 ? bytesToLastLine() : 0; }
     std::uint64_t bytes() const { return bytesToLastLine() + static_cast<std::uint64_t>(m_lineBytes); }
+
+    // Zeros in the samples of a slice.
+    void clear(PlaneRectangle const& rectangle) const {
+        Py_buffer const& view = m_memory.view();
+        const std::int64_t columnBytes = m_lineBytes / view.shape[1];
+        for (std::int64_t line = 0; line < rectangle.height; ++line) {
+            const std::int64_t y = rectangle.y + line * rectangle.lineStep;
+            std::memset(static_cast<char*>(view.buf) + y * m_stride + rectangle.x * columnBytes, 0,
+                        static_cast<std::size_t>(rectangle.width * columnBytes));
+        }
+    }
 
     bool meets(const void* data, std::uint64_t size) const {
         const auto first = reinterpret_cast<std::uintptr_t>(data), own = reinterpret_cast<std::uintptr_t>(lowest());
@@ -411,31 +443,50 @@ py::list recordsOf(ravelo_damage_report const& report) {
     return records;
 }
 
-// Decodes into the planes; the number of slices that failed, and records of at most `capacity` of them. Without
-// `counts` the decode does not look for them.
-py::tuple decode(py::object const& data, Plan const& plan, py::sequence const& objects, bool counts,
-                 std::uint64_t capacity, StopFlag* givenStop) {
+// Fills what failed slices have left untouched with zeros. Chroma planes of 4:2:2 have a sample for two columns.
+void clearFailed(ravelo_damage_report const& report, Plan const& plan, Planes const& planes) {
+    for (std::uint64_t i = 0; i < report.stored; ++i) {
+        ravelo_damage const& slice = report.slices[i];
+        for (std::size_t k = 0; k < planes.size(); ++k) {
+            const std::uint32_t columnsOfSample = plan.isHalved(k) ? 2 : 1;
+            const std::uint32_t end = slice.x + slice.width;
+            planes[k]->clear({slice.x / columnsOfSample, slice.y,
+                              (end + columnsOfSample - 1) / columnsOfSample - slice.x / columnsOfSample, slice.height,
+                              slice.line_step});
+        }
+    }
+}
+
+// Decodes into the planes; records of the slices that failed, if they are wanted. In planes that are new, slices that
+// the options leave untouched become zeros, so that nobody sees old memory.
+py::list decode(py::object const& data, Plan const& plan, py::sequence const& objects, bool isNew, bool wantsRecords,
+                StopFlag* givenStop) {
     const FrameBytes frame(data);
     const Planes planes = outputPlanes(objects, plan, frame);
+    const bool clears = isNew && plan.options.failed_slices == RAVELO_FAILED_UNTOUCHED;
     ravelo_damage_report report = RAVELO_DAMAGE_REPORT_INIT;
+    report.capacity = clears || wantsRecords ? plan.numSlices() : 0;
     // Left as it comes: pages of a list that stays short are never touched.
-    const auto slices = std::make_unique_for_overwrite<ravelo_damage[]>(capacity);
+    const auto slices = std::make_unique_for_overwrite<ravelo_damage[]>(report.capacity);
     report.slices = slices.get();
-    report.capacity = capacity;
     StopFlag ownStop;
     StopFlag& stop = givenStop != nullptr ? *givenStop : ownStop;
     if (!plan.isEmpty()) {
         ravelo_decode_options options = plan.options;
         options.stop = &stop.value;
-        options.damage = counts ? &report : nullptr;
+        options.damage = report.capacity != 0 ? &report : nullptr;
         const ravelo_output output = outputIn(planes, plan.isPlanar());
         ravelo_error error = RAVELO_ERROR_INIT;
         const bool isLong = plan.numPixels() + frame.size() >= kLongDecode;
-        const ravelo_status status =
-            run(isLong, stop, [&] { return ravelo_decode(frame.data(), frame.size(), &output, &options, &error); });
+        const ravelo_status status = run(isLong, stop, [&] {
+            const ravelo_status ended = ravelo_decode(frame.data(), frame.size(), &output, &options, &error);
+            if (ended == RAVELO_OK && clears)
+                clearFailed(report, plan, planes);
+            return ended;
+        });
         throwIfFailed(status, error);
     }
-    return py::make_tuple(report.failed, recordsOf(report));
+    return wantsRecords ? recordsOf(report) : py::list();
 }
 
 // Frees a frame of the encoder.
@@ -535,6 +586,7 @@ PYBIND11_MODULE(_core, module) {
         .def_property_readonly("type", [](Plan const& plan) { return typeName(plan.sampleCode()); })
         .def_property_readonly("is_planar", &Plan::isPlanar)
         .def_property_readonly("covers_all", &Plan::coversAll)
+        .def_property_readonly("grid", &Plan::grid)
         .def_property_readonly("shapes", [](Plan const& plan) {
             py::list shapes;
             for (std::uint32_t i = 0; i < plan.needs.num_planes; ++i) {
@@ -553,8 +605,8 @@ PYBIND11_MODULE(_core, module) {
 
     module.def("info", &info, py::arg("data"));
     module.def("check", &check, py::arg("data"));
-    module.def("decode", &decode, py::arg("data"), py::arg("plan"), py::arg("planes"), py::arg("counts"),
-               py::arg("capacity"), py::arg("stop").none(true));
+    module.def("decode", &decode, py::arg("data"), py::arg("plan"), py::arg("planes"), py::arg("is_new"),
+               py::arg("wants_records"), py::arg("stop").none(true));
     module.def("encode", &encode, py::arg("planes"), py::arg("width"), py::arg("height"), py::arg("form"),
                py::arg("depth"), py::arg("chroma_format"), py::arg("options"));
 }

@@ -1,6 +1,6 @@
 """Single frames: information, decodes, encodes."""
 
-from typing import Any, List, Optional, Sequence, Tuple, Union, cast
+from typing import Any, List, Literal, Optional, Sequence, Sized, Tuple, TypeVar, Union, cast, overload
 
 import numpy
 
@@ -10,6 +10,10 @@ from ._records import Check, Damage, Info, Report
 
 Array = numpy.ndarray[Any, numpy.dtype[Any]]
 Picture = Union[Array, Tuple[Array, ...]]
+# Forms of which the result is one array.
+Packed = Literal["coded", "rgba", "bgra", "rgba-half"]
+# Whatever is decoded to: arrays, other objects with memory, and tuples of them.
+Out = TypeVar("Out", bound=Sized)
 
 _VERDICTS = {1: "foreign", 2: "cut-off", 3: "broken", 4: "followed", 5: "whole"}
 _INTERLACE_NAMES = {number: name for name, number in INTERLACE.items()}
@@ -52,38 +56,64 @@ def check(data: Any) -> Check:
     return Check(_VERDICTS[verdict], pictures, declared, present, slices, out_of_data, text)
 
 
-def _decode_new(
-    data: Any, plan: _core.Plan, capacity: int, stop: Optional[_core.StopFlag]
-) -> Tuple[List[Array], List[Any]]:
+def _new_arrays(plan: _core.Plan) -> List[Array]:
+    # Lines that a decode leaves out must not be old memory.
     allocate = numpy.empty if plan.covers_all else numpy.zeros
-    arrays = [cast(Array, allocate(shape, plan.type)) for shape in plan.shapes]
-    failed, records = _core.decode(data, plan, arrays, True, capacity, stop)
-    if failed:
-        # What a failed slice leaves untouched must not be old memory. Filling every new array would cost more.
-        for array in arrays:
-            array.fill(0)
-        failed, records = _core.decode(data, plan, arrays, True, capacity, stop)
-    return arrays, records
+    return [cast(Array, allocate(shape, plan.type)) for shape in plan.shapes]
+
+
+def _planes_to_fill(out: Any, plan: _core.Plan) -> Sequence[Any]:
+    if not plan.is_planar:
+        return (out,)
+    if not isinstance(out, (tuple, list)):
+        raise TypeError(f"out is {type(out).__name__}; with the form 'planar' it must be a tuple of planes")
+    return out
 
 
 def decode_planned(
     data: Any,
     out: Any,
-    options: _core.Options,
-    capacity: int = 0,
+    plan: _core.Plan,
+    wants_records: bool = False,
     stop: Optional[_core.StopFlag] = None,
 ) -> Tuple[Any, List[Any]]:
-    """A decode with options that are checked; the picture, and records of at most `capacity` failed slices."""
-    plan = _core.Plan(data, options)
-    if out is None:
-        arrays, records = _decode_new(data, plan, capacity, stop)
-        return (tuple(arrays) if plan.is_planar else arrays[0]), records
-    if plan.is_planar and not isinstance(out, (tuple, list)):
-        raise TypeError(f"out is {type(out).__name__}; with the form 'planar' it must be a tuple of planes")
-    planes = out if plan.is_planar else (out,)
-    return out, _core.decode(data, plan, planes, capacity != 0, capacity, stop)[1]
+    """A decode with options that are checked; the picture, and records of the slices that failed if they are wanted."""
+    if out is not None:
+        return out, _core.decode(data, plan, _planes_to_fill(out, plan), False, wants_records, stop)
+    arrays = _new_arrays(plan)
+    records = _core.decode(data, plan, arrays, True, wants_records, stop)
+    return (tuple(arrays) if plan.is_planar else arrays[0]), records
 
 
+# The result is an array, a tuple of planes, what a form in a variable says, or `out`.
+@overload
+def decode(
+    data: Any, out: None = ..., *, form: Packed = ...,
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Array: ...
+@overload
+def decode(
+    data: Any, out: None = ..., *, form: Literal["planar"],
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Tuple[Array, ...]: ...
+@overload
+def decode(
+    data: Any, out: None = ..., *, form: str,
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Any: ...
+@overload
+def decode(
+    data: Any, out: Out, *, form: str = ...,
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Out: ...
 def decode(
     data: Any,
     out: Any = None,
@@ -152,40 +182,37 @@ def decode(
         max_pixels=max_pixels,
         max_read_factor=max_read_factor,
     )
-    return decode_planned(data, out, options)[0]
+    return decode_planned(data, out, _core.Plan(data, options))[0]
 
 
-def _in_macroblocks(pixels: int) -> int:
-    return (pixels + 15) // 16
-
-
-def _rows_of_pictures(frame: Info) -> List[int]:
-    lower, upper = frame.height // 2, (frame.height + 1) // 2
-    lines = {
-        "progressive": [frame.height],
-        "even-first": [upper, lower],
-        "odd-first": [lower, upper],
-        "single-field": [lower],
-    }
-    return [_in_macroblocks(count) for count in lines[frame.interlace]]
-
-
-def _grid_shape(data: Any) -> Tuple[int, int, int]:
-    """Pictures, rows and slices of a row: the largest where two pictures differ."""
-    frame = info(data)
-    rows = _rows_of_pictures(frame)
-    # The first bytes may look like those of another kind of file, which has no slices; a decode ignores them.
-    bytes_of_frame = memoryview(data).cast("B")
-    if check(data).verdict == "foreign":
-        bytes_of_frame = memoryview(bytes(8) + bytes(bytes_of_frame[8:]))
-    slices = check(bytes_of_frame).slices
-    if len(rows) == 1 or not all(rows):
-        return len(rows), max(rows), slices // max(1, sum(rows))
-    # Without the second picture's header its slices are counted as macroblocks.
-    first = check(bytes_of_frame[: frame.header_bytes + 8]).slices - rows[1] * _in_macroblocks(frame.width)
-    return 2, max(rows), max(first // rows[0], (slices - first) // rows[1])
-
-
+@overload
+def decode_with_report(
+    data: Any, out: None = ..., *, form: Packed = ...,
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Tuple[Array, Report]: ...
+@overload
+def decode_with_report(
+    data: Any, out: None = ..., *, form: Literal["planar"],
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Tuple[Tuple[Array, ...], Report]: ...
+@overload
+def decode_with_report(
+    data: Any, out: None = ..., *, form: str,
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Tuple[Any, Report]: ...
+@overload
+def decode_with_report(
+    data: Any, out: Out, *, form: str = ...,
+    size: int = ..., depth: int = ..., coding: str = ..., region: Optional[Sequence[int]] = ..., threads: int = ...,
+    target: str = ..., failed: str = ..., mark_color: int = ..., max_pixels: Optional[int] = ...,
+    max_read_factor: Optional[int] = ...,
+) -> Tuple[Out, Report]: ...
 def decode_with_report(
     data: Any,
     out: Any = None,
@@ -220,11 +247,9 @@ def decode_with_report(
         max_pixels=max_pixels,
         max_read_factor=max_read_factor,
     )
-    # Refuses a frame that is too large before the grid is made.
-    _core.Plan(data, options)
-    shape = _grid_shape(data)
-    picture, records = decode_planned(data, out, options, capacity=max(1, shape[0] * shape[1] * shape[2]))
-    grid = numpy.zeros(shape, numpy.bool_)
+    plan = _core.Plan(data, options)
+    picture, records = decode_planned(data, out, plan, wants_records=True)
+    grid = numpy.zeros(plan.grid, numpy.bool_)
     slices = []
     for index, row, column, component, *rest in records:
         grid[index, row, column] = True

@@ -218,7 +218,7 @@ class Sequence(collections.abc.Sequence):  # type: ignore[type-arg]
         with open(path, "rb") as file:
             data = file.read()
         try:
-            return decode_planned(data, None, options, stop=stop)[0]
+            return decode_planned(data, None, _core.Plan(data, options), stop=stop)[0]
         except Error as error:
             raise Error(error.status, f"{path}: {error.text}") from None
 

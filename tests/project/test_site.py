@@ -53,7 +53,7 @@ def test_the_reference_has_every_public_name_of_python(site):
                  "farm.sequence_array", "farm.map_frames", "farm.decode_sequence"):
         assert f'id="ravelo.{name}"' in text
     assert "max_read_factor: Optional[int] = None" in text
-    assert "_decode_new" not in text
+    assert "_new_arrays" not in text
 
 
 @pytest.fixture

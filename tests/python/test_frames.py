@@ -140,6 +140,31 @@ def test_failed_slices_keep_out_and_are_zero_without_it():
     assert (ravelo.decode(cut, form="rgba", failed="black")[-1, -1] == (0, 0, 0, 255)).all()
 
 
+@pytest.mark.parametrize("failed", ("untouched", "black", "marked"))
+def test_new_arrays_of_damaged_frames_take_one_decode(frame, failed, monkeypatch):
+    decodes = []
+    decode = ravelo._core.decode
+    monkeypatch.setattr(ravelo._core, "decode", lambda *arguments: decodes.append(arguments) or decode(*arguments))
+    # New memory contains something, so that what is left of it shows.
+    monkeypatch.setattr(numpy, "empty", lambda shape, dtype: numpy.full(shape, 99, dtype))
+    info = ravelo.info(frame)
+    cut = frame[: info.header_bytes + (len(frame) - info.header_bytes) * 3 // 5]
+    for form in FORMS:
+        for size in (1, 2, 8):
+            width, height = info.width // size, info.height // size
+            x, y = width // 3 // 2 * 2, height // 3
+            for region in (None, (x, y, width - x, height - y)) if width and height else (None,):
+                options = {"form": form, "size": size, "region": region, "failed": failed}
+                decodes.clear()
+                new = ravelo.decode(cut, **options)
+                assert len(decodes) == 1
+                zeros = [numpy.zeros_like(plane) for plane in planes_of(new)]
+                _, report = ravelo.decode_with_report(cut, tuple(zeros) if form == "planar" else zeros[0], **options)
+                assert equal(new, tuple(zeros)), options
+                assert region or report.failed or info.width == 1
+                assert equal(ravelo.decode_with_report(cut, **options)[0], new)
+
+
 def test_a_single_field_leaves_odd_lines():
     frame = frame_named("422_single_field")
     picture = ravelo.decode(frame)
