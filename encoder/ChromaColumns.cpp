@@ -4,10 +4,11 @@
 #include <cstddef>
 
 std::vector<std::uint16_t> halfColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
-                                       std::uint32_t height) {
+                                       std::uint32_t height, std::function<void()> const& beforeLine) {
     const std::size_t halfWidth = (std::size_t{width} + 1) / 2;
     std::vector<std::uint16_t> result(halfWidth * height);
     for (std::size_t y = 0; y < height; ++y) {
+        beforeLine();
         const std::uint16_t* row = plane.data() + y * width;
         for (std::size_t k = 0; k < halfWidth; ++k) {
             const std::size_t x = 2 * k;
@@ -20,10 +21,11 @@ std::vector<std::uint16_t> halfColumns(std::vector<std::uint16_t> const& plane, 
 }
 
 std::vector<std::uint16_t> allColumns(std::vector<std::uint16_t> const& plane, std::uint32_t width,
-                                      std::uint32_t height) {
+                                      std::uint32_t height, std::function<void()> const& beforeLine) {
     const std::size_t halfWidth = (std::size_t{width} + 1) / 2;
     std::vector<std::uint16_t> result(std::size_t{width} * height);
     for (std::size_t y = 0; y < height; ++y) {
+        beforeLine();
         const std::uint16_t* row = plane.data() + y * halfWidth;
         for (std::size_t x = 0; x < width; ++x) {
             const std::uint32_t here = row[x / 2];

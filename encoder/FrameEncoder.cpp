@@ -19,19 +19,23 @@
 namespace {
 
 void checkPlane(const char* name, std::vector<std::uint16_t> const& plane, std::size_t width, std::size_t height,
-                std::uint32_t bitDepth) {
+                std::uint32_t bitDepth, EncoderSettings const& settings) {
     require(plane.size() == width * height, name, plane.size(), "a plane has a sample for each of its places");
-    const std::uint16_t greatest = plane.empty() ? std::uint16_t{0} : *std::max_element(plane.begin(), plane.end());
-    require(greatest < (1u << bitDepth), name, greatest, "its codes must lie below 1 << bitDepth");
+    for (std::size_t y = 0; y < height && width != 0; ++y) {
+        throwIfStopped(settings);
+        const auto line = plane.begin() + static_cast<std::ptrdiff_t>(y * width);
+        const std::uint16_t greatest = *std::max_element(line, line + static_cast<std::ptrdiff_t>(width));
+        require(greatest < (1u << bitDepth), name, greatest, "its codes must lie below 1 << bitDepth");
+    }
 }
 
-void checkPicture(SourcePicture const& picture) {
+void checkPicture(SourcePicture const& picture, EncoderSettings const& settings) {
     require(picture.bitDepth >= 8 && picture.bitDepth <= 16, "bitDepth", picture.bitDepth, "it must be 8 to 16");
-    checkPlane("y", picture.y, picture.width, picture.height, picture.bitDepth);
-    checkPlane("cb", picture.cb, picture.chromaWidth(), picture.height, picture.bitDepth);
-    checkPlane("cr", picture.cr, picture.chromaWidth(), picture.height, picture.bitDepth);
+    checkPlane("y", picture.y, picture.width, picture.height, picture.bitDepth, settings);
+    checkPlane("cb", picture.cb, picture.chromaWidth(), picture.height, picture.bitDepth, settings);
+    checkPlane("cr", picture.cr, picture.chromaWidth(), picture.height, picture.bitDepth, settings);
     if (picture.alphaBits != 0)
-        checkPlane("alpha", picture.alpha, picture.width, picture.height, picture.alphaBits);
+        checkPlane("alpha", picture.alpha, picture.width, picture.height, picture.alphaBits, settings);
 }
 
 void checkRate(EncoderSettings const& settings, std::size_t numSlices) {
@@ -44,11 +48,6 @@ void checkRate(EncoderSettings const& settings, std::size_t numSlices) {
     if (settings.bitsPerPixel > 0)
         require(indices.empty(), "quantization_indices.size()", indices.size(),
                 "it must be 0 where bitsPerPixel decides the indices");
-}
-
-void throwIfStopped(EncoderSettings const& settings) {
-    if (settings.wantsStop && settings.wantsStop())
-        throw EncodeStopped();
 }
 
 // In the order of the stream.
@@ -120,14 +119,18 @@ std::uint32_t mostFrequent(std::vector<std::uint8_t> const& indices) {
 
 } // namespace
 
+void throwIfStopped(EncoderSettings const& settings) {
+    if (settings.wantsStop && settings.wantsStop())
+        throw EncodeStopped();
+}
+
 EncodedFrame encodeFrame(SourcePicture const& picture, EncoderSettings const& settings) {
     const FrameShape shape = {
         picture.width,    picture.height, picture.chromaFormat, settings.interlace_mode, settings.log2_slice_size_in_mb,
         picture.alphaBits};
     checkShapeAndSettings(shape, settings);
-    checkPicture(picture);
-    throwIfStopped(settings);
-    const PictureTransform transform(picture, shape, settings.maxThreads);
+    checkPicture(picture, settings);
+    const PictureTransform transform(picture, shape, settings.maxThreads, [&settings] { throwIfStopped(settings); });
     checkRate(settings, transform.slices().size());
     const Quantizer quantizer(transform, settings);
     FrameFields fields = fieldsWithoutCoefficients(picture, transform, settings);

@@ -33,12 +33,17 @@ struct EncoderSettings {
     std::uint32_t transfer_characteristic = 1; ///< written to the header
     std::uint32_t matrix_coefficients = 1; ///< written to the header; RGB output uses it: 1 BT.709, 6 BT.601, 9 BT.2020
 
-    std::uint32_t maxThreads = 1;      ///< threads that encode slices, the calling one included
-    std::function<bool()> wantsStop{}; ///< asked before each slice, from any of the threads; empty means never
+    std::uint32_t maxThreads = 1; ///< threads that encode slices, the calling one included
+    /// Asked before each line that is checked and each slice that is transformed or coded, from any of the threads;
+    /// empty means never.
+    std::function<bool()> wantsStop{};
 };
 
 /// Thrown by encodeFrame when EncoderSettings::wantsStop has returned true.
 struct EncodeStopped {};
+
+/// Throws EncodeStopped if EncoderSettings::wantsStop returns true now.
+void throwIfStopped(EncoderSettings const& settings);
 
 /// A frame and its cost.
 struct EncodedFrame {

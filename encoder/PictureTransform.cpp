@@ -72,7 +72,8 @@ void transformComponent(PlaneView const& plane, std::size_t component, SliceShap
 
 } // namespace
 
-PictureTransform::PictureTransform(SourcePicture const& picture, FrameShape const& shape, std::uint32_t maxThreads)
+PictureTransform::PictureTransform(SourcePicture const& picture, FrameShape const& shape, std::uint32_t maxThreads,
+                                   std::function<void()> const& beforeSlice)
     : m_shape(shape), m_slices(shape.slices()) {
     std::size_t numValues = 0;
     for (SliceShape const& slice : m_slices) {
@@ -82,16 +83,18 @@ PictureTransform::PictureTransform(SourcePicture const& picture, FrameShape cons
             numValues += blocksOf(slice, component) * 64;
         }
     }
-    m_values.resize(numValues);
+    // Every value is written below. Zeros for them would take long for a large picture, and nothing could stop that.
+    m_values = std::make_unique_for_overwrite<float[]>(numValues);
     const SampleScale scale(picture.bitDepth);
     std::array<std::uint8_t, 64> const& scanIndices = scanIndexOfRaster(shape.interlace_mode != 0);
     std::uint16_t const* const planes[3] = {picture.y.data(), picture.cb.data(), picture.cr.data()};
     forEachSlice(m_slices.size(), maxThreads, [&](std::size_t i) {
+        beforeSlice();
         const PictureLines lines = shape.pictureLines(m_slices[i].pictureIndex);
         for (std::size_t component = 0; component < 3; ++component) {
             const std::size_t width = component == 0 ? picture.width : picture.chromaWidth();
             transformComponent({planes[component], width, lines}, component, m_slices[i], scale, scanIndices,
-                               m_values.data() + m_offsets[i][component]);
+                               m_values.get() + m_offsets[i][component]);
         }
     });
 }

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -13,8 +15,10 @@
 class PictureTransform {
 public:
     // The planes have the sizes that `shape` gives. Macroblocks at the edges are filled up with the last column and the
-    // last line of their picture. At most `maxThreads` threads transform the slices.
-    PictureTransform(SourcePicture const& picture, FrameShape const& shape, std::uint32_t maxThreads = 1);
+    // last line of their picture. At most `maxThreads` threads transform the slices, and call `beforeSlice` for each,
+    // of which an exception ends the transform.
+    PictureTransform(SourcePicture const& picture, FrameShape const& shape, std::uint32_t maxThreads,
+                     std::function<void()> const& beforeSlice);
 
     FrameShape const& shape() const { return m_shape; }
     std::vector<SliceShape> const& slices() const { return m_slices; }
@@ -22,7 +26,7 @@ public:
     // Component 0 is Y, 1 Cb and 2 Cr. No coefficient exceeds 2048 in magnitude by more than a rounding.
     std::span<const float> coefficients(std::size_t sliceIndex, std::size_t component) const {
         const std::size_t begin = m_offsets[sliceIndex][component];
-        return {m_values.data() + begin, blocksOf(m_slices[sliceIndex], component) * 64};
+        return {m_values.get() + begin, blocksOf(m_slices[sliceIndex], component) * 64};
     }
 
     static std::size_t blocksOf(SliceShape const& slice, std::size_t component) {
@@ -33,7 +37,7 @@ private:
     FrameShape m_shape;
     std::vector<SliceShape> m_slices;
     std::vector<std::array<std::size_t, 3>> m_offsets; // of each slice's components within m_values
-    std::vector<float> m_values;
+    std::unique_ptr<float[]> m_values;
 };
 
 // The alpha samples of one slice, row by row, with the columns beyond the picture's edge filled.

@@ -58,10 +58,11 @@ std::uint16_t sampleAt(const std::uint8_t* line, std::size_t index, std::uint32_
 
 // Every `step`-th sample of the lines, from `first` on.
 Plane gathered(SourceLines const& lines, std::uint32_t width, std::uint32_t height, std::uint32_t bytesPerSample,
-               std::size_t first = 0, std::size_t step = 1) {
+               SourceChoice const& choice, std::size_t first = 0, std::size_t step = 1) {
     Plane plane;
     plane.reserve(std::size_t{width} * height);
     for (std::uint32_t y = 0; y < height; ++y) {
+        choice.beforeLine();
         const std::uint8_t* const line = lines.line(y);
         for (std::size_t x = 0; x < width; ++x)
             plane.push_back(sampleAt(line, first + x * step, bytesPerSample));
@@ -119,6 +120,7 @@ void convertRgb(ravelo_source_picture const& picture, SourceChoice const& choice
     const float kr = static_cast<float>(weights.red), kb = static_cast<float>(weights.blue);
     const float maximum = static_cast<float>((1u << choice.alphaBits) - 1);
     for (std::uint32_t y = 0; y < picture.height; ++y) {
+        choice.beforeLine();
         for (std::uint32_t x = 0; x < picture.width; ++x) {
             const float red = channels.red(x, y), green = channels.green(x, y), blue = channels.blue(x, y);
             const float luma = kr * red + (1 - kr - kb) * green + kb * blue;
@@ -132,8 +134,8 @@ void convertRgb(ravelo_source_picture const& picture, SourceChoice const& choice
     }
     source.bitDepth = 16;
     if (choice.chromaFormat == ChromaFormat::C422) {
-        source.cb = halfColumns(source.cb, picture.width, picture.height);
-        source.cr = halfColumns(source.cr, picture.width, picture.height);
+        source.cb = halfColumns(source.cb, picture.width, picture.height, choice.beforeLine);
+        source.cr = halfColumns(source.cr, picture.width, picture.height, choice.beforeLine);
     }
 }
 
@@ -141,9 +143,13 @@ void convertRgb(ravelo_source_picture const& picture, SourceChoice const& choice
 void takeAlpha(Plane alpha, std::uint32_t fromBits, SourceChoice const& choice, SourcePicture& source) {
     const std::uint32_t from = (1u << fromBits) - 1;
     const std::uint32_t to = (1u << choice.alphaBits) - 1;
-    for (std::uint16_t& sample : alpha)
+    for (std::size_t i = 0; i < alpha.size(); ++i) {
+        if (i % source.width == 0)
+            choice.beforeLine();
+        std::uint16_t& sample = alpha[i];
         sample =
             static_cast<std::uint16_t>((std::uint64_t{std::min<std::uint32_t>(sample, from)} * to + from / 2) / from);
+    }
     source.alpha = std::move(alpha);
 }
 
@@ -158,7 +164,7 @@ void takePlanar(ravelo_source_picture const& picture, SourceChoice const& choice
     const std::uint32_t chromaWidth = picture.chroma_format == 3 ? picture.width : (picture.width + 1) / 2;
     const auto take = [&](std::size_t index, std::uint32_t width) {
         const SourceLines lines(picture.planes[index], kNames[index], std::uint64_t{width} * bytes, picture.height);
-        return gathered(lines, width, picture.height, bytes);
+        return gathered(lines, width, picture.height, bytes, choice);
     };
     source.y = take(0, picture.width);
     source.cb = take(1, chromaWidth);
@@ -168,15 +174,16 @@ void takePlanar(ravelo_source_picture const& picture, SourceChoice const& choice
 }
 
 // A line of an odd number of columns ends with luma, so its last Cr is missing: the one before it is repeated.
-Plane withLastColumn(Plane cr, std::uint32_t width, std::uint32_t height, std::uint32_t bitDepth) {
-    if (width % 2 == 0)
+Plane withLastColumn(Plane cr, ravelo_source_picture const& picture, SourceChoice const& choice) {
+    if (picture.width % 2 == 0)
         return cr;
-    const std::size_t half = width / 2;
+    const std::size_t half = picture.width / 2;
     Plane result;
-    for (std::size_t y = 0; y < height; ++y) {
+    for (std::size_t y = 0; y < picture.height; ++y) {
+        choice.beforeLine();
         const auto line = cr.begin() + static_cast<std::ptrdiff_t>(y * half);
         result.insert(result.end(), line, line + static_cast<std::ptrdiff_t>(half));
-        result.push_back(half == 0 ? static_cast<std::uint16_t>(1u << (bitDepth - 1)) : result.back());
+        result.push_back(half == 0 ? static_cast<std::uint16_t>(1u << (picture.bit_depth - 1)) : result.back());
     }
     return result;
 }
@@ -188,7 +195,7 @@ void takeInterleaved(ravelo_source_picture const& picture, SourceChoice const& c
     const std::uint64_t samples = std::uint64_t{is444 ? 4u : 2u} * width;
     const SourceLines lines(picture.planes[0], "pixels", samples * bytes, picture.height);
     const auto take = [&](std::uint32_t columns, std::size_t first, std::size_t step) {
-        return gathered(lines, columns, picture.height, bytes, first, step);
+        return gathered(lines, columns, picture.height, bytes, choice, first, step);
     };
     if (is444) {
         source.y = take(width, 1, 4);
@@ -200,7 +207,7 @@ void takeInterleaved(ravelo_source_picture const& picture, SourceChoice const& c
     }
     source.y = take(width, 1, 2);
     source.cb = take((width + 1) / 2, 0, 4);
-    source.cr = withLastColumn(take(width / 2, 2, 4), width, picture.height, picture.bit_depth);
+    source.cr = withLastColumn(take(width / 2, 2, 4), picture, choice);
 }
 
 void takeYCbCr(ravelo_source_picture const& picture, SourceChoice const& choice, SourcePicture& source) {
@@ -213,8 +220,8 @@ void takeYCbCr(ravelo_source_picture const& picture, SourceChoice const& choice,
     const bool wants444 = choice.chromaFormat == ChromaFormat::C444;
     for (Plane* plane : {&source.cb, &source.cr})
         if (is444 != wants444)
-            *plane = is444 ? halfColumns(*plane, picture.width, picture.height)
-                           : allColumns(*plane, picture.width, picture.height);
+            *plane = is444 ? halfColumns(*plane, picture.width, picture.height, choice.beforeLine)
+                           : allColumns(*plane, picture.width, picture.height, choice.beforeLine);
 }
 
 } // namespace

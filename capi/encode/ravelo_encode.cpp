@@ -116,10 +116,11 @@ EncoderSettings settingsOf(ravelo_encode_options const& options) {
 }
 
 EncodedFrame encodedFrame(ravelo_source_picture const& picture, ravelo_encode_options const& options) {
+    const EncoderSettings settings = settingsOf(options);
     const SourceChoice choice{options.chroma_format == 3 ? ChromaFormat::C444 : ChromaFormat::C422, options.alpha_bits,
-                              options.matrix_coefficients};
+                              options.matrix_coefficients, [&settings] { throwIfStopped(settings); }};
     try {
-        return encodeFrame(sourceOf(picture, choice), settingsOf(options));
+        return encodeFrame(sourceOf(picture, choice), settings);
     } catch (std::invalid_argument const& error) {
         refuse(RAVELO_ERROR_OPTION, "%s", error.what());
     } catch (std::runtime_error const& error) {

@@ -94,7 +94,10 @@ typedef struct ravelo_encoded_frame {
  *
  * The picture is copied into planes of 16 bits first, so a call takes about 30 bytes of memory for each pixel, and the
  * time is proportional to the pixels; a search for `bits_per_pixel` codes each slice several times. The threads of a
- * call end with it. The stop flag is read before each slice. The calling thread needs at most 64 KiB of stack.
+ * call end with it. The calling thread needs at most 64 KiB of stack.
+ *
+ * The stop flag is read before each line while the picture is copied and converted, and before each slice in every
+ * stage after that. So a call that is stopped ends after the lines or slices that are under way, one in each thread.
  *
  * @param picture  the picture
  * @param options  null means the defaults

@@ -1,3 +1,6 @@
+#include <signal.h>
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -90,6 +93,48 @@ void usePlanes(HostPicture& host, SourcePicture const& source) {
     if (source.alphaBits != 0)
         host.usePlane(3, bytesOfSamples(source.alpha, source.bitDepth));
 }
+
+// Memory of a picture whose lines are pages. The first access to a page from `firstTrap` on sets a stop flag and makes
+// the page accessible.
+class TrapPages {
+public:
+    TrapPages(std::size_t numPages, std::size_t firstTrap) : m_memory(numPages * GuardedMemory::pageBytes()) {
+        const std::size_t bytes = GuardedMemory::pageBytes();
+        std::memset(m_memory.atStart(), 100, firstTrap * bytes);
+        mprotect(m_memory.atStart() + firstTrap * bytes, (numPages - firstTrap) * bytes, PROT_NONE);
+        s_stop = 0;
+        s_numTouched = 0;
+        struct sigaction action = {};
+        action.sa_sigaction = [](int, siginfo_t* info, void*) {
+            ravelo_request_stop(&s_stop);
+            s_numTouched = s_numTouched + 1;
+            const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
+            const std::size_t page = GuardedMemory::pageBytes();
+            mprotect(reinterpret_cast<void*>(address - address % page), page, PROT_READ | PROT_WRITE);
+        };
+        action.sa_flags = SA_SIGINFO;
+        sigaction(SIGSEGV, &action, &m_before);
+    }
+    ~TrapPages() { sigaction(SIGSEGV, &m_before, nullptr); }
+    TrapPages(TrapPages const&) = delete;
+    TrapPages& operator=(TrapPages const&) = delete;
+
+    ravelo_source_plane plane() const {
+        ravelo_source_plane plane{};
+        plane.memory = m_memory.atStart();
+        plane.memory_bytes = m_memory.capacityBytes();
+        return plane;
+    }
+    const volatile void* stop() const { return &s_stop; }
+    int numTouched() const { return s_numTouched; }
+
+private:
+    static inline volatile std::int32_t s_stop = 0;
+    static inline volatile int s_numTouched = 0;
+
+    GuardedMemory m_memory;
+    struct sigaction m_before = {};
+};
 
 struct Encoded {
     ravelo_status status = RAVELO_OK;
@@ -329,6 +374,23 @@ TEST(EncodeInterfaceTest, AFlagStopsAnEncode) {
         const Encoded stopped = encode(host.picture, options);
         EXPECT_EQ(stopped.status, RAVELO_STOPPED);
         EXPECT_TRUE(stopped.bytes.empty());
+    }
+}
+
+TEST(EncodeInterfaceTest, AStopEndsTheReadingOfAPictureAtTheNextLine) {
+    ASSERT_EQ(GuardedMemory::pageBytes() % 16, 0u);
+    for (const std::uint32_t form : {RAVELO_CODED, RAVELO_RGBA, RAVELO_BGRA, RAVELO_RGBA_HALF, RAVELO_PLANAR}) {
+        TrapPages pages(16, 5);
+        const std::uint32_t bytesOfPixel = form == RAVELO_PLANAR ? 1 : form == RAVELO_RGBA_HALF ? 8 : 4;
+        HostPicture host(form, form == RAVELO_RGBA_HALF ? 0 : 8, form == RAVELO_CODED || form == RAVELO_PLANAR ? 3 : 0);
+        host.picture.width = static_cast<std::uint32_t>(GuardedMemory::pageBytes()) / bytesOfPixel;
+        host.picture.height = 16;
+        for (std::size_t i = 0; i < (form == RAVELO_PLANAR ? 3 : 1); ++i)
+            host.picture.planes[i] = pages.plane();
+        ravelo_encode_options options = RAVELO_ENCODE_OPTIONS_INIT;
+        options.stop = pages.stop();
+        EXPECT_EQ(encode(host.picture, options).status, RAVELO_STOPPED) << form;
+        EXPECT_EQ(pages.numTouched(), 1) << form;
     }
 }
 

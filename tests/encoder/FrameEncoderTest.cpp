@@ -326,6 +326,26 @@ TEST(FrameEncoderTest, TheSamePictureGivesTheSameFrame) {
     EXPECT_EQ(encodeFrame(picture, settings).bytes, encodeFrame(picture, settings).bytes);
 }
 
+// With one thread nothing is done after the answer that stops the encode, in no stage: not while planes are checked
+// line by line, nor while slices of each kind are transformed, alpha is coded and components are coded.
+TEST(FrameEncoderTest, AStopEndsEveryStageAtOnce) {
+    Random random(21);
+    const SourcePicture picture = wavePicture(emptyPicture(40, 33, ChromaFormat::C444, 8, 8), random);
+    EncoderSettings settings;
+    settings.log2_slice_size_in_mb = 0;
+    constexpr std::size_t kNumSlices = 3 * 3;
+    std::size_t numAnswers = 0, numUntilStop = 0;
+    settings.wantsStop = [&] { return ++numAnswers == numUntilStop; };
+    EXPECT_NO_THROW(encodeFrame(picture, settings));
+    const std::size_t numAll = numAnswers;
+    EXPECT_EQ(numAll, 4 * 33 + 3 * kNumSlices);
+    for (numUntilStop = 1; numUntilStop <= numAll; ++numUntilStop) {
+        numAnswers = 0;
+        EXPECT_THROW(encodeFrame(picture, settings), EncodeStopped) << numUntilStop;
+        EXPECT_EQ(numAnswers, numUntilStop);
+    }
+}
+
 TEST(FrameEncoderTest, RefusesSettingsThatNoFrameCanCarry) {
     using Settings = EncoderSettings&;
     EXPECT_EQ(refusalOfSettings([](Settings s) { s.interlace_mode = 4; }), "interlace_mode is 4; it must be 0 to 3");

@@ -24,16 +24,17 @@
 
 #include "BufferRequirements.h"
 #include "Frame.h"
+#include "FrameEncoder.h"
 #include "HostileFrames.h"
 #include "LongForms.h"
 #include "Random.h"
 #include "RaveloDecoderInterface.h"
 #include "Sanitizers.h"
 
-// A system that starts no more threads, or has no memory for them: frames are then decoded by the threads that are
-// there. This executable replaces pthread_create and the questions that the task library answers, so it holds nothing
-// else. Threads stay once they are started, so each case has its own process. The environment's RAVELO_HOSTILE=all
-// repeats each case 200 times.
+// A system that starts no more threads, or has no memory for them: frames are then decoded and encoded by the threads
+// that are there. This executable replaces pthread_create and the questions that the task library answers, so it holds
+// nothing else. Threads stay once they are started, so each case has its own process. The environment's
+// RAVELO_HOSTILE=all repeats each case 200 times.
 
 namespace {
 
@@ -311,6 +312,37 @@ std::uint64_t bytesOfAddressSpace() {
     std::_Exit(kAsPromised);
 }
 
+// Encodes start their threads anew in each stage and each attempt at a rate.
+[[noreturn]] void encodeWithFewThreadsAndExit(long numStarted) {
+    beginCase();
+    SourcePicture picture;
+    picture.width = 320;
+    picture.height = 200;
+    picture.chromaFormat = ChromaFormat::C444;
+    picture.alphaBits = 8;
+    Random random(5);
+    for (std::uint32_t i = 0; i < picture.width * picture.height; ++i) {
+        const auto wave = static_cast<std::uint16_t>((i / 7 + i % 320) % 200);
+        picture.y.push_back(static_cast<std::uint16_t>(wave + randomBelow(random, 8)));
+        picture.cb.push_back(wave);
+        picture.cr.push_back(static_cast<std::uint16_t>(255 - wave));
+        picture.alpha.push_back(static_cast<std::uint16_t>(wave / 16));
+    }
+    for (const double rate : {0.0, 6.0}) {
+        EncoderSettings settings;
+        settings.bitsPerPixel = rate;
+        s_numUntilRefusal = -1;
+        const Bytes expected = encodeFrame(picture, settings).bytes;
+        settings.maxThreads = 8;
+        s_numUntilRefusal = numStarted;
+        s_numRefused = 0;
+        require(encodeFrame(picture, settings).bytes == expected, kOtherPixels);
+        require(s_numRefused > 0, kNothingRefused);
+    }
+    require(s_numStarted == 2 * numStarted, kNothingStarted);
+    std::_Exit(kAsPromised);
+}
+
 [[noreturn]] void askAgainAndExit() {
     beginCase();
     Decode decode(frameOf(640, 480));
@@ -449,6 +481,11 @@ TEST_F(RefusedThreadsTest, MemoryThatIsTakenAwayAfterTheFirstDecodeCostsNoPixel)
 TEST_F(RefusedThreadsTest, ADecodeNeedsNoWorkerOfTheHostsOwnLoops) {
     for (const long numStarted : {0L, 1L, 6L, 7L})
         EXPECT_AS_PROMISED(decodeBesideTheHostsOwnLoopsAndExit(numStarted)) << ", " << numStarted << " started";
+}
+
+TEST_F(RefusedThreadsTest, AnEncodeGivesTheSameFrameWhateverIsRefused) {
+    for (const long numStarted : {0L, 1L, 5L, 9L})
+        EXPECT_AS_PROMISED(encodeWithFewThreadsAndExit(numStarted)) << ", " << numStarted << " started";
 }
 
 TEST_F(RefusedThreadsTest, TheNextDecodeAsksAgainForThreadsThatWereRefused) {
