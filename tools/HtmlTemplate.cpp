@@ -50,10 +50,14 @@ svg.shot .inner { fill: none; stroke: #f0f; stroke-width: 2.5; vector-effect: no
 figcaption { color: var(--soft); }
 .legend { display: flex; list-style: none; margin: .3rem 0; padding: 0; }
 .legend li { flex: 1; } .legend svg { display: block; width: 100%; height: .8rem; }
+@page { margin: 14mm; }
 @media print {
-  :root { --text: #000; --soft: #333; --back: #fff; --line: #888; --panel: #eee; --bad: #80004f; --link: #000; }
-  main { max-width: none; padding: 0; } .scroll { overflow: visible; }
-  article, figure, tr { break-inside: avoid; } th button::after { content: ""; }
+  :root { font-size: 9pt; --text: #000; --soft: #333; --back: #fff; --line: #888; --panel: #eee; --bad: #80004f; --link: #000; }
+  body { font-size: 1rem; } main { max-width: none; padding: 0; } .scroll { overflow: visible; }
+  h2, article, figure, tr { break-inside: avoid; } h2::after { content: ""; display: block; height: 11cm; margin-bottom: -11cm; }
+  article { padding: 0 .6rem .6rem; margin: .6rem 0; } h3 { margin: .5rem 0; } p { margin: .4rem 0; } th, td { padding: .1rem .4rem; }
+  .pictures { flex-wrap: nowrap; gap: .6rem; } figure { flex: 1 1 0; width: auto; } figure img, figure svg.shot { max-height: 4.5cm; }
+  caption { white-space: nowrap; } th button::after { content: ""; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 }
 )";
