@@ -19,6 +19,7 @@
 #include "DamageReport.h"
 #include "FrameFile.h"
 #include "FrameParts.h"
+#include "FrameQueue.h"
 #include "FrameTask.h"
 #include "InputFile.h"
 #include "Interrupt.h"
@@ -69,22 +70,66 @@ struct Side {
     }
 };
 
-Side loadSide(std::string const& path, CompareOptions const& options) {
+Side pictureSide(std::string const& name, PictureReader& reader) {
     Side side;
-    InputFile file(path);
-    side.name = file.name();
-    if (isPicture(file)) {
-        side.picture = makePictureReader(file, options.loop.limits.maxPixels)->next();
-        if (!side.picture)
-            throw failure("{} does not contain a picture", side.name);
-        return side;
-    }
-    FrameStructure structure;
-    side.frame = readFrame(file, options.loop.limits, &structure);
-    side.note = structure.note;
+    side.name = name;
+    side.picture = reader.next();
+    if (!side.picture)
+        throw failure("{} does not contain a picture", name);
+    return side;
+}
+
+Side frameSide(std::string const& name, FrameInMemory frame) {
+    Side side;
+    side.name = name;
+    side.frame = std::move(frame.bytes);
+    side.note = frame.structure.note;
     side.header = parseFrameHeader(side.frame);
     return side;
 }
+
+Side loadSide(std::string const& path, CompareOptions const& options) {
+    InputFile file(path);
+    if (isPicture(file))
+        return pictureSide(file.name(), *makePictureReader(file, options.loop.limits.maxPixels));
+    FrameInMemory frame;
+    frame.bytes = readFrame(file, options.loop.limits, &frame.structure);
+    return frameSide(file.name(), std::move(frame));
+}
+
+// Standard input: a picture, or frames one after the other.
+class InputSides {
+public:
+    explicit InputSides(CompareOptions const& options) {
+        auto file = std::make_unique<InputFile>("-");
+        if (isPicture(*file)) {
+            m_picture = pictureSide(file->name(), *makePictureReader(*file, options.loop.limits.maxPixels));
+            return;
+        }
+        m_frames = std::make_unique<FrameQueue>(std::vector<std::string>{"-"}, options.loop.limits, std::move(file));
+        m_first = m_frames->next();
+    }
+
+    // Before the first is taken.
+    bool isOne() const { return m_picture || !m_first->hasNext; }
+
+    // Nothing at the end. Throws the error of the read, which is the end, too.
+    std::optional<Side> next() {
+        if (m_picture)
+            return std::exchange(m_picture, std::nullopt);
+        if (!m_frames)
+            return std::nullopt;
+        std::optional<QueuedFrame> frame = m_first ? std::exchange(m_first, std::nullopt) : m_frames->next();
+        if (!frame)
+            return std::nullopt;
+        return frameSide(frame->name, std::move(frame->load("-", {})));
+    }
+
+private:
+    std::optional<Side> m_picture;
+    std::unique_ptr<FrameQueue> m_frames;
+    std::optional<QueuedFrame> m_first;
+};
 
 // The planes of a decoded frame: Cb Y Cr Y for two pixels, or A Y Cb Cr for one.
 SourcePicture planesOf(Side& side, OptimizationTarget target) {
@@ -285,9 +330,8 @@ struct ComparedPair {
     bool isDamaged() const { return first.failedSlices + second.failedSlices != 0; }
 };
 
-ComparedPair comparePair(std::string const& first, std::string const& second, CompareOptions const& options,
-                         OptimizationTarget target) {
-    ComparedPair pair = {loadSide(first, options), loadSide(second, options), {}};
+ComparedPair comparePair(Side first, Side second, OptimizationTarget target) {
+    ComparedPair pair = {std::move(first), std::move(second), {}};
     checkSides(pair.first, pair.second);
     for (Side const* side : {&pair.first, &pair.second})
         if (!side->note.empty())
@@ -296,7 +340,7 @@ ComparedPair comparePair(std::string const& first, std::string const& second, Co
     return pair;
 }
 
-// The names of two files to compare.
+// The names of two files to compare, of which one may be standard input.
 struct PairNames {
     std::string first;
     std::string second;
@@ -342,11 +386,25 @@ std::vector<PairNames> pairsOf(CompareOptions const& options) {
     return pairs;
 }
 
-// Compares two sequences pair by pair.
+// Standard input beside the files of a sequence, or beside one file that every frame is compared with.
+std::vector<PairNames> pairsWithInput(CompareOptions const& options) {
+    const bool isFirst = options.first == "-";
+    std::vector<PairNames> pairs;
+    for (SequenceItem const& item : expandSequences({isFirst ? options.second : options.first}, options.numbers))
+        pairs.push_back(isFirst ? PairNames{"-", item.path} : PairNames{item.path, "-"});
+    return pairs;
+}
+
+// Compares two sequences pair by pair, of which one may be the frames of standard input.
 class SequenceComparison {
 public:
-    explicit SequenceComparison(CompareOptions const& options)
-        : m_options(options), m_target(targetNamed(options.target)), m_pairs(pairsOf(options)) {
+    // `input` is standard input, or null without it.
+    SequenceComparison(CompareOptions const& options, InputSides* input)
+        : m_options(options),
+          m_target(targetNamed(options.target)),
+          m_input(input),
+          m_isRepeated(input != nullptr && !sequenceOf(options.first == "-" ? options.second : options.first)),
+          m_pairs(input != nullptr ? pairsWithInput(options) : pairsOf(options)) {
         for (PairNames const& pair : m_pairs) {
             throwIfInterrupted();
             if (std::string const* const missing = missingOf(pair); missing != nullptr && !options.keepGoing)
@@ -361,12 +419,20 @@ private:
     friend class CompareTask;
 
     static std::string const* missingOf(PairNames const& pair);
+    std::unique_ptr<OrderedTask> nextTask();
+    std::unique_ptr<OrderedTask> nextTaskWithInput();
+    bool isSkipped(PairNames const& pair);
+    bool mayContinueAfter(CommandError const& error) const;
     void report(ComparedPair const& pair);
     void reportTotals() const;
 
     CompareOptions const& m_options;
     OptimizationTarget m_target;
+    InputSides* m_input;
+    bool m_isRepeated; // the only pair has a file that is compared with every frame of standard input
     std::vector<PairNames> m_pairs;
+    std::size_t m_next = 0;      // of m_pairs
+    std::size_t m_numFrames = 0; // of either side, without those that are left out
     JobSummary m_summary;
     std::unique_ptr<Progress> m_progress;
     std::size_t m_done = 0;
@@ -380,32 +446,45 @@ private:
 
 class CompareTask : public OrderedTask {
 public:
-    CompareTask(SequenceComparison& job, PairNames const& names) : m_job(job), m_names(names) {}
+    // `input` is the side of standard input, if there is one; `error` is what was wrong before the task was made.
+    CompareTask(SequenceComparison& job, PairNames names, std::optional<Side> input, std::optional<CommandError> error)
+        : m_job(job),
+          m_names(std::move(names)),
+          m_name(m_names.first != "-" ? m_names.first
+                 : input              ? input->name
+                                      : m_names.second),
+          m_input(std::move(input)),
+          m_error(std::move(error)) {}
 
     void work() override {
         try {
+            if (m_error)
+                throw *m_error;
             if (std::string const* const missing = SequenceComparison::missingOf(m_names))
                 throw failure("{} does not exist", *missing);
-            m_pair = comparePair(m_names.first, m_names.second, m_job.m_options, m_job.m_target);
+            m_pair = comparePair(sideOf(m_names.first), sideOf(m_names.second), m_job.m_target);
         } catch (CommandError const& error) {
-            const bool isOfThePair = error.exitCode() == ExitCode::Failed || error.exitCode() == ExitCode::Limit;
-            if (!m_job.m_options.keepGoing || !isOfThePair)
+            if (!m_job.mayContinueAfter(error))
                 throw;
             m_error = error;
         }
     }
 
     void deliver() override {
-        m_job.m_progress->advance("", m_names.first, m_error ? "failed" : m_pair.isDamaged() ? "damaged" : "done");
+        m_job.m_progress->advance("", m_name, m_error ? "failed" : m_pair.isDamaged() ? "damaged" : "done");
         if (m_error)
-            m_job.m_summary.addFailure(m_names.first, *m_error);
+            m_job.m_summary.addFailure(m_name, *m_error);
         else
             m_job.report(m_pair);
     }
 
 private:
+    Side sideOf(std::string const& name) { return name == "-" ? *std::move(m_input) : loadSide(name, m_job.m_options); }
+
     SequenceComparison& m_job;
     PairNames m_names;
+    std::string m_name; // in messages
+    std::optional<Side> m_input;
     ComparedPair m_pair;
     std::optional<CommandError> m_error;
 };
@@ -413,9 +492,60 @@ private:
 // Null where both files are there.
 std::string const* SequenceComparison::missingOf(PairNames const& pair) {
     std::error_code error;
-    if (!std::filesystem::exists(pair.first, error))
-        return &pair.first;
-    return std::filesystem::exists(pair.second, error) ? nullptr : &pair.second;
+    for (std::string const* name : {&pair.first, &pair.second})
+        if (*name != "-" && !std::filesystem::exists(*name, error))
+            return name;
+    return nullptr;
+}
+
+bool SequenceComparison::mayContinueAfter(CommandError const& error) const {
+    return m_options.keepGoing && (error.exitCode() == ExitCode::Failed || error.exitCode() == ExitCode::Limit);
+}
+
+// Whether a pair is left out for a file that is missing.
+bool SequenceComparison::isSkipped(PairNames const& pair) {
+    std::string const* const missing = m_options.missing == "skip" ? missingOf(pair) : nullptr;
+    if (missing != nullptr)
+        m_summary.addHole(*missing, m_options.missing, "");
+    return missing != nullptr;
+}
+
+std::unique_ptr<OrderedTask> SequenceComparison::nextTask() {
+    while (m_next < m_pairs.size()) {
+        PairNames const& pair = m_pairs[m_next++];
+        if (isSkipped(pair))
+            continue;
+        ++m_numFrames;
+        return std::make_unique<CompareTask>(*this, pair, std::nullopt, std::nullopt);
+    }
+    return nullptr;
+}
+
+// A frame of standard input belongs to each pair, also to one that is left out.
+std::unique_ptr<OrderedTask> SequenceComparison::nextTaskWithInput() {
+    for (;;) {
+        const bool hasPair = m_next < m_pairs.size();
+        std::optional<Side> side;
+        std::optional<CommandError> error;
+        try {
+            side = m_input->next();
+        } catch (CommandError const& readError) {
+            error = readError;
+        }
+        if (!side && !error && (!hasPair || m_isRepeated))
+            return nullptr;
+        const PairNames pair = hasPair ? m_pairs[m_next] : m_pairs.back();
+        m_next += hasPair && !m_isRepeated ? 1 : 0;
+        if (!hasPair && side)
+            error = failure("{} has no counterpart: {} has {} numbers", side->name,
+                            m_options.first == "-" ? m_options.second : m_options.first, m_pairs.size());
+        else if (!side && !error)
+            error = failure("standard input has no frame for {}", pair.first == "-" ? pair.second : pair.first);
+        else if (!error && isSkipped(pair))
+            continue;
+        ++m_numFrames;
+        return std::make_unique<CompareTask>(*this, pair, std::move(side), std::move(error));
+    }
 }
 
 void SequenceComparison::report(ComparedPair const& pair) {
@@ -454,7 +584,7 @@ void SequenceComparison::reportTotals() const {
     for (auto const& [name, difference] : m_total.planes)
         planes[name] = jsonOf(difference);
     const auto side = [this](std::string const& name) {
-        return Json{{"file", name}, {"kind", "sequence"}, {"frames", m_pairs.size()}};
+        return Json{{"file", displayName(name)}, {"kind", "sequence"}, {"frames", m_numFrames}};
     };
     Json report = {{"first", side(m_options.first)},
                    {"second", side(m_options.second)},
@@ -467,22 +597,12 @@ void SequenceComparison::reportTotals() const {
 }
 
 ExitCode SequenceComparison::run() {
-    if (m_options.missing == "skip")
-        std::erase_if(m_pairs, [this](PairNames const& pair) {
-            std::string const* const missing = missingOf(pair);
-            if (missing != nullptr)
-                m_summary.addHole(*missing, m_options.missing, "");
-            return missing != nullptr;
-        });
     Verbosity verbosity = m_options.verbosity;
     verbosity.quiet = !m_options.json; // its lines are progress enough
-    m_progress = std::make_unique<Progress>("compared", m_pairs.size(), verbosity);
+    m_progress = std::make_unique<Progress>("compared", m_isRepeated ? 0 : m_pairs.size(), verbosity);
     const ThreadLimit limit(m_options.loop.threads);
     const std::size_t inFlight = m_options.loop.inFlight != 0 ? m_options.loop.inFlight : ThreadLimit::current();
-    std::size_t next = 0;
-    runInOrder(inFlight, [&]() -> std::unique_ptr<OrderedTask> {
-        return next == m_pairs.size() ? nullptr : std::make_unique<CompareTask>(*this, m_pairs[next++]);
-    });
+    runInOrder(inFlight, [this] { return m_input != nullptr ? nextTaskWithInput() : nextTask(); });
     m_progress.reset();
     m_summary.print(m_options.verbosity, m_done);
     reportTotals();
@@ -494,10 +614,16 @@ ExitCode SequenceComparison::run() {
 ExitCode runCompare(CompareOptions const& options) {
     if (options.first == "-" && options.second == "-")
         throw usageError("standard input can be only one of the two inputs");
-    if (sequenceOf(options.first) || sequenceOf(options.second))
-        return SequenceComparison(options).run();
+    const bool hasSequence = sequenceOf(options.first) || sequenceOf(options.second);
+    std::optional<InputSides> input;
+    if (options.first == "-" || options.second == "-")
+        input.emplace(options);
+    if (hasSequence || (input && !input->isOne()))
+        return SequenceComparison(options, input ? &*input : nullptr).run();
     const OptimizationTarget target = targetNamed(options.target);
-    const ComparedPair pair = comparePair(options.first, options.second, options, target);
+    const auto sideOf = [&](std::string const& name) { return name == "-" ? *input->next() : loadSide(name, options); };
+    Side first = sideOf(options.first);
+    const ComparedPair pair = comparePair(std::move(first), sideOf(options.second), target);
     if (options.json)
         printJson(jsonOf(pair.first, pair.second, pair.comparison));
     else
@@ -514,7 +640,9 @@ void addCompareCommand(CommandLine& commandLine) {
     Subcommand command =
         addCommand(commandLine, "compare", "Measure the difference of frames and pictures, or of two sequences",
                    options, runCompare);
-    command.option("first", options->first, "frame, picture or sequence of them; - for standard input")
+    command
+        .option("first", options->first,
+                "frame, picture or sequence of them; - for standard input, with one frame or several")
         .value("FIRST")
         .required();
     command.option("second", options->second, "what it is compared with, in the same way").value("SECOND").required();

@@ -89,6 +89,9 @@ public:
                              fmt::join(m_info.bitDepths, ", "));
         if (m_info.holdsHalves)
             requestHalves();
+        // What contains RGB gets that of the library, also for those who ask for the coded samples.
+        else if (m_info.holdsRgb && m_request.colorCoding == ColorCoding_YCbCr)
+            m_request.colorCoding = ColorCoding_RGBFull;
         m_outputOptions.rgb.bitDepth = m_request.bitDepth;
         m_request.pixelsAreUsed = m_info.isWritten;
         m_request.listsAllDamage = options.json || options.verbosity.verbose;
@@ -367,7 +370,8 @@ void DecodeJob::requestHalves() {
 }
 
 // As they are coded, only 4:4:4 frames come in RGB. For formats that contain RGB, 4:2:2 frames come as RGBA, which has
-// 8 or 16 bits and full range: the command scales other depths, and converts to video range itself.
+// 8 or 16 bits and full range: the command scales other depths. It converts to video range itself, since RGBA lacks the
+// values below black and above white, and half floats have fewer bits than the codes.
 DecodeRequest DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
     DecodeRequest request = m_request;
     const bool wantsRgb = request.colorCoding != ColorCoding_YCbCr;

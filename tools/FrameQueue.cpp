@@ -52,8 +52,9 @@ FrameInMemory& QueuedFrame::load(std::string const& path, FrameLimits const& lim
     return *loaded;
 }
 
-FrameQueue::FrameQueue(std::vector<std::string> paths, FrameLimits const& limits)
-    : m_paths(std::move(paths)), m_limits(limits) {}
+FrameQueue::FrameQueue(std::vector<std::string> paths, FrameLimits const& limits,
+                       std::unique_ptr<InputFile> standardInput)
+    : m_paths(std::move(paths)), m_limits(limits), m_standardInput(std::move(standardInput)) {}
 
 FrameQueue::~FrameQueue() = default;
 

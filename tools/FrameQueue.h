@@ -34,7 +34,9 @@ struct QueuedFrame {
 // other; what follows a frame and is not another one is reported in its FrameStructure.
 class FrameQueue {
 public:
-    FrameQueue(std::vector<std::string> paths, FrameLimits const& limits);
+    // `standardInput` is that of "-" where its first bytes have been looked at already.
+    FrameQueue(std::vector<std::string> paths, FrameLimits const& limits,
+               std::unique_ptr<InputFile> standardInput = nullptr);
     ~FrameQueue();
 
     // Errors of standard input are part of the result, and end it.

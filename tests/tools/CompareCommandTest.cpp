@@ -161,3 +161,81 @@ TEST(BenchCommandTest, TextHasALineForEachCountOfThreads) {
     ASSERT_EQ(result.exitCode, 0) << result.error;
     EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 4);
 }
+
+namespace {
+
+// Frames of one size, each unlike the others.
+std::vector<std::string> threeFrames(TestFolder const& folder) {
+    std::vector<std::string> frames;
+    for (const int number : {1, 2, 3}) {
+        const std::string name = "f.000" + std::to_string(number) + ".rvl";
+        writeTestFile(folder.path("p.ppm"), smoothPpm(64, 48));
+        EXPECT_EQ(runRavelo({"encode", folder.path("p.ppm"), "-o", folder.path(name), "--q", std::to_string(number)})
+                      .exitCode,
+                  0);
+        frames.push_back(readTestFile(folder.path(name)));
+    }
+    return frames;
+}
+
+} // namespace
+
+TEST(CompareCommandTest, FramesOfStandardInputAreComparedWithASequenceInOrder) {
+    const TestFolder folder;
+    const std::vector<std::string> frames = threeFrames(folder);
+    const std::string pattern = folder.path("f.####.rvl");
+    const std::string all = frames[0] + frames[1] + frames[2];
+    for (const bool inputFirst : {true, false}) {
+        const std::string first = inputFirst ? "-" : pattern, second = inputFirst ? pattern : "-";
+        EXPECT_EQ(runRavelo({"compare", "--equal", first, second}, all).exitCode, 0);
+        EXPECT_EQ(runRavelo({"compare", "--equal", first, second}, frames[0] + frames[2] + frames[1]).exitCode, 5);
+        const json report = json::parse(runRavelo({"compare", "--json", first, second}, all).output);
+        EXPECT_EQ(report.at("pairs").size(), 3u);
+        EXPECT_EQ(report.at("first").at("frames"), 3);
+        EXPECT_EQ(report.at("pairs")[1].at(inputFirst ? "first" : "second").at("file"), "standard input, frame 2");
+        EXPECT_EQ(report.at("pairs")[1].at(inputFirst ? "second" : "first").at("file"), folder.path("f.0002.rvl"));
+    }
+    EXPECT_EQ(runRavelo({"compare", "--equal", "-", pattern, "--frames", "3,1"}, frames[2] + frames[0]).exitCode, 0);
+}
+
+TEST(CompareCommandTest, EveryFrameOfStandardInputIsComparedWithASingleFile) {
+    const TestFolder folder;
+    const std::vector<std::string> frames = threeFrames(folder);
+    const std::string one = folder.path("f.0001.rvl");
+    EXPECT_EQ(runRavelo({"compare", "--equal", "-", one}, frames[0] + frames[0]).exitCode, 0);
+    const CommandResult result = runRavelo({"compare", "--equal", "-", one}, frames[0] + frames[1]);
+    EXPECT_EQ(result.exitCode, 5);
+    EXPECT_THAT(result.output, HasSubstr("standard input, frame 2 and " + one));
+    EXPECT_THAT(result.output, HasSubstr("2 pairs: "));
+}
+
+TEST(CompareCommandTest, StandardInputWithTooFewOrTooManyFramesIsAnError) {
+    const TestFolder folder;
+    const std::vector<std::string> frames = threeFrames(folder);
+    const std::string pattern = folder.path("f.####.rvl");
+    const CommandResult few = runRavelo({"compare", "-", pattern}, frames[0] + frames[1]);
+    EXPECT_EQ(few.exitCode, 1);
+    EXPECT_THAT(few.output, HasSubstr("standard input, frame 2"));
+    EXPECT_THAT(few.error, HasSubstr("standard input has no frame for " + folder.path("f.0003.rvl")));
+    const CommandResult many =
+        runRavelo({"compare", "-", pattern, "--frames", "1-2"}, frames[0] + frames[1] + frames[2]);
+    EXPECT_EQ(many.exitCode, 1);
+    EXPECT_THAT(many.error, HasSubstr("standard input, frame 3 has no counterpart"));
+    const CommandResult going = runRavelo({"compare", "-", pattern, "--keep-going", "--json"}, frames[0]);
+    EXPECT_EQ(going.exitCode, 3);
+    EXPECT_EQ(json::parse(going.output).at("failures").size(), 2u);
+    EXPECT_EQ(json::parse(going.output).at("pairs").size(), 1u);
+}
+
+TEST(CompareCommandTest, AHoleInTheSequenceTakesItsFrameOfStandardInput) {
+    const TestFolder folder;
+    const std::vector<std::string> frames = threeFrames(folder);
+    std::filesystem::remove(folder.path("f.0002.rvl"));
+    const std::string all = frames[0] + frames[1] + frames[2];
+    EXPECT_EQ(runRavelo({"compare", "-", folder.path("f.####.rvl")}, all).exitCode, 1);
+    const CommandResult result =
+        runRavelo({"compare", "--equal", "--missing", "skip", "--json", "-", folder.path("f.####.rvl")}, all);
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_EQ(json::parse(result.output).at("holes").size(), 1u);
+    EXPECT_EQ(json::parse(result.output).at("pairs")[1].at("first").at("file"), "standard input, frame 3");
+}

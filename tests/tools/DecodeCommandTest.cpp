@@ -196,6 +196,23 @@ TEST(DecodeCommandTest, AFailureLeavesNothingBehind) {
     EXPECT_THAT(folder.files(), ElementsAre("bad.rvl"));
 }
 
+// The library converts, from samples that are not rounded to codes first.
+TEST(DecodeCommandTest, FormatsOfRgbHaveTheSamePixelsForEveryFullRangeCoding) {
+    const TestFolder folder;
+    for (const char* name : {"valid422-1.rvl", "valid444-1.rvl", "valid4444_8-1.rvl"}) {
+        for (const char* depth : {"8", "10", "16"}) {
+            std::vector<std::string> pictures;
+            for (const char* coding : {"rgb", "ycbcr"}) {
+                const CommandResult result = runRavelo(
+                    {"decode", vectorPath(name), "-F", "ppm", "--depth", depth, "--coding", coding, "-o", "-"});
+                EXPECT_EQ(result.exitCode, 0) << result.error;
+                pictures.push_back(result.output);
+            }
+            EXPECT_EQ(pictures[0], pictures[1]) << name << ", " << depth << " bits";
+        }
+    }
+}
+
 TEST(DecodeCommandTest, RgbOf422IsRefusedWhereTheFormHoldsNone) {
     expectFailure({"decode", k422, "-o", "-", "--coding", "rgb"}, 1, "is a 4:2:2 frame, of which raw can have");
 }

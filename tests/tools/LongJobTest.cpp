@@ -300,7 +300,8 @@ TEST_F(LongJobTest, BytesAfterAFrameAreReportedByEveryCommand) {
         const CommandResult result = runRavelo(call, input);
         EXPECT_THAT(result.output + result.error, HasSubstr("followed by ")) << command;
     }
-    EXPECT_THAT(runRavelo({"compare", "-", good(1)}, input).error, HasSubstr("standard input: followed by"));
+    EXPECT_THAT(runRavelo({"compare", "-", good(1)}, input).error,
+                HasSubstr("standard input, frame 2: followed by 4 bytes"));
     const CommandResult cut = runRavelo({"verify", "-"}, input.substr(0, input.size() - 10));
     EXPECT_EQ(cut.exitCode, 3);
     EXPECT_THAT(cut.output, HasSubstr("standard input, frame 2: damaged"));
