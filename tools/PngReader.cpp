@@ -81,6 +81,7 @@ bool readHeader(PngInput& input) {
 
 void makeRoom(PngInput& input) {
     const std::size_t rowBytes = std::size_t{input.width} * input.channels * input.bytesPerSample;
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): a smart pointer has it, and no container leaves zeros to the system.
     input.pixels.reset(static_cast<std::uint8_t*>(std::calloc(input.height, rowBytes)));
     if (!input.pixels)
         throw std::bad_alloc();

@@ -360,6 +360,7 @@ ExitCode VerifyJob::run() {
     // On one terminal the lines of the report and of the progress would be mixed.
     const bool printsLines = !m_options.json && !m_options.verbosity.quiet && ::isatty(STDOUT_FILENO) == 1;
     std::vector<std::string> paths;
+    paths.reserve(items.size());
     for (SequenceItem const& item : items)
         paths.push_back(item.path);
     const bool isEndless = std::find(paths.begin(), paths.end(), "-") != paths.end();
