@@ -169,6 +169,8 @@ void FormedRow<target>::setNextChroma(SampleBand& band, Extent const& slice, Sam
         for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
             float* const samples = band.component[i].line[line];
             samples[index] = endsPicture || next == nullptr ? samples[index - 1] : next->component[i].line[line][0];
+            // The last group of the slice has it even where the picture ends inside that group.
+            samples[slice.width / 2] = samples[index];
         }
     }
 }
