@@ -228,30 +228,33 @@ ExitCode runBench(BenchOptions const& options) {
     return damagedFrames == 0 ? ExitCode::Done : ExitCode::Damaged;
 }
 
-} // namespace
-
-void addBenchCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<BenchOptions>();
-    Subcommand command = addCommand(commandLine, "bench", "Measure how fast frames decode", options, runBench);
-    addFramesArgument(command, options->frames, options->numbers);
-    addRequestOptions(command, options->request);
-    command.option("--threads", options->threads, "numbers of threads to measure, such as 1,2,4; 0 for all processors")
+void describeBench(Subcommand& command, BenchOptions& options) {
+    addFramesArgument(command, options.frames, options.numbers);
+    addRequestOptions(command, options.request);
+    command.option("--threads", options.threads, "numbers of threads to measure, such as 1,2,4; 0 for all processors")
         .value("N")
         .separatedBy(',')
         .between(0, 1024);
-    command.option("--in-flight", options->inFlight, "frames decoded at once; 1 measures the time of a frame")
+    command.option("--in-flight", options.inFlight, "frames decoded at once; 1 measures the time of a frame")
         .value("N")
         .between(1, 1024)
         .showDefault();
-    command.option("--warm-up", options->warmUps, "decodes of each frame before the measurement")
+    command.option("--warm-up", options.warmUps, "decodes of each frame before the measurement")
         .value("N")
         .between(0, 1000000)
         .showDefault();
     command
-        .option("--iterations", options->iterations,
+        .option("--iterations", options.iterations,
                 "measured decodes of each frame; default: 30, or more until they take half a second")
         .value("N")
         .between(1, 1000000);
-    addJsonOption(command, options->json);
-    addFrameLimitsOptions(command, options->limits);
+    addJsonOption(command, options.json);
+    addFrameLimitsOptions(command, options.limits);
+}
+
+} // namespace
+
+void addBenchCommand(CommandLine& commandLine) {
+    addCommand(commandLine, "bench", "Measure how fast frames decode", std::make_shared<BenchOptions>(), describeBench,
+               runBench);
 }

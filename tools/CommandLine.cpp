@@ -201,10 +201,21 @@ CommandLine::CommandLine(std::string const& name, std::string const& description
 
 CommandLine::~CommandLine() = default;
 
-Subcommand CommandLine::add(std::string const& name, std::string const& description, std::function<ExitCode()> run) {
+void CommandLine::add(std::string const& name, std::string const& description,
+                      std::function<void(Subcommand&)> describe, std::function<ExitCode()> run) {
     CLI::App* const subcommand = m_app->add_subcommand(name, description);
+    // The parser calls this when it has seen the name, before it reads the words after it.
+    subcommand->preparse_callback([this, index = m_entries.size()](std::size_t) { describeOnce(index); });
     subcommand->callback([this, run = std::move(run)] { m_chosen = run; });
-    return Subcommand(*subcommand);
+    m_entries.push_back({subcommand, std::move(describe)});
+}
+
+void CommandLine::describeOnce(std::size_t index) {
+    Entry& entry = m_entries[index];
+    if (!entry.describe)
+        return;
+    Subcommand command(*entry.app);
+    std::exchange(entry.describe, nullptr)(command);
 }
 
 std::function<ExitCode()> CommandLine::parse(int numArguments, char** arguments) {
@@ -223,9 +234,11 @@ CommandDescription CommandLine::describe() const {
     return describeApp(*m_app);
 }
 
-std::vector<CommandDescription> CommandLine::describeSubcommands() const {
+std::vector<CommandDescription> CommandLine::describeSubcommands() {
     std::vector<CommandDescription> commands;
-    for (const CLI::App* subcommand : m_app->get_subcommands([](const CLI::App*) { return true; }))
-        commands.push_back(describeApp(*subcommand));
+    for (std::size_t i = 0; i < m_entries.size(); ++i) {
+        describeOnce(i);
+        commands.push_back(describeApp(*m_entries[i].app));
+    }
     return commands;
 }

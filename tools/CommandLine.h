@@ -88,16 +88,28 @@ public:
     CommandLine(CommandLine const&) = delete;
     CommandLine& operator=(CommandLine const&) = delete;
 
-    Subcommand add(std::string const& name, std::string const& description, std::function<ExitCode()> run);
+    // `describe` declares the options of the subcommand. It is called at most once, when they are needed: to declare
+    // those of all subcommands takes most of the time that a short command runs.
+    void add(std::string const& name, std::string const& description, std::function<void(Subcommand&)> describe,
+             std::function<ExitCode()> run);
 
     // The run function of the subcommand in the arguments; empty after --help and --version, which print here. Throws
     // CommandError with ExitCode::Usage if the arguments are wrong.
     std::function<ExitCode()> parse(int numArguments, char** arguments);
 
     CommandDescription describe() const;
-    std::vector<CommandDescription> describeSubcommands() const; // in the order of --help
+    std::vector<CommandDescription> describeSubcommands(); // in the order of --help
 
 private:
+    void describeOnce(std::size_t index);
+
+    // A subcommand, and what declares its options; empty when that is done.
+    struct Entry {
+        CLI::App* app;
+        std::function<void(Subcommand&)> describe;
+    };
+
     std::unique_ptr<CLI::App> m_app;
+    std::vector<Entry> m_entries;
     std::function<ExitCode()> m_chosen;
 };

@@ -633,31 +633,32 @@ ExitCode runCompare(CompareOptions const& options) {
     return pair.isDamaged() ? ExitCode::Damaged : ExitCode::Done;
 }
 
-} // namespace
-
-void addCompareCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<CompareOptions>();
-    Subcommand command =
-        addCommand(commandLine, "compare", "Measure the difference of frames and pictures, or of two sequences",
-                   options, runCompare);
+void describeCompare(Subcommand& command, CompareOptions& options) {
     command
-        .option("first", options->first,
+        .option("first", options.first,
                 "frame, picture or sequence of them; - for standard input, with one frame or several")
         .value("FIRST")
         .required();
-    command.option("second", options->second, "what it is compared with, in the same way").value("SECOND").required();
-    command.flag("--equal", options->equal, "exit with 5 unless all samples are equal");
-    command.option("--min-psnr", options->minPsnr, "exit with 5 if the PSNR of all samples is lower")
+    command.option("second", options.second, "what it is compared with, in the same way").value("SECOND").required();
+    command.flag("--equal", options.equal, "exit with 5 unless all samples are equal");
+    command.option("--min-psnr", options.minPsnr, "exit with 5 if the PSNR of all samples is lower")
         .value("DB")
         .within(0, 200);
-    command.option("--max-difference", options->maxDifference, "exit with 5 if a sample differs by more codes")
+    command.option("--max-difference", options.maxDifference, "exit with 5 if a sample differs by more codes")
         .value("CODES")
         .within(0, 256);
-    command.option("--frames", options->numbers, "numbers of two sequences, such as 1-100x2").value("LIST");
-    addMissingOption(command, options->missing, {"error", "skip"});
-    addKeepGoingOption(command, options->keepGoing);
-    addTargetOption(command, options->target);
-    addProgressOption(command, options->verbosity);
-    addJsonOption(command, options->json);
-    addFrameLoopOptions(command, options->loop);
+    command.option("--frames", options.numbers, "numbers of two sequences, such as 1-100x2").value("LIST");
+    addMissingOption(command, options.missing, {"error", "skip"});
+    addKeepGoingOption(command, options.keepGoing);
+    addTargetOption(command, options.target);
+    addProgressOption(command, options.verbosity);
+    addJsonOption(command, options.json);
+    addFrameLoopOptions(command, options.loop);
+}
+
+} // namespace
+
+void addCompareCommand(CommandLine& commandLine) {
+    addCommand(commandLine, "compare", "Measure the difference of frames and pictures, or of two sequences",
+               std::make_shared<CompareOptions>(), describeCompare, runCompare);
 }

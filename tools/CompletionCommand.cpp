@@ -14,7 +14,7 @@ namespace {
 
 struct CompletionOptions {
     std::string shell;
-    CommandLine const* commandLine = nullptr;
+    CommandLine* commandLine = nullptr;
 };
 
 // All spellings of an option, with their dashes.
@@ -158,12 +158,15 @@ ExitCode runCompletion(CompletionOptions const& options) {
     return ExitCode::Done;
 }
 
+void describeCompletion(Subcommand& command, CompletionOptions& options) {
+    command.option("shell", options.shell, "the shell").value("SHELL").required().oneOf({"bash", "zsh", "fish"});
+}
+
 } // namespace
 
 void addCompletionCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<CompletionOptions>();
     options->commandLine = &commandLine;
-    Subcommand command =
-        addCommand(commandLine, "completion", "Print the completion script of a shell", options, runCompletion);
-    command.option("shell", options->shell, "the shell").value("SHELL").required().oneOf({"bash", "zsh", "fish"});
+    addCommand(commandLine, "completion", "Print the completion script of a shell", options, describeCompletion,
+               runCompletion);
 }

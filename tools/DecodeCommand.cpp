@@ -519,37 +519,40 @@ ExitCode runDecode(DecodeOptions const& options) {
     return DecodeJob(options).run();
 }
 
-} // namespace
-
-void addDecodeCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<DecodeOptions>();
-    Subcommand command = addCommand(commandLine, "decode", "Decode frames to pictures", options, runDecode);
-    addFramesArgument(command, options->frames, options->numbers);
+void describeDecode(Subcommand& command, DecodeOptions& options) {
+    addFramesArgument(command, options.frames, options.numbers);
     command
-        .option("-o,--output", options->output,
+        .option("-o,--output", options.output,
                 "file, folder, numbered name such as out.%04d.png, or - for standard output")
         .value("OUT");
     std::vector<std::string> names;
     for (OutputFormatInfo const& info : outputFormats())
         names.emplace_back(info.name);
-    command.option("-F,--format", options->format, "format of the output; default: by the extension of the name")
+    command.option("-F,--format", options.format, "format of the output; default: by the extension of the name")
         .value("FORMAT")
         .oneOf(names);
-    addRequestOptions(command, options->request);
-    addRegionOption(command, options->request);
-    addFailedSlicesOptions(command, options->request);
-    addMissingOption(command, options->missing, {"error", "skip", "hold", "black"});
-    addKeepGoingOption(command, options->keepGoing);
+    addRequestOptions(command, options.request);
+    addRegionOption(command, options.request);
+    addFailedSlicesOptions(command, options.request);
+    addMissingOption(command, options.missing, {"error", "skip", "hold", "black"});
+    addKeepGoingOption(command, options.keepGoing);
     command
-        .option("--compression", options->compression,
+        .option("--compression", options.compression,
                 "png: level 0 to 9 of zlib, default 1; exr: none, zip (the default), piz or dwaa, which loses a little")
         .value("NAME");
     command
-        .option("--fps", options->framesPerSecond, "frame rate in the header of y4m and exr, such as 25 or 24000/1001")
+        .option("--fps", options.framesPerSecond, "frame rate in the header of y4m and exr, such as 25 or 24000/1001")
         .value("RATE")
         .showDefault();
-    addFrameLoopOptions(command, options->loop);
-    addSkipExistingOption(command, options->skipExisting, addForceOption(command, options->force));
-    addJsonOption(command, options->json);
-    addVerbosityOptions(command, options->verbosity);
+    addFrameLoopOptions(command, options.loop);
+    addSkipExistingOption(command, options.skipExisting, addForceOption(command, options.force));
+    addJsonOption(command, options.json);
+    addVerbosityOptions(command, options.verbosity);
+}
+
+} // namespace
+
+void addDecodeCommand(CommandLine& commandLine) {
+    addCommand(commandLine, "decode", "Decode frames to pictures", std::make_shared<DecodeOptions>(), describeDecode,
+               runDecode);
 }

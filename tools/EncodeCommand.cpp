@@ -482,45 +482,47 @@ void addColorOptions(Subcommand& command, EncodeOptions& options) {
         .value("FILE");
 }
 
-} // namespace
-
-void addEncodeCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<EncodeOptions>();
-    Subcommand command = addCommand(commandLine, "encode", "Encode pictures to frames", options, runEncode);
+void describeEncode(Subcommand& command, EncodeOptions& options) {
     command
-        .option("pictures", options->pictures,
+        .option("pictures", options.pictures,
                 "PNG, PGM, PPM, PAM or Y4M files, or sequences of them; - for standard input")
         .value("PICTURE")
         .required();
     command
-        .option("-o,--output", options->output,
+        .option("-o,--output", options.output,
                 "frame, folder, numbered name such as shot.%04d.rvl, or - for standard output")
         .value("FRAME")
         .required();
-    const Argument rate =
-        command.option("--bpp", options->bitsPerPixel, "target rate in bits per pixel, met within 3 %")
-            .value("RATE")
-            .within(0.05, 64);
+    const Argument rate = command.option("--bpp", options.bitsPerPixel, "target rate in bits per pixel, met within 3 %")
+                              .value("RATE")
+                              .within(0.05, 64);
     command
-        .option("--q", options->quantization_index, "quantization_index, 1 to 255; smaller values give better quality")
+        .option("--q", options.quantization_index, "quantization_index, 1 to 255; smaller values give better quality")
         .value("INDEX")
         .between(1, 255)
         .excludes(rate)
         .showDefault();
-    addFormOptions(command, *options);
-    addColorOptions(command, *options);
-    command.option("--frames", options->numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
-    addMissingOption(command, options->missing, {"error", "skip", "hold", "black"});
-    addKeepGoingOption(command, options->keepGoing);
-    addMaxPixelsOption(command, options->maxPixels);
-    addThreadsOption(command, options->threads);
+    addFormOptions(command, options);
+    addColorOptions(command, options);
+    command.option("--frames", options.numbers, "numbers of a sequence, such as 1-100x2").value("LIST");
+    addMissingOption(command, options.missing, {"error", "skip", "hold", "black"});
+    addKeepGoingOption(command, options.keepGoing);
+    addMaxPixelsOption(command, options.maxPixels);
+    addThreadsOption(command, options.threads);
     command
-        .option("--in-flight", options->inFlight,
+        .option("--in-flight", options.inFlight,
                 "maximum number of pictures encoded at once; 0 lets the command choose")
         .value("N")
         .between(0, 1024)
         .showDefault();
-    addSkipExistingOption(command, options->skipExisting, addForceOption(command, options->force));
-    addJsonOption(command, options->json);
-    addVerbosityOptions(command, options->verbosity);
+    addSkipExistingOption(command, options.skipExisting, addForceOption(command, options.force));
+    addJsonOption(command, options.json);
+    addVerbosityOptions(command, options.verbosity);
+}
+
+} // namespace
+
+void addEncodeCommand(CommandLine& commandLine) {
+    addCommand(commandLine, "encode", "Encode pictures to frames", std::make_shared<EncodeOptions>(), describeEncode,
+               runEncode);
 }

@@ -315,14 +315,16 @@ ExitCode runInfo(InfoOptions const& options) {
     return ExitCode::Done;
 }
 
+void describeInfo(Subcommand& command, InfoOptions& options) {
+    addFramesArgument(command, options.frames, options.numbers);
+    addLineOptions(command, options.brief, options.csv, addJsonOption(command, options.json));
+    command.flag("--slices", options.withSlices, "include the size of every slice in JSON");
+    addMaxPixelsOption(command, options.maxPixels);
+}
+
 } // namespace
 
 void addInfoCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<InfoOptions>();
-    Subcommand command =
-        addCommand(commandLine, "info", "Show the header of frames and its meaning for a decode", options, runInfo);
-    addFramesArgument(command, options->frames, options->numbers);
-    addLineOptions(command, options->brief, options->csv, addJsonOption(command, options->json));
-    command.flag("--slices", options->withSlices, "include the size of every slice in JSON");
-    addMaxPixelsOption(command, options->maxPixels);
+    addCommand(commandLine, "info", "Show the header of frames and its meaning for a decode",
+               std::make_shared<InfoOptions>(), describeInfo, runInfo);
 }

@@ -304,27 +304,29 @@ ExitCode runInspect(InspectOptions const& options) {
     return InspectJob(options).run();
 }
 
-} // namespace
-
-void addInspectCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<InspectOptions>();
-    Subcommand command =
-        addCommand(commandLine, "inspect", "Show size, quantisation and damage of every slice", options, runInspect);
-    addFramesArgument(command, options->frames, options->numbers);
-    command.flag("--totals", options->totalsOnly, "print only least, median, largest and total, not each slice");
+void describeInspect(Subcommand& command, InspectOptions& options) {
+    addFramesArgument(command, options.frames, options.numbers);
+    command.flag("--totals", options.totalsOnly, "print only least, median, largest and total, not each slice");
     command
-        .option("--picture", options->picture,
+        .option("--picture", options.picture,
                 "write the frame as PNG, in colours that show the slices: a file, folder or numbered name, or - for "
                 "standard output")
         .value("FILE");
-    command.option("--show", options->show, "what the colours show: bytes per macroblock, or quantization_index")
+    command.option("--show", options.show, "what the colours show: bytes per macroblock, or quantization_index")
         .value("WHAT")
         .oneOf({"bytes", "index"})
         .showDefault();
-    addHtmlOption(command, options->html);
-    addTargetOption(command, options->target);
-    addFrameLimitsOptions(command, options->limits);
-    addForceOption(command, options->force);
-    addJsonOption(command, options->json);
-    command.flag("-q,--quiet", options->quiet, "no report; only the picture and the exit code");
+    addHtmlOption(command, options.html);
+    addTargetOption(command, options.target);
+    addFrameLimitsOptions(command, options.limits);
+    addForceOption(command, options.force);
+    addJsonOption(command, options.json);
+    command.flag("-q,--quiet", options.quiet, "no report; only the picture and the exit code");
+}
+
+} // namespace
+
+void addInspectCommand(CommandLine& commandLine) {
+    addCommand(commandLine, "inspect", "Show size, quantisation and damage of every slice",
+               std::make_shared<InspectOptions>(), describeInspect, runInspect);
 }

@@ -14,7 +14,7 @@ namespace {
 
 struct ManOptions {
     std::string command;
-    CommandLine const* commandLine = nullptr;
+    CommandLine* commandLine = nullptr;
 };
 
 // Escapes hyphens that the user types, and the start of a line that would be a request of the formatter.
@@ -128,7 +128,7 @@ std::string commandPage(CommandDescription const& command) {
     return text + examplesOf(command.name) + exitCodes() + ".SH SEE ALSO\n.BR ravelo (1)\n";
 }
 
-std::string mainPage(CommandLine const& commandLine) {
+std::string mainPage(CommandLine& commandLine) {
     const CommandDescription root = commandLine.describe();
     const std::vector<CommandDescription> commands = commandLine.describeSubcommands();
     std::string text = header("RAVELO", "ravelo", root.description);
@@ -158,11 +158,14 @@ ExitCode runMan(ManOptions const& options) {
     throw usageError("{} is not a command; see ravelo --help", options.command);
 }
 
+void describeMan(Subcommand& command, ManOptions& options) {
+    command.option("command", options.command, "the command; without it, the page of ravelo itself").value("COMMAND");
+}
+
 } // namespace
 
 void addManCommand(CommandLine& commandLine) {
     const auto options = std::make_shared<ManOptions>();
     options->commandLine = &commandLine;
-    Subcommand command = addCommand(commandLine, "man", "Print a manual page for man -l -", options, runMan);
-    command.option("command", options->command, "the command; without it, the page of ravelo itself").value("COMMAND");
+    addCommand(commandLine, "man", "Print a manual page for man -l -", options, describeMan, runMan);
 }

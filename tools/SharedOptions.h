@@ -12,11 +12,14 @@
 #include "FrameTask.h"
 #include "InputSet.h"
 
-// Adds a subcommand with its options in `Options`, which are passed to its run function.
+// Adds a subcommand with its options in `Options`: `describe` declares them, and `run` gets their values.
 template <typename Options>
-Subcommand addCommand(CommandLine& commandLine, std::string const& name, std::string const& description,
-                      std::shared_ptr<Options> const& options, ExitCode (*run)(Options const&)) {
-    return commandLine.add(name, description, [options, run] { return run(*options); });
+void addCommand(CommandLine& commandLine, std::string const& name, std::string const& description,
+                std::shared_ptr<Options> const& options, void (*describe)(Subcommand&, Options&),
+                ExitCode (*run)(Options const&)) {
+    commandLine.add(
+        name, description, [options, describe](Subcommand& command) { describe(command, *options); },
+        [options, run] { return run(*options); });
 }
 
 // Options of several subcommands.

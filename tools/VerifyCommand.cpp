@@ -384,27 +384,29 @@ ExitCode runVerify(VerifyOptions const& options) {
     return VerifyJob(options).run();
 }
 
+void describeVerify(Subcommand& command, VerifyOptions& options) {
+    addFramesArgument(command, options.frames, options.numbers);
+    const Argument list =
+        command.option("--list", options.list, "file of expected hashes, as printed by decode -F xxh3 or md5")
+            .value("FILE");
+    command.option("--hash", options.hash, "expected hash of the frame's pixels, such as xxh3:0123456789abcdef")
+        .value("HASH")
+        .excludes(list);
+    addRequestOptions(command, options.request);
+    addFailedSlicesOptions(command, options.request);
+    addMissingOption(command, options.missing, {"error", "skip"});
+    addFrameLoopOptions(command, options.loop);
+    addLineOptions(command, options.brief, options.csv, addJsonOption(command, options.json));
+    addHtmlOption(command, options.html);
+    addForceOption(command, options.force);
+    addProgressOption(command, options.verbosity);
+    command.flag("-q,--quiet", options.verbosity.quiet, "no report; only the exit code");
+    command.flag("-v,--verbose", options.verbosity.verbose, "report each slice that failed, and the hashes");
+}
+
 } // namespace
 
 void addVerifyCommand(CommandLine& commandLine) {
-    const auto options = std::make_shared<VerifyOptions>();
-    Subcommand command = addCommand(commandLine, "verify", "Decode frames, report slices that fail, and compare hashes",
-                                    options, runVerify);
-    addFramesArgument(command, options->frames, options->numbers);
-    const Argument list =
-        command.option("--list", options->list, "file of expected hashes, as printed by decode -F xxh3 or md5")
-            .value("FILE");
-    command.option("--hash", options->hash, "expected hash of the frame's pixels, such as xxh3:0123456789abcdef")
-        .value("HASH")
-        .excludes(list);
-    addRequestOptions(command, options->request);
-    addFailedSlicesOptions(command, options->request);
-    addMissingOption(command, options->missing, {"error", "skip"});
-    addFrameLoopOptions(command, options->loop);
-    addLineOptions(command, options->brief, options->csv, addJsonOption(command, options->json));
-    addHtmlOption(command, options->html);
-    addForceOption(command, options->force);
-    addProgressOption(command, options->verbosity);
-    command.flag("-q,--quiet", options->verbosity.quiet, "no report; only the exit code");
-    command.flag("-v,--verbose", options->verbosity.verbose, "report each slice that failed, and the hashes");
+    addCommand(commandLine, "verify", "Decode frames, report slices that fail, and compare hashes",
+               std::make_shared<VerifyOptions>(), describeVerify, runVerify);
 }

@@ -5,6 +5,7 @@
 
 #include "ToolsTestSupport.h"
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
@@ -59,9 +60,11 @@ TEST(CommandLineTest, NumbersMeanWhatTheyMeanToPeople) {
     double real = 0;
     const auto parse = [&](std::vector<const char*> arguments) {
         CommandLine commandLine("test", "", "");
-        Subcommand command = commandLine.add("run", "", [] { return ExitCode::Done; });
-        command.option("--whole", whole, "").between(8, 100);
-        command.option("--real", real, "").within(0.5, 2);
+        const auto describe = [&](Subcommand& command) {
+            command.option("--whole", whole, "").between(8, 100);
+            command.option("--real", real, "").within(0.5, 2);
+        };
+        commandLine.add("run", "", describe, [] { return ExitCode::Done; });
         arguments.insert(arguments.begin(), {"test", "run"});
         commandLine.parse(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data()));
     };
@@ -77,4 +80,24 @@ TEST(CommandLineTest, NumbersMeanWhatTheyMeanToPeople) {
     EXPECT_THROW(parse({"--whole", "7"}), CommandError);
     EXPECT_THROW(parse({"--whole", "101"}), CommandError);
     EXPECT_THROW(parse({"--real", "2.0000001"}), CommandError);
+}
+
+TEST(CommandLineTest, OptionsAreDeclaredOnceAndOnlyThoseOfTheChosenSubcommand) {
+    std::vector<std::string> declared;
+    CommandLine commandLine("test", "", "");
+    for (const std::string name : {"first", "second"}) {
+        const auto describe = [&declared, name](Subcommand& command) {
+            declared.push_back(name);
+            static bool variable = false;
+            command.flag("--" + name, variable, "");
+        };
+        commandLine.add(name, "", describe, [] { return ExitCode::Done; });
+    }
+    std::vector<const char*> arguments = {"test", "second", "--second"};
+    commandLine.parse(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data()));
+    EXPECT_THAT(declared, ElementsAre("second"));
+    const std::vector<CommandDescription> commands = commandLine.describeSubcommands();
+    ASSERT_EQ(commands.size(), 2u);
+    EXPECT_THAT(commands[0].options.back().longNames, ElementsAre("first"));
+    EXPECT_THAT(declared, ElementsAre("second", "first"));
 }
