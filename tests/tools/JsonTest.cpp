@@ -4,7 +4,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 TEST(JsonTest, ValuesKeepTheirKindsAndTheirLimits) {
     constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
@@ -30,7 +29,7 @@ TEST(JsonTest, MembersKeepTheOrderInWhichTheyWereAdded) {
 TEST(JsonTest, AMemberOfANullMakesAnObject) {
     Json json;
     json["a"]["b"] = 1;
-    EXPECT_EQ(nlohmann::json::parse(json.text()), nlohmann::json({{"a", {{"b", 1}}}}));
+    EXPECT_EQ(json.line(), R"({"a":{"b":1}})");
 }
 
 TEST(JsonTest, ArraysHoldValuesOfAnyKind) {
@@ -38,7 +37,7 @@ TEST(JsonTest, ArraysHoldValuesOfAnyKind) {
     json.push_back("three");
     json.push_back({{"four", 4}});
     EXPECT_EQ(json.size(), 4u);
-    EXPECT_EQ(nlohmann::json::parse(json.text()), nlohmann::json::parse(R"([1, 2, "three", {"four": 4}])"));
+    EXPECT_EQ(json.line(), R"([1,2,"three",{"four":4}])");
     EXPECT_EQ(Json::array().text(), "[]");
     EXPECT_EQ(Json::object().text(), "{}");
 }

@@ -195,6 +195,45 @@ nlohmann::json valueAt(std::string const& text, std::string const& pointer) {
 
 } // namespace
 
+ReportValue::ReportValue(std::string const& json) : m_json(nlohmann::json::parse(json).dump()) {}
+
+ReportValue ReportValue::at(std::string const& member) const {
+    return ReportValue(nlohmann::json::parse(m_json).at(member).dump());
+}
+
+ReportValue ReportValue::at(std::size_t index) const {
+    return ReportValue(nlohmann::json::parse(m_json).at(index).dump());
+}
+
+std::vector<ReportValue> ReportValue::elements() const {
+    const nlohmann::json array = nlohmann::json::parse(m_json);
+    if (!array.is_array())
+        throw std::runtime_error("not an array: " + m_json);
+    std::vector<ReportValue> values;
+    for (nlohmann::json const& element : array)
+        values.emplace_back(element.dump());
+    return values;
+}
+
+std::size_t ReportValue::size() const {
+    return nlohmann::json::parse(m_json).size();
+}
+
+bool ReportValue::contains(std::string const& member) const {
+    return nlohmann::json::parse(m_json).contains(member);
+}
+
+double ReportValue::number() const {
+    const nlohmann::json value = nlohmann::json::parse(m_json);
+    if (!value.is_number())
+        throw std::runtime_error("not a number: " + m_json);
+    return value.get<double>();
+}
+
+std::string ReportValue::text() const {
+    return nlohmann::json::parse(m_json).get<std::string>();
+}
+
 std::string jsonAt(std::string const& text, std::string const& pointer) {
     const nlohmann::json value = valueAt(text, pointer);
     return value.is_discarded() ? "nothing" : value.dump();

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <filesystem>
+#include <ostream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "InputPicture.h"
@@ -71,8 +74,36 @@ CommandResult runShell(std::string const& line);
 // Error messages are one line for people.
 void expectOneLine(std::string const& error);
 
-// The value at a pointer such as "/frames/0/width" of a JSON text, as JSON; "nothing" where there is none. The tests
-// leave the JSON library to one unit, since it takes long to compile.
+// A value of a report in JSON. The tests leave the JSON library to one unit, since it takes long to compile. All calls
+// throw where the value is of another kind or lacks what is asked for.
+class ReportValue {
+public:
+    explicit ReportValue(std::string const& json); // throws unless it is one JSON text
+
+    ReportValue at(std::string const& member) const;
+    ReportValue at(std::size_t index) const;
+    std::vector<ReportValue> elements() const; // of an array
+    std::size_t size() const;                  // elements of an array or members of an object
+    bool contains(std::string const& member) const;
+    bool isNull() const { return m_json == "null"; }
+    double number() const;
+    std::string text() const; // of a string
+    std::string const& json() const { return m_json; }
+
+    bool operator==(std::string const& expected) const { return text() == expected; }
+    bool operator==(std::same_as<bool> auto expected) const { return m_json == (expected ? "true" : "false"); }
+    template <typename Number>
+    requires(std::is_arithmetic_v<Number> && !std::same_as<Number, bool>) bool operator==(Number expected) const {
+        return number() == static_cast<double>(expected);
+    }
+
+    friend void PrintTo(ReportValue const& value, std::ostream* stream) { *stream << value.m_json; }
+
+private:
+    std::string m_json;
+};
+
+// The value at a pointer such as "/frames/0/width" of a JSON text, as JSON; "nothing" where there is none.
 std::string jsonAt(std::string const& text, std::string const& pointer);
 double jsonNumberAt(std::string const& text, std::string const& pointer);
 std::size_t jsonSizeAt(std::string const& text, std::string const& pointer); // elements of an array or object
