@@ -15,7 +15,7 @@ endif()
 # The sanitizers replace the checked copies by their own, which find more.
 set(ravelo_isOptimised "$<AND:$<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${ravelo_isSanitized}>>>")
 
-foreach(target RaveloKernels RaveloHeaders RaveloDecoder RaveloC RaveloCStatic RaveloEncoder RaveloEncodeC RaveloEncodeCStatic
+foreach(target RaveloKernels RaveloHeaders RaveloDecoder RaveloCObjects RaveloEncoder RaveloEncodeCObjects
         RaveloPython RaveloPictureReaders RaveloSamples RaveloCommand ravelo)
     if(NOT TARGET ${target})
         continue()
