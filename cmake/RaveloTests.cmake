@@ -31,7 +31,30 @@ function(ravelo_test_headers optimisation library)
         <thread> <vector> <gtest/gtest.h>)
 endfunction()
 
-# ravelo_test_program(NAME SOURCES... [PLAIN sources...] [LIBRARIES...] [HEADERS...]
+# Gives a program that is not declared below the headers of the unoptimised ones.
+function(ravelo_use_test_headers name)
+    ravelo_test_headers(-O0 headers)
+    target_precompile_headers(${name} REUSE_FROM ${headers})
+endfunction()
+
+# ravelo_test_objects(NAME SOURCES... [LIBRARIES...] [OPTIMISED])
+#
+# Sources that several programs share, compiled once; the programs name them with OBJECTS.
+function(ravelo_test_objects name)
+    cmake_parse_arguments(ARG "OPTIMISED" "" "SOURCES;LIBRARIES" ${ARGN})
+    set(optimisation -O0)
+    if(ARG_OPTIMISED)
+        set(optimisation ${ravelo_optimisedTest})
+    endif()
+    ravelo_test_headers(${optimisation} headers)
+    add_library(${name} OBJECT ${ARG_SOURCES})
+    ravelo_test_options(${name} ${optimisation})
+    ravelo_unity(${name})
+    target_precompile_headers(${name} REUSE_FROM ${headers})
+    target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} TBB::tbb GTest::gtest)
+endfunction()
+
+# ravelo_test_program(NAME SOURCES... [OBJECTS...] [PLAIN sources...] [LIBRARIES...] [HEADERS...]
 #                     [OPTIMISED] [SEPARATE] [SHARDS n] [COST n])
 #
 # A program of GoogleTest cases and its entry in the suite. One process runs all cases, since most cases take less time
@@ -40,14 +63,15 @@ endfunction()
 # higher ones start first. PLAIN lists the sources with options of their own, which cannot share the precompiled header.
 # HEADERS names what a program precompiles for itself instead, where its units share heavier headers.
 function(ravelo_test_program name)
-    cmake_parse_arguments(ARG "OPTIMISED;SEPARATE" "SHARDS;COST" "SOURCES;LIBRARIES;PLAIN;HEADERS" ${ARGN})
+    cmake_parse_arguments(ARG "OPTIMISED;SEPARATE" "SHARDS;COST" "SOURCES;OBJECTS;LIBRARIES;PLAIN;HEADERS" ${ARGN})
     set(optimisation -O0)
     if(ARG_OPTIMISED)
         set(optimisation ${ravelo_optimisedTest})
     endif()
     ravelo_test_headers(${optimisation} headers)
 
-    add_executable(${name} ${ARG_SOURCES} ${ARG_PLAIN})
+    list(TRANSFORM ARG_OBJECTS REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>")
+    add_executable(${name} ${ARG_SOURCES} ${ARG_PLAIN} ${ARG_OBJECTS})
     ravelo_test_options(${name} ${optimisation})
     if(ARG_HEADERS)
         target_precompile_headers(${name} PRIVATE ${ARG_HEADERS})
