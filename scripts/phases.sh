@@ -31,8 +31,9 @@ buildPreset() { # PRESET [OPTION...]: options of cmake --build
     cmake --build --preset "$1" --parallel "$jobs" "${@:2}"
 }
 
+# One entry more than there are jobs, since some entries wait for a part of their time.
 testPreset() { # PRESET [OPTION...]: the suite, with options of ctest; its last line is the runner's count of entries
-    ctest --preset "$1" --parallel "$jobs" --no-tests=error --timeout 300 "${@:2}"
+    ctest --preset "$1" --parallel $((jobs + 1)) --no-tests=error --timeout 300 "${@:2}"
 }
 
 # The tests that the last run of a preset carried out: the cases of its GoogleTest programs, and its other entries.
