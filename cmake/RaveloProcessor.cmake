@@ -19,8 +19,9 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     set(RAVELO_PROCESSOR arm64)
     set(RAVELO_BASELINE_INSTRUCTIONS "")
     set(RAVELO_BRANCH_PROTECTION -mbranch-protection=standard)
-    # clang 14 has no probes for this processor.
-    set(RAVELO_STACK_PROBES "$<$<CXX_COMPILER_ID:GNU>:-fstack-clash-protection>")
+    # clang 14 has no probes for this processor. g++ probes at distances of 64 KiB unless it is told how small a guard page is.
+    set(RAVELO_STACK_PROBES "$<$<CXX_COMPILER_ID:GNU>:-fstack-clash-protection>"
+        "$<$<CXX_COMPILER_ID:GNU>:--param=stack-clash-protection-guard-size=12>")
     # Headers that give x86's 128-bit intrinsics by NEON.
     find_path(RAVELO_SIMDE_INCLUDE_DIR simde/x86/ssse3.h REQUIRED)
 else()
