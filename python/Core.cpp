@@ -355,6 +355,11 @@ public:
     std::uint64_t firstLine() const { return m_stride < 0 ? bytesToLastLine() : 0; }
     std::uint64_t bytes() const { return bytesToLastLine() + static_cast<std::uint64_t>(m_lineBytes); }
 
+    void clearAll() const {
+        Py_buffer const& view = m_memory.view();
+        clear({0, 0, view.shape[1], view.shape[0], 1});
+    }
+
     // Zeros in the samples of a slice.
     void clear(PlaneRectangle const& rectangle) const {
         Py_buffer const& view = m_memory.view();
@@ -445,6 +450,12 @@ py::list recordsOf(ravelo_damage_report const& report) {
 
 // Fills what failed slices have left untouched with zeros. Chroma planes of 4:2:2 have a sample for two columns.
 void clearFailed(ravelo_damage_report const& report, Plan const& plan, Planes const& planes) {
+    if (report.failed > report.stored) {
+        // Somebody has changed the frame since its slices were counted.
+        for (auto const& plane : planes)
+            plane->clearAll();
+        return;
+    }
     for (std::uint64_t i = 0; i < report.stored; ++i) {
         ravelo_damage const& slice = report.slices[i];
         for (std::size_t k = 0; k < planes.size(); ++k) {

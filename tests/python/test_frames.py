@@ -165,6 +165,17 @@ def test_new_arrays_of_damaged_frames_take_one_decode(frame, failed, monkeypatch
                 assert equal(ravelo.decode_with_report(cut, **options)[0], new)
 
 
+def test_new_arrays_have_no_old_memory_when_the_frame_changes_after_its_slices_were_counted(monkeypatch):
+    source = numpy.full((64, 256, 2), 100, numpy.uint8)
+    few, many = (ravelo.encode(source, q=4, slice_size=size) for size in (8, 1))
+    # The header and the table of slices, of which each has two bytes, and no slice.
+    cut = many[: ravelo.info(many).header_bytes + 8 + 2 * 64]
+    decode = ravelo._core.decode
+    monkeypatch.setattr(ravelo._core, "decode", lambda data, *rest: decode(cut, *rest))
+    monkeypatch.setattr(numpy, "empty", lambda shape, dtype: numpy.full(shape, 99, dtype))
+    assert (ravelo.decode(few) == 0).all()
+
+
 def test_a_single_field_leaves_odd_lines():
     frame = frame_named("422_single_field")
     picture = ravelo.decode(frame)
