@@ -89,7 +89,7 @@ public:
     CommandLine& operator=(CommandLine const&) = delete;
 
     // `describe` declares the options of the subcommand. It is called at most once, when they are needed: to declare
-    // those of all subcommands takes most of the time that a short command runs.
+    // those of all subcommands would take a good part of the time that a short command runs.
     void add(std::string const& name, std::string const& description, std::function<void(Subcommand&)> describe,
              std::function<ExitCode()> run);
 
