@@ -15,7 +15,7 @@ constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
 std::uint64_t countSlices(std::span<const std::uint8_t> frame) {
     std::uint64_t slices = 0;
     for (CodedPicture const& picture : parsePictureHeaders(frame, parseFrameHeader(frame)))
-        slices += picture.coded_size_of_slice.size();
+        slices += picture.numSlices();
     return slices;
 }
 

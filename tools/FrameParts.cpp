@@ -1,7 +1,6 @@
 #include "FrameParts.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "Bitstream.h"
 #include "CommandError.h"
@@ -36,14 +35,16 @@ CodedPicture parsePicture(std::span<const std::uint8_t> frame, std::uint64_t off
     picture.width_in_mb = header.widthInMb();
     picture.height_in_mb = header.heightInMb(order);
     picture.slice_size_in_mb = slicesOfRow(RowDivision(picture.width_in_mb, picture.log2_slice_size_in_mb));
-
-    const std::size_t numSlices = picture.slice_size_in_mb.size() * picture.height_in_mb;
-    // Entries past the end of the frame are 0, and a frame of few bytes may declare a million.
-    picture.coded_size_of_slice.assign(numSlices, 0);
-    const std::size_t numPresent = std::min<std::size_t>(numSlices, (frame.size() - picture.offset + 1) / 2);
-    for (std::size_t i = 0; i < numPresent; ++i)
-        picture.coded_size_of_slice[i] = bits.word16At(picture.picture_header_size + 2 * i);
     return picture;
+}
+
+// Calls `take` with the number and the bytes of each slice whose entry of the table begins within the frame.
+template <class Take>
+void forEachEntry(std::span<const std::uint8_t> frame, CodedPicture const& picture, Take const& take) {
+    const Bitstream bits = cursorAt(frame, picture.offset);
+    const std::size_t numPresent = std::min<std::size_t>(picture.numSlices(), (frame.size() - picture.offset + 1) / 2);
+    for (std::size_t i = 0; i < numPresent; ++i)
+        take(i, bits.word16At(picture.picture_header_size + 2 * i));
 }
 
 } // namespace
@@ -58,6 +59,18 @@ std::vector<CodedPicture> parsePictureHeaders(std::span<const std::uint8_t> fram
     if (header.hasSecondPicture())
         pictures.push_back(parsePicture(frame, firstOffset + pictures[0].picture_size, header, TemporalOrder::Second));
     return pictures;
+}
+
+std::vector<std::uint32_t> parseSliceTable(std::span<const std::uint8_t> frame, CodedPicture const& picture) {
+    std::vector<std::uint32_t> table(picture.numSlices());
+    forEachEntry(frame, picture, [&](std::size_t slice, std::uint32_t numBytes) { table[slice] = numBytes; });
+    return table;
+}
+
+std::uint64_t declaredSliceBytes(std::span<const std::uint8_t> frame, CodedPicture const& picture) {
+    std::uint64_t sum = 0;
+    forEachEntry(frame, picture, [&](std::size_t, std::uint32_t numBytes) { sum += numBytes; });
+    return sum;
 }
 
 namespace {
@@ -80,7 +93,8 @@ void parseSizes(Bitstream const& bits, bool withAlpha, CodedSlice& slice) {
 
 std::vector<CodedSlice> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,
                                           CodedPicture const& picture) {
-    std::vector<CodedSlice> slices(picture.coded_size_of_slice.size());
+    const std::vector<std::uint32_t> table = parseSliceTable(frame, picture);
+    std::vector<CodedSlice> slices(table.size());
     const std::size_t numColumns = picture.slice_size_in_mb.size();
     std::uint64_t offset = picture.offset + picture.picture_header_size + 2 * slices.size();
     std::uint32_t firstMb = 0;
@@ -93,7 +107,7 @@ std::vector<CodedSlice> parseSliceHeaders(std::span<const std::uint8_t> frame, F
         slice.numMbs = picture.slice_size_in_mb[slice.column];
         firstMb += slice.numMbs;
         slice.offset = std::min<std::uint64_t>(offset, frame.size());
-        slice.coded_size = picture.coded_size_of_slice[i];
+        slice.coded_size = table[i];
         parseSizes(cursorAt(frame, slice.offset), header.alpha_channel_type != 0, slice);
         offset += slice.coded_size;
     }
@@ -112,9 +126,8 @@ std::uint64_t declaredFrameBytes(std::span<const std::uint8_t> frame) {
         FrameHeader::kOuterWordBytes + std::max<std::uint64_t>(header.header_size, kLargestHeaderBytes);
     for (CodedPicture const& picture : parsePictureHeaders(frame, header)) {
         const std::uint64_t headerBytes = std::max(picture.picture_header_size, kFixedPictureHeaderBytes);
-        const std::uint64_t sliceBytes =
-            std::accumulate(picture.coded_size_of_slice.begin(), picture.coded_size_of_slice.end(), std::uint64_t{0});
-        declared = std::max(declared, pictureStart + headerBytes + 2 * picture.coded_size_of_slice.size() + sliceBytes);
+        declared = std::max(declared,
+                            pictureStart + headerBytes + 2 * picture.numSlices() + declaredSliceBytes(frame, picture));
         pictureStart += picture.picture_size;
     }
     return declared;

@@ -10,14 +10,15 @@
 #include "PictureOutput.h"
 #include "ravelo.h"
 
-// The header of one coded picture and the table of its slices.
+// The header of one coded picture and how it is cut into slices.
 struct CodedPicture : PictureHeader {
     std::uint64_t offset = 0;        // bytes from the start of the frame
     std::uint32_t vertical_size = 0; // lines of this picture at full size
     std::uint32_t width_in_mb = 0;
     std::uint32_t height_in_mb = 0;
-    std::vector<std::uint32_t> slice_size_in_mb;    // of one macroblock row
-    std::vector<std::uint32_t> coded_size_of_slice; // bytes, row by row
+    std::vector<std::uint32_t> slice_size_in_mb; // of one macroblock row
+
+    std::size_t numSlices() const { return slice_size_in_mb.size() * height_in_mb; }
 };
 
 // What the header of a slice and the table of slices say of it. Nothing is checked, and sizes that contradict each
@@ -45,6 +46,13 @@ FrameHeader parseFrameHeader(std::span<const std::uint8_t> frame);
 
 // One picture, or two for a frame of two fields.
 std::vector<CodedPicture> parsePictureHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header);
+
+// The table of slices: bytes of each, row by row. Entries beyond the end of the frame are 0.
+std::vector<std::uint32_t> parseSliceTable(std::span<const std::uint8_t> frame, CodedPicture const& picture);
+
+// Sum of the table of slices. A frame of few bytes may declare a million slices: only entries that it contains take
+// time.
+std::uint64_t declaredSliceBytes(std::span<const std::uint8_t> frame, CodedPicture const& picture);
 
 // The slices of one picture, row by row.
 std::vector<CodedSlice> parseSliceHeaders(std::span<const std::uint8_t> frame, FrameHeader const& header,

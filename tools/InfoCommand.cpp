@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <numeric>
 #include <optional>
 #include <span>
 #include <string>
@@ -134,10 +133,6 @@ std::vector<BufferLine> bufferLines(std::span<const std::uint8_t> frame) {
     return lines;
 }
 
-std::uint64_t bytesOfSlices(CodedPicture const& picture) {
-    return std::accumulate(picture.coded_size_of_slice.begin(), picture.coded_size_of_slice.end(), std::uint64_t{0});
-}
-
 std::string matrixText(const std::uint8_t (&matrix)[64]) {
     std::string text;
     for (std::size_t row = 0; row < 8; ++row)
@@ -156,7 +151,7 @@ std::string rowText(std::vector<std::uint32_t> const& sizes) {
     return fmt::format("{}", fmt::join(parts, ", "));
 }
 
-std::string pictureText(CodedPicture const& picture, std::size_t index) {
+std::string pictureText(std::span<const std::uint8_t> frame, CodedPicture const& picture, std::size_t index) {
     std::string text = fmt::format("  picture {}, from byte {}\n", index + 1, picture.offset);
     const auto line = [&text](const char* name, std::uint64_t value, std::string const& meaning) {
         text += fmt::format("    {:24}{:>10}   {}\n", name, value, meaning);
@@ -166,9 +161,9 @@ std::string pictureText(CodedPicture const& picture, std::size_t index) {
     line("log2_slice_size_in_mb", picture.log2_slice_size_in_mb,
          fmt::format("slices of up to {} macroblocks", 1 << picture.log2_slice_size_in_mb));
     line("lines", picture.vertical_size, fmt::format("{} rows of macroblocks", picture.height_in_mb));
-    line("slices", picture.coded_size_of_slice.size(),
+    line("slices", picture.numSlices(),
          fmt::format("a row has {} macroblocks; {} bytes in total", rowText(picture.slice_size_in_mb),
-                     bytesOfSlices(picture)));
+                     declaredSliceBytes(frame, picture)));
     return text;
 }
 
@@ -191,7 +186,7 @@ std::string textOf(std::string const& name, std::span<const std::uint8_t> frame,
         text += "    chroma matrix\n" + matrixText(header.chroma_quant);
     const std::vector<CodedPicture> pictures = parsePictureHeaders(frame, header);
     for (std::size_t i = 0; i < pictures.size(); ++i)
-        text += pictureText(pictures[i], i);
+        text += pictureText(frame, pictures[i], i);
     text +=
         "  buffer of the decode call\n    size       pixels        bits  least stride   safe stride         bytes\n";
     for (BufferLine const& line : bufferLines(frame))
@@ -227,7 +222,7 @@ std::string csvOf(std::string const& name, std::span<const std::uint8_t> frame, 
                     fmt::format("{:.3f}", rateOf(frame, header)), verdictName(structure), structure.note});
 }
 
-Json jsonOf(CodedPicture const& picture, bool withSlices) {
+Json jsonOf(std::span<const std::uint8_t> frame, CodedPicture const& picture, bool withSlices) {
     Json json = {
         {"offset", picture.offset},
         {"picture_header_size", picture.picture_header_size},
@@ -237,11 +232,11 @@ Json jsonOf(CodedPicture const& picture, bool withSlices) {
         {"width_in_mb", picture.width_in_mb},
         {"height_in_mb", picture.height_in_mb},
         {"slice_size_in_mb", Json::list(picture.slice_size_in_mb)},
-        {"slices", picture.coded_size_of_slice.size()},
-        {"slice_bytes", bytesOfSlices(picture)},
+        {"slices", picture.numSlices()},
+        {"slice_bytes", declaredSliceBytes(frame, picture)},
     };
     if (withSlices)
-        json["coded_size_of_slice"] = Json::list(picture.coded_size_of_slice);
+        json["coded_size_of_slice"] = Json::list(parseSliceTable(frame, picture));
     return json;
 }
 
@@ -267,7 +262,7 @@ Json jsonOf(std::string const& name, std::span<const std::uint8_t> frame, FrameS
 
     Json pictures = Json::array();
     for (CodedPicture const& picture : parsePictureHeaders(frame, header))
-        pictures.push_back(jsonOf(picture, withSlices));
+        pictures.push_back(jsonOf(frame, picture, withSlices));
     Json buffers = Json::array();
     for (BufferLine const& line : bufferLines(frame))
         buffers.push_back({{"size", kSizeNames[line.downSampleFactor]},

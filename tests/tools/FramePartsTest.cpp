@@ -89,7 +89,16 @@ TEST(FrameHeaderTest, RowsAreCutIntoPowersOfTwo) {
     const std::vector<std::uint8_t> frame = headerOnly(720, 16, 0x80, {8 << 3, 0, 0, 0, 0, 0, 0, 3 << 4});
     const CodedPicture picture = parsePictureHeaders(frame, parseFrameHeader(frame)).at(0);
     EXPECT_THAT(picture.slice_size_in_mb, ElementsAre(8, 8, 8, 8, 8, 4, 1));
-    EXPECT_EQ(picture.coded_size_of_slice.size(), 7u);
+    EXPECT_EQ(picture.numSlices(), 7u);
+}
+
+TEST(FrameHeaderTest, EntriesOfTheTableThatAreMissingAreZero) {
+    // The table has room for three and a half of seven entries.
+    std::vector<std::uint8_t> frame = headerOnly(720, 16, 0x80, {8 << 3, 0, 0, 0, 0, 0, 0, 3 << 4});
+    frame.insert(frame.end(), {0, 5, 0, 6, 1, 0, 7});
+    const CodedPicture picture = parsePictureHeaders(frame, parseFrameHeader(frame)).at(0);
+    EXPECT_THAT(parseSliceTable(frame, picture), ElementsAre(5, 6, 256, 0x700, 0, 0, 0));
+    EXPECT_EQ(declaredSliceBytes(frame, picture), 5u + 6u + 256u + 0x700u);
 }
 
 TEST(FrameHeaderTest, MissingBytesCountAsZero) {

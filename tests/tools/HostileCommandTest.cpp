@@ -215,12 +215,17 @@ TEST(HostileCommandTest, AFrameWithoutDataThatNobodyLooksAtTakesLittleTimeAndMem
     for (const std::uint8_t log2_slice_size_in_mb : {std::uint8_t{0}, std::uint8_t{3}}) {
         writeTestFile(folder.path("a.rvl"), emptyFrame(log2_slice_size_in_mb));
         const std::string slices = log2_slice_size_in_mb == 0 ? "1048576" : "131072";
-        const CommandResult result = runRavelo({"decode", folder.path("a.rvl"), "-F", "null"});
-        EXPECT_EQ(result.exitCode, 3);
-        EXPECT_THAT(result.error, HasSubstr(slices + " of " + slices + " slices failed"));
-        expectMemoryBelow(50 * kMebibyte, result);
+        // The least of several runs, since what else the machine does counts as time of the process, too.
+        double seconds = 1;
+        for (int i = 0; i < 5; ++i) {
+            const CommandResult result = runRavelo({"decode", folder.path("a.rvl"), "-F", "null"});
+            EXPECT_EQ(result.exitCode, 3);
+            EXPECT_THAT(result.error, HasSubstr(slices + " of " + slices + " slices failed"));
+            expectMemoryBelow(50 * kMebibyte, result);
+            seconds = std::min(seconds, result.cpuSeconds);
+        }
         if (!kHasSanitizer) {
-            EXPECT_LT(result.cpuSeconds, 0.05);
+            EXPECT_LT(seconds, 0.05);
         }
     }
 }
