@@ -88,10 +88,10 @@ TEST_F(FrameStructureTest, WhatFollowsAFrameIsReported) {
 }
 
 TEST_F(FrameStructureTest, LargeSurplusIsCountedWithoutBeingRead) {
-    constexpr std::size_t kSurplus = 5 << 20;
-    const std::string surplus(kSurplus, 'x');
+    constexpr std::size_t kBytesAfter = 5 << 20;
+    const std::string surplus(kBytesAfter, 'x');
     EXPECT_THAT(runRavelo({"info", file("long.rvl", content + surplus)}).output,
-                HasSubstr("followed by " + std::to_string(kSurplus) + " bytes"));
+                HasSubstr("followed by " + std::to_string(kBytesAfter) + " bytes"));
     EXPECT_THAT(runShell("{ cat " + path("long.rvl") + "; } | \"$RAVELO\" info -").output,
                 HasSubstr("followed by at least 1048576 bytes"));
 }
