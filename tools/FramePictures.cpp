@@ -81,6 +81,9 @@ std::vector<PixelRectangle> joined(std::vector<ravelo_damage> const& damage) {
     return blocks;
 }
 
+// Pixels of a macroblock, so that one alone shows both colours of a failed slice.
+constexpr std::uint32_t kMapScale = 2;
+
 SliceMap mapOf(std::vector<InspectedSlice> const& slices, FrameHeader const& header, SliceColors colors) {
     SliceMap map;
     RgbImage image;
@@ -98,20 +101,22 @@ SliceMap mapOf(std::vector<InspectedSlice> const& slices, FrameHeader const& hea
         const bool isLower = numPictures == 2 && (header.interlace_mode == 2) == (slice.picture == 0);
         return slice.header.row * numPictures + (isLower ? 1 : 0);
     };
-    image.width = header.widthInMb();
+    const std::uint32_t widthInMb = header.widthInMb();
+    image.width = kMapScale * widthInMb;
     for (InspectedSlice const& slice : slices)
-        image.height = std::max(image.height, rowOf(slice) + 1);
+        image.height = std::max(image.height, kMapScale * (rowOf(slice) + 1));
     image.samples.assign(std::size_t{image.width} * image.height * 3, 0);
     for (InspectedSlice const& slice : slices) {
         const std::array<std::uint8_t, 3> color = sliceColor((value(slice) - map.least) / range);
-        const std::uint32_t y = rowOf(slice);
-        for (std::uint32_t mb = 0; mb < slice.header.numMbs && slice.header.firstMb + mb < image.width; ++mb) {
-            const std::uint32_t x = slice.header.firstMb + mb;
-            const bool isLight = (x + y) % 2 == 0;
-            const std::array<std::uint8_t, 3> failed = {255, static_cast<std::uint8_t>(isLight ? 255 : 0), 255};
-            std::copy_n((slice.failed == nullptr ? color : failed).begin(), 3,
-                        image.samples.begin() + (std::ptrdiff_t{y} * image.width + x) * 3);
-        }
+        const std::uint32_t firstX = kMapScale * slice.header.firstMb;
+        const std::uint32_t lastX = kMapScale * std::min(slice.header.firstMb + slice.header.numMbs, widthInMb);
+        const std::uint32_t firstY = kMapScale * rowOf(slice);
+        for (std::uint32_t y = firstY; y < firstY + kMapScale; ++y)
+            for (std::uint32_t x = firstX; x < lastX; ++x) {
+                const std::array<std::uint8_t, 3> failed = {255, static_cast<std::uint8_t>((x + y) % 2 * 255), 255};
+                std::ranges::copy(slice.failed == nullptr ? color : failed,
+                                  image.samples.begin() + (std::ptrdiff_t{y} * image.width + x) * 3);
+            }
     }
     map.png = pngOf(image);
     return map;

@@ -8,7 +8,8 @@
 #include "DecodedFrame.h"
 #include "SliceReport.h"
 
-// A map of a frame with a pixel for each macroblock, in the colours of sliceColor(). Slices that failed are chequered.
+// A map of a frame with two by two pixels for each macroblock, in the colours of sliceColor(). In slices that failed,
+// white and magenta alternate.
 struct SliceMap {
     std::vector<std::uint8_t> png;
     double least = 0;

@@ -4,9 +4,13 @@
 
 #include <gmock/gmock.h>
 
+#include "FramePictures.h"
 #include "HtmlReport.h"
+#include "PictureReader.h"
 #include "ToolsTestSupport.h"
 
+using testing::Each;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -25,6 +29,23 @@ TEST(HtmlTest, PicturesAreBase64) {
     for (auto const& [bytes, wanted] :
          {std::pair<std::string, std::string>{"", ""}, {"M", "TQ=="}, {"Ma", "TWE="}, {"Man\xFF", "TWFu/w=="}})
         EXPECT_EQ(pngAddress(bytesOf(bytes)).text, "data:image/png;base64," + wanted);
+}
+
+// Two slices of one macroblock each, without data.
+TEST(FramePicturesTest, AFailedMacroblockShowsBothColoursInTheMap) {
+    std::vector<std::uint8_t> frame(100);
+    frame[9] = 20;      // header_size
+    frame[17] = 32;     // horizontal_size
+    frame[19] = 16;     // vertical_size
+    frame[20] = 0x80;   // chroma_format 2
+    frame[28] = 8 << 3; // picture_header_size
+    DecodedFrame decoded;
+    const FramePictures pictures = picturesOf(frame, decoded, OptimizationTarget::Baseline);
+    EXPECT_EQ(pictures.slices.size(), 2u);
+    const TestFolder folder;
+    writeTestFile(folder.path("map.png"), {pictures.index.png.begin(), pictures.index.png.end()});
+    const InputPicture map = readPicture(folder.path("map.png"));
+    EXPECT_THAT(map.planes, ElementsAre(Each(255), ElementsAre(0, 255, 0, 255, 255, 0, 255, 0), Each(255)));
 }
 
 TEST(HtmlReportTest, DamagedFramesReplaceOthersAmongThePictures) {
