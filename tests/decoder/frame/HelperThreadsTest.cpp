@@ -127,6 +127,26 @@ struct Surroundings {
     }
 };
 
+// A loop whose calling thread returns as soon as a helper has come, which takes its time.
+struct LateHelper {
+    std::thread::id caller = std::this_thread::get_id();
+    std::atomic<bool> hasCome{false};
+    std::atomic<bool> hasLeft{false};
+
+    static void work(void* context) noexcept {
+        LateHelper& late = *static_cast<LateHelper*>(context);
+        if (std::this_thread::get_id() == late.caller) {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (!late.hasCome && std::chrono::steady_clock::now() < end)
+                std::this_thread::yield();
+            return;
+        }
+        late.hasCome = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        late.hasLeft = true;
+    }
+};
+
 bool hasTwoProcessors() {
     return std::thread::hardware_concurrency() >= 2;
 }
@@ -148,6 +168,13 @@ TEST(HelperThreadsTest, HelpersComeAndNeverMoreThanAreAllowed) {
         EXPECT_GE(numThreads, 2u);
         EXPECT_LE(numThreads, 5u);
     }
+}
+
+TEST(HelperThreadsTest, TheCallReturnsAfterTheLastHelperHoweverLateItIs) {
+    LateHelper late;
+    runWithHelpers(allowance(2, 16), LateHelper::work, &late);
+    EXPECT_TRUE(late.hasCome);
+    EXPECT_TRUE(late.hasLeft);
 }
 
 TEST(HelperThreadsTest, AllLoopsOfTheProcessShareItsThreads) {
