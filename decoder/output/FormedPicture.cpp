@@ -35,14 +35,18 @@ bool samplesAreTaken(PixelForm form, std::uint32_t downSampleFactor) {
 }
 
 // As the writers' forms of coded pixels: a picture that does not stay in a core's caches anyway, in whole cache lines.
-bool rgbStreams(PictureOutput const& output) {
-    OutputPlane const& plane = output.planes[0];
-    const auto stride = static_cast<std::uint64_t>(plane.lineStride);
-    const std::uint64_t magnitude = plane.lineStride < 0 ? 0 - stride : stride;
-    const bool isAligned = (reinterpret_cast<std::uintptr_t>(plane.pixels) | magnitude) % kCacheLineBytes == 0;
+bool canStream(PictureOutput const& output, std::uint32_t numPlanes) {
+    std::uint64_t bytesPerLine = 0;
+    bool isAligned = true;
+    for (std::uint32_t i = 0; i < numPlanes; ++i) {
+        OutputPlane const& plane = output.planes[i];
+        const auto stride = static_cast<std::uint64_t>(plane.lineStride);
+        const std::uint64_t magnitude = plane.lineStride < 0 ? 0 - stride : stride;
+        isAligned = isAligned && (reinterpret_cast<std::uintptr_t>(plane.pixels) | magnitude) % kCacheLineBytes == 0;
+        bytesPerLine += magnitude;
+    }
     const std::uint32_t height = output.region.height;
-    const bool isLarge = height != 0 && magnitude >= kLeastStreamedBytes / height;
-    return isAligned && isLarge && output.form != PixelForm::Coded && output.form != PixelForm::Planar;
+    return isAligned && height != 0 && bytesPerLine >= kLeastStreamedBytes / height;
 }
 
 } // namespace
@@ -56,8 +60,10 @@ FormedPicture::FormedPicture(PictureOutput const& pictureOutput, PixelBuffer con
       is444(buffer.samplesPerPixel == 4),
       hasAlpha(alphaBits != 0),
       takesSamples(samplesAreTaken(pictureOutput.form, buffer.downSampleFactor)),
+      takesPlanes(output.form == PixelForm::Planar && !takesSamples && !is444),
       isDeep(buffer.bitDepth > 8),
-      streams(rgbStreams(pictureOutput)) {
+      streams((takesSamples || takesPlanes) && (output.form != PixelForm::Planar || isDeep) &&
+              canStream(pictureOutput, numPlanes())) {
     const White white = whiteOf(output.form, buffer.bitDepth);
     rgb = rgbFactors(buffer, white, !is444);
     greatestAlpha = alphaBits == 16 ? 65535.0f : 255.0f;

@@ -35,6 +35,8 @@ struct FormedPicture {
         return !is444 && output.form != PixelForm::Coded && output.form != PixelForm::Planar;
     }
 
+    std::uint32_t numPlanes() const { return output.form != PixelForm::Planar ? 1 : hasAlpha ? 4 : 3; }
+
     // Bytes of two pixels in a plane.
     std::uint32_t bytesPerTwoPixels(std::uint32_t plane) const {
         if (output.form == PixelForm::Planar)
@@ -54,8 +56,10 @@ struct FormedPicture {
     // Whether slices are reconstructed to samples, which are converted, or by their writers to codes, which are only
     // moved. Codes of reduced pictures lack alpha, and at eighth size a part of Cr.
     bool takesSamples;
+    // Whether slices can write samples to their planes without codes of pixels in between.
+    bool takesPlanes;
     bool isDeep;  // two bytes of an output sample
-    bool streams; // whole groups of RGB pixels go past the caches
+    bool streams; // whole groups of pixels or samples go past the caches
     bool convertsHalvesByInstruction = false;
     RgbFactors rgb;
     float greatestAlpha; // sample

@@ -6,6 +6,7 @@
 #include "FormedPicture.h"
 #include "PixelBuffer.h"
 #include "SampleBand.h"
+#include "SlicePlanes.h"
 #include "Targets.h"
 
 // What a row needs while it is decoded: one slice at a time, and of samples the slice before it, whose last pixel may
@@ -28,6 +29,10 @@ public:
     FormedRow& operator=(FormedRow const&) = delete;
 
     bool takesSamples() const { return m_picture.takesSamples; }
+
+    // Whether the samples of the next slice can go to their planes at once, all of them and nothing else. The places
+    // are then `planes`, and the slice counts as written.
+    bool takePlanes(std::uint32_t numMbs, SlicePlanes& planes);
 
     // Where the writer of any slice of the row writes its codes: `rectangle` with the address and the stride replaced.
     PixelBuffer codedRectangle(PixelBuffer rectangle) const;

@@ -56,6 +56,24 @@ std::uint8_t* FormedRow<target>::placeOf(std::uint32_t plane, std::uint32_t line
 }
 
 template <OptimizationTarget target>
+bool FormedRow<target>::takePlanes(std::uint32_t numMbs, SlicePlanes& planes) {
+    const Extent slice{m_nextX, numMbs * m_picture.mbSize};
+    const Part part = partOf(slice);
+    const bool isWhole = part.end - part.first == slice.width && m_endLine - m_beginLine == m_lines.count;
+    if (!m_picture.takesPlanes || !isWhole)
+        return false;
+    planes.streams = m_picture.streams;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const std::uint64_t bytes = std::uint64_t{part.column} * m_picture.bytesPerTwoPixels(i) / 2;
+        OutputPlane& plane = planes.plane[i];
+        plane = {placeOf(i, 0, bytes), m_picture.output.planes[i].lineStride * static_cast<std::int64_t>(m_lines.step)};
+        planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % 32 == 0;
+    }
+    next(numMbs);
+    return true;
+}
+
+template <OptimizationTarget target>
 void FormedRow<target>::takeCodes(std::uint32_t numMbs) {
     const Part part = partOf(next(numMbs));
     if (part.first < part.end)

@@ -12,6 +12,7 @@
 #include "Slice4444MacroblockWriter.h"
 #include "SliceGroupForm.h"
 #include "SliceHeader.h"
+#include "SlicePlanes.h"
 #include "Targets.h"
 
 // The number of set bits of n - 1 for a power of two n, which is log2(n). Baseline counts the run of set bits from bit
@@ -34,6 +35,10 @@ struct SliceScratch {
 
 template <OptimizationTarget target>
 struct SliceMatrices;
+template <OptimizationTarget target>
+struct VerticalPlans;
+template <OptimizationTarget target>
+struct VerticalSlice;
 
 // One slice of a picture, as its picture gives it.
 struct SliceInput {
@@ -79,6 +84,9 @@ public:
     // if the slice needs it.
     void pixelReconstruction(ComponentScan const scans[3], std::uint16_t const* alpha,
                              SliceScratch<target>& scratch) const;
+
+    // The same to planes: of 4:2:2 in the vertical form, without a macroblock that is clipped at the right.
+    void planarReconstruction(ComponentScan const scans[3], SlicePlanes const& to) const;
 
     // Transforms the blocks to samples at full or reduced size, and takes over those of the alpha plane, or their
     // means. Blocks of all macroblocks are at their places, whatever of them is in the picture.
@@ -131,6 +139,7 @@ private:
     void samplesOfDcs(ComponentScan const& scan, float matrixDc, std::int16_t* samples) const;
     void meansOfAlpha(std::uint16_t const* alpha, SampleBand& band) const;
     void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
+    VerticalSlice<target> verticalSlice(ComponentScan const scans[3], VerticalPlans<target> const& plans) const;
     std::uint32_t reconstructVertically(ComponentScan const scans[3], std::uint16_t const* alpha,
                                         SliceMatrices<target> const& matrices) const;
     void reconstructPlainly(ComponentScan const scans[3], std::uint16_t const* alpha,

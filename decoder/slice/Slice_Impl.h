@@ -187,23 +187,53 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
         reconstructPlainly(scans, alpha, matrices, firstPlainMb, scratch);
 }
 
+// The plans of a slice's components.
+template <OptimizationTarget target>
+struct VerticalPlans {
+    VerticalPlans(PictureFacts const& facts, SliceMatrices<target> const& matrices, ComponentScan const scans[3])
+        : luma(matrices.luma, facts.scanPattern, scans[0].numBlocks, kUnit),
+          chroma(matrices.chroma, facts.scanPattern, scans[1].numBlocks, kUnit) {}
+
+    static constexpr float kUnit = VerticalReconstruction<target>::kUnit;
+    VerticalPlan<target> luma;
+    VerticalPlan<target> chroma;
+};
+
+// The macroblocks that are not clipped at the right; not yet where they go.
+template <OptimizationTarget target>
+VerticalSlice<target> Slice<target>::verticalSlice(ComponentScan const scans[3],
+                                                   VerticalPlans<target> const& plans) const {
+    PixelBuffer const& rectangle = m_writer->pixelBuffer();
+    VerticalSlice<target> slice{};
+    for (int i = 0; i < 3; ++i) {
+        slice.coefficients[i] = scans[i].coefficients;
+        slice.plans[i] = i == 0 ? &plans.luma : &plans.chroma;
+    }
+    const std::uint64_t wholeMbs = rectangle.width / 16;
+    slice.numMbs = wholeMbs < m_sliceMbs ? static_cast<std::uint32_t>(wholeMbs) : m_sliceMbs;
+    slice.numRows = rectangle.height < 16 ? static_cast<std::uint32_t>(rectangle.height) : 16;
+    return slice;
+}
+
+template <OptimizationTarget target>
+void Slice<target>::planarReconstruction(ComponentScan const scans[3], SlicePlanes const& to) const {
+    const SliceMatrices<target> matrices(*m_facts, qScale());
+    const VerticalPlans<target> plans(*m_facts, matrices, scans);
+    const VerticalSlice<target> slice = verticalSlice(scans, plans);
+    if (m_facts->form.bytesPerSample > 1)
+        writeVerticallyToPlanes<target, std::uint16_t>(slice, to, m_facts->form.levels);
+    else
+        writeVerticallyToPlanes<target, std::uint8_t>(slice, to, m_facts->form.levels);
+}
+
 // Writes the macroblocks that are not clipped at the right, which come first, and returns their number.
 template <OptimizationTarget target>
 std::uint32_t Slice<target>::reconstructVertically(ComponentScan const scans[3], std::uint16_t const* alpha,
                                                    SliceMatrices<target> const& matrices) const {
     OutputForm const& form = m_facts->form;
     PixelBuffer const& rectangle = m_writer->pixelBuffer();
-    constexpr float kUnit = VerticalReconstruction<target>::kUnit;
-    const VerticalPlan<target> luma(matrices.luma, m_facts->scanPattern, scans[0].numBlocks, kUnit);
-    const VerticalPlan<target> chroma(matrices.chroma, m_facts->scanPattern, scans[1].numBlocks, kUnit);
-    VerticalSlice<target> slice{};
-    for (int i = 0; i < 3; ++i) {
-        slice.coefficients[i] = scans[i].coefficients;
-        slice.plans[i] = i == 0 ? &luma : &chroma;
-    }
-    const std::uint64_t wholeMbs = rectangle.width / 16;
-    slice.numMbs = wholeMbs < m_sliceMbs ? static_cast<std::uint32_t>(wholeMbs) : m_sliceMbs;
-    slice.numRows = rectangle.height < 16 ? static_cast<std::uint32_t>(rectangle.height) : 16;
+    const VerticalPlans<target> plans(*m_facts, matrices, scans);
+    VerticalSlice<target> slice = verticalSlice(scans, plans);
     slice.pixels = rectangle.pixels;
     slice.lineStride = rectangle.lineStride;
     slice.streams = form.streams;
@@ -496,6 +526,11 @@ void SliceGroup<target>::reconstructInto(FormedRow<target>& row, Slice<target> c
     if (row.takesSamples()) {
         slice.sampleReconstruction(scans, alpha, m_scratch, row.band());
         row.takeSamples(slice.sizeInMb());
+        return;
+    }
+    SlicePlanes planes;
+    if (slice.facts().reconstruction == ReconstructionForm::Vertical && row.takePlanes(slice.sizeInMb(), planes)) {
+        slice.planarReconstruction(scans, planes);
         return;
     }
     slice.pixelReconstruction(scans, alpha, m_scratch);

@@ -62,6 +62,16 @@ void writeVertically(VerticalSlice<target> const& slice, VerticalOutput const& o
         writeVerticallyInSamples<target, std::uint8_t>(slice, output, levels);
 }
 
+// The same of 4:2:2 to planes.
+template <OptimizationTarget target, class Sample>
+void writeVerticallyToPlanes(VerticalSlice<target> const& slice, SlicePlanes const& to, OutputLevels const& levels) {
+    for (std::uint32_t first = 0; first < slice.numMbs; first += 4) {
+        const std::uint32_t left = slice.numMbs - first;
+        VerticalReconstruction<target>::template write422MbsToPlanes<Sample>(slice, to, levels, first,
+                                                                             left < 4 ? left : 4);
+    }
+}
+
 // The samples of a component, whatever of them is written in the end.
 template <OptimizationTarget target>
 void transformVertically(ComponentScan const& scan, VerticalPlan<target> const& plan, BlockLayout order,

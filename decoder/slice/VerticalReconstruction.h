@@ -5,6 +5,7 @@
 
 #include "Intrinsics.h"
 #include "OutputLevels.h"
+#include "SlicePlanes.h"
 #include "Targets.h"
 
 // The vertical reconstruction: from coefficients in frequency order straight to codes in the output.
@@ -49,8 +50,8 @@ struct VerticalSlice {
     std::uint64_t alphaPitch;   // samples from row to row
 };
 
-// The forms, each for codes of type Sample: Cb Y Cr Y, and A Y Cb Cr or A R G B with opaque pixels (alphaDepth 0) or
-// with a plane of 8 or 16 bits.
+// The forms, each for codes of type Sample: Cb Y Cr Y, the same samples in planes, and A Y Cb Cr or A R G B with opaque
+// pixels (alphaDepth 0) or with a plane of 8 or 16 bits.
 template <OptimizationTarget target>
 struct VerticalReconstruction;
 

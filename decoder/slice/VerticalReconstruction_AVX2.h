@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstring>
+
 #include "FloatBlocks256.h"
 #include "Intrinsics.h"
 #include "PixelRows_AVX2.h"
@@ -65,6 +67,58 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
                                      _mm256_unpackhi_epi16(rightChroma, y[2 * half + 1]));
                 }
             }
+        }
+    }
+
+    // The same to planes, without the pixels, the lines and the place of `slice`.
+    template <class Sample>
+    static void write422MbsToPlanes(Slice const& slice, SlicePlanes const& to, OutputLevels const& levels,
+                                    std::uint32_t firstMb, std::uint32_t numMbs) {
+        alignas(64) EightBlocks blocks;
+        alignas(64) LumaCodes luma[2], chroma[2];
+        const CodeRule rule{_mm256_set1_ps(levels.sampleScale), _mm256_set1_ps(static_cast<float>(levels.maxValue))};
+        const std::uint32_t numPairs = (numMbs + 1) / 2; // of macroblocks
+        const auto placeOf = [&](std::uint32_t plane, std::uint32_t sample) {
+            return movedBy(to.plane[plane].pixels, std::int64_t{sample} * static_cast<int>(sizeof(Sample)));
+        };
+        const auto prefetchOf = [&](std::uint32_t plane, std::uint32_t samplesPerMb) {
+            return OutputPrefetch(placeOf(plane, firstMb * samplesPerMb), to.plane[plane].lineStride,
+                                  numMbs * samplesPerMb * static_cast<std::uint32_t>(sizeof(Sample)),
+                                  to.streams ? 0 : slice.numRows);
+        };
+        OutputPrefetch lumaPrefetch = prefetchOf(0, 16);
+        for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
+            transformRows<sizeof(Sample)>(slice.coefficients[0] + 4 * firstMb + 8 * pair, *slice.plans[0], blocks,
+                                          lumaPrefetch);
+            for (int i = 0; i < 4; ++i)
+                encodeColumns(blocks, 2 * i, blocks, 2 * i + 1, rule, &luma[pair][0][i], 4);
+        }
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            OutputPrefetch prefetch = prefetchOf(1 + i, 8);
+            transformRows<2>(slice.coefficients[1 + i] + 2 * firstMb, *slice.plans[1 + i], blocks, prefetch);
+            for (int pair = 0; pair < 4; ++pair)
+                encodeColumns(blocks, 2 * pair, blocks, 2 * pair + 1, rule, &chroma[i][0][pair], 4);
+        }
+
+        // Blocks of chroma are the upper and the lower one of each macroblock in turn.
+        const auto writeRow = [&](std::uint32_t plane, std::uint32_t sample, std::uint32_t row, __m256i const* columns,
+                                  std::uint32_t numSamples) {
+            const bool isLuma = plane == 0;
+            __m256i codes[4];
+            joinColumns(columns, codes);
+            for (std::uint32_t half = 0; half < 2; ++half) {
+                if (row + 8 * half >= slice.numRows)
+                    break;
+                const __m256i first = codes[isLuma ? 2 * half : half], last = codes[isLuma ? 2 * half + 1 : half + 2];
+                storeSamples<Sample>(lineBelow(placeOf(plane, sample), row + 8 * half, to.plane[plane].lineStride),
+                                     halvesOf(first, last, 0), halvesOf(first, last, 1), numSamples, to.streams);
+            }
+        };
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            for (std::uint32_t pair = 0; pair < numPairs; ++pair)
+                writeRow(0, 16 * firstMb + 32 * pair, row, luma[pair][row], 2 * pair + 1 < numMbs ? 32 : 16);
+            for (std::uint32_t i = 0; i < 2; ++i)
+                writeRow(1 + i, 8 * firstMb, row, chroma[i][row], 8 * numMbs);
         }
     }
 
@@ -225,6 +279,19 @@ private:
                 Pixels::storeLine(out + 64, _mm256_permute2x128_si256(a, b, 0x31),
                                   _mm256_permute2x128_si256(c, d, 0x31), streams);
         }
+    }
+
+    // Stores 8, 16 or 32 samples of a plane, of which each vector holds 16.
+    template <class Sample>
+    static void storeSamples(std::uint8_t* out, __m256i first, __m256i last, std::uint32_t numSamples, bool streams) {
+        alignas(32) std::uint8_t samples[32 * sizeof(Sample)];
+        std::uint8_t* const place = numSamples == 32 ? out : samples;
+        if constexpr (sizeof(Sample) == 1)
+            Pixels::store(place, _mm256_permute4x64_epi64(_mm256_packus_epi16(first, last), _MM_SHUFFLE(3, 1, 2, 0)));
+        else
+            Pixels::storeLine(place, first, last, streams && numSamples == 32);
+        if (numSamples != 32)
+            std::memcpy(out, samples, numSamples * sizeof(Sample));
     }
 
     // 4:4:4.

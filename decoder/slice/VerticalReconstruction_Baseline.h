@@ -71,6 +71,51 @@ struct VerticalReconstruction<OptimizationTarget::Baseline> {
         }
     }
 
+    // The same to planes, without the pixels, the lines and the place of `slice`.
+    template <class Sample>
+    static void write422MbsToPlanes(Slice const& slice, SlicePlanes const& to, OutputLevels const& levels,
+                                    std::uint32_t firstMb, std::uint32_t numMbs) {
+        alignas(64) FourBlocks blocks[2];
+        alignas(64) LumaCodes luma[4];      // of each macroblock
+        alignas(64) LumaCodes chroma[2][2]; // of Cb and Cr, of each pair of macroblocks
+        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
+        const auto encode = [&](FourBlocks& four, LumaCodes& codes) {
+            for (int pair = 0; pair < 4; ++pair)
+                encodeColumns<Sample>(four, 2 * pair, four, 2 * pair + 1, rule, &codes[0][pair], 4);
+        };
+        for (std::uint32_t first = 0; first < numMbs; first += 2) {
+            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks);
+            for (std::uint32_t i = 0; i < 2; ++i)
+                encode(blocks[i], luma[first + i]);
+        }
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            transformRows(slice.coefficients[1 + i] + 2 * firstMb, *slice.plans[1 + i], blocks);
+            for (std::uint32_t pair = 0; pair < 2; ++pair)
+                encode(blocks[pair], chroma[i][pair]);
+        }
+
+        const auto placeOf = [&](std::uint32_t plane, std::uint32_t sample, std::uint32_t row) {
+            std::uint8_t* const first =
+                movedBy(to.plane[plane].pixels, std::int64_t{sample} * static_cast<int>(sizeof(Sample)));
+            return lineBelow(first, row, to.plane[plane].lineStride);
+        };
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                __m128i y[4], c[2][4];
+                joinColumns(luma[mb][row], y);
+                for (int i = 0; i < 2; ++i)
+                    joinColumns(chroma[i][mb / 2][row], c[i]);
+                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
+                    const std::uint32_t mbRow = row + 8 * half, place = firstMb + mb;
+                    storeSamples<Sample>(placeOf(0, 16 * place, mbRow), y[2 * half], to.streams);
+                    storeSamples<Sample>(placeOf(0, 16 * place + 8, mbRow), y[2 * half + 1], to.streams);
+                    for (std::uint32_t i = 0; i < 2; ++i)
+                        storeSamples<Sample>(placeOf(1 + i, 8 * place, mbRow), c[i][2 * (mb % 2) + half], to.streams);
+                }
+            }
+        }
+    }
+
     // One or two macroblocks: a group of four blocks of each component for each.
     template <bool rgb, class Sample, unsigned int alphaDepth>
     static void write444Mbs(Slice const& slice, OutputLevels const& sharedLevels, std::uint32_t firstMb,
@@ -218,6 +263,17 @@ private:
             Pixels::store(out, _mm_packus_epi16(low, high));
         else
             Pixels::storePair(out, low, high, streams);
+    }
+
+    // Stores eight samples of a plane.
+    template <class Sample>
+    static void storeSamples(std::uint8_t* out, __m128i codes, bool streams) {
+        if constexpr (sizeof(Sample) == 1)
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(codes, codes));
+        else if (streams)
+            _mm_stream_si128(reinterpret_cast<__m128i*>(out), codes);
+        else
+            Pixels::store(out, codes);
     }
 
     // 4:4:4.

@@ -499,14 +499,15 @@ TEST(PixelFormsTest, TheVerticalReconstructionGivesTheSamePixels) {
         for (FrameSpec const& spec : formSpecs()) {
             const MadeFrame frame = made(spec, random() % 2 == 0 ? Texture::Photo : Texture::Extreme, random);
             const FrameHeader header = FrameHeader::frame_header({frame.bytes.data(), frame.bytes.size()});
-            for (FormRequest const& request : rgbRequests()) {
-                if (request.reduction != 0)
+            for (FormRequest const& request : allRequests(header.is444())) {
+                if (request.reduction != 0 || request.form == PixelForm::Coded)
                     continue;
                 const auto usual = decodedForm(frame.bytes, request, wholeOf(header, 0));
                 forcePlainReconstruction(true);
                 const auto plain = decodedForm(frame.bytes, request, wholeOf(header, 0));
                 forcePlainReconstruction(false);
-                ASSERT_EQ(usual[0].memory, plain[0].memory) << request.describe() << ", " << spec.describe();
+                for (std::size_t i = 0; i < usual.size(); ++i)
+                    ASSERT_EQ(usual[i].memory, plain[i].memory) << request.describe() << ", " << spec.describe();
             }
         }
     }
@@ -520,29 +521,35 @@ TEST(PixelFormsTest, StreamedPixelsAreTheSame) {
     };
     Random random = seeded(11);
     const MadeFrame frame = made(specOf(2, 0, 0, 343, 70, 3), Texture::Photo, random);
-    for (FormRequest const& request : rgbRequests()) {
-        if (request.reduction != 0)
+    for (FormRequest const& request : allRequests(false)) {
+        const bool isPlanar = request.form == PixelForm::Planar;
+        if (request.reduction != 0 || request.form == PixelForm::Coded || (isPlanar && request.bitDepth == 8))
             continue;
-        for (const std::uint32_t x : {0u, 3u, 16u}) {
-            const PixelRectangle region{x, 2, 343 - x - 1, 67};
+        for (const std::uint32_t x : {0u, isPlanar ? 2u : 3u, 16u}) {
+            const PixelRectangle region{x, 2, 343 - x - (isPlanar ? 0 : 1), 67};
             const auto usual = decodedForm(frame.bytes, request, region);
             const std::size_t stride = (kLeastStreamedBytes / region.height / 64 + 1) * 64;
             const std::vector<std::uint8_t> unwritten(stride, kUnwritten);
-            const std::unique_ptr<std::uint8_t, Free> memory(
-                static_cast<std::uint8_t*>(std::aligned_alloc(64, stride * region.height)));
-            std::memset(memory.get(), kUnwritten, stride * region.height);
+            std::vector<std::unique_ptr<std::uint8_t, Free>> memory;
             PictureOutput output;
             output.form = request.form;
             output.region = region;
-            output.planes[0] = {memory.get(), static_cast<std::int64_t>(stride)};
+            for (std::size_t i = 0; i < usual.size(); ++i) {
+                memory.emplace_back(static_cast<std::uint8_t*>(std::aligned_alloc(64, stride * region.height)));
+                std::memset(memory[i].get(), kUnwritten, stride * region.height);
+                output.planes[i] = {memory[i].get(), static_cast<std::int64_t>(stride)};
+            }
             ASSERT_TRUE(streamsTo(output, request)) << request.describe();
             const Frame streamed({frame.bytes.data(), frame.bytes.size()}, output, ColorCoding_YCbCr,
                                  request.form == PixelForm::RgbaHalf ? 16 : request.bitDepth, request.target, 0);
-            for (std::uint32_t y = 0; y < region.height; ++y) {
-                const std::uint8_t* const line = memory.get() + y * stride;
-                const std::size_t lineBytes = usual[0].lineBytes;
-                ASSERT_EQ(std::memcmp(line, usual[0].line(y), lineBytes), 0) << request.describe();
-                ASSERT_EQ(std::memcmp(line + lineBytes, unwritten.data(), stride - lineBytes), 0) << request.describe();
+            for (std::size_t i = 0; i < usual.size(); ++i) {
+                for (std::uint32_t y = 0; y < region.height; ++y) {
+                    const std::uint8_t* const line = memory[i].get() + y * stride;
+                    const std::size_t lineBytes = usual[i].lineBytes;
+                    ASSERT_EQ(std::memcmp(line, usual[i].line(y), lineBytes), 0) << request.describe();
+                    ASSERT_EQ(std::memcmp(line + lineBytes, unwritten.data(), stride - lineBytes), 0)
+                        << request.describe();
+                }
             }
         }
     }
