@@ -69,3 +69,11 @@ FormedPicture::FormedPicture(PictureOutput const& pictureOutput, PixelBuffer con
     greatestAlpha = alphaBits == 16 ? 65535.0f : 255.0f;
     alphaScale = static_cast<float>(white.value / static_cast<double>(greatestAlpha));
 }
+
+std::uint32_t FormedPicture::bytesPerTwoPixels(std::uint32_t plane) const {
+    if (output.form == PixelForm::Planar)
+        return (isDeep ? 4u : 2u) / (!is444 && (plane == 1 || plane == 2) ? 2u : 1u);
+    if (output.form == PixelForm::Coded)
+        return 2 * codedBytesPerPixel;
+    return isDeep || output.form == PixelForm::RgbaHalf ? 16 : 8;
+}

@@ -38,13 +38,7 @@ struct FormedPicture {
     std::uint32_t numPlanes() const { return output.form != PixelForm::Planar ? 1 : hasAlpha ? 4 : 3; }
 
     // Bytes of two pixels in a plane.
-    std::uint32_t bytesPerTwoPixels(std::uint32_t plane) const {
-        if (output.form == PixelForm::Planar)
-            return (isDeep ? 4u : 2u) / (!is444 && (plane == 1 || plane == 2) ? 2u : 1u);
-        if (output.form == PixelForm::Coded)
-            return 2 * codedBytesPerPixel;
-        return isDeep || output.form == PixelForm::RgbaHalf ? 16 : 8;
-    }
+    std::uint32_t bytesPerTwoPixels(std::uint32_t plane) const;
 
     PictureOutput output;
     std::uint64_t width; // of the whole picture

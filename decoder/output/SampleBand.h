@@ -15,8 +15,9 @@ struct SamplePlane {
     // Eight macroblocks, and room for the loads and the neighbouring sample that follow them.
     static constexpr unsigned int kPitch = 8 * 16 + 16;
 
-    // The first sample of a block of `side` x `side` samples.
-    float* block(BlockLayout order, std::uint32_t index, unsigned int side) {
+    // The first sample of a block of `side` x `side` samples. Always inlined, since units for different processors
+    // share it.
+    [[gnu::always_inline]] float* block(BlockLayout order, std::uint32_t index, unsigned int side) {
         const std::uint32_t mb = order == BlockLayout::Stack ? index / 2 : index / 4;
         const std::uint32_t low = index & 1, high = index >> 1 & 1;
         switch (order) {

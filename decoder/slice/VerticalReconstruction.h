@@ -79,7 +79,8 @@ public:
           m_bytesPerRow(bytesPerRow),
           m_rowsLeft(numRows) {}
 
-    void fetch(unsigned int numLines) {
+    // Always inlined, since units for different processors share it.
+    [[gnu::always_inline]] void fetch(unsigned int numLines) {
         for (unsigned int i = 0; i < numLines && m_rowsLeft != 0; ++i) {
             prefetchForWriting(reinterpret_cast<const void*>(m_row + m_byte));
             m_byte += 64;
