@@ -37,6 +37,23 @@ public:
 
     void sign(bool isNegative) { m_sink.put(isNegative ? 1 : 0, 1); }
 
+    // The three symbols of a coefficient other than zero, `numZeros` positions after the last one.
+    void coefficient(std::uint32_t numZeros, std::int32_t level) {
+        const std::uint32_t levelSymbol = static_cast<std::uint32_t>(std::abs(level)) - 1;
+        if ((numZeros | levelSymbol) >= kNumTableValues) {
+            run(numZeros);
+            abs_level_minus_1(levelSymbol);
+            sign(level < 0);
+            return;
+        }
+        const CodeBits first = kRunTable.codeOf(std::min(m_previousRun, 15u), numZeros);
+        const CodeBits second = kLevelTable.codeOf(std::min(m_previousLevelSymbol, 8u), levelSymbol);
+        m_sink.put((first.bits << second.numBits | second.bits) << 1 | (level < 0 ? 1 : 0),
+                   first.numBits + second.numBits + 1);
+        m_previousRun = numZeros;
+        m_previousLevelSymbol = levelSymbol;
+    }
+
 private:
     // 0, -1, 1, -2, 2 become 0, 1, 2, 3, 4.
     static std::uint32_t unfolded(std::int32_t value) {

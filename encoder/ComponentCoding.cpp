@@ -1,7 +1,6 @@
 #include "ComponentCoding.h"
 
-#include <cmath>
-#include <cstdlib>
+#include <bit>
 #include <cstring>
 
 #include "CoeffVLCWriter.h"
@@ -10,13 +9,13 @@
 namespace {
 
 // The first position from `position` on that holds something other than zero, or the end. Most positions of a picture
-// hold zero, so four are passed over at a time.
+// hold zero, so four are looked at together.
 std::size_t nextNonZero(std::span<const std::int16_t> values, std::size_t position) {
     for (; position + 4 <= values.size(); position += 4) {
         std::uint64_t four = 0;
         std::memcpy(&four, values.data() + position, sizeof four);
         if (four != 0)
-            break;
+            return position + static_cast<std::size_t>(std::countr_zero(four)) / 16;
     }
     while (position < values.size() && values[position] == 0)
         ++position;
@@ -34,10 +33,7 @@ void putComponent(Sink& sink, std::span<const std::int16_t> values, std::uint32_
         const std::size_t position = nextNonZero(values, nextPosition);
         if (position == values.size())
             return;
-        const int level = values[position];
-        writer.run(static_cast<std::uint32_t>(position - nextPosition));
-        writer.abs_level_minus_1(static_cast<std::uint32_t>(std::abs(level)) - 1);
-        writer.sign(level < 0);
+        writer.coefficient(static_cast<std::uint32_t>(position - nextPosition), values[position]);
         nextPosition = position + 1;
     }
 }

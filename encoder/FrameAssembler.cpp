@@ -10,7 +10,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kFrameHeaderFieldBytes = 20;
-constexpr std::uint32_t kPictureHeaderFieldBytes = 8;
 
 // Fields one after the other, each held against its number of bits.
 class FieldWriter {

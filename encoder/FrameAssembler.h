@@ -5,6 +5,9 @@
 #include <optional>
 #include <vector>
 
+// The fixed fields of a picture header.
+inline constexpr std::uint32_t kPictureHeaderFieldBytes = 8;
+
 // Frames field by field. The records below contain every field of a frame, including those that no decoder reads, and
 // raw bytes for coded data. Nothing in them has to be consistent: a damaged frame is written by setting the one field
 // that is wrong, and the rest stays valid.

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr std::uint32_t kPictureHeaderFieldBytes = 8;
-
 std::uint32_t sliceHeaderFieldBytes(FrameShape const& shape) {
     return shape.alphaBits == 0 ? 6 : 8;
 }

@@ -28,28 +28,33 @@ struct SampleScale {
     float operator()(std::uint16_t code) const { return static_cast<float>(code) * factor - 256.0f; }
 };
 
-void loadBlock(PlaneView const& plane, std::size_t x, std::size_t y, SampleScale const& scale, float* block) {
+// The largest component of a slice: eight macroblocks of 16 samples, in four blocks each.
+constexpr std::size_t kMaxSamplesPerLine = 8 * 16;
+constexpr std::size_t kMaxBlocks = 8 * 4;
+
+// Eight lines of the samples of a component of a slice, filled up beyond the right edge.
+using Lines = float[8][kMaxSamplesPerLine];
+// A value of every block: of each column of the blocks in turn.
+using BlockColumns = float[8][kMaxBlocks];
+
+void loadLines(PlaneView const& plane, std::size_t x, std::size_t y, std::size_t width, SampleScale const& scale,
+               Lines& lines) {
+    const std::size_t present = std::min(width, plane.width - std::min(plane.width, x));
     for (std::size_t r = 0; r < 8; ++r) {
         std::uint16_t const* const row = plane.row(y + r);
-        if (x + 8 <= plane.width) {
-            for (std::size_t c = 0; c < 8; ++c)
-                block[8 * r + c] = scale(row[x + c]);
-        } else {
-            for (std::size_t c = 0; c < 8; ++c)
-                block[8 * r + c] = scale(row[std::min(x + c, plane.width - 1)]);
-        }
+        for (std::size_t i = 0; i < present; ++i)
+            lines[r][i] = scale(row[x + i]);
+        std::fill(lines[r] + present, lines[r] + width, scale(row[plane.width - 1]));
     }
 }
 
-// Where a block of a macroblock lies, in blocks.
-struct BlockPlace {
-    std::size_t column;
-    std::size_t row;
-};
-
-// Luma blocks run along the rows of a macroblock, chroma blocks down its columns.
-BlockPlace blockPlace(std::size_t component, std::size_t block) {
-    return component == 0 ? BlockPlace{block % 2, block / 2} : BlockPlace{block / 2, block % 2};
+// The place of a block in the order of the stream. `column` counts blocks along the lines, `half` is 0 for the upper
+// blocks of the macroblocks and 1 for the lower ones. Luma blocks run along the rows of a macroblock, chroma blocks
+// down its columns.
+std::size_t streamPlace(std::size_t component, std::size_t blocksPerMb, std::size_t column, std::size_t half) {
+    if (blocksPerMb == 2)
+        return 2 * column + half;
+    return component == 0 ? 4 * (column / 2) + 2 * half + column % 2 : 2 * column + half;
 }
 
 void transformComponent(PlaneView const& plane, std::size_t component, SliceShape const& slice,
@@ -58,15 +63,24 @@ void transformComponent(PlaneView const& plane, std::size_t component, SliceShap
     const std::size_t blocksPerMb = numBlocks / slice.sliceMbs;
     // Chroma macroblocks of two blocks are 8 samples wide.
     const std::size_t mbWidth = blocksPerMb == 2 ? 8 : 16;
-    for (std::size_t block = 0; block < numBlocks; ++block) {
-        const BlockPlace place = blockPlace(component, block % blocksPerMb);
-        const std::size_t x = (slice.firstMb + block / blocksPerMb) * mbWidth + 8 * place.column;
-        const std::size_t y = std::size_t{slice.mbRow} * 16 + 8 * place.row;
-        float values[64];
-        loadBlock(plane, x, y, scale, values);
-        forwardDct8x8(values, values);
-        for (std::size_t raster = 0; raster < 64; ++raster)
-            streamOrder[scanIndices[raster] * numBlocks + block] = values[raster];
+    const std::size_t width = slice.sliceMbs * mbWidth;
+    Lines halves[2];
+    std::size_t places[2][kMaxBlocks / 2];
+    for (std::size_t half = 0; half < 2; ++half) {
+        loadLines(plane, slice.firstMb * mbWidth, std::size_t{slice.mbRow} * 16 + 8 * half, width, scale, halves[half]);
+        forwardDct(halves[half], width);
+        for (std::size_t column = 0; column < width / 8; ++column)
+            places[half][column] = streamPlace(component, blocksPerMb, column, half);
+    }
+    for (std::size_t u = 0; u < 8; ++u) {
+        BlockColumns columns;
+        for (std::size_t half = 0; half < 2; ++half)
+            for (std::size_t block = 0; block < width / 8; ++block)
+                for (std::size_t c = 0; c < 8; ++c)
+                    columns[c][places[half][block]] = halves[half][u][8 * block + c];
+        forwardDct(columns, numBlocks);
+        for (std::size_t v = 0; v < 8; ++v)
+            std::copy_n(columns[v], numBlocks, streamOrder + scanIndices[8 * u + v] * numBlocks);
     }
 }
 
