@@ -16,6 +16,7 @@ struct RateTarget {
     std::function<std::uint32_t(std::size_t sliceIndex, std::uint32_t quantization_index)> sliceBytes;
 };
 
-// One index for each slice, so that the frame is within 3 % of the wanted size. Where one index for all is too coarse,
-// two neighbours are mixed, spread over the frame. Throws std::runtime_error when nothing meets the rate.
+// One index for each slice, so that the frame is within 3 % of the wanted size: the first that is found for all slices,
+// or where no index does it, two neighbours mixed, spread over the frame. Throws std::runtime_error when nothing meets
+// the rate.
 std::vector<std::uint8_t> searchRate(RateTarget const& target);

@@ -234,8 +234,10 @@ FAULTS = [
     ("a freed frame keeps its address", "ravelo_encode.cpp", "    frame->data = nullptr;\n", "", ENCODE),
     ("a thread without memory ends the process", "SliceThreads.cpp", "catch (std::bad_alloc const&)", "catch (std::bad_exception const&)",
      ["capi_memory_tests"]),
-    ("sizes of slices are mixed up between threads", "RateSearch.cpp", "measured[slice] = m_target.sliceBytes(slice, index)",
-     "measured[slice] = m_target.sliceBytes(m_target.numSlices - 1 - slice, index)", RATES),
+    ("sizes of slices are mixed up between threads", "RateSearch.cpp", "sizes[i] = m_target.sliceBytes(slices[i], index)",
+     "sizes[i] = m_target.sliceBytes(slices[slices.size() - 1 - i], index)", RATES),
+    ("a code depends on no run before it", "CoeffVLCWriter.h", "        m_previousRun = numZeros;\n", "", RATES),
+    ("blocks at the right edge repeat another column", "PictureTransform.cpp", "scale(row[plane.width - 1])", "scale(row[0])", RATES),
     # The encoder and the command.
     ("PNG in video range has the gamma of full range", "PngWriter.cpp", "if (form.videoRange || !gamma)", "if (!gamma)", TOOLS),
     ("alpha of EXR is not associated", "ExrWriter.cpp", "if (rows.channels() == 4)", "if (false)", TOOLS),

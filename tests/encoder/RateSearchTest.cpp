@@ -90,6 +90,22 @@ TEST(RateSearchTest, AsksForFewIndices) {
     EXPECT_LE(asked.size(), 8u); // as many as halving the whole range takes
 }
 
+// An eighth of the slices shows where to look, and a frame that is close enough ends the search.
+TEST(RateSearchTest, MeasuresFewSlicesThatItDoesNotUse) {
+    for (double wanted = 20000; wanted < 900000; wanted *= 1.3) {
+        std::size_t calls = 0;
+        RateTarget target = modelTarget(1000, wanted, 0.9);
+        const auto sliceBytes = target.sliceBytes;
+        target.sliceBytes = [&](std::size_t slice, std::uint32_t index) {
+            ++calls;
+            return sliceBytes(slice, index);
+        };
+        const std::vector<std::uint8_t> indices = searchRate(target);
+        const std::set<std::uint8_t> used(indices.begin(), indices.end());
+        EXPECT_LE(calls, 1000 * used.size() + 8 * 125) << wanted;
+    }
+}
+
 TEST(RateSearchTest, ThreadsDoNotChangeTheResult) {
     for (const double wanted : {30000.0, 52000.0}) {
         RateTarget target = modelTarget(60, wanted, 0.7);
