@@ -52,7 +52,9 @@ std::vector<std::uint16_t> noisePlane(std::uint32_t width, std::uint32_t height,
     return plane;
 }
 
-SourcePicture noisePicture(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat) {
+} // namespace
+
+SourcePicture benchPicture(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat) {
     std::mt19937 random(20);
     SourcePicture picture;
     picture.width = width;
@@ -65,8 +67,6 @@ SourcePicture noisePicture(std::uint32_t width, std::uint32_t height, ChromaForm
     return picture;
 }
 
-} // namespace
-
 std::vector<std::uint8_t> benchFrame(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat,
                                      double bitsPerPixel) {
     static std::map<std::tuple<std::uint32_t, std::uint32_t, ChromaFormat, double>, std::vector<std::uint8_t>> s_frames;
@@ -74,7 +74,7 @@ std::vector<std::uint8_t> benchFrame(std::uint32_t width, std::uint32_t height, 
     if (frame.empty()) {
         EncoderSettings settings;
         settings.bitsPerPixel = bitsPerPixel;
-        frame = encodeFrame(noisePicture(width, height, chromaFormat), settings).bytes;
+        frame = encodeFrame(benchPicture(width, height, chromaFormat), settings).bytes;
     }
     return frame;
 }

@@ -12,6 +12,9 @@
 std::vector<std::uint8_t> benchFrame(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat,
                                      double bitsPerPixel);
 
+// The picture of such a frame, with codes of 10 bits.
+SourcePicture benchPicture(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat);
+
 // The targets that this processor can run, and their names in those of the benchmarks.
 std::vector<OptimizationTarget> runnableTargets();
 std::string nameOf(OptimizationTarget target);
