@@ -50,6 +50,16 @@ void expectExact(SourcePicture const& picture, EncoderSettings const& settings) 
             << " target " << static_cast<int>(target);
 }
 
+// The plane in a larger size, with the last column and the last line repeated.
+std::vector<std::uint16_t> extended(std::vector<std::uint16_t> const& plane, std::size_t width, std::size_t height,
+                                    std::size_t newWidth, std::size_t newHeight) {
+    std::vector<std::uint16_t> result;
+    for (std::size_t y = 0; y < newHeight; ++y)
+        for (std::size_t x = 0; x < newWidth; ++x)
+            result.push_back(plane[std::min(y, height - 1) * width + std::min(x, width - 1)]);
+    return result;
+}
+
 // The root of the mean square over all samples, in output codes.
 double rmsDifference(DecodedPicture const& a, DecodedPicture const& b) {
     double sum = 0;
@@ -96,6 +106,25 @@ TEST(FrameEncoderTest, EverySmallSizeComesBackExactly) {
             const ChromaFormat chromaFormat = randomBelow(random, 2) == 0 ? ChromaFormat::C422 : ChromaFormat::C444;
             expectExact(noisePicture(emptyPicture(width, height, chromaFormat, 8, 0), random), settings);
         }
+}
+
+TEST(FrameEncoderTest, WhatIsBeyondTheEdgesRepeatsTheLastColumnAndTheLastLine) {
+    constexpr std::size_t kSizes = 16, kSizeBytes = 4; // of width and height in the header
+    Random random = seeded(619);
+    for (const ChromaFormat chromaFormat : {ChromaFormat::C422, ChromaFormat::C444}) {
+        for (auto const& [width, height] : {std::pair{17u, 9u}, {30u, 16u}, {131u, 17u}}) {
+            const SourcePicture picture = noisePicture(emptyPicture(width, height, chromaFormat, 10, 0), random);
+            SourcePicture whole = emptyPicture((width + 15) / 16 * 16, (height + 15) / 16 * 16, chromaFormat, 10, 0);
+            whole.y = extended(picture.y, width, height, whole.width, whole.height);
+            whole.cb = extended(picture.cb, picture.chromaWidth(), height, whole.chromaWidth(), whole.height);
+            whole.cr = extended(picture.cr, picture.chromaWidth(), height, whole.chromaWidth(), whole.height);
+            const std::vector<std::uint8_t> frame = encodeFrame(picture, {}).bytes;
+            std::vector<std::uint8_t> wanted = encodeFrame(whole, {}).bytes;
+            ASSERT_EQ(frame.size(), wanted.size()) << describe(picture);
+            std::copy_n(frame.begin() + kSizes, kSizeBytes, wanted.begin() + kSizes);
+            EXPECT_EQ(frame, wanted) << describe(picture);
+        }
+    }
 }
 
 TEST(FrameEncoderTest, RandomSizesComeBackExactly) {

@@ -78,6 +78,19 @@ TEST(RateSearchTest, MixesNeighboursWhereOneStepIsTooCoarse) {
     }
 }
 
+TEST(RateSearchTest, AMixtureCountsTheBytesOfItsOwnSlices) {
+    RateTarget target = modelTarget(60, 0, 0.7);
+    target.sliceBytes = [](std::size_t slice, std::uint32_t index) {
+        return static_cast<std::uint32_t>((slice < 20 ? 3000 : 50) * std::pow(index, -0.7));
+    };
+    const double atOne = bytesWith(target, std::vector<std::uint8_t>(60, 1));
+    const double atTwo = bytesWith(target, std::vector<std::uint8_t>(60, 2));
+    for (const double share : {0.25, 0.5, 0.75}) {
+        target.wantedBytes = atTwo + share * (atOne - atTwo);
+        EXPECT_NEAR(bytesWith(target, searchRate(target)), target.wantedBytes, 0.03 * target.wantedBytes) << share;
+    }
+}
+
 TEST(RateSearchTest, AsksForFewIndices) {
     std::set<std::uint32_t> asked;
     RateTarget target = modelTarget(1000, 200000, 0.9);
