@@ -24,11 +24,15 @@ void FrameDecode::prepareCoded() {
     const Bitstream bits{m_frame.data(), m_frame.size()};
     const BufferRequirements needed = bufferRequirements(bits, m_request.bitDepth, m_request.downSampleFactor);
     m_lineStride = static_cast<std::int64_t>(needed.safeStride);
+    reserveOutput(needed.bytes);
+}
+
+void FrameDecode::reserveOutput(std::size_t bytes) {
     constexpr std::size_t kAlignment = 64;
-    m_output.assign(needed.bytes + kAlignment, 1);
+    m_output.assign(bytes + kAlignment, 1);
     void* firstLine = m_output.data();
     std::size_t space = m_output.size();
-    m_firstLine = static_cast<std::uint8_t*>(std::align(kAlignment, needed.bytes, firstLine, space));
+    m_firstLine = static_cast<std::uint8_t*>(std::align(kAlignment, bytes, firstLine, space));
 }
 
 // Lines are as long as those of hosts: eight bytes a pixel or four, or two or one of each plane.
@@ -38,11 +42,11 @@ void FrameDecode::prepareFormed() {
         region = {0, 0, m_width >> m_request.downSampleFactor, m_height >> m_request.downSampleFactor};
     const std::size_t samples = m_request.form == PixelForm::Planar ? 1 : 4;
     const std::size_t stride = samples * (m_request.bitDepth > 8 ? 2 : 1) * region.width;
-    m_output.assign(stride * region.height * 4, 1);
+    reserveOutput(stride * region.height * 4);
     m_pictureOutput.form = m_request.form;
     m_pictureOutput.region = region;
     for (std::size_t i = 0; i < 4; ++i)
-        m_pictureOutput.planes[i] = {m_output.data() + i * stride * region.height, static_cast<std::int64_t>(stride)};
+        m_pictureOutput.planes[i] = {m_firstLine + i * stride * region.height, static_cast<std::int64_t>(stride)};
 }
 
 void FrameDecode::run() {

@@ -38,6 +38,7 @@ private:
     bool isFormed() const { return m_request.form != PixelForm::Coded || m_request.region.width != 0; }
     void prepareCoded();
     void prepareFormed();
+    void reserveOutput(std::size_t bytes);
 
     std::vector<std::uint8_t> m_frame;
     DecodeRequest m_request;
