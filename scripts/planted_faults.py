@@ -133,7 +133,7 @@ FAULTS = [
     ("planes take a row of which a region has a part", "FormedRow_Impl.h", " && m_endLine - m_beginLine == m_lines.count", "", FRAMES),
     ("planes stream to any address", "FormedRow_Impl.h",
      "planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % 32 == 0;", "", FRAMES),
-    ("planes of two fields have the lines of one", "FormedRow_Impl.h", " * static_cast<std::int64_t>(m_lines.step)", "", FRAMES),
+    ("planes of two fields have the lines of one", "FormedRow_Impl.h", "lineStride) * m_lines.step", "lineStride)", FRAMES),
     ("groups of pixels are written whole", "RgbLines.h", "if (to - from == 8)", "if (true)", FRAMES),
     ("vectors of planes are written whole", "PlaneSplit.h", "if (count == kSamples) {", "if (count != 0) {", FRAMES),
     ("large samples in single precision", "RgbLines.h", "if (greatest.hasAbove(Codes::kMostInSingle))", "if (false)", FRAMES),

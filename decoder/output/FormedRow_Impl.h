@@ -66,7 +66,9 @@ bool FormedRow<target>::takePlanes(std::uint32_t numMbs, SlicePlanes& planes) {
     for (std::uint32_t i = 0; i < 3; ++i) {
         const std::uint64_t bytes = std::uint64_t{part.column} * m_picture.bytesPerTwoPixels(i) / 2;
         OutputPlane& plane = planes.plane[i];
-        plane = {placeOf(i, 0, bytes), m_picture.output.planes[i].lineStride * static_cast<std::int64_t>(m_lines.step)};
+        // Of a single line the stride may be anything, so that its multiple wraps.
+        const std::uint64_t stride = static_cast<std::uint64_t>(m_picture.output.planes[i].lineStride) * m_lines.step;
+        plane = {placeOf(i, 0, bytes), static_cast<std::int64_t>(stride)};
         planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % 32 == 0;
     }
     next(numMbs);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -510,6 +511,28 @@ TEST(PixelFormsTest, TheVerticalReconstructionGivesTheSamePixels) {
                     ASSERT_EQ(usual[i].memory, plain[i].memory) << request.describe() << ", " << spec.describe();
             }
         }
+    }
+}
+
+// A frame of one line has a field of one line, whose stride is never used but multiplied.
+TEST(PixelFormsTest, PlanesOfOneLineTakeAnyStride) {
+    Random random = seeded(12);
+    const MadeFrame frame = made(specOf(2, 1, 0, 128, 1, 3), Texture::Photo, random);
+    for (FormRequest const& request : allRequests(false)) {
+        if (request.form != PixelForm::Planar || request.reduction != 0)
+            continue;
+        const PixelRectangle whole{0, 0, 128, 1};
+        const auto usual = decodedForm(frame.bytes, request, whole);
+        auto planes = planesFor(FrameHeader::frame_header({frame.bytes.data(), frame.bytes.size()}), request, whole);
+        PictureOutput output;
+        output.form = request.form;
+        output.region = whole;
+        for (std::size_t i = 0; i < planes.size(); ++i)
+            output.planes[i] = {planes[i].line(0), std::numeric_limits<std::int64_t>::max()};
+        const Frame decodedFrame({frame.bytes.data(), frame.bytes.size()}, output, ColorCoding_YCbCr, request.bitDepth,
+                                 request.target, 0);
+        for (std::size_t i = 0; i < planes.size(); ++i)
+            ASSERT_EQ(planes[i].memory, usual[i].memory) << request.describe();
     }
 }
 
