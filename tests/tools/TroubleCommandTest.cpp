@@ -370,23 +370,38 @@ TEST(TroubleCommandTest, ASignalEndsTheExpansionOfASequenceWithinASecond) {
     EXPECT_THAT(folder.files(), IsEmpty());
 }
 
-TEST(TroubleCommandTest, ASignalEndsALongComputationWithinASecond) {
+TEST(TroubleCommandTest, ASignalEndsALongComputationLongBeforeItsEnd) {
     const TestFolder folder;
-    std::string noise;
+    std::string noise(3072 * 3072, '\0');
     std::uint32_t state = 1;
-    for (int i = 0; i < 3072 * 3072; ++i) {
+    for (char& sample : noise) {
         state = state * 1664525 + 1013904223;
-        noise.push_back(static_cast<char>(state >> 24));
+        sample = static_cast<char>(state >> 24);
     }
     writeTestFile(folder.path("a.pgm"), "P5 3072 3072 255\n" + noise);
-    RunningRavelo command({"encode", folder.path("a.pgm"), "--bpp", "3", "--threads", "1", "-o", folder.path("a.rvl")});
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    command.send(SIGTERM);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(command.finish(), 143);
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    EXPECT_LT(seconds.count(), kHasSanitizer ? 3 : 1);
-    EXPECT_THAT(folder.files(), ElementsAre("a.pgm"));
+    const std::vector<std::string> arguments = {"encode", folder.path("a.pgm"), "--bpp", "3", "--threads", "1",
+                                                "-o",     folder.path("a.rvl")};
+    const auto now = [] { return std::chrono::steady_clock::now(); };
+    auto start = now();
+    ASSERT_EQ(runRavelo(arguments).exitCode, 0);
+    const auto whole = now() - start;
+    std::filesystem::remove(folder.path("a.rvl"));
+
+    // Processors differ, so a share of the whole time is the measure; one attempt of five is not held up by others.
+    bool isSoon = false;
+    for (int attempt = 0; attempt < 5 && !isSoon; ++attempt) {
+        RunningRavelo command(arguments);
+        std::this_thread::sleep_for(whole / 4);
+        command.send(SIGTERM);
+        start = now();
+        const int exitCode = command.finish();
+        isSoon = exitCode == 143 && now() - start < whole / 4;
+        if (exitCode == 143)
+            EXPECT_THAT(folder.files(), ElementsAre("a.pgm"));
+        else
+            std::filesystem::remove(folder.path("a.rvl"));
+    }
+    EXPECT_TRUE(isSoon);
 }
 
 TEST(TroubleCommandTest, ASecondSignalEndsTheCommandAtOnceAndLeavesNoFile) {
