@@ -16,9 +16,18 @@ endfunction()
 # Compiles a target several sources at a time, so that its headers are read and its templates are made less often. Sources
 # with options of their own stay alone. Presets that are for work on single units turn this off, and so see that each unit
 # includes what it uses.
+#
+#   ravelo_unity(TARGET)                       all sources
+#   ravelo_unity(TARGET GROUP NAME SOURCE...)  these sources
 function(ravelo_unity target)
+    cmake_parse_arguments(ARG "" "" "GROUP" ${ARGN})
     if(RAVELO_UNITY)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+        if(ARG_GROUP)
+            list(POP_FRONT ARG_GROUP group)
+            set_source_files_properties(${ARG_GROUP} PROPERTIES UNITY_GROUP ${group})
+            set_target_properties(${target} PROPERTIES UNITY_BUILD_MODE GROUP)
+        endif()
         # g++ treats the units as headers, whose names would be visible to others.
         target_compile_options(${target} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>")
     endif()
