@@ -14,5 +14,5 @@ inline constexpr bool kHasVectorForms = target != OptimizationTarget::Baseline;
 // those of other targets in the units of the targets, which are compiled where TargetList.h names them. Further
 // arguments of the template follow its name.
 #define RAVELO_INSTANCES_ELSEWHERE(name, ...)                                                                          \
-    extern template class name<OptimizationTarget::Baseline __VA_OPT__(, ) __VA_ARGS__>;                               \
-    extern template class name<OptimizationTarget::AVX2 __VA_OPT__(, ) __VA_ARGS__>
+    RAVELO_FOR_EACH_TARGET(RAVELO_INSTANCE_ELSEWHERE, name __VA_OPT__(, ) __VA_ARGS__)
+#define RAVELO_INSTANCE_ELSEWHERE(target, name, ...) extern template class name<target __VA_OPT__(, ) __VA_ARGS__>;

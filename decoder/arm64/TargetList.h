@@ -1,5 +1,5 @@
 #pragma once
 
-// Calls `macro` with every target that the library has for this processor. What detection says of it never leads to
-// another.
-#define RAVELO_FOR_EACH_TARGET(macro) macro(OptimizationTarget::Baseline)
+// Calls `macro` with every target that the library has for this processor, and with what else is given. What detection
+// says of the processor never leads to another.
+#define RAVELO_FOR_EACH_TARGET(macro, ...) macro(OptimizationTarget::Baseline __VA_OPT__(, ) __VA_ARGS__)
