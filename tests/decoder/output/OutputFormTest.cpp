@@ -95,3 +95,15 @@ TEST(OutputFormTest, OnlyLargeAlignedDeepPicturesOfFullSizeGoPastTheCaches) {
     EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.bitDepth = 8; }));
     EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.downSampleFactor = 1; }));
 }
+
+TEST(OutputFormTest, FourSamplesAPixelGoPastTheCachesInPicturesOf24MiB) {
+    alignas(64) std::uint8_t pixels[64];
+    PixelBuffer buffer = formBuffer(16);
+    buffer.pixels = pixels;
+    buffer.samplesPerPixel = 4;
+    buffer.frameHeight = 1024;
+    buffer.lineStride = 24 * 1024;
+    EXPECT_TRUE(OutputForm(buffer).streams);
+    buffer.lineStride -= 64;
+    EXPECT_FALSE(OutputForm(buffer).streams);
+}
