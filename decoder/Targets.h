@@ -13,6 +13,5 @@ inline constexpr bool kHasVectorForms = target != OptimizationTarget::Baseline;
 // Declares that the instances of a class template are compiled elsewhere: that of Baseline in the class's own unit,
 // those of other targets in the units of the targets, which are compiled where TargetList.h names them. Further
 // arguments of the template follow its name.
-#define RAVELO_INSTANCES_ELSEWHERE(name, ...)                                                                          \
-    RAVELO_FOR_EACH_TARGET(RAVELO_INSTANCE_ELSEWHERE, name __VA_OPT__(, ) __VA_ARGS__)
+#define RAVELO_INSTANCES_ELSEWHERE(...) RAVELO_FOR_EACH_TARGET_AND(RAVELO_INSTANCE_ELSEWHERE, __VA_ARGS__)
 #define RAVELO_INSTANCE_ELSEWHERE(target, name, ...) extern template class name<target __VA_OPT__(, ) __VA_ARGS__>;

@@ -284,14 +284,20 @@ private:
     // Stores 8, 16 or 32 samples of a plane, of which each vector holds 16.
     template <class Sample>
     static void storeSamples(std::uint8_t* out, __m256i first, __m256i last, std::uint32_t numSamples, bool streams) {
+        const auto store = [ first, last ](std::uint8_t * place, bool pastCaches) __attribute__((always_inline)) {
+            if constexpr (sizeof(Sample) == 1)
+                Pixels::store(place,
+                              _mm256_permute4x64_epi64(_mm256_packus_epi16(first, last), _MM_SHUFFLE(3, 1, 2, 0)));
+            else
+                Pixels::storeLine(place, first, last, pastCaches);
+        };
+        if (numSamples == 32) {
+            store(out, streams);
+            return;
+        }
         alignas(32) std::uint8_t samples[32 * sizeof(Sample)];
-        std::uint8_t* const place = numSamples == 32 ? out : samples;
-        if constexpr (sizeof(Sample) == 1)
-            Pixels::store(place, _mm256_permute4x64_epi64(_mm256_packus_epi16(first, last), _MM_SHUFFLE(3, 1, 2, 0)));
-        else
-            Pixels::storeLine(place, first, last, streams && numSamples == 32);
-        if (numSamples != 32)
-            std::memcpy(out, samples, numSamples * sizeof(Sample));
+        store(samples, false);
+        std::memcpy(out, samples, numSamples * sizeof(Sample));
     }
 
     // 4:4:4.
