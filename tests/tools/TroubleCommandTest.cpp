@@ -1,6 +1,7 @@
 // What the command does when the world around it fails: full disks, closed pipes, folders where nothing can be written,
 // signals.
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -370,7 +371,7 @@ TEST(TroubleCommandTest, ASignalEndsTheExpansionOfASequenceWithinASecond) {
     EXPECT_THAT(folder.files(), IsEmpty());
 }
 
-TEST(TroubleCommandTest, ASignalEndsALongComputationLongBeforeItsEnd) {
+TEST(TroubleCommandTest, ASignalEndsALongComputationWithinASecondAndLongBeforeItsEnd) {
     const TestFolder folder;
     std::string noise(3072 * 3072, '\0');
     std::uint32_t state = 1;
@@ -387,7 +388,8 @@ TEST(TroubleCommandTest, ASignalEndsALongComputationLongBeforeItsEnd) {
     const auto whole = now() - start;
     std::filesystem::remove(folder.path("a.rvl"));
 
-    // Processors differ, so a share of the whole time is the measure; one attempt of five is not held up by others.
+    // Processors differ, so a share of the whole time is a limit besides; one attempt of five is not held up by others.
+    const auto limit = std::min<std::chrono::nanoseconds>(whole / 4, std::chrono::seconds(kHasSanitizer ? 3 : 1));
     bool isSoon = false;
     for (int attempt = 0; attempt < 5 && !isSoon; ++attempt) {
         RunningRavelo command(arguments);
@@ -395,7 +397,7 @@ TEST(TroubleCommandTest, ASignalEndsALongComputationLongBeforeItsEnd) {
         command.send(SIGTERM);
         start = now();
         const int exitCode = command.finish();
-        isSoon = exitCode == 143 && now() - start < whole / 4;
+        isSoon = exitCode == 143 && now() - start < limit;
         if (exitCode == 143)
             EXPECT_THAT(folder.files(), ElementsAre("a.pgm"));
         else
