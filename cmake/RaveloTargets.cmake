@@ -18,11 +18,15 @@ endfunction()
 # includes what it uses.
 #
 #   ravelo_unity(TARGET)                       all sources
+#   ravelo_unity(TARGET SIZE NUMBER)           all sources, so many in a unit instead of 25
 #   ravelo_unity(TARGET GROUP NAME SOURCE...)  these sources
 function(ravelo_unity target)
-    cmake_parse_arguments(ARG "" "" "GROUP" ${ARGN})
+    cmake_parse_arguments(ARG "" "SIZE" "GROUP" ${ARGN})
+    if(NOT ARG_SIZE)
+        set(ARG_SIZE 25)
+    endif()
     if(RAVELO_UNITY)
-        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${ARG_SIZE})
         if(ARG_GROUP)
             list(POP_FRONT ARG_GROUP group)
             set_source_files_properties(${ARG_GROUP} PROPERTIES UNITY_GROUP ${group})

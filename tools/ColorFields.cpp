@@ -1,12 +1,12 @@
 #include "ColorFields.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include <fmt/format.h>
 
 #include "CommandError.h"
 #include "FrameHeader.h"
+#include "ParsedNumber.h"
 #include "ravelo.h"
 
 namespace {
@@ -74,10 +74,8 @@ std::uint32_t colorCodeOf(std::string_view option, std::string const& text, std:
         std::find_if(names.begin(), names.end(), [&](ColorName const& each) { return each.name == text; });
     if (named != names.end())
         return named->code;
-    std::uint32_t code = 0;
-    const char* const end = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), end, code);
-    if (result.ec != std::errc() || result.ptr != end || code < 1 || code > 255)
+    const std::uint32_t code = parsedNumber<std::uint32_t>(text).value_or(0);
+    if (code < 1 || code > 255)
         throw usageError("{} takes {} or a code point from 1 to 255, not {}", option, listOf(names), text);
     return code;
 }

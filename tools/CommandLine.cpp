@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <optional>
 #include <sstream>
 #include <type_traits>
 #include <utility>
@@ -14,6 +15,8 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 #include <fmt/format.h>
+
+#include "ParsedNumber.h"
 
 Argument& Argument::value(std::string const& name) {
     m_option->type_name(name);
@@ -51,13 +54,12 @@ namespace {
 // plain form, since the parser reads a leading zero as octal.
 template <typename Number>
 std::string checkNumber(std::string& text, Number least, Number most) {
-    Number number{};
-    const char* const textEnd = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), textEnd, number);
-    if (error == std::errc() && end == textEnd && number >= least && number <= most) {
-        text = fmt::format("{}", number);
+    const std::optional<Number> number = parsedNumber<Number>(text);
+    if (number >= least && number <= most) {
+        text = fmt::format("{}", *number);
         return "";
     }
+    const char* const textEnd = text.data() + text.size();
     double anyNumber = 0;
     const auto [anyEnd, anyError] = std::from_chars(text.data(), textEnd, anyNumber);
     const bool isWhole = std::floor(anyNumber) == anyNumber || !std::isfinite(anyNumber);

@@ -6,12 +6,6 @@
 
 #include "FrameParts.h"
 
-namespace {
-
-constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
-
-} // namespace
-
 std::uint64_t countSlices(std::span<const std::uint8_t> frame) {
     std::uint64_t slices = 0;
     for (CodedPicture const& picture : parsePictureHeaders(frame, parseFrameHeader(frame)))
@@ -20,6 +14,7 @@ std::uint64_t countSlices(std::span<const std::uint8_t> frame) {
 }
 
 const char* componentName(ravelo_damage const& damage) {
+    constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
     return kComponentNames[damage.component];
 }
 
@@ -29,8 +24,8 @@ std::string damageSummary(std::uint64_t failed, std::uint64_t slices) {
 
 std::string damageText(ravelo_damage const& damage) {
     return fmt::format("picture {}, row {}, slice {}, from byte {}: {} failed; {} x {} pixels at {}, {}{}",
-                       damage.picture + 1, damage.row, damage.column, damage.byte_offset,
-                       kComponentNames[damage.component], damage.width, damage.height, damage.x, damage.y,
+                       damage.picture + 1, damage.row, damage.column, damage.byte_offset, componentName(damage),
+                       damage.width, damage.height, damage.x, damage.y,
                        damage.line_step == 2 ? ", on every second line" : "");
 }
 
@@ -50,7 +45,7 @@ Json jsonOfDamage(std::vector<ravelo_damage> const& damage) {
         list.push_back({{"picture", slice.picture},
                         {"row", slice.row},
                         {"slice", slice.column},
-                        {"component", kComponentNames[slice.component]},
+                        {"component", componentName(slice)},
                         {"offset", slice.byte_offset},
                         {"x", slice.x},
                         {"y", slice.y},

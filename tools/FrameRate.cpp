@@ -1,11 +1,11 @@
 #include "FrameRate.h"
 
-#include <charconv>
 #include <cmath>
 #include <numeric>
 #include <optional>
 
 #include "CommandError.h"
+#include "ParsedNumber.h"
 
 namespace {
 
@@ -13,13 +13,9 @@ constexpr std::uint32_t kMaxPart = 1000000;
 // Digits after the decimal point; more would not fit kMaxPart.
 constexpr std::size_t kMaxPlaces = 3;
 
-std::optional<std::uint32_t> numberOf(std::string const& text) {
-    std::uint32_t number = 0;
-    const char* const end = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), end, number);
-    if (result.ec != std::errc() || result.ptr != end || number > kMaxPart)
-        return std::nullopt;
-    return number;
+std::optional<std::uint32_t> partOf(std::string const& text) {
+    const std::optional<std::uint32_t> number = parsedNumber<std::uint32_t>(text);
+    return number <= kMaxPart ? number : std::nullopt;
 }
 
 FrameRate reduced(std::uint32_t numerator, std::uint32_t denominator) {
@@ -30,8 +26,8 @@ FrameRate reduced(std::uint32_t numerator, std::uint32_t denominator) {
 // "23.976" and "23.98" both mean 24000/1001.
 std::optional<FrameRate> parseDecimal(std::string const& text, std::size_t point) {
     const std::size_t places = text.size() - point - 1;
-    const std::optional<std::uint32_t> whole = numberOf(text.substr(0, point));
-    const std::optional<std::uint32_t> part = numberOf(text.substr(point + 1));
+    const std::optional<std::uint32_t> whole = partOf(text.substr(0, point));
+    const std::optional<std::uint32_t> part = partOf(text.substr(point + 1));
     if (!whole || !part || places == 0 || places > kMaxPlaces)
         return std::nullopt;
     const auto scale = static_cast<std::uint32_t>(std::lround(std::pow(10, places)));
@@ -50,9 +46,9 @@ std::optional<FrameRate> parse(std::string const& text) {
     if (point != std::string::npos)
         return parseDecimal(text, point);
     const std::size_t slash = text.find('/');
-    const std::optional<std::uint32_t> numerator = numberOf(text.substr(0, slash));
+    const std::optional<std::uint32_t> numerator = partOf(text.substr(0, slash));
     const std::optional<std::uint32_t> denominator =
-        slash == std::string::npos ? std::optional<std::uint32_t>(1) : numberOf(text.substr(slash + 1));
+        slash == std::string::npos ? std::optional<std::uint32_t>(1) : partOf(text.substr(slash + 1));
     if (!numerator || !denominator || *denominator == 0)
         return std::nullopt;
     return FrameRate{*numerator, *denominator};

@@ -28,6 +28,15 @@ void unpackRow(std::span<const std::uint8_t> bytes, std::uint32_t maxValue, std:
     }
 }
 
+// Planes grow by the rows that are there, so that a size that the file only claims takes no memory.
+void appendChannel(std::vector<std::uint16_t>& plane, std::span<const std::uint16_t> samples, std::size_t channel,
+                   std::size_t depth) {
+    std::size_t end = plane.size();
+    plane.resize(end + samples.size() / depth);
+    for (std::size_t i = channel; i < samples.size(); i += depth)
+        plane[end++] = samples[i];
+}
+
 } // namespace
 
 std::uint8_t PnmReader::takeByte() {
@@ -108,12 +117,8 @@ InputPicture PnmReader::readSamples(Header const& header) {
         if (!m_file.read(bytes))
             throw failure("{} is damaged: it ends in line {} of {}", m_file.name(), y, picture.height);
         unpackRow(bytes, picture.maxValue, samples);
-        for (std::size_t i = 0; i < samples.size(); i += depth) {
-            for (std::size_t c = 0; c < colors; ++c)
-                picture.planes[c].push_back(samples[i + c]);
-            if (depth > colors)
-                picture.alpha.push_back(samples[i + colors]);
-        }
+        for (std::size_t c = 0; c < depth; ++c)
+            appendChannel(c < colors ? picture.planes[c] : picture.alpha, samples, c, depth);
     }
     return picture;
 }

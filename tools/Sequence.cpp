@@ -1,25 +1,17 @@
 #include "Sequence.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <string_view>
 #include <utility>
 
 #include "CommandError.h"
 #include "Interrupt.h"
+#include "ParsedNumber.h"
 
 namespace {
 
 constexpr std::string_view kDigits = "0123456789";
-
-std::optional<std::uint64_t> numberOf(std::string const& text) {
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return number;
-}
 
 // Reads a text in order.
 class TextCursor {
@@ -40,7 +32,7 @@ public:
         const std::size_t digits = std::min(m_rest.find_first_not_of(kDigits), m_rest.size());
         if (digits == 0 || digits > 18)
             return std::nullopt;
-        const std::optional<std::uint64_t> number = numberOf(std::string(m_rest.substr(0, digits)));
+        const std::optional<std::uint64_t> number = parsedNumber<std::uint64_t>(m_rest.substr(0, digits));
         m_rest.remove_prefix(digits);
         return number;
     }
@@ -197,7 +189,7 @@ std::vector<std::uint64_t> SequencePattern::existingNumbers() const {
         if (name.size() <= start.size() + m_suffix.size() || !name.starts_with(start) || !name.ends_with(m_suffix))
             continue;
         const std::string digits = name.substr(start.size(), name.size() - start.size() - m_suffix.size());
-        const std::optional<std::uint64_t> number = numberOf(digits);
+        const std::optional<std::uint64_t> number = parsedNumber<std::uint64_t>(digits);
         // Only the name that nameOf() gives counts, so that 7 and 0007 are not both found.
         if (number && std::filesystem::path(nameOf(*number)).filename() == name)
             numbers.push_back(*number);

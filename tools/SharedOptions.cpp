@@ -4,9 +4,11 @@
 #include <array>
 #include <charconv>
 #include <limits>
+#include <optional>
 #include <string_view>
 
 #include "OutputFile.h"
+#include "ParsedNumber.h"
 #include "PixelBuffer.h"
 #include "ravelo.h"
 
@@ -183,12 +185,10 @@ std::uint32_t downSampleFactorOf(std::string const& size) {
 }
 
 std::uint32_t colorOf(std::string const& text) {
-    std::uint32_t color = 0;
-    const char* const end = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), end, color, 16);
-    if (text.size() != 6 || result.ec != std::errc() || result.ptr != end)
+    const std::optional<std::uint32_t> color = parsedNumber<std::uint32_t>(text, 16);
+    if (text.size() != 6 || !color)
         throw usageError("--mark-color takes six hexadecimal digits such as FF00FF, not {}", text);
-    return color;
+    return *color;
 }
 
 // Takes a number from the front of the text, and then the separator, or the end where that is 0.

@@ -7,12 +7,12 @@
 #include <span>
 
 #include "ColorMatrix.h"
+#include "DamageReport.h"
 
 namespace {
 
 using Rgb = std::array<double, 3>; // codes of 8 bits
 
-constexpr const char* kComponentNames[] = {"y", "cb", "cr"};
 constexpr Rgb kFailedColor = {255, 0, 255};
 // From the least to the largest value.
 constexpr std::array<Rgb, 5> kScale = {{{40, 60, 220}, {0, 180, 220}, {60, 200, 60}, {250, 220, 40}, {225, 30, 30}}};
@@ -112,7 +112,7 @@ std::vector<InspectedSlice> inspectSlices(std::span<const std::uint8_t> frame, D
             // The damage report is in the order of the frame.
             if (damage != decoded.damage().end() && damage->picture == index && damage->row == header.row &&
                 damage->column == header.column) {
-                slices.back().failed = kComponentNames[damage->component];
+                slices.back().failed = componentName(*damage);
                 ++damage;
             }
         }

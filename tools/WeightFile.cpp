@@ -1,12 +1,13 @@
 #include "WeightFile.h"
 
 #include <algorithm>
-#include <charconv>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "CommandError.h"
 #include "InputFile.h"
+#include "ParsedNumber.h"
 #include "Printable.h"
 
 namespace {
@@ -24,11 +25,10 @@ WeightMatrix readWeights(std::string const& path) {
     std::size_t count = 0;
     for (std::size_t start = content.find_first_not_of(kSeparators); start != std::string::npos; ++count) {
         const std::size_t end = std::min(content.find_first_of(kSeparators, start), content.size());
-        std::uint32_t weight = 0;
-        const std::from_chars_result result = std::from_chars(content.data() + start, content.data() + end, weight);
-        if (result.ec != std::errc() || result.ptr != content.data() + end || weight < 1 || weight > 255)
-            throw failure("{}: weight {} is {}; it can be 1 to 255", path, count + 1,
-                          printable(content.substr(start, std::min<std::size_t>(end - start, 20))));
+        const std::string text = content.substr(start, end - start);
+        const std::uint32_t weight = parsedNumber<std::uint32_t>(text).value_or(0);
+        if (weight < 1 || weight > 255)
+            throw failure("{}: weight {} is {}; it can be 1 to 255", path, count + 1, printable(text.substr(0, 20)));
         if (count < weights.size())
             weights[count] = static_cast<std::uint8_t>(weight);
         start = content.find_first_not_of(kSeparators, end);

@@ -1,7 +1,6 @@
 #include "Y4mReader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -11,15 +10,14 @@
 #include <vector>
 
 #include "CommandError.h"
+#include "ParsedNumber.h"
 
 namespace {
 
-constexpr std::size_t kMaxLineBytes = 1024;
+constexpr std::size_t kMaxHeaderLineBytes = 1024;
 
-std::uint64_t numberOf(std::string_view text) {
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? number : 0;
+std::uint64_t numberOrZero(std::string_view text) {
+    return parsedNumber<std::uint64_t>(text).value_or(0);
 }
 
 // Written by `ravelo decode`: color_primaries, transfer_characteristic and matrix_coefficients as in "9:16:9".
@@ -28,7 +26,7 @@ constexpr std::string_view kColorParameter = "RAVELOCOLOR=";
 ColorFields colorFieldsIn(std::string_view text) {
     std::uint32_t codes[3] = {};
     for (std::uint32_t& code : codes) {
-        const std::uint64_t number = numberOf(text.substr(0, text.find(':')));
+        const std::uint64_t number = numberOrZero(text.substr(0, text.find(':')));
         code = number <= 255 ? static_cast<std::uint32_t>(number) : 0;
         text.remove_prefix(std::min(text.size(), text.substr(0, text.find(':')).size() + 1));
     }
@@ -39,7 +37,7 @@ ColorFields colorFieldsIn(std::string_view text) {
 std::uint32_t bitDepthOf(std::string_view suffix) {
     if (suffix.empty())
         return 8;
-    const std::uint64_t bits = suffix.front() == 'p' ? numberOf(suffix.substr(1)) : 0;
+    const std::uint64_t bits = suffix.front() == 'p' ? numberOrZero(suffix.substr(1)) : 0;
     return bits >= 9 && bits <= 16 ? static_cast<std::uint32_t>(bits) : 0;
 }
 
@@ -61,7 +59,7 @@ std::string Y4mReader::takeLine() {
             throw failure("{} is damaged: a header line ends early", m_file.name());
         if (byte == '\n')
             return line;
-        if (line.size() == kMaxLineBytes)
+        if (line.size() == kMaxHeaderLineBytes)
             throw failure("{} is damaged: a header line is too long", m_file.name());
     }
 }
@@ -79,7 +77,7 @@ void Y4mReader::readParameter(std::string const& parameter) {
     switch (parameter.front()) {
     case 'W':
     case 'H': {
-        const std::uint64_t size = numberOf(value);
+        const std::uint64_t size = numberOrZero(value);
         checkPictureSize(m_file.name(), size, 1, m_maxPixels);
         (parameter.front() == 'W' ? m_form.width : m_form.height) = static_cast<std::uint32_t>(size);
         break;
@@ -140,10 +138,12 @@ std::vector<std::uint16_t> Y4mReader::readPlane(std::uint32_t width, std::uint32
     for (std::uint32_t y = 0; y < height; ++y) {
         if (!m_file.read(row))
             throw failure("{} is damaged: it ends inside a picture", m_file.name());
+        const std::size_t start = plane.size();
+        plane.resize(start + width);
         for (std::size_t x = 0; x < width; ++x) {
             // The low byte comes first.
             const std::uint32_t value = bytesPerSample == 2 ? row[2 * x] + 256u * row[2 * x + 1] : row[x];
-            plane.push_back(static_cast<std::uint16_t>(std::min(value, m_form.maxValue)));
+            plane[start + x] = static_cast<std::uint16_t>(std::min(value, m_form.maxValue));
         }
     }
     return plane;
