@@ -115,7 +115,8 @@ private:
         const auto fields = static_cast<std::uint32_t>(entry);
         last += 2 * (fields >> SymbolTables::kFirstRunShift & SymbolTables::kRunMask);
         store(last, entry >> SymbolTables::kFirstLevelShift);
-        last += 2 * (fields >> SymbolTables::kSecondRunShift);
+        // Widened before it is doubled, so that one address computation does both.
+        last += 2 * Address{fields >> SymbolTables::kSecondRunShift};
         store(last, entry >> SymbolTables::kSecondLevelShift);
     }
 
@@ -177,7 +178,8 @@ FastScan<target>::FastScan(ComponentScan* scans, unsigned int count) : m_tables(
 }
 
 template <OptimizationTarget target>
-inline typename FastScan<target>::Pair FastScan<target>::longPair(std::uint64_t word, std::uint32_t stateOffset) const {
+RAVELO_SCAN_INLINE typename FastScan<target>::Pair FastScan<target>::longPair(std::uint64_t word,
+                                                                              std::uint32_t stateOffset) const {
     const std::uint32_t state = stateOffset >> SymbolTables::kStateShift;
     const auto run = m_tables.run[state / SymbolTables::kNumLevelClasses][leadingZeros(word)];
     if (run.length == 0)

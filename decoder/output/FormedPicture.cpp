@@ -46,7 +46,7 @@ bool canStream(PictureOutput const& output, std::uint32_t numPlanes) {
         bytesPerLine += magnitude;
     }
     const std::uint32_t height = output.region.height;
-    return isAligned && height != 0 && bytesPerLine >= kLeastStreamedBytes / height;
+    return isAligned && height != 0 && bytesPerLine >= kLeastStreamedFormBytes / height;
 }
 
 } // namespace

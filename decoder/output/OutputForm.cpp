@@ -32,8 +32,7 @@ bool canStream(PixelBuffer const& buffer) {
     const std::uint64_t stride = static_cast<std::uint64_t>(buffer.lineStride);
     const std::uint64_t magnitude = buffer.lineStride < 0 ? 0 - stride : stride;
     const bool isAligned = (reinterpret_cast<std::uintptr_t>(buffer.pixels) | magnitude) % kCacheLineBytes == 0;
-    const std::uint64_t leastBytes = buffer.samplesPerPixel == 4 ? kLeastStreamedBytes444 : kLeastStreamedBytes;
-    const bool isLarge = buffer.frameHeight != 0 && magnitude >= leastBytes / buffer.frameHeight;
+    const bool isLarge = buffer.frameHeight != 0 && magnitude >= kLeastStreamedBytes / buffer.frameHeight;
     return isAligned && isLarge && buffer.bitDepth > 8 && buffer.downSampleFactor == 0;
 }
 

@@ -89,8 +89,12 @@ struct PixelRows<OptimizationTarget::Baseline> {
 
     // Four codes in 32 bits, between 0 and the greatest.
     static __m128i sampleCodes(__m128 samples, __m128 sampleScale, __m128 greatest) {
-        const __m128 shifted = _mm_add_ps(samples, _mm_set1_ps(256.0f));
-        return limited(_mm_add_ps(_mm_mul_ps(shifted, sampleScale), _mm_set1_ps(0.5f)), greatest);
+        return limited(unlimitedCodes(samples, sampleScale), greatest);
+    }
+
+    // The same where those below 0 are left to the next packing.
+    static __m128i codesNotAbove(__m128 samples, __m128 sampleScale, __m128 greatest) {
+        return _mm_cvttps_epi32(_mm_min_ps(unlimitedCodes(samples, sampleScale), greatest));
     }
 
     // Eight codes of at most 65535 in 16 bits. There is no packing to unsigned 16 bits here, so the codes are packed as
@@ -102,6 +106,11 @@ struct PixelRows<OptimizationTarget::Baseline> {
     }
 
 private:
+    static __m128 unlimitedCodes(__m128 samples, __m128 sampleScale) {
+        const __m128 shifted = _mm_add_ps(samples, _mm_set1_ps(256.0f));
+        return _mm_add_ps(_mm_mul_ps(shifted, sampleScale), _mm_set1_ps(0.5f));
+    }
+
     template <bool rgb>
     static Pixels444 pixels444(const std::int32_t* alpha, const float* y, const float* cb, const float* cr,
                                OutputLevels const& levels) {

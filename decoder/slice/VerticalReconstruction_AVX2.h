@@ -128,11 +128,11 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
                             std::uint32_t numMbs) {
         // A copy, which the compiler need not read again after each store.
         const OutputLevels levels = sharedLevels;
-        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
-        std::uint8_t* const out = movedBy(slice.pixels, firstMb * 2 * kHalfRowBytes);
+        constexpr std::int64_t kMbBytes = 64 * sizeof(Sample);
+        std::uint8_t* const out = movedBy(slice.pixels, firstMb * kMbBytes);
         // Three transforms of eight rows each fetch all lines of two macroblocks.
         constexpr unsigned int kLinesAtOnce = sizeof(Sample) == 1 ? 2 : 3;
-        OutputPrefetch prefetch(out, slice.lineStride, numMbs * 2 * static_cast<std::uint32_t>(kHalfRowBytes),
+        OutputPrefetch prefetch(out, slice.lineStride, numMbs * static_cast<std::uint32_t>(kMbBytes),
                                 slice.streams ? 0 : slice.numRows);
         alignas(64) EightBlocks blocks[3];
         transformRows<kLinesAtOnce, ColumnOrder::ColumnsFirst>(slice.coefficients[0] + 4 * firstMb, *slice.plans[0],
@@ -144,23 +144,21 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
                 transformColumn(component[column]);
 
         const std::uint32_t alphaCode = alphaDepth == 0 ? static_cast<std::uint32_t>(levels.maxValue) : 0;
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+        const std::uint32_t numRows = slice.numRows;
+        const bool streams = slice.streams;
+        for (std::uint32_t row = 0; row < 8 && row < numRows; ++row) {
             EightRows<Sample> rows;
             encodeRow<rgb>(blocks, static_cast<int>(row), levels, alphaCode, rows);
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
-                for (std::uint32_t k = 0; k < 4; ++k) {
-                    const std::uint32_t mbRow = row + 8 * (k & 1);
-                    if (mbRow >= slice.numRows)
-                        continue;
-                    const std::uint32_t column = 2 * mb + (k >> 1); // in half macroblocks
-                    std::uint16_t const* alpha = nullptr;
-                    if constexpr (alphaDepth != 0)
-                        alpha = slice.alpha + mbRow * slice.alphaPitch + 16 * firstMb + 8 * column;
-                    storeRow<alphaDepth>(rows, static_cast<int>(k), static_cast<int>(mb), alpha, levels,
-                                         lineBelow(movedBy(out, column * kHalfRowBytes), mbRow, slice.lineStride),
-                                         slice.streams);
-                }
-            }
+            const auto rowBelow = [&](std::uint32_t mbRow) -> MbRow {
+                std::uint16_t const* const alpha =
+                    alphaDepth == 0 ? nullptr : slice.alpha + mbRow * slice.alphaPitch + 16 * firstMb;
+                return {mbRow < numRows ? lineBelow(out, mbRow, slice.lineStride) : nullptr, alpha};
+            };
+            const MbRow upper = rowBelow(row), lower = rowBelow(row + 8);
+            if (streams)
+                storeMbRows<true, alphaDepth>(rows, upper, lower, numMbs, levels);
+            else
+                storeMbRows<false, alphaDepth>(rows, upper, lower, numMbs, levels);
         }
     }
 
@@ -214,7 +212,7 @@ private:
         }
     }
 
-    static void transformColumn(Floats256 (&column)[8]) {
+    RAVELO_INLINE static void transformColumn(Floats256 (&column)[8]) {
         transformInRegisters(column, [](Floats256(&x)[8]) { fusedTransform(x); });
     }
 
@@ -245,7 +243,7 @@ private:
 
     // A row of each of eight blocks, eight codes of luma or four pairs Cb Cr, from the four vectors of its columns:
     // those of block 4 * half + k in a half of codes[k].
-    static void joinColumns(const __m256i* columns, __m256i (&codes)[4]) {
+    RAVELO_INLINE static void joinColumns(const __m256i* columns, __m256i (&codes)[4]) {
         __m256i quads[2][2];
         for (int side = 0; side < 2; ++side) {
             const __m256i even = _mm256_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
@@ -395,6 +393,35 @@ private:
         if (sizeof(Sample) == 1)
             return _mm256_and_si256(saturated, _mm256_set1_epi32(0xFF));
         return _mm256_min_epi32(saturated, _mm256_set1_epi32(levels.maxValue));
+    }
+
+    // Where a row of two macroblocks goes, and its alpha. Null where it is below the picture.
+    struct MbRow {
+        std::uint8_t* out;
+        std::uint16_t const* alpha;
+    };
+
+    // The same row of the upper and the lower blocks.
+    template <bool streams, unsigned int alphaDepth, class Sample>
+    RAVELO_INLINE static void storeMbRows(EightRows<Sample> const& rows, MbRow upper, MbRow lower, std::uint32_t numMbs,
+                                          OutputLevels const& levels) {
+        constexpr std::int64_t kHalfRowBytes = 32 * sizeof(Sample);
+        const auto storeMb = [&](int mb) __attribute__((always_inline)) {
+            const auto store = [&](int k, MbRow const& to) __attribute__((always_inline)) {
+                const int column = 2 * mb + (k >> 1); // in half macroblocks
+                storeRow<alphaDepth>(rows, k, mb, to.alpha + (alphaDepth == 0 ? 0 : 8 * column), levels,
+                                     to.out + column * kHalfRowBytes, streams);
+            };
+            store(0, upper);
+            store(2, upper);
+            if (lower.out != nullptr) {
+                store(1, lower);
+                store(3, lower);
+            }
+        };
+        storeMb(0);
+        if (numMbs == 2)
+            storeMb(1);
     }
 
     template <unsigned int alphaDepth>

@@ -36,84 +36,24 @@ struct VerticalReconstruction<OptimizationTarget::Baseline> {
     template <class Sample>
     static void write422Mbs(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
                             std::uint32_t numMbs) {
-        alignas(64) FourBlocks blocks[2][2];
-        alignas(64) LumaCodes luma[4];     // of each macroblock
-        alignas(64) ChromaCodes chroma[2]; // of each pair of macroblocks
-        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
-        for (std::uint32_t first = 0; first < numMbs; first += 2) {
-            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks[0]);
-            for (std::uint32_t i = 0; i < 2; ++i)
-                for (int pair = 0; pair < 4; ++pair)
-                    encodeColumns<Sample>(blocks[0][i], 2 * pair, blocks[0][i], 2 * pair + 1, rule,
-                                          &luma[first + i][0][pair], 4);
-        }
-        transformRows(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0]);
-        transformRows(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1]);
-        for (int i = 0; i < 2; ++i)
-            for (int column = 0; column < 8; ++column)
-                encodeColumns<Sample>(blocks[0][i], column, blocks[1][i], column, rule, &chroma[i][0][column], 8);
-
-        constexpr std::int64_t kMbBytes = 32 * sizeof(Sample);
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
-                __m128i y[4], left[4], right[4];
-                joinColumns(luma[mb][row], y);
-                joinColumns(chroma[mb / 2][row], left);
-                joinColumns(chroma[mb / 2][row] + 4, right);
-                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
-                    const std::uint32_t block = 2 * (mb % 2) + half;
-                    std::uint8_t* const to =
-                        lineBelow(movedBy(slice.pixels, (firstMb + mb) * kMbBytes), row + 8 * half, slice.lineStride);
-                    store422<Sample>(to, left[block], y[2 * half], slice.streams);
-                    store422<Sample>(to + kMbBytes / 2, right[block], y[2 * half + 1], slice.streams);
-                }
-            }
-        }
+        if constexpr (sizeof(Sample) == 1)
+            write422Packed<Sample, Packing::ForBytes>(slice, levels, firstMb, numMbs);
+        else if (levels.maxValue <= kMaxSigned)
+            write422Packed<Sample, Packing::Signed>(slice, levels, firstMb, numMbs);
+        else
+            write422Packed<Sample, Packing::Unsigned>(slice, levels, firstMb, numMbs);
     }
 
     // The same to planes, without the pixels, the lines and the place of `slice`.
     template <class Sample>
     static void write422MbsToPlanes(Slice const& slice, SlicePlanes const& to, OutputLevels const& levels,
                                     std::uint32_t firstMb, std::uint32_t numMbs) {
-        alignas(64) FourBlocks blocks[2];
-        alignas(64) LumaCodes luma[4];      // of each macroblock
-        alignas(64) LumaCodes chroma[2][2]; // of Cb and Cr, of each pair of macroblocks
-        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
-        const auto encode = [&](FourBlocks& four, LumaCodes& codes) {
-            for (int pair = 0; pair < 4; ++pair)
-                encodeColumns<Sample>(four, 2 * pair, four, 2 * pair + 1, rule, &codes[0][pair], 4);
-        };
-        for (std::uint32_t first = 0; first < numMbs; first += 2) {
-            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks);
-            for (std::uint32_t i = 0; i < 2; ++i)
-                encode(blocks[i], luma[first + i]);
-        }
-        for (std::uint32_t i = 0; i < 2; ++i) {
-            transformRows(slice.coefficients[1 + i] + 2 * firstMb, *slice.plans[1 + i], blocks);
-            for (std::uint32_t pair = 0; pair < 2; ++pair)
-                encode(blocks[pair], chroma[i][pair]);
-        }
-
-        const auto placeOf = [&](std::uint32_t plane, std::uint32_t sample, std::uint32_t row) {
-            std::uint8_t* const first =
-                movedBy(to.plane[plane].pixels, std::int64_t{sample} * static_cast<int>(sizeof(Sample)));
-            return lineBelow(first, row, to.plane[plane].lineStride);
-        };
-        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
-                __m128i y[4], c[2][4];
-                joinColumns(luma[mb][row], y);
-                for (int i = 0; i < 2; ++i)
-                    joinColumns(chroma[i][mb / 2][row], c[i]);
-                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
-                    const std::uint32_t mbRow = row + 8 * half, place = firstMb + mb;
-                    storeSamples<Sample>(placeOf(0, 16 * place, mbRow), y[2 * half], to.streams);
-                    storeSamples<Sample>(placeOf(0, 16 * place + 8, mbRow), y[2 * half + 1], to.streams);
-                    for (std::uint32_t i = 0; i < 2; ++i)
-                        storeSamples<Sample>(placeOf(1 + i, 8 * place, mbRow), c[i][2 * (mb % 2) + half], to.streams);
-                }
-            }
-        }
+        if constexpr (sizeof(Sample) == 1)
+            write422ToPlanes<Sample, Packing::ForBytes>(slice, to, levels, firstMb, numMbs);
+        else if (levels.maxValue <= kMaxSigned)
+            write422ToPlanes<Sample, Packing::Signed>(slice, to, levels, firstMb, numMbs);
+        else
+            write422ToPlanes<Sample, Packing::Unsigned>(slice, to, levels, firstMb, numMbs);
     }
 
     // One or two macroblocks: a group of four blocks of each component for each.
@@ -209,7 +149,7 @@ private:
         }
     }
 
-    static void transformColumn(Floats128 (&column)[8]) {
+    RAVELO_INLINE static void transformColumn(Floats128 (&column)[8]) {
         transformInRegisters(column, [](Floats128(&x)[8]) { plainTransform(x); });
     }
 
@@ -220,28 +160,39 @@ private:
     using LumaCodes = __m128i[8][4];
     using ChromaCodes = __m128i[8][8];
 
+    // How codes in 32 bits are brought to 16: for bytes, to which the next packing limits them; to those that are
+    // positive as signed numbers, too; to any others.
+    enum class Packing { ForBytes, Signed, Unsigned };
+    static constexpr std::int32_t kMaxSigned = 32767;
+
     struct CodeRule {
         __m128 scale, greatest;
 
-        __m128i operator()(Floats128 samples) const { return Pixels::sampleCodes(samples.v, scale, greatest); }
+        // Not above the greatest.
+        template <Packing packing>
+        __m128i packed(Floats128 first, Floats128 second) const {
+            if constexpr (packing == Packing::Unsigned)
+                return Pixels::packed(Pixels::sampleCodes(first.v, scale, greatest),
+                                      Pixels::sampleCodes(second.v, scale, greatest));
+            const __m128i codes = _mm_packs_epi32(Pixels::codesNotAbove(first.v, scale, greatest),
+                                                  Pixels::codesNotAbove(second.v, scale, greatest));
+            return packing == Packing::ForBytes ? codes : _mm_max_epi16(codes, _mm_setzero_si128());
+        }
     };
 
-    template <class Sample>
+    template <Packing packing>
     static void encodeColumns(FourBlocks& first, int firstColumn, FourBlocks& second, int secondColumn,
                               CodeRule const& rule, __m128i* codes, int codesPerRow) {
         transformColumn(first[firstColumn]);
         transformColumn(second[secondColumn]);
 #pragma GCC unroll 8
-        for (int row = 0; row < 8; ++row) {
-            const __m128i a = rule(first[firstColumn][row]);
-            const __m128i b = rule(second[secondColumn][row]);
-            codes[codesPerRow * row] = sizeof(Sample) == 1 ? _mm_packs_epi32(a, b) : Pixels::packed(a, b);
-        }
+        for (int row = 0; row < 8; ++row)
+            codes[codesPerRow * row] = rule.packed<packing>(first[firstColumn][row], second[secondColumn][row]);
     }
 
     // A row of each of four blocks, eight codes of luma or four pairs Cb Cr, from the four vectors of its columns:
     // those of block k in codes[k].
-    static void joinColumns(const __m128i* columns, __m128i (&codes)[4]) {
+    RAVELO_INLINE static void joinColumns(const __m128i* columns, __m128i (&codes)[4]) {
         __m128i quads[2][2];
         for (int side = 0; side < 2; ++side) {
             const __m128i even = _mm_unpacklo_epi16(columns[2 * side], columns[2 * side + 1]);
@@ -274,6 +225,95 @@ private:
             _mm_stream_si128(reinterpret_cast<__m128i*>(out), codes);
         else
             Pixels::store(out, codes);
+    }
+
+    template <class Sample, Packing packing>
+    static void write422Packed(Slice const& slice, OutputLevels const& levels, std::uint32_t firstMb,
+                               std::uint32_t numMbs) {
+        alignas(64) FourBlocks blocks[2][2];
+        alignas(64) LumaCodes luma[4];     // of each macroblock
+        alignas(64) ChromaCodes chroma[2]; // of each pair of macroblocks
+        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
+        for (std::uint32_t first = 0; first < numMbs; first += 2) {
+            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks[0]);
+            for (std::uint32_t i = 0; i < 2; ++i)
+                for (int pair = 0; pair < 4; ++pair)
+                    encodeColumns<packing>(blocks[0][i], 2 * pair, blocks[0][i], 2 * pair + 1, rule,
+                                           &luma[first + i][0][pair], 4);
+        }
+        transformRows(slice.coefficients[1] + 2 * firstMb, *slice.plans[1], blocks[0]);
+        transformRows(slice.coefficients[2] + 2 * firstMb, *slice.plans[2], blocks[1]);
+        for (int i = 0; i < 2; ++i)
+            for (int column = 0; column < 8; ++column)
+                encodeColumns<packing>(blocks[0][i], column, blocks[1][i], column, rule, &chroma[i][0][column], 8);
+
+        constexpr std::int64_t kMbBytes = 32 * sizeof(Sample);
+        const std::uint32_t numRows = slice.numRows;
+        const std::int64_t lineStride = slice.lineStride;
+        const bool streams = slice.streams;
+        for (std::uint32_t row = 0; row < 8 && row < numRows; ++row) {
+            __m128i left[4], right[4];
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                __m128i y[4];
+                joinColumns(luma[mb][row], y);
+                if (mb % 2 == 0) {
+                    joinColumns(chroma[mb / 2][row], left);
+                    joinColumns(chroma[mb / 2][row] + 4, right);
+                }
+                for (std::uint32_t half = 0; half < 2 && row + 8 * half < numRows; ++half) {
+                    const std::uint32_t block = 2 * (mb % 2) + half;
+                    std::uint8_t* const to =
+                        lineBelow(movedBy(slice.pixels, (firstMb + mb) * kMbBytes), row + 8 * half, lineStride);
+                    store422<Sample>(to, left[block], y[2 * half], streams);
+                    store422<Sample>(to + kMbBytes / 2, right[block], y[2 * half + 1], streams);
+                }
+            }
+        }
+    }
+
+    template <class Sample, Packing packing>
+    static void write422ToPlanes(Slice const& slice, SlicePlanes const& to, OutputLevels const& levels,
+                                 std::uint32_t firstMb, std::uint32_t numMbs) {
+        alignas(64) FourBlocks blocks[2];
+        alignas(64) LumaCodes luma[4];      // of each macroblock
+        alignas(64) LumaCodes chroma[2][2]; // of Cb and Cr, of each pair of macroblocks
+        const CodeRule rule{_mm_set1_ps(levels.sampleScale), _mm_set1_ps(static_cast<float>(levels.maxValue))};
+        const auto encode = [&](FourBlocks& four, LumaCodes& codes) {
+            for (int pair = 0; pair < 4; ++pair)
+                encodeColumns<packing>(four, 2 * pair, four, 2 * pair + 1, rule, &codes[0][pair], 4);
+        };
+        for (std::uint32_t first = 0; first < numMbs; first += 2) {
+            transformRows(slice.coefficients[0] + 4 * (firstMb + first), *slice.plans[0], blocks);
+            for (std::uint32_t i = 0; i < 2; ++i)
+                encode(blocks[i], luma[first + i]);
+        }
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            transformRows(slice.coefficients[1 + i] + 2 * firstMb, *slice.plans[1 + i], blocks);
+            for (std::uint32_t pair = 0; pair < 2; ++pair)
+                encode(blocks[pair], chroma[i][pair]);
+        }
+
+        const auto placeOf = [&](std::uint32_t plane, std::uint32_t sample, std::uint32_t row) {
+            std::uint8_t* const first =
+                movedBy(to.plane[plane].pixels, std::int64_t{sample} * static_cast<int>(sizeof(Sample)));
+            return lineBelow(first, row, to.plane[plane].lineStride);
+        };
+        for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
+            __m128i c[2][4];
+            for (std::uint32_t mb = 0; mb < numMbs; ++mb) {
+                __m128i y[4];
+                joinColumns(luma[mb][row], y);
+                for (int i = 0; i < 2 && mb % 2 == 0; ++i)
+                    joinColumns(chroma[i][mb / 2][row], c[i]);
+                for (std::uint32_t half = 0; half < 2 && row + 8 * half < slice.numRows; ++half) {
+                    const std::uint32_t mbRow = row + 8 * half, place = firstMb + mb;
+                    storeSamples<Sample>(placeOf(0, 16 * place, mbRow), y[2 * half], to.streams);
+                    storeSamples<Sample>(placeOf(0, 16 * place + 8, mbRow), y[2 * half + 1], to.streams);
+                    for (std::uint32_t i = 0; i < 2; ++i)
+                        storeSamples<Sample>(placeOf(1 + i, 8 * place, mbRow), c[i][2 * (mb % 2) + half], to.streams);
+                }
+            }
+        }
     }
 
     // 4:4:4.

@@ -551,7 +551,7 @@ TEST(PixelFormsTest, StreamedPixelsAreTheSame) {
         for (const std::uint32_t x : {0u, isPlanar ? 2u : 3u, 16u}) {
             const PixelRectangle region{x, 2, 343 - x - (isPlanar ? 0 : 1), 67};
             const auto usual = decodedForm(frame.bytes, request, region);
-            const std::size_t stride = (kLeastStreamedBytes / region.height / 64 + 1) * 64;
+            const std::size_t stride = (kLeastStreamedFormBytes / region.height / 64 + 1) * 64;
             const std::vector<std::uint8_t> unwritten(stride, kUnwritten);
             std::vector<std::unique_ptr<std::uint8_t, Free>> memory;
             PictureOutput output;
