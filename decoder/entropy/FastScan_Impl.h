@@ -135,6 +135,7 @@ private:
     struct Tail;
 
     Pair longPair(std::uint64_t word, std::uint32_t stateOffset) const;
+    Pair calledLongPair(std::uint64_t word, std::uint32_t stateOffset) const;
 
     void scanAllDcs();
     template <int numLanes>
@@ -196,6 +197,13 @@ RAVELO_SCAN_INLINE typename FastScan<target>::Pair FastScan<target>::longPair(st
     const std::uint32_t nextState = m_tables.runClass[runValue < 15 ? runValue : 15] * SymbolTables::kNumLevelClasses +
                                     m_tables.levelClass[levelSymbol < 8 ? levelSymbol : 8];
     return {length, runValue + 1, isNegative ? -magnitude : magnitude, nextState << SymbolTables::kStateShift};
+}
+
+// The same as a call, for which the lanes of a batch leave their registers.
+template <OptimizationTarget target>
+[[gnu::noinline]] typename FastScan<target>::Pair FastScan<target>::calledLongPair(std::uint64_t word,
+                                                                                   std::uint32_t stateOffset) const {
+    return longPair(word, stateOffset);
 }
 
 // One DC or DC difference by its leading zeros.
@@ -457,8 +465,10 @@ template <int numLanes, bool skims>
 RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::takeLongPair(Batch<numLanes>& batch, Lane& lane,
                                                                                   int i) const {
     batch.countTaken(i);
-    const Pair found =
-        longPair(wordAt(batch.bytes[i], batch.bitPosition[i]), static_cast<std::uint32_t>(batch.state[i]));
+    const std::uint64_t word = wordAt(batch.bytes[i], batch.bitPosition[i]);
+    const auto state = static_cast<std::uint32_t>(batch.state[i]);
+    // Most symbols are read by many lanes, and copies of the code for few cost only memory.
+    const Pair found = numLanes >= 4 && !skims ? longPair(word, state) : calledLongPair(word, state);
     if (found.length == 0) {
         lane.needsPlainScan = true;
         return Next::CloseLane;

@@ -4,7 +4,8 @@
 // written with these on every processor.
 //
 // Conversions take the short way, which differs for NaN, for values beyond 32 bits, and in other rounding modes than
-// the usual one. Every conversion here cuts towards zero, and its value is limited first or its result is not used.
+// the usual one. Every conversion here cuts towards zero, and its value is limited from above first or its result is
+// not used; what is too small becomes the least number on both.
 #define SIMDE_ENABLE_NATIVE_ALIASES
 #define SIMDE_FAST_CONVERSION_RANGE
 #define SIMDE_FAST_NANS
