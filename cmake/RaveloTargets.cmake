@@ -17,16 +17,18 @@ endfunction()
 # with options of their own stay alone. Presets that are for work on single units turn this off, and so see that each unit
 # includes what it uses.
 #
+# Large units take the least time from nothing. A build with tests is repeated after every change, so its units are small.
+#
 #   ravelo_unity(TARGET)                       all sources
-#   ravelo_unity(TARGET SIZE NUMBER)           all sources, so many in a unit instead of 25
 #   ravelo_unity(TARGET GROUP NAME SOURCE...)  these sources
 function(ravelo_unity target)
-    cmake_parse_arguments(ARG "" "SIZE" "GROUP" ${ARGN})
-    if(NOT ARG_SIZE)
-        set(ARG_SIZE 25)
+    cmake_parse_arguments(ARG "" "" "GROUP" ${ARGN})
+    set(size 25)
+    if(RAVELO_TESTS)
+        set(size 8)
     endif()
     if(RAVELO_UNITY)
-        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${ARG_SIZE})
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${size})
         if(ARG_GROUP)
             list(POP_FRONT ARG_GROUP group)
             set_source_files_properties(${ARG_GROUP} PROPERTIES UNITY_GROUP ${group})

@@ -108,9 +108,9 @@ TEST(InfoCommandTest, EveryFrameOfTheVectorsIsReported) {
             arguments.push_back(vectorPath(std::string(kind) + "-" + std::to_string(i) + ".rvl"));
         const CommandResult result = runRavelo(arguments);
         ASSERT_EQ(result.exitCode, 0) << result.error;
-        const ReportValue report(result.output);
-        ASSERT_EQ(report.at("frames").size(), 16u);
-        for (int i = 0; i < 16; ++i)
-            EXPECT_EQ(report.at("frames").at(i).at("file"), arguments[2 + i]);
+        const std::vector<ReportValue> frames = ReportValue(result.output).at("frames").elements();
+        ASSERT_EQ(frames.size(), 16u);
+        for (std::size_t i = 0; i < 16; ++i)
+            EXPECT_EQ(frames[i].at("file"), arguments[2 + i]);
     }
 }
