@@ -44,7 +44,8 @@ constexpr std::uint64_t kCacheLineBytes = 64;
 // by 4 %; docs/benchmarking.md names the processor.
 constexpr std::uint64_t kLeastStreamedBytes = std::uint64_t{24} << 20;
 
-// The same for other forms than coded pixels, whose lines come from memory of their own.
+// The same for other forms than coded pixels: half floats of 1080p cost less past the caches (compare_peer --only
+// forms).
 constexpr std::uint64_t kLeastStreamedFormBytes = std::uint64_t{4} << 20;
 
 // What is the same for all slices of a picture: its output form, computed once for each picture.
