@@ -10,6 +10,7 @@
 #include <exception>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,7 @@ struct Options {
     unsigned int numThreads = 1;
     std::string variant = "native";
     std::uint64_t features = 0;
-    bool plainReconstruction = false;
+    std::optional<ReconstructionForm> reconstruction;
 };
 
 Options optionsFrom(CLI::App& app, int argc, char** argv) {
@@ -37,6 +38,9 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
                                                             {"avx2", OptimizationTarget::AVX2}};
     const std::map<std::string, ColorCoding> codings{
         {"ycbcr", ColorCoding_YCbCr}, {"rgb", ColorCoding_RGBFull}, {"rgb-video", ColorCoding_RGBVideo}};
+    const std::map<std::string, ReconstructionForm> reconstructions{{"plain", ReconstructionForm::Plain},
+                                                                    {"vertical", ReconstructionForm::Vertical},
+                                                                    {"wide", ReconstructionForm::Wide}};
     Options options;
     app.add_option("frames", options.frames, "Compressed frames")->required()->check(CLI::ExistingFile);
     app.add_option("--runs", options.numRuns, "Decodes of each frame")->check(CLI::Range(1, 1000000));
@@ -49,7 +53,8 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
         ->check(CLI::Range(0, 3));
     CLI::Option* const variant = app.add_option("--variant", options.variant, "Kernels: " + kernelVariantNames());
     app.add_option("--features", options.features, "Kernels by a mask of processor features")->excludes(variant);
-    app.add_flag("--plain", options.plainReconstruction, "The plain reconstruction, block by block");
+    app.add_option("--reconstruction", options.reconstruction, "A form of the reconstruction instead of the best one")
+        ->transform(CLI::CheckedTransformer(reconstructions));
     app.parse(argc, argv);
     // Reduced pictures come in 8 bits.
     if (options.request.downSampleFactor != 0)
@@ -94,7 +99,7 @@ int main(int argc, char** argv) {
             ippSetCpuFeatures(options.features);
         else
             selectKernelVariant(options.variant);
-        forcePlainReconstruction(options.plainReconstruction);
+        forceReconstruction(options.reconstruction);
         std::printf("threads %u, target %d, kernel index %d, depth %u, reduction %u, coding %u, %u runs; clocks %s\n",
                     options.numThreads, static_cast<int>(options.request.target), ippJumpIndexForMergedLibs,
                     options.request.bitDepth, options.request.downSampleFactor,

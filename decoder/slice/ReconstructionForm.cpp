@@ -7,23 +7,27 @@
 
 namespace {
 
-std::atomic<bool> s_plainIsForced{false};
+std::atomic<std::optional<ReconstructionForm>> s_forced{std::nullopt};
 
 } // namespace
 
 ReconstructionForm reconstructionFormFor(OptimizationTarget target, std::int32_t kernelIndex) {
-    // The arithmetic of l9 would serve for k0 too, but with AVX-512 the plain form has vectors twice as wide.
-    const std::int32_t variant = target == OptimizationTarget::Baseline ? kVariantY8 : kVariantL9;
-    return kernelIndex == variant ? ReconstructionForm::Vertical : ReconstructionForm::Plain;
+    if (target == OptimizationTarget::Baseline)
+        return kernelIndex == kVariantY8 ? ReconstructionForm::Vertical : ReconstructionForm::Plain;
+    if (kernelIndex == kVariantK0)
+        return ReconstructionForm::Wide;
+    return kernelIndex == kVariantL9 ? ReconstructionForm::Vertical : ReconstructionForm::Plain;
 }
 
 ReconstructionForm currentReconstructionForm(OptimizationTarget target) {
-    if (s_plainIsForced.load(std::memory_order_relaxed))
-        return ReconstructionForm::Plain;
     const auto index = std::atomic_ref<std::int32_t>(ippJumpIndexForMergedLibs).load(std::memory_order_relaxed);
-    return reconstructionFormFor(target, index);
+    const ReconstructionForm own = reconstructionFormFor(target, index);
+    const std::optional<ReconstructionForm> forced = s_forced.load(std::memory_order_relaxed);
+    if (!forced || own == ReconstructionForm::Plain)
+        return own;
+    return *forced == ReconstructionForm::Wide && target == OptimizationTarget::Baseline ? own : *forced;
 }
 
-void forcePlainReconstruction(bool isForced) {
-    s_plainIsForced.store(isForced, std::memory_order_relaxed);
+std::optional<ReconstructionForm> forceReconstruction(std::optional<ReconstructionForm> form) {
+    return s_forced.exchange(form, std::memory_order_relaxed);
 }

@@ -39,6 +39,7 @@ template <OptimizationTarget target>
 struct VerticalPlans;
 template <OptimizationTarget target>
 struct VerticalSlice;
+struct VerticalOutput;
 
 // One slice of a picture, as its picture gives it.
 struct SliceInput {
@@ -139,7 +140,11 @@ private:
     void samplesOfDcs(ComponentScan const& scan, float matrixDc, std::int16_t* samples) const;
     void meansOfAlpha(std::uint16_t const* alpha, SampleBand& band) const;
     void reconstructFull(ComponentScan const scans[3], std::uint16_t const* alpha, SliceScratch<target>& scratch) const;
+    void samplesPlainly(ComponentScan const scans[3], SliceMatrices<target> const& matrices,
+                        SliceScratch<target>& scratch, SampleBand& band) const;
+    VerticalSlice<target> wholeSlice(ComponentScan const scans[3], VerticalPlans<target> const& plans) const;
     VerticalSlice<target> verticalSlice(ComponentScan const scans[3], VerticalPlans<target> const& plans) const;
+    void writeInForm(VerticalSlice<target> const& slice, VerticalOutput const& output) const;
     std::uint32_t reconstructVertically(ComponentScan const scans[3], std::uint16_t const* alpha,
                                         SliceMatrices<target> const& matrices) const;
     void reconstructPlainly(ComponentScan const scans[3], std::uint16_t const* alpha,

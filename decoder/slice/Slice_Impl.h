@@ -17,6 +17,7 @@
 #include "Targets.h"
 #include "ThreeStreamScan.h"
 #include "VerticalForms.h"
+#include "WideReconstruction.h"
 
 template <OptimizationTarget target>
 unsigned int countBits(std::uint32_t mask) {
@@ -181,7 +182,7 @@ void Slice<target>::reconstructFull(ComponentScan const scans[3], std::uint16_t 
     // Samples of more than 8 bits have this size even where macroblocks are closer to each other.
     const bool isFullSize = m_facts->form.mbSize == 16;
     std::uint32_t firstPlainMb = 0;
-    if (isFullSize && m_facts->reconstruction == ReconstructionForm::Vertical)
+    if (isFullSize && m_facts->reconstruction != ReconstructionForm::Plain)
         firstPlainMb = reconstructVertically(scans, alpha, matrices);
     if (firstPlainMb < m_sliceMbs)
         reconstructPlainly(scans, alpha, matrices, firstPlainMb, scratch);
@@ -192,23 +193,33 @@ template <OptimizationTarget target>
 struct VerticalPlans {
     VerticalPlans(PictureFacts const& facts, SliceMatrices<target> const& matrices, ComponentScan const scans[3])
         : luma(matrices.luma, facts.scanPattern, scans[0].numBlocks, kUnit),
-          chroma(matrices.chroma, facts.scanPattern, scans[1].numBlocks, kUnit) {}
+          chroma(matrices.chroma, facts.scanPattern, scans[1].numBlocks,
+                 facts.reconstruction == ReconstructionForm::Wide ? kWideChromaUnit : kUnit) {}
 
     static constexpr float kUnit = VerticalReconstruction<target>::kUnit;
     VerticalPlan<target> luma;
     VerticalPlan<target> chroma;
 };
 
-// The macroblocks that are not clipped at the right; not yet where they go.
+// All macroblocks; not yet where they go.
 template <OptimizationTarget target>
-VerticalSlice<target> Slice<target>::verticalSlice(ComponentScan const scans[3],
-                                                   VerticalPlans<target> const& plans) const {
-    PixelBuffer const& rectangle = m_writer->pixelBuffer();
+VerticalSlice<target> Slice<target>::wholeSlice(ComponentScan const scans[3],
+                                                VerticalPlans<target> const& plans) const {
     VerticalSlice<target> slice{};
     for (int i = 0; i < 3; ++i) {
         slice.coefficients[i] = scans[i].coefficients;
         slice.plans[i] = i == 0 ? &plans.luma : &plans.chroma;
     }
+    slice.numMbs = m_sliceMbs;
+    return slice;
+}
+
+// Those that are not clipped at the right.
+template <OptimizationTarget target>
+VerticalSlice<target> Slice<target>::verticalSlice(ComponentScan const scans[3],
+                                                   VerticalPlans<target> const& plans) const {
+    PixelBuffer const& rectangle = m_writer->pixelBuffer();
+    VerticalSlice<target> slice = wholeSlice(scans, plans);
     const std::uint64_t wholeMbs = rectangle.width / 16;
     slice.numMbs = wholeMbs < m_sliceMbs ? static_cast<std::uint32_t>(wholeMbs) : m_sliceMbs;
     slice.numRows = rectangle.height < 16 ? static_cast<std::uint32_t>(rectangle.height) : 16;
@@ -220,10 +231,24 @@ void Slice<target>::planarReconstruction(ComponentScan const scans[3], SlicePlan
     const SliceMatrices<target> matrices(*m_facts, qScale());
     const VerticalPlans<target> plans(*m_facts, matrices, scans);
     const VerticalSlice<target> slice = verticalSlice(scans, plans);
-    if (m_facts->form.bytesPerSample > 1)
+    const bool isDeep = m_facts->form.bytesPerSample > 1;
+    if constexpr (kHasVectorForms<target>) {
+        if (m_facts->reconstruction == ReconstructionForm::Wide)
+            return writeWideToPlanes(slice, isDeep, to, m_facts->form.levels);
+    }
+    if (isDeep)
         writeVerticallyToPlanes<target, std::uint16_t>(slice, to, m_facts->form.levels);
     else
         writeVerticallyToPlanes<target, std::uint8_t>(slice, to, m_facts->form.levels);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::writeInForm(VerticalSlice<target> const& slice, VerticalOutput const& output) const {
+    if constexpr (kHasVectorForms<target>) {
+        if (m_facts->reconstruction == ReconstructionForm::Wide)
+            return writeWide(slice, output, m_facts->form.levels);
+    }
+    writeVertically<target>(slice, output, m_facts->form.levels);
 }
 
 // Writes the macroblocks that are not clipped at the right, which come first, and returns their number.
@@ -241,7 +266,7 @@ std::uint32_t Slice<target>::reconstructVertically(ComponentScan const scans[3],
     slice.alphaPitch = std::uint64_t{16} * m_sliceMbs;
     const VerticalOutput output{form.is444, rectangle.colorCoding != ColorCoding_YCbCr, form.bytesPerSample > 1,
                                 m_facts->hasAlpha ? m_facts->writtenAlphaBits : 0};
-    writeVertically<target>(slice, output, form.levels);
+    writeInForm(slice, output);
     return slice.numMbs;
 }
 
@@ -359,21 +384,28 @@ template <OptimizationTarget target>
 void Slice<target>::samplesOfWholeBlocks(ComponentScan const scans[3], SliceScratch<target>& scratch,
                                          SampleBand& band) const {
     const SliceMatrices<target> matrices(*m_facts, qScale());
-    const bool isVertical = m_facts->reconstruction == ReconstructionForm::Vertical;
+    if (m_facts->reconstruction == ReconstructionForm::Plain)
+        return samplesPlainly(scans, matrices, scratch, band);
+    const VerticalPlans<target> plans(*m_facts, matrices, scans);
+    if constexpr (kHasVectorForms<target>) {
+        if (m_facts->reconstruction == ReconstructionForm::Wide)
+            return transformWide(wholeSlice(scans, plans), m_facts->form.is444, band);
+    }
+    for (unsigned int i = 0; i < 3; ++i)
+        transformVertically(scans[i], i == 0 ? plans.luma : plans.chroma, blockLayout(i), band.component[i]);
+}
+
+template <OptimizationTarget target>
+void Slice<target>::samplesPlainly(ComponentScan const scans[3], SliceMatrices<target> const& matrices,
+                                   SliceScratch<target>& scratch, SampleBand& band) const {
     for (unsigned int i = 0; i < 3; ++i) {
-        const float* const matrix = i == 0 ? matrices.luma : matrices.chroma;
-        if (isVertical) {
-            const VerticalPlan<target> plan(matrix, m_facts->scanPattern, scans[i].numBlocks,
-                                            VerticalReconstruction<target>::kUnit);
-            transformVertically(scans[i], plan, blockLayout(i), band.component[i]);
-            continue;
-        }
         gatherBlocks<target, 8>(scans[i], m_facts->scanPattern, scratch.raster[i]);
         constexpr std::uint32_t kBlocksAtOnce = SliceScratch<target>::kMbsAtOnce * 4;
         for (std::uint32_t first = 0; first < scans[i].numBlocks; first += kBlocksAtOnce) {
             const std::uint32_t left = scans[i].numBlocks - first;
             const std::uint32_t count = left < kBlocksAtOnce ? left : kBlocksAtOnce;
-            inverse8x8Blocks(scratch.raster[i] + first * 64, matrix, scratch.samples[i][0][0], count);
+            inverse8x8Blocks(scratch.raster[i] + first * 64, i == 0 ? matrices.luma : matrices.chroma,
+                             scratch.samples[i][0][0], count);
             for (std::uint32_t block = 0; block < count; ++block) {
                 float* const to = band.component[i].block(blockLayout(i), first + block, 8);
                 for (unsigned int row = 0; row < 8; ++row)
@@ -529,7 +561,7 @@ void SliceGroup<target>::reconstructInto(FormedRow<target>& row, Slice<target> c
         return;
     }
     SlicePlanes planes;
-    if (slice.facts().reconstruction == ReconstructionForm::Vertical && row.takePlanes(slice.sizeInMb(), planes)) {
+    if (slice.facts().reconstruction != ReconstructionForm::Plain && row.takePlanes(slice.sizeInMb(), planes)) {
         slice.planarReconstruction(scans, planes);
         return;
     }

@@ -4,14 +4,6 @@
 #include "SampleBand.h"
 #include "VerticalReconstruction.h"
 
-// What the vertical form of a slice writes.
-struct VerticalOutput {
-    bool is444;
-    bool rgb;                // 4:4:4 only
-    bool isDeep;             // codes of 16 bits
-    unsigned int alphaDepth; // 4:4:4 only: 0 without alpha, 8 or 16
-};
-
 // The vertical reconstruction in the form of an output.
 template <OptimizationTarget target>
 void writeVertically(VerticalSlice<target> const& slice, VerticalOutput const& output, OutputLevels const& levels);

@@ -50,6 +50,14 @@ struct VerticalSlice {
     std::uint64_t alphaPitch;   // samples from row to row
 };
 
+// What the vertical form of a slice writes.
+struct VerticalOutput {
+    bool is444;
+    bool rgb;                // 4:4:4 only
+    bool isDeep;             // codes of 16 bits
+    unsigned int alphaDepth; // 4:4:4 only: 0 without alpha, 8 or 16
+};
+
 // The forms, each for codes of type Sample: Cb Y Cr Y, the same samples in planes, and A Y Cb Cr or A R G B with opaque
 // pixels (alphaDepth 0) or with a plane of 8 or 16 bits.
 template <OptimizationTarget target>

@@ -8,37 +8,14 @@
 
 #include "FixedPointTransforms.h"
 #include "FloatBlocks256.h"
+#include "FloatBlocks512.h"
 #include "KernelEntries.h"
 
 namespace {
 
 // The lower half of each vector belongs to the first block of a pair, the upper half to the second.
-struct Floats512 {
-    __m512 v;
-
-    static RAVELO_INLINE Floats512 broadcast(float value) { return {_mm512_set1_ps(value)}; }
-    static RAVELO_INLINE Floats512 loadTwice(const float* from) {
-        return {_mm512_broadcast_f32x8(_mm256_loadu_ps(from))};
-    }
-};
-
-RAVELO_INLINE Floats512 operator+(Floats512 a, Floats512 b) {
-    return {_mm512_add_ps(a.v, b.v)};
-}
-RAVELO_INLINE Floats512 operator-(Floats512 a, Floats512 b) {
-    return {_mm512_sub_ps(a.v, b.v)};
-}
-RAVELO_INLINE Floats512 operator*(Floats512 a, Floats512 b) {
-    return {_mm512_mul_ps(a.v, b.v)};
-}
-RAVELO_INLINE Floats512 mulAdd(Floats512 a, Floats512 b, Floats512 c) {
-    return {_mm512_fmadd_ps(a.v, b.v, c.v)};
-}
-RAVELO_INLINE Floats512 mulSub(Floats512 a, Floats512 b, Floats512 c) {
-    return {_mm512_fmsub_ps(a.v, b.v, c.v)};
-}
-RAVELO_INLINE Floats512 subMul(Floats512 c, Floats512 a, Floats512 b) {
-    return {_mm512_fnmadd_ps(a.v, b.v, c.v)};
+RAVELO_INLINE Floats512 loadTwice(const float* from) {
+    return {_mm512_broadcast_f32x8(_mm256_loadu_ps(from))};
 }
 
 // Exchanges rows and columns of both blocks.
@@ -126,9 +103,9 @@ void k0_inverse8x8Blocks(const std::int16_t* coefficients, const float* matrix, 
     loadMatrixColumns(matrix, matrixColumns);
     Floats512 pairColumns[8];
     for (int column = 0; column < 8; ++column)
-        pairColumns[column] = Floats512::loadTwice(matrixColumns[column]);
-    const Floats512 scales[4] = {Floats512::loadTwice(tab_scale[0]), Floats512::loadTwice(tab_scale[1]),
-                                 Floats512::loadTwice(tab_scale[2]), Floats512::loadTwice(tab_scale[3])};
+        pairColumns[column] = loadTwice(matrixColumns[column]);
+    const Floats512 scales[4] = {loadTwice(tab_scale[0]), loadTwice(tab_scale[1]), loadTwice(tab_scale[2]),
+                                 loadTwice(tab_scale[3])};
     std::size_t block = 0;
     for (; block + 2 <= numBlocks; block += 2) {
         Floats512 x[8];

@@ -6,16 +6,19 @@
 
 #include "DecodeCheck.h"
 #include "EmulatedLaneScan.h"
+#include "EmulatedWideReconstruction.h"
 #include "FrameMaker.h"
 #include "LaneSupport.h"
+#include "ReconstructionForm.h"
 
 // Takes the place of the library's choice, so that the frames of this program are read in lanes with emulated
-// instructions, by both forms in turn.
+// instructions, by both forms in turn, and reconstructed with emulated wide vectors.
 
 namespace {
 
 std::atomic<unsigned int> s_numPictures{0};
 std::atomic<unsigned int> s_numScans{0};
+std::atomic<unsigned int> s_numWideSlices{0};
 
 void scattering(LaneScanJob const& job) {
     s_numScans += job.count;
@@ -33,7 +36,30 @@ LaneScanFunction* laneScanOfPicture() {
     return s_numPictures++ % 2 == 0 ? scattering : storingSingly;
 }
 
+void writeWide(WideSlice const& slice, VerticalOutput const& output, OutputLevels const& levels) {
+    ++s_numWideSlices;
+    emulatedWriteWide(slice, output, levels);
+}
+
+void writeWideToPlanes(WideSlice const& slice, bool isDeep, SlicePlanes const& to, OutputLevels const& levels) {
+    ++s_numWideSlices;
+    emulatedWriteWideToPlanes(slice, isDeep, to, levels);
+}
+
+void transformWide(WideSlice const& slice, bool is444, SampleBand& band) {
+    ++s_numWideSlices;
+    emulatedTransformWide(slice, is444, band);
+}
+
 namespace {
+
+// Whatever variant of the kernels has the arithmetic.
+class WideReconstruction : public testing::Environment {
+    void SetUp() override { forceReconstruction(ReconstructionForm::Wide); }
+};
+
+[[maybe_unused]] testing::Environment* const s_wideReconstruction =
+    testing::AddGlobalTestEnvironment(new WideReconstruction);
 
 // A frame whose rows have components enough for the lanes.
 FrameSpec wideSpec(Random& random) {
@@ -61,6 +87,7 @@ protected:
         if (runnableTargets().size() == 1)
             GTEST_SKIP() << "This processor cannot run the AVX2 target.";
         s_numScans = 0;
+        s_numWideSlices = 0;
     }
 };
 
@@ -120,4 +147,22 @@ TEST_F(FramesInLanesTest, RowsWithTooFewComponentsAreNotReadInLanes) {
     const MadeFrame made = randomFrame(spec, random);
     EXPECT_TRUE(decodesLikeModel(made.bytes, requestOnAvx2(made.bytes, spec, 0, 8, random)));
     EXPECT_EQ(s_numScans, 0u);
+}
+
+// What VerticalReconstructionTest compares in this program.
+TEST_F(FramesInLanesTest, FusedVariantsReconstructWithEmulatedVectors) {
+    Random random = seeded(2705);
+    const FrameSpec spec = wideSpec(random);
+    const MadeFrame made = randomFrame(spec, random);
+    DecodeRequest request = requestOnAvx2(made.bytes, spec, 0, 8, random);
+    OutputBuffer output = bufferFor(made.bytes, request);
+    for (const VariantIndex variant : {kVariantY8, kVariantL9}) {
+        s_numWideSlices = 0;
+        decode(made.bytes, request, output, kVariants[variant]);
+        EXPECT_EQ(s_numWideSlices != 0, variant == kVariantL9);
+    }
+    request.target = OptimizationTarget::Baseline;
+    s_numWideSlices = 0;
+    decode(made.bytes, request, output, kVariants[kVariantY8]);
+    EXPECT_EQ(s_numWideSlices, 0u);
 }

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "DecodeCheck.h"
+#include "ForcedReconstruction.h"
 #include "FormedPicture.h"
 #include "Frame.h"
 #include "FrameMaker.h"
@@ -24,7 +25,6 @@
 #include "PictureOutput.h"
 #include "PixelBuffer.h"
 #include "RaveloDecoderInterface.h"
-#include "ReconstructionForm.h"
 #include "SlowForms.h"
 
 namespace {
@@ -504,9 +504,8 @@ TEST(PixelFormsTest, TheVerticalReconstructionGivesTheSamePixels) {
                 if (request.reduction != 0 || request.form == PixelForm::Coded)
                     continue;
                 const auto usual = decodedForm(frame.bytes, request, wholeOf(header, 0));
-                forcePlainReconstruction(true);
+                const ForcedReconstruction plainly(ReconstructionForm::Plain);
                 const auto plain = decodedForm(frame.bytes, request, wholeOf(header, 0));
-                forcePlainReconstruction(false);
                 for (std::size_t i = 0; i < usual.size(); ++i)
                     ASSERT_EQ(usual[i].memory, plain[i].memory) << request.describe() << ", " << spec.describe();
             }

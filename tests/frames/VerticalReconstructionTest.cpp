@@ -1,4 +1,4 @@
-// The vertical reconstruction against the plain one, bit for bit, over all forms of the output.
+// The vertical and the wide reconstruction against the plain one, bit for bit, over all forms of the output.
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,13 +9,14 @@
 #include <gtest/gtest.h>
 
 #include "DecodeCheck.h"
+#include "ForcedReconstruction.h"
 #include "OutputForm.h"
 #include "RaveloDecoderInterface.h"
 #include "ReconstructionForm.h"
 
 namespace {
 
-// A target with the variant of the kernels that its vertical form belongs to.
+// A target with a variant of the kernels that has a form besides the plain one.
 struct Path {
     OptimizationTarget target;
     VariantIndex variant;
@@ -24,18 +25,10 @@ struct Path {
 std::vector<Path> runnablePaths() {
     std::vector<Path> paths = {{OptimizationTarget::Baseline, kVariantY8}};
     for (Variant const& variant : runnableVariants())
-        if (variant.index == kVariantL9 && RaveloDecoderInterface::GetMaxOptType() != 0)
-            paths.push_back({OptimizationTarget::AVX2, kVariantL9});
+        if (variant.isFused && RaveloDecoderInterface::GetMaxOptType() != 0)
+            paths.push_back({OptimizationTarget::AVX2, static_cast<VariantIndex>(variant.index)});
     return paths;
 }
-
-class PlainReconstruction {
-public:
-    PlainReconstruction() { forcePlainReconstruction(true); }
-    ~PlainReconstruction() { forcePlainReconstruction(false); }
-    PlainReconstruction(PlainReconstruction const&) = delete;
-    PlainReconstruction& operator=(PlainReconstruction const&) = delete;
-};
 
 // What a decode leaves in memory that is aligned to cache lines, with `offset` bytes before the first line.
 std::vector<std::uint8_t> outputOf(std::vector<std::uint8_t> const& frame, DecodeRequest const& request,
@@ -59,10 +52,10 @@ testing::AssertionResult formsAgree(MadeFrame const& made, FrameSpec const& spec
                                     Path const& path, std::size_t offset) {
     request.target = path.target;
     const SelectedVariant variant(kVariants[path.variant]);
-    if (currentReconstructionForm(path.target) != ReconstructionForm::Vertical)
-        return testing::AssertionFailure() << "the vertical form is not chosen";
+    if (currentReconstructionForm(path.target) == ReconstructionForm::Plain)
+        return testing::AssertionFailure() << "the plain form is chosen";
     const auto vertical = outputOf(made.bytes, request, spec.vertical_size, offset);
-    const PlainReconstruction plainly;
+    const ForcedReconstruction plainly(ReconstructionForm::Plain);
     if (currentReconstructionForm(path.target) != ReconstructionForm::Plain)
         return testing::AssertionFailure() << "the plain form cannot be forced";
     if (vertical != outputOf(made.bytes, request, spec.vertical_size, offset))
@@ -143,9 +136,12 @@ TEST(VerticalReconstructionTest, OutputPastTheCachesEqualsThePlainForm) {
 TEST(VerticalReconstructionTest, TheFormFollowsTheTargetAndTheVariant) {
     for (Variant const& variant : kVariants) {
         const bool isY8 = variant.index == kVariantY8, isL9 = variant.index == kVariantL9;
-        EXPECT_EQ(reconstructionFormFor(OptimizationTarget::Baseline, variant.index) == ReconstructionForm::Vertical,
-                  isY8);
-        EXPECT_EQ(reconstructionFormFor(OptimizationTarget::AVX2, variant.index) == ReconstructionForm::Vertical, isL9);
+        const bool isK0 = variant.index == kVariantK0;
+        EXPECT_EQ(reconstructionFormFor(OptimizationTarget::Baseline, variant.index),
+                  isY8 ? ReconstructionForm::Vertical : ReconstructionForm::Plain);
+        EXPECT_EQ(reconstructionFormFor(OptimizationTarget::AVX2, variant.index), isK0   ? ReconstructionForm::Wide
+                                                                                  : isL9 ? ReconstructionForm::Vertical
+                                                                                         : ReconstructionForm::Plain);
     }
     EXPECT_EQ(reconstructionFormFor(OptimizationTarget::AVX2, kVariantNotChosen), ReconstructionForm::Plain);
     EXPECT_EQ(reconstructionFormFor(OptimizationTarget::Baseline, kVariantNotChosen), ReconstructionForm::Plain);

@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <cstring>
 
-// The instructions of AVX-512 that the kernels and the scan in lanes use, by four 128-bit lanes, so that their sources
-// run on processors without AVX-512 too. After this header the names of the 512-bit types and instructions mean the
-// emulation. Most of these instructions work within the lanes; those that cross them are spelled out value by value.
+// The instructions of AVX-512 that the kernels, the scan in lanes and the wide reconstruction use, by four 128-bit
+// lanes, so that their sources run on processors without AVX-512 too. After this header the names of the 512-bit types
+// and instructions mean the emulation. Most of these instructions work within the lanes; those that cross them are
+// spelled out value by value.
 
 namespace emulated512 {
 
@@ -104,6 +105,44 @@ inline Vector lowerHalf(__m256i half) {
 inline Vector withHalf(Vector v, __m256i half, int index) {
     std::memcpy(v.lane + 2 * index, &half, sizeof half);
     return v;
+}
+
+// The lower half of a vector.
+inline __m256i lowerHalfOf(Vector const& v) {
+    __m256i half;
+    std::memcpy(&half, v.lane, sizeof half);
+    return half;
+}
+
+// As many values from `from` as a vector of a wider type holds, each extended to that type.
+template <typename Wide, typename Narrow, typename From>
+inline Vector extended(From const& from) {
+    Narrow narrow[64 / sizeof(Wide)];
+    static_assert(sizeof narrow <= sizeof from);
+    std::memcpy(narrow, &from, sizeof narrow);
+    Values<Wide> values;
+    for (int i = 0; i < Values<Wide>::kCount; ++i)
+        values.value[i] = narrow[i];
+    return values.vector();
+}
+
+// The words of the table whose numbers are in the low five bits of those of `order`, and 0 without a bit of the mask.
+inline Vector permutedWords(__mmask32 mask, Vector const& order, Vector const& table) {
+    const auto places = Values<std::uint16_t>::of(order), from = Values<std::uint16_t>::of(table);
+    Values<std::uint16_t> result;
+    for (int i = 0; i < 32; ++i)
+        result.value[i] = (mask >> i & 1) != 0 ? from.value[places.value[i] & 31] : std::uint16_t{0};
+    return result.vector();
+}
+
+// Stores the words with a bit of the mask, whole or their lower bytes.
+template <typename Stored>
+inline void storeWords(void* to, __mmask32 mask, Vector const& v) {
+    const auto values = Values<std::uint16_t>::of(v);
+    for (int i = 0; i < 32; ++i) {
+        if ((mask >> i & 1) != 0)
+            static_cast<Stored*>(to)[i] = static_cast<Stored>(values.value[i]);
+    }
 }
 
 // All ones in the values of a lane whose bits of the mask are set.
@@ -233,7 +272,12 @@ RAVELO_EMULATED_INTEGERS(mulhi_epi16)
 RAVELO_EMULATED_INTEGERS(madd_epi16)
 RAVELO_EMULATED_INTEGERS(add_epi32)
 RAVELO_EMULATED_INTEGERS(packs_epi32)
+RAVELO_EMULATED_INTEGERS(packus_epi16)
+RAVELO_EMULATED_INTEGERS(packus_epi32)
+RAVELO_EMULATED_INTEGERS(unpacklo_epi8)
+RAVELO_EMULATED_INTEGERS(unpackhi_epi8)
 RAVELO_EMULATED_INTEGERS(unpacklo_epi16)
+RAVELO_EMULATED_INTEGERS(unpackhi_epi16)
 RAVELO_EMULATED_INTEGERS(unpacklo_epi32)
 RAVELO_EMULATED_INTEGERS(unpackhi_epi32)
 RAVELO_EMULATED_INTEGERS(unpacklo_epi64)
@@ -252,6 +296,7 @@ RAVELO_EMULATED_INTEGERS(shuffle_epi8)
 RAVELO_EMULATED_FLOATS(add_ps)
 RAVELO_EMULATED_FLOATS(sub_ps)
 RAVELO_EMULATED_FLOATS(mul_ps)
+RAVELO_EMULATED_FLOATS(min_ps)
 RAVELO_EMULATED_FLOATS(unpacklo_ps)
 RAVELO_EMULATED_FLOATS(unpackhi_ps)
 RAVELO_EMULATED_FUSED(fmadd_ps)
@@ -262,6 +307,7 @@ RAVELO_EMULATED(srli_epi32, (emulated512::Vector const& a, int count), _mm_srli_
 RAVELO_EMULATED(srai_epi16, (emulated512::Vector const& a, int count), _mm_srai_epi16(a.lane[i], count))
 RAVELO_EMULATED(srai_epi32, (emulated512::Vector const& a, int count), _mm_srai_epi32(a.lane[i], count))
 RAVELO_EMULATED(cvtepi32_ps, (emulated512::Vector const& a), emulated512::bits(_mm_cvtepi32_ps(a.lane[i])))
+RAVELO_EMULATED(cvttps_epi32, (emulated512::Vector const& a), _mm_cvttps_epi32(emulated512::floats(a.lane[i])))
 
 template <int order>
 RAVELO_EMULATED(shuffle_epi32, (emulated512::Vector const& a), _mm_shuffle_epi32(a.lane[i], order))
@@ -310,11 +356,16 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_castps_si512(v) (v)
 #define _mm512_castsi256_si512(half) emulated512::lowerHalf(half)
 #define _mm512_castsi512_ps(v) (v)
+#define _mm512_castsi512_si256(v) emulated512::lowerHalfOf(v)
 #define _mm512_cmpeq_epi32_mask(a, b) emulated512::equal(a, b)
 #define _mm512_cmpge_epi32_mask(a, b) static_cast<__mmask16>(~emulated512::greater(b, a))
 #define _mm512_cmple_epi32_mask(a, b) static_cast<__mmask16>(~emulated512::greater(a, b))
 #define _mm512_cmplt_epi32_mask(a, b) emulated512::greater(b, a)
+#define _mm512_cvtepi16_epi32(half) emulated512::extended<std::int32_t, std::int16_t>(half)
 #define _mm512_cvtepi32_ps emulated512_cvtepi32_ps
+#define _mm512_cvtepu16_epi32(half) emulated512::extended<std::int32_t, std::uint16_t>(half)
+#define _mm512_cvtepu16_epi64(quarter) emulated512::extended<std::int64_t, std::uint16_t>(quarter)
+#define _mm512_cvttps_epi32 emulated512_cvttps_epi32
 #define _mm512_dpbusd_epi32 emulated512::addedProducts
 #define _mm512_extractf32x8_ps(v, index) emulated512::halfOf(v, index)
 #define _mm512_fmadd_ps emulated512_fmadd_ps
@@ -326,22 +377,29 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_lzcnt_epi32 emulated512::leadingZeros
 #define _mm512_madd_epi16 emulated512_madd_epi16
 #define _mm512_mask_add_epi32(others, mask, a, b) emulated512::masked(others, mask, _mm512_add_epi32(a, b))
+#define _mm512_mask_cvtepi16_storeu_epi8(to, mask, v) emulated512::storeWords<std::uint8_t>(to, mask, v)
 #define _mm512_mask_i32scatter_epi32(base, mask, index, v, scale) emulated512::scatter<(scale)>(base, mask, index, v)
 #define _mm512_mask_mov_epi32(others, mask, v) emulated512::masked(others, mask, v)
+#define _mm512_mask_storeu_epi16(to, mask, v) emulated512::storeWords<std::uint16_t>(to, mask, v)
 #define _mm512_mask_sub_epi32(others, mask, a, b) emulated512::masked(others, mask, _mm512_sub_epi32(a, b))
+#define _mm512_maskz_permutexvar_epi16(mask, order, table) emulated512::permutedWords(mask, order, table)
 #define _mm512_maskz_permutexvar_epi8(mask, order, table)                                                              \
     emulated512::keptBytes(mask, emulated512::permutedBytes(order, table))
 #define _mm512_max_epi32 emulated512_max_epi32
 #define _mm512_min_epi32 emulated512_min_epi32
 #define _mm512_min_epu32 emulated512_min_epu32
+#define _mm512_min_ps emulated512_min_ps
 #define _mm512_movepi32_mask(v) emulated512::maskOfSigns([&](int i) { return (v).lane[i]; })
 #define _mm512_mul_ps emulated512_mul_ps
 #define _mm512_mulhi_epi16 emulated512_mulhi_epi16
 #define _mm512_or_si512 emulated512_or_si128
 #define _mm512_packs_epi32 emulated512_packs_epi32
+#define _mm512_packus_epi16 emulated512_packus_epi16
+#define _mm512_packus_epi32 emulated512_packus_epi32
 #define _mm512_permutex2var_epi32(a, order, b) emulated512::permuted<std::uint32_t>(a, order, b)
 #define _mm512_permutex2var_epi64(a, order, b) emulated512::permuted<std::uint64_t>(a, order, b)
 #define _mm512_permutex2var_pd(a, order, b) emulated512::permuted<std::uint64_t>(a, order, b)
+#define _mm512_permutexvar_epi64(order, v) emulated512::permuted<std::uint64_t>(v, order, v)
 #define _mm512_permutexvar_epi8(order, table) emulated512::permutedBytes(order, table)
 #define _mm512_set1_epi16(value) _mm512_broadcast_i32x4(_mm_set1_epi16(value))
 #define _mm512_set1_epi32(value) _mm512_broadcast_i32x4(_mm_set1_epi32(value))
@@ -363,16 +421,20 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_srlv_epi32 emulated512_srlv_epi32
 #define _mm512_store_si512(to, v) emulated512::store(to, v)
 #define _mm512_storeu_si512(to, v) emulated512::store(to, v)
+#define _mm512_stream_si512(to, v) emulated512::store(to, v)
 #define _mm512_sub_epi32 emulated512_sub_epi32
 #define _mm512_sub_ps emulated512_sub_ps
 #define _mm512_subs_epi16 emulated512_subs_epi16
 #define _mm512_ternarylogic_epi32(a, b, c, truth) emulated512::logic<(truth)>(a, b, c)
+#define _mm512_unpackhi_epi16 emulated512_unpackhi_epi16
 #define _mm512_unpackhi_epi32 emulated512_unpackhi_epi32
 #define _mm512_unpackhi_epi64 emulated512_unpackhi_epi64
+#define _mm512_unpackhi_epi8 emulated512_unpackhi_epi8
 #define _mm512_unpackhi_ps emulated512_unpackhi_ps
 #define _mm512_unpacklo_epi16 emulated512_unpacklo_epi16
 #define _mm512_unpacklo_epi32 emulated512_unpacklo_epi32
 #define _mm512_unpacklo_epi64 emulated512_unpacklo_epi64
+#define _mm512_unpacklo_epi8 emulated512_unpacklo_epi8
 #define _mm512_unpacklo_ps emulated512_unpacklo_ps
 #define _mm512_xor_si512 emulated512_xor_si128
 
