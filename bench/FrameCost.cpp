@@ -17,6 +17,7 @@
 #include "CostMeter.h"
 #include "Files.h"
 #include "FrameDecode.h"
+#include "OutputForm.h"
 #include "ProcessorDispatch.h"
 #include "ReconstructionForm.h"
 #include "Statistics.h"
@@ -31,6 +32,7 @@ struct Options {
     std::string variant = "native";
     std::uint64_t features = 0;
     std::optional<ReconstructionForm> reconstruction;
+    std::optional<std::uint64_t> leastStreamed;
 };
 
 Options optionsFrom(CLI::App& app, int argc, char** argv) {
@@ -55,6 +57,8 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
     app.add_option("--features", options.features, "Kernels by a mask of processor features")->excludes(variant);
     app.add_option("--reconstruction", options.reconstruction, "A form of the reconstruction instead of the best one")
         ->transform(CLI::CheckedTransformer(reconstructions));
+    app.add_option("--least-streamed", options.leastStreamed,
+                   "Bytes from which on a picture is written past the caches, instead of the processor's number");
     app.parse(argc, argv);
     // Reduced pictures come in 8 bits.
     if (options.request.downSampleFactor != 0)
@@ -100,6 +104,7 @@ int main(int argc, char** argv) {
         else
             selectKernelVariant(options.variant);
         forceReconstruction(options.reconstruction);
+        forceLeastStreamedBytes(options.leastStreamed);
         std::printf("threads %u, target %d, kernel index %d, depth %u, reduction %u, coding %u, %u runs; clocks %s\n",
                     options.numThreads, static_cast<int>(options.request.target), ippJumpIndexForMergedLibs,
                     options.request.bitDepth, options.request.downSampleFactor,

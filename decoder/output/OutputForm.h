@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "OutputLevels.h"
 #include "PixelBuffer.h"
@@ -39,13 +40,12 @@ enum class BlockPart {
 // What the vector forms stream: whole lines of a core's caches.
 constexpr std::uint64_t kCacheLineBytes = 64;
 
-// From this size on a picture does not stay in the last cache anyway, and reading its lines before they are overwritten
-// costs more than it gains. A picture of 1080p is faster where that cache holds it: 4:4:4 by 5 %, 4:2:2 with Baseline
-// by 4 %; docs/benchmarking.md names the processor.
-constexpr std::uint64_t kLeastStreamedBytes = std::uint64_t{24} << 20;
+// Forces the bytes from which on coded pictures of 16-bit samples are written past the caches, or leaves it to the
+// processor again: for comparisons, since the output is the same. Returns what was forced before.
+std::optional<std::uint64_t> forceLeastStreamedBytes(std::optional<std::uint64_t> numBytes);
 
-// The same for other forms than coded pixels: half floats of 1080p cost less past the caches (compare_peer --only
-// forms).
+// That of other forms than coded pixels, on all processors: half floats of 1080p cost less past the caches
+// (compare_peer --only forms).
 constexpr std::uint64_t kLeastStreamedFormBytes = std::uint64_t{4} << 20;
 
 // What is the same for all slices of a picture: its output form, computed once for each picture.

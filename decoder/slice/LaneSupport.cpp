@@ -3,34 +3,10 @@
 #include <atomic>
 
 #include "ProcessorDispatch.h"
+#include "ProcessorTuning.h"
 #include "VariantSelection.h"
 
 namespace {
-
-// The family and model of a processor, with their extensions.
-struct Model {
-    std::uint32_t maker; // the first four letters of its name
-    std::uint32_t family;
-    std::uint32_t model;
-};
-
-constexpr std::uint32_t kGenu = 0x756E6547; // the first letters of GenuineIntel
-
-// Processors that were measured and store faster by one instruction.
-constexpr Model kScattering[] = {
-    {kGenu, 6, 0x8F}, // Sapphire Rapids
-};
-
-Model modelOf(CpuidSnapshot const& processor) {
-    const std::uint32_t signature = processor.leaf1.eax;
-    const std::uint32_t family = signature >> 8 & 0xF;
-    const std::uint32_t model = signature >> 4 & 0xF;
-    const std::uint32_t extendedFamily = signature >> 20 & 0xFF;
-    const std::uint32_t extendedModel = signature >> 16 & 0xF;
-    const bool hasExtendedModel = family == 6 || family == 15;
-    return {processor.leaf0.ebx, family == 15 ? family + extendedFamily : family,
-            hasExtendedModel ? extendedModel << 4 | model : model};
-}
 
 constexpr std::uint32_t kDetected = registerBit(0);
 constexpr std::uint32_t kLanesUsable = registerBit(1);
@@ -40,7 +16,8 @@ constexpr std::uint32_t kScattersFast = registerBit(2);
 std::atomic<std::uint32_t> s_laneFeatures{0};
 
 std::uint32_t laneFeatures(CpuidSnapshot const& processor) {
-    return kDetected | (canRunLanes(processor) ? kLanesUsable : 0) | (scattersFast(processor) ? kScattersFast : 0);
+    return kDetected | (canRunLanes(processor) ? kLanesUsable : 0) |
+           (processorTuning(processor).scattersFast ? kScattersFast : 0);
 }
 
 std::uint32_t laneFeaturesOfThisProcessor() {
@@ -71,15 +48,6 @@ bool canRunLanes(CpuidSnapshot const& processor) {
         registerBit(1) | registerBit(2) | registerBit(5) | registerBit(6) | registerBit(7);
     return (processor.leaf7.ebx & kEbx) == kEbx && (processor.leaf7.ecx & kEcx) == kEcx &&
            (processor.xcr0 & kStates) == kStates;
-}
-
-bool scattersFast(CpuidSnapshot const& processor) {
-    const Model here = modelOf(processor);
-    for (Model const& known : kScattering) {
-        if (known.maker == here.maker && known.family == here.family && known.model == here.model)
-            return true;
-    }
-    return false;
 }
 
 LaneScanFunction* laneScanFor(std::int32_t kernelVariant, CpuidSnapshot const& processor) {

@@ -11,10 +11,6 @@
 // system saves the registers they use. The maker does not matter.
 bool canRunLanes(CpuidSnapshot const& processor);
 
-// Whether one instruction stores a vector of coefficients faster than single stores do. False for every processor on
-// which this was not measured.
-bool scattersFast(CpuidSnapshot const& processor);
-
 // The form of the scan for a kernel variant, or null where lanes are not used. They go with the variant for AVX-512, so
 // that a host which forces another one gets no AVX-512 at all.
 LaneScanFunction* laneScanFor(std::int32_t kernelVariant, CpuidSnapshot const& processor);

@@ -1,7 +1,6 @@
-// Large pictures of 16-bit samples go past the caches where the output is aligned to cache lines. What arrives must be
-// what an output without alignment gets.
+// Pictures of 16-bit samples that count as large go past the caches where the output is aligned to cache lines. What
+// arrives must be what an output without alignment gets.
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ForcedStreaming.h"
 #include "FrameEncoder.h"
 #include "OutputForm.h"
 #include "RaveloDecoderInterface.h"
@@ -69,11 +69,9 @@ class StreamedOutputTest : public testing::TestWithParam<Case> {};
 
 TEST_P(StreamedOutputTest, EqualsOutputOfAnyOtherAlignment) {
     const std::vector<std::uint8_t> frame = noiseFrame(GetParam());
-    // The size of a picture is that of its lines with what lies between them.
-    const std::size_t stride =
-        std::max((std::size_t{kWidth} * 8 + 63) / 64, kLeastStreamedBytes / kHeight / 64 + 1) * 64;
+    const std::size_t stride = (std::size_t{kWidth} * 8 + 63) / 64 * 64;
     const std::size_t bytes = stride * kHeight;
-    ASSERT_GE(bytes, kLeastStreamedBytes);
+    const ForcedStreaming large(bytes);
     for (const auto target : {OptimizationTarget::Baseline, OptimizationTarget::AVX2}) {
         for (const bool isUpsideDown : {false, true}) {
             Output aligned(bytes, 0);

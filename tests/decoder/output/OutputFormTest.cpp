@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include "ForcedStreaming.h"
+#include "ProcessorTuning.h"
+
 namespace {
 
 PixelBuffer formBuffer(std::uint32_t bitDepth, std::uint32_t downSampleFactor = 0, std::uint32_t samplesPerPixel = 2) {
@@ -76,6 +79,7 @@ TEST(OutputFormTest, EveryDepthHasItsGreatestCodeAndNoOtherIsAccepted) {
 
 TEST(OutputFormTest, OnlyLargeAlignedDeepPicturesOfFullSizeGoPastTheCaches) {
     constexpr std::int64_t kStride = 24 << 10; // 24 MiB for 1024 lines
+    const ForcedStreaming large(std::uint64_t{24} << 20);
     alignas(64) std::uint8_t pixels[64];
     const auto streams = [&pixels](auto change) {
         PixelBuffer buffer = formBuffer(16);
@@ -96,4 +100,20 @@ TEST(OutputFormTest, OnlyLargeAlignedDeepPicturesOfFullSizeGoPastTheCaches) {
     EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.frameHeight = 0; }));
     EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.bitDepth = 8; }));
     EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.downSampleFactor = 1; }));
+}
+
+TEST(OutputFormTest, WhatIsLargeIsTheProcessorsAffair) {
+    alignas(64) std::uint8_t pixels[64];
+    for (const std::uint32_t samplesPerPixel : {2u, 4u}) {
+        PixelBuffer buffer = formBuffer(16);
+        buffer.pixels = pixels;
+        buffer.samplesPerPixel = samplesPerPixel;
+        buffer.frameHeight = 1024;
+        const ProcessorTuning tuning = processorTuning();
+        const std::uint64_t least = samplesPerPixel == 4 ? tuning.leastStreamed444 : tuning.leastStreamed422;
+        for (const std::int64_t stride : {1 << 10, 4 << 10, (24 << 10) - 64, 24 << 10, 1 << 20}) {
+            buffer.lineStride = stride;
+            EXPECT_EQ(OutputForm(buffer).streams, static_cast<std::uint64_t>(stride) * 1024 >= least) << stride;
+        }
+    }
 }

@@ -16,16 +16,13 @@ CpuidSnapshot sufficientForLanes() {
     return processor;
 }
 
-CpuidSnapshot laneProcessor(std::uint32_t maker, std::uint32_t signature) {
+// One that scatters fast, too.
+CpuidSnapshot scatteringProcessor() {
     CpuidSnapshot processor = sufficientForLanes();
-    processor.leaf0.ebx = maker;
-    processor.leaf1.eax = signature;
+    processor.leaf0.ebx = 0x756E6547; // GenuineIntel
+    processor.leaf1.eax = 0x000806F8; // Sapphire Rapids
     return processor;
 }
-
-constexpr std::uint32_t kGenuineIntel = 0x756E6547;
-constexpr std::uint32_t kAuthenticAmd = 0x68747541;
-constexpr std::uint32_t kSapphireRapids = 0x000806F8;
 
 TEST(LaneSupportTest, TheSufficientProcessorRunsLanes) {
     EXPECT_TRUE(canRunLanes(sufficientForLanes()));
@@ -49,19 +46,8 @@ TEST(LaneSupportTest, EverySingleFeatureIsNeeded) {
     }
 }
 
-TEST(LaneSupportTest, OnlyMeasuredProcessorsStoreByOneInstruction) {
-    EXPECT_TRUE(scattersFast(laneProcessor(kGenuineIntel, kSapphireRapids)));
-    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x000C06F2))) << "Emerald Rapids";
-    EXPECT_FALSE(scattersFast(laneProcessor(kAuthenticAmd, kSapphireRapids)));
-    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x000706E5))) << "Ice Lake";
-    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x000806F8 & ~0xF0000u))) << "no extended model";
-    EXPECT_FALSE(scattersFast(laneProcessor(kGenuineIntel, 0x00A80FF8))) << "another family";
-    EXPECT_FALSE(scattersFast(laneProcessor(kAuthenticAmd, 0x00A10F11))) << "Zen 4";
-    EXPECT_FALSE(scattersFast(sufficientForLanes()));
-}
-
 TEST(LaneSupportTest, LanesGoWithTheAvx512VariantOfTheKernels) {
-    const CpuidSnapshot scattering = laneProcessor(kGenuineIntel, kSapphireRapids);
+    const CpuidSnapshot scattering = scatteringProcessor();
     EXPECT_EQ(laneScanFor(kVariantK0, scattering), scanInLanesScattering);
     EXPECT_EQ(laneScanFor(kVariantK0, sufficientForLanes()), scanInLanesStoringSingly);
     for (const std::int32_t variant : {kVariantNotChosen, kVariantY8, kVariantE9, kVariantL9}) {
