@@ -131,15 +131,16 @@ public:
     Picture(TemporalOrder order, Frame const& owner, Bitstream const& pictureBits);
 
 private:
-    // What the decode of a group needs. A row's slices are decoded in groups of neighbours.
+    // What the decode of a group needs.
     struct Decode {
         Picture const& picture;
         PictureFacts const& facts;
         SliceGroupForm groupForm;
-        std::uint32_t groupsPerRow;
+        std::uint32_t groupsPerRow; // where groups are neighbours of one row
     };
 
     static void decodeGroupOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
+    static void decodeRangeOf(void const* context, void* memory, std::uint32_t first, std::uint32_t count);
 
     // The decode to a PictureOutput: a row at a time.
     struct RowDecode {
@@ -150,16 +151,21 @@ private:
     };
 
     void decodeWhole(PictureFacts const& facts) const;
+    void decodeInGroups(PictureFacts const& facts, SliceOrder order, std::uint32_t numRows) const;
+    // For the scan in lanes, which needs more slices than a row may have.
+    void decodeInRanges(PictureFacts const& facts, SliceGroupForm const& groupForm, std::uint32_t numRows) const;
     void decodeRows(PictureFacts const& facts) const;
     static void decodeRowOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
     void decodeRow(RowDecode const& decode, void* memory, std::uint32_t row) const;
-    SliceGroupForm groupFormFor(PictureFacts const& facts, std::uint32_t slicesPerRow) const;
+    // The groups of slices that follow each other, at most `mostSlices`.
+    SliceGroupForm groupFormFor(PictureFacts const& facts, std::uint32_t mostSlices) const;
     // Adds slices of a row to a group until the frame's monitor wants to stop. `bits` is at the first of them.
     void addSlices(SliceGroup<target>& sliceGroup, PictureFacts const& facts, FormedRow<target> const* formedRow,
                    std::uint32_t row, std::uint32_t first, std::uint32_t end) const;
-    void reportFailures(SliceGroup<target> const& sliceGroup, std::uint32_t row, std::uint32_t first) const;
-    void decodeGroup(Decode const& decode, SliceGroup<target>& sliceGroup, std::uint32_t row,
-                     std::uint32_t group) const;
+    // The failures of a group whose first slice has this number in the picture.
+    void reportFailures(SliceGroup<target> const& sliceGroup, std::uint64_t first) const;
+    // Slices that follow each other in the picture, with the number of the first.
+    void decodeSlices(Decode const& decode, void* memory, std::uint64_t first, std::uint32_t count) const;
 };
 
 RAVELO_INSTANCES_ELSEWHERE(Picture);

@@ -24,44 +24,82 @@ Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstr
 }
 
 template <OptimizationTarget target>
-SliceGroupForm Picture<target>::groupFormFor(PictureFacts const& facts, std::uint32_t slicesPerRow) const {
+SliceGroupForm Picture<target>::groupFormFor(PictureFacts const& facts, std::uint32_t mostSlices) const {
     // Baseline never uses lanes.
     LaneScanFunction* scanInLanes = nullptr;
     if constexpr (kHasVectorForms<target>)
         scanInLanes = laneScanOfPicture();
-    return SliceGroup<target>::formFor(facts.form, slicesPerRow, scanInLanes);
+    return SliceGroup<target>::formFor(facts.form, mostSlices, scanInLanes);
 }
 
 template <OptimizationTarget target>
 void Picture<target>::decodeWhole(PictureFacts const& facts) const {
-    const SliceGroupForm groupForm = groupFormFor(facts, number_of_slices_per_mb_row());
     const SliceOrder order = sliceOrder();
+    const std::uint32_t numRows = rowsInData();
+    const std::uint64_t numSlices = std::uint64_t{numRows} * number_of_slices_per_mb_row();
+    constexpr std::uint64_t kMost = SliceGroup<target>::kMaxSlicesInLanes;
+    const SliceGroupForm ofSeveralRows =
+        groupFormFor(facts, static_cast<std::uint32_t>(numSlices < kMost ? numSlices : kMost));
+    if (order == SliceOrder::Any && ofSeveralRows.scanInLanes != nullptr)
+        decodeInRanges(facts, ofSeveralRows, numRows);
+    else
+        decodeInGroups(facts, order, numRows);
+    reportMissingRows(numRows);
+}
+
+template <OptimizationTarget target>
+void Picture<target>::decodeInRanges(PictureFacts const& facts, SliceGroupForm const& groupForm,
+                                     std::uint32_t numRows) const {
+    const Decode decode{*this, facts, groupForm, 1};
+    const SliceRangeWalk walk{numRows * number_of_slices_per_mb_row(), groupForm.maxSlices,
+                              SliceGroup<target>::kLeastSlicesInLanes, maxThreads(),
+                              SliceGroup<target>::bytes(groupForm)};
+    forEachSliceRange(walk, decodeRangeOf, &decode);
+}
+
+template <OptimizationTarget target>
+void Picture<target>::decodeRangeOf(void const* context, void* memory, std::uint32_t first, std::uint32_t count) {
+    Decode const& decode = *static_cast<Decode const*>(context);
+    decode.picture.decodeSlices(decode, memory, first, count);
+}
+
+template <OptimizationTarget target>
+void Picture<target>::decodeInGroups(PictureFacts const& facts, SliceOrder order, std::uint32_t numRows) const {
+    const SliceGroupForm groupForm = groupFormFor(facts, number_of_slices_per_mb_row());
     std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + groupForm.maxSlices - 1) / groupForm.maxSlices;
     if (order == SliceOrder::LastGroupFirst && groupsPerRow == 1)
         groupsPerRow = 2;
     const Decode decode{*this, facts, groupForm, groupsPerRow};
-    const SliceWalk walk{rowsInData(), groupsPerRow, order, maxThreads(), SliceGroup<target>::bytes(groupForm)};
+    const SliceWalk walk{numRows, groupsPerRow, order, maxThreads(), SliceGroup<target>::bytes(groupForm)};
     forEachSliceGroup(walk, decodeGroupOf, &decode);
-    reportMissingRows(walk.numRows);
 }
 
 template <OptimizationTarget target>
 void Picture<target>::decodeGroupOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group) {
     Decode const& decode = *static_cast<Decode const*>(context);
-    const PlacedSliceGroup<target> placed(memory, decode.groupForm);
-    decode.picture.decodeGroup(decode, placed.group(), row, group);
+    // Groups of a row differ by one slice at most.
+    const std::uint64_t slices = decode.picture.number_of_slices_per_mb_row();
+    const std::uint64_t first = slices * group / decode.groupsPerRow, end = slices * (group + 1) / decode.groupsPerRow;
+    decode.picture.decodeSlices(decode, memory, row * slices + first, static_cast<std::uint32_t>(end - first));
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeGroup(Decode const& decode, SliceGroup<target>& sliceGroup, std::uint32_t row,
-                                  std::uint32_t group) const {
-    // Groups of a row differ by one slice at most.
-    const std::uint64_t slices = number_of_slices_per_mb_row();
-    const auto first = static_cast<std::uint32_t>(slices * group / decode.groupsPerRow);
-    const auto end = static_cast<std::uint32_t>(slices * (group + 1) / decode.groupsPerRow);
-    addSlices(sliceGroup, decode.facts, nullptr, row, first, end);
-    sliceGroup.decode();
-    reportFailures(sliceGroup, row, first);
+void Picture<target>::decodeSlices(Decode const& decode, void* memory, std::uint64_t first, std::uint32_t count) const {
+    const PlacedSliceGroup<target> placed(memory, decode.groupForm);
+    const std::uint32_t slicesPerRow = number_of_slices_per_mb_row();
+    for (std::uint64_t next = first, end = first + count; next < end;) {
+        const auto row = static_cast<std::uint32_t>(next / slicesPerRow);
+        const std::uint64_t endOfRow = std::uint64_t{row} * slicesPerRow + slicesPerRow;
+        const std::uint64_t endInRow = end < endOfRow ? end : endOfRow;
+        addSlices(placed.group(), decode.facts, nullptr, row, static_cast<std::uint32_t>(next % slicesPerRow),
+                  static_cast<std::uint32_t>(endInRow - endOfRow + slicesPerRow));
+        next = endInRow;
+        // Slices that were not added because the decode is to stop are at the end.
+        if (placed.group().numSlices() != next - first)
+            break;
+    }
+    placed.group().decode();
+    reportFailures(placed.group(), first);
 }
 
 template <OptimizationTarget target>
@@ -81,11 +119,12 @@ void Picture<target>::addSlices(SliceGroup<target>& sliceGroup, PictureFacts con
 }
 
 template <OptimizationTarget target>
-void Picture<target>::reportFailures(SliceGroup<target> const& sliceGroup, std::uint32_t row,
-                                     std::uint32_t first) const {
+void Picture<target>::reportFailures(SliceGroup<target> const& sliceGroup, std::uint64_t first) const {
+    const std::uint32_t slicesPerRow = number_of_slices_per_mb_row();
     for (std::uint32_t i = 0; i < sliceGroup.numSlices(); ++i)
         if (sliceGroup.failedComponent(i) != SliceGroup<target>::kNoComponent)
-            reportFailure(row, first + i, sliceGroup.failedComponent(i));
+            reportFailure(static_cast<std::uint32_t>((first + i) / slicesPerRow),
+                          static_cast<std::uint32_t>((first + i) % slicesPerRow), sliceGroup.failedComponent(i));
 }
 
 // A row is the unit of work, since the last pixel of a slice may depend on the slice to its right.
@@ -131,7 +170,7 @@ void Picture<target>::decodeRow(RowDecode const& decode, void* memory, std::uint
         const PlacedSliceGroup<target> placed(groupMemory, decode.groupForm);
         addSlices(placed.group(), decode.facts, &formedRow, row, first, first + count);
         placed.group().decodeInto(formedRow);
-        reportFailures(placed.group(), row, first);
+        reportFailures(placed.group(), std::uint64_t{row} * number_of_slices_per_mb_row() + first);
         if (placed.group().numSlices() < count)
             break;
     }

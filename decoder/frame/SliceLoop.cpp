@@ -7,12 +7,17 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <optional>
 #include <thread>
 #include <utility>
 
 #include "HelperThreads.h"
 
 namespace {
+
+// What is left is divided by so many ranges for each thread: with fewer the last ones would end far apart
+// (bench/schedule_simulation.py).
+constexpr std::uint64_t kRangesPerThread = 2;
 
 // What one thread has for its groups.
 class ThreadMemory {
@@ -31,13 +36,59 @@ private:
     std::unique_ptr<void, void (*)(void*)> m_memory;
 };
 
-// Units of work that threads take one after the other, and the first error of a unit.
-template <class Body>
+// The numbers below one, which threads take one after the other.
+class Numbers {
+public:
+    using Unit = std::uint64_t;
+
+    explicit Numbers(std::uint64_t count) : m_count(count) {}
+
+    std::optional<Unit> take() {
+        const Unit unit = m_next++;
+        return unit < m_count ? std::optional<Unit>(unit) : std::nullopt;
+    }
+    // Leaves nothing to take.
+    void end() { m_next = m_count; }
+
+private:
+    const std::uint64_t m_count;
+    std::atomic<std::uint64_t> m_next{0};
+};
+
+// Ranges of slices, likewise.
+class SliceRanges {
+public:
+    struct Unit {
+        std::uint32_t first;
+        std::uint32_t count;
+    };
+
+    SliceRanges(SliceRangeWalk const& walk, std::size_t numThreads) : m_walk(walk), m_numThreads(numThreads) {}
+
+    std::optional<Unit> take() {
+        std::uint32_t first = m_next.load();
+        while (first < m_walk.numSlices) {
+            const std::uint32_t count = slicesOfNextRange(m_walk, m_walk.numSlices - first, m_numThreads);
+            if (m_next.compare_exchange_weak(first, first + count))
+                return Unit{first, count};
+        }
+        return std::nullopt;
+    }
+    void end() { m_next = m_walk.numSlices; }
+
+private:
+    SliceRangeWalk const& m_walk;
+    const std::size_t m_numThreads;
+    std::atomic<std::uint32_t> m_next{0};
+};
+
+// Units of work that threads share, and the first error of a unit.
+template <class Units, class Body>
 class SharedUnits {
 public:
-    SharedUnits(std::uint64_t numUnits, std::size_t bytesPerThread, Body const& body, void* memoryOfCaller)
-        : m_body(body),
-          m_numUnits(numUnits),
+    SharedUnits(Units& units, std::size_t bytesPerThread, Body const& body, void* memoryOfCaller)
+        : m_units(units),
+          m_body(body),
           m_bytesPerThread(bytesPerThread),
           m_memoryOfCaller(memoryOfCaller),
           m_caller(std::this_thread::get_id()) {}
@@ -62,43 +113,55 @@ private:
     // Takes units until none is left or one has failed.
     void workWith(void* memory) noexcept {
         try {
-            for (std::uint64_t unit = m_next++; unit < m_numUnits; unit = m_next++)
-                m_body(memory, unit);
+            while (const auto unit = m_units.take())
+                m_body(memory, *unit);
         } catch (...) {
-            m_next = m_numUnits;
+            m_units.end();
             if (!m_hasFailed.exchange(true))
                 m_error = std::current_exception();
         }
     }
 
+    Units& m_units;
     Body const& m_body;
-    const std::uint64_t m_numUnits;
     const std::size_t m_bytesPerThread;
     void* const m_memoryOfCaller;
     const std::thread::id m_caller;
-    std::atomic<std::uint64_t> m_next{0};
     std::atomic<bool> m_hasFailed{false};
     std::exception_ptr m_error;
 };
 
-// Calls `body` with every number below `numUnits`, on any threads.
-template <class Body>
-void forEachUnit(std::uint64_t numUnits, SliceWalk const& walk, void* memory, Body const& body) {
+// The threads that may share `numUnits` units.
+ThreadAllowance allowanceFor(std::uint64_t numUnits, std::uint32_t maxThreads) {
     ThreadAllowance allowance;
-    if (numUnits > 1 && walk.maxThreads != 1)
+    if (numUnits > 1 && maxThreads != 1)
         allowance = allowanceOfCaller();
-    if (walk.maxThreads != 0)
-        allowance.numThreads = std::min(allowance.numThreads, std::size_t{walk.maxThreads});
+    if (maxThreads != 0)
+        allowance.numThreads = std::min(allowance.numThreads, std::size_t{maxThreads});
     allowance.numThreads = std::min(allowance.numThreads, static_cast<std::size_t>(numUnits));
+    return allowance;
+}
+
+// Calls `body` with every unit, on the threads of `allowance`.
+template <class Units, class Body>
+void forEachUnit(Units& units, ThreadAllowance const& allowance, std::size_t bytesPerThread, void* memory,
+                 Body const& body) {
     if (allowance.numThreads <= 1) {
-        for (std::uint64_t unit = 0; unit < numUnits; ++unit)
-            body(memory, unit);
+        while (const auto unit = units.take())
+            body(memory, *unit);
         return;
     }
-    SharedUnits<Body> units(numUnits, walk.bytesPerThread, body, memory);
+    SharedUnits<Units, Body> shared(units, bytesPerThread, body, memory);
     runWithHelpers(
-        allowance, [](void* context) noexcept { static_cast<SharedUnits<Body>*>(context)->work(); }, &units);
-    units.rethrowError();
+        allowance, [](void* context) noexcept { static_cast<SharedUnits<Units, Body>*>(context)->work(); }, &shared);
+    shared.rethrowError();
+}
+
+// Calls `body` with every number below `numUnits`.
+template <class Body>
+void forEachNumber(std::uint64_t numUnits, SliceWalk const& walk, void* memory, Body const& body) {
+    Numbers numbers(numUnits);
+    forEachUnit(numbers, allowanceFor(numUnits, walk.maxThreads), walk.bytesPerThread, memory, body);
 }
 
 } // namespace
@@ -119,16 +182,16 @@ void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* 
     };
     switch (walk.order) {
     case SliceOrder::Any:
-        forEachUnit(std::uint64_t{walk.numRows} * walk.groupsPerRow, walk, memoryOfCaller.get(), callGroup);
+        forEachNumber(std::uint64_t{walk.numRows} * walk.groupsPerRow, walk, memoryOfCaller.get(), callGroup);
         break;
     case SliceOrder::LastGroupFirst: {
         const std::uint32_t others = walk.groupsPerRow - 1;
-        forEachUnit(walk.numRows, walk, memoryOfCaller.get(),
-                    [&](void* memory, std::uint64_t row) { callGroup(memory, row * walk.groupsPerRow + others); });
-        forEachUnit(std::uint64_t{walk.numRows} * others, walk, memoryOfCaller.get(),
-                    [&](void* memory, std::uint64_t unit) {
-                        callGroup(memory, unit / others * walk.groupsPerRow + unit % others);
-                    });
+        forEachNumber(walk.numRows, walk, memoryOfCaller.get(),
+                      [&](void* memory, std::uint64_t row) { callGroup(memory, row * walk.groupsPerRow + others); });
+        forEachNumber(std::uint64_t{walk.numRows} * others, walk, memoryOfCaller.get(),
+                      [&](void* memory, std::uint64_t unit) {
+                          callGroup(memory, unit / others * walk.groupsPerRow + unit % others);
+                      });
         break;
     }
     case SliceOrder::InTurn:
@@ -140,4 +203,27 @@ void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* 
             callGroupsOfRow(memoryOfCaller.get(), row);
         break;
     }
+}
+
+std::uint32_t slicesOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads) {
+    std::uint64_t most = walk.mostSlices;
+    if (numThreads > 1) {
+        const std::uint64_t share = numLeft / (kRangesPerThread * numThreads);
+        most = std::min(most, std::max<std::uint64_t>(walk.leastSlices, share));
+    }
+    const std::uint64_t numRanges = (numLeft + most - 1) / most;
+    return static_cast<std::uint32_t>((numLeft + numRanges - 1) / numRanges);
+}
+
+void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void const* context) {
+    if (walk.numSlices == 0)
+        return;
+    const ThreadMemory memoryOfCaller(walk.bytesPerThread);
+    if (memoryOfCaller.get() == nullptr)
+        throw std::bad_alloc();
+    const std::uint32_t mostRanges = (walk.numSlices + walk.leastSlices - 1) / walk.leastSlices;
+    const ThreadAllowance allowance = allowanceFor(mostRanges, walk.maxThreads);
+    SliceRanges ranges(walk, allowance.numThreads);
+    forEachUnit(ranges, allowance, walk.bytesPerThread, memoryOfCaller.get(),
+                [&](void* memory, SliceRanges::Unit const& range) { body(context, memory, range.first, range.count); });
 }

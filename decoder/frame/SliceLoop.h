@@ -37,3 +37,23 @@ constexpr std::size_t kSliceMemoryAlignment = 64;
 // No more threads are asked for than groups can be decoded at once. Where that is one, or `maxThreads` is 1, the task
 // library is not even asked what the caller's arena has.
 void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context);
+
+// The same for slices that may all be decoded at once, numbered through the picture: `body` gets ranges of them that
+// follow each other.
+using SliceRangeBody = void(void const* context, void* memory, std::uint32_t first, std::uint32_t count);
+
+struct SliceRangeWalk {
+    std::uint32_t numSlices = 0;
+    std::uint32_t mostSlices = 1;  // of a range
+    std::uint32_t leastSlices = 1; // of one that several threads share the rest of a picture by
+    std::uint32_t maxThreads = 0;  // as in SliceWalk
+    std::size_t bytesPerThread = 0;
+};
+
+// Calls `body` for ranges that hold every slice once, with the promises of forEachSliceGroup. One thread takes them as
+// large as it may, and of one size. Several begin with parts of what is left and end with small ones, so that they end
+// together; which slices share a range depends on their number.
+void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void const* context);
+
+// The slices of the next range of `numLeft`, which are at least 1.
+std::uint32_t slicesOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads);

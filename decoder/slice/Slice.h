@@ -176,9 +176,12 @@ public:
     static constexpr unsigned int kMaxReducedSlices = 10;
     // Of one for the scan in lanes, which wants many components: a row of 4096 pixels in the largest slices.
     static constexpr unsigned int kMaxSlicesInLanes = kMaxLaneScans / 3;
+    // With fewer the lanes stay empty for longer than other threads would wait.
+    static constexpr unsigned int kLeastSlicesInLanes = 5;
 
-    // The groups of a picture. They are small where no scan in lanes is given, or the rows are too short for it.
-    static SliceGroupForm formFor(OutputForm const& form, std::uint32_t slicesPerRow, LaneScanFunction* scanInLanes);
+    // The groups of a picture, of at most `mostSlices` slices that follow each other. They are small where no scan in
+    // lanes is given, or these are too few for it.
+    static SliceGroupForm formFor(OutputForm const& form, std::uint32_t mostSlices, LaneScanFunction* scanInLanes);
 
     // The memory for a group and its coefficients, at most kMaxBytes.
     static std::size_t bytes(SliceGroupForm const& form) {

@@ -457,7 +457,7 @@ void Slice<target>::meansOfAlpha(std::uint16_t const* alpha, SampleBand& band) c
 }
 
 template <OptimizationTarget target>
-SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t slicesPerRow,
+SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t mostSlices,
                                            LaneScanFunction* scanInLanes) {
     // A row in a form of its own takes memory for its lines besides.
     static_assert(sizeof(RowMemory) + sizeof(SliceGroup) + kMaxSlicesInLanes * kMaxElements444 * sizeof(std::int16_t) <=
@@ -467,12 +467,12 @@ SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t
     SliceGroupForm groupForm;
     groupForm.elementsPerSlice = !isWhole ? kMaxReducedElements : form.is444 ? kMaxElements444 : kMaxElements422;
     groupForm.maxSlices = !isWhole ? kMaxReducedSlices : form.is444 ? kMaxSlices444 : kMaxSlices422;
-    if (scanInLanes != nullptr && 3 * slicesPerRow >= kFewestLaneScans) {
+    if (scanInLanes != nullptr && 3 * std::uint64_t{mostSlices} >= kFewestLaneScans) {
         groupForm.maxSlices = kMaxSlicesInLanes;
         groupForm.scanInLanes = scanInLanes;
     }
-    if (groupForm.maxSlices > slicesPerRow)
-        groupForm.maxSlices = slicesPerRow > 0 ? slicesPerRow : 1;
+    if (groupForm.maxSlices > mostSlices)
+        groupForm.maxSlices = mostSlices > 0 ? mostSlices : 1;
     return groupForm;
 }
 

@@ -138,15 +138,31 @@ TEST_F(FramesInLanesTest, BaselineIsNeverReadInLanes) {
     EXPECT_EQ(s_numPictures, numPictures);
 }
 
-TEST_F(FramesInLanesTest, RowsWithTooFewComponentsAreNotReadInLanes) {
+TEST_F(FramesInLanesTest, PicturesWithTooFewComponentsAreNotReadInLanes) {
     Random random = seeded(2704);
     FrameSpec spec = randomSpec(random);
     spec.log2_slice_size_in_mb = 3;
     spec.horizontal_size = 3 * 128;
+    spec.vertical_size = 16;
     spec.interlace_mode = 0;
     const MadeFrame made = randomFrame(spec, random);
     EXPECT_TRUE(decodesLikeModel(made.bytes, requestOnAvx2(made.bytes, spec, 0, 8, random)));
     EXPECT_EQ(s_numScans, 0u);
+}
+
+TEST_F(FramesInLanesTest, RowsWithTooFewComponentsAreReadTogether) {
+    Random random = seeded(2706);
+    for (std::uint32_t slicesPerRow = 1; slicesPerRow <= 3; ++slicesPerRow) {
+        FrameSpec spec = randomSpec(random);
+        spec.log2_slice_size_in_mb = 3;
+        spec.horizontal_size = slicesPerRow * 128;
+        spec.vertical_size = 70 * 16;
+        spec.interlace_mode = 0;
+        const MadeFrame made = randomFrame(spec, random);
+        s_numScans = 0;
+        EXPECT_TRUE(decodesLikeModel(made.bytes, requestOnAvx2(made.bytes, spec, 0, 8, random))) << spec.describe();
+        EXPECT_EQ(s_numScans, 70 * slicesPerRow * 3);
+    }
 }
 
 // What VerticalReconstructionTest compares in this program.

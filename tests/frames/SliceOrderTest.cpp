@@ -97,16 +97,35 @@ void note(SliceWalk const& walk, std::uint32_t row, std::uint32_t group, std::ve
     }
 }
 
+using Memory = std::unique_ptr<void, decltype(&std::free)>;
+
+Memory memoryOf(std::size_t numBytes) {
+    Memory memory(std::aligned_alloc(kSliceMemoryAlignment, (numBytes / 64 + 1) * 64), std::free);
+    // What groups leave in their memory must not matter either.
+    std::memset(memory.get(), 0xB7, numBytes);
+    return memory;
+}
+
 } // namespace
+
+// Ranges of three slices: a row of all, every slice of which is a group that may run at once with all others.
+void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void const* context) {
+    constexpr std::uint32_t kSlices = 3;
+    s_observed.orders.push_back(SliceOrder::Any);
+    s_observed.writersOfByte.assign(s_observed.output->size(), {});
+    const Memory memory = memoryOf(walk.bytesPerThread);
+    const SliceWalk asGroups{1, walk.numSlices, SliceOrder::Any};
+    for (std::uint32_t first = 0; first < walk.numSlices; first += kSlices) {
+        const std::uint32_t count = std::min(kSlices, walk.numSlices - first);
+        note(asGroups, 0, first, bytesWrittenBy([&] { body(context, memory.get(), first, count); }));
+    }
+}
 
 void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context) {
     s_observed.orders.push_back(walk.order);
     // Pictures come one after the other.
     s_observed.writersOfByte.assign(s_observed.output->size(), {});
-    const std::unique_ptr<void, decltype(&std::free)> memory(
-        std::aligned_alloc(kSliceMemoryAlignment, (walk.bytesPerThread / 64 + 1) * 64), std::free);
-    // What groups leave in their memory must not matter either.
-    std::memset(memory.get(), 0xB7, walk.bytesPerThread);
+    const auto memory = memoryOf(walk.bytesPerThread);
     for (std::uint32_t row = 0; row < walk.numRows; ++row) {
         for (std::uint32_t group = 0; group < walk.groupsPerRow; ++group)
             note(walk, row, group, bytesWrittenBy([&] { body(context, memory.get(), row, group); }));

@@ -1,5 +1,6 @@
 #include "SliceLoop.h"
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <chrono>
@@ -388,4 +389,111 @@ TEST(SliceLoopTest, InTurnTheCallingThreadGoesFromGroupToGroup) {
             EXPECT_EQ(log.entries[i].thread, std::this_thread::get_id());
         }
     }
+}
+
+namespace {
+
+// The ranges of a walk, and how often each slice was called.
+struct Ranges {
+    explicit Ranges(std::uint32_t numSlices) : calls(numSlices) {}
+
+    static void body(void const* context, void*, std::uint32_t first, std::uint32_t count) {
+        Ranges& ranges = **static_cast<Ranges* const*>(context);
+        for (std::uint32_t i = first; i < first + count; ++i)
+            ++ranges.calls.at(i);
+        const std::lock_guard lock(ranges.mutex);
+        ranges.counts.push_back(count);
+        ranges.threads.insert(std::this_thread::get_id());
+    }
+
+    void run(SliceRangeWalk walk) {
+        walk.numSlices = static_cast<std::uint32_t>(calls.size());
+        Ranges* const place = this;
+        forEachSliceRange(walk, body, &place);
+    }
+
+    std::mutex mutex;
+    std::vector<std::atomic<int>> calls;
+    std::vector<std::uint32_t> counts;
+    std::set<std::thread::id> threads;
+};
+
+} // namespace
+
+TEST(SliceRangeTest, EverySliceIsInOneRange) {
+    const EightThreads eight;
+    for (const std::uint32_t numSlices : {0u, 1u, 4u, 5u, 29u, 30u, 31u, 36u, 1020u}) {
+        for (const std::uint32_t mostSlices : {1u, 5u, 30u}) {
+            for (const std::uint32_t maxThreads : {0u, 1u, 2u}) {
+                Ranges ranges(numSlices);
+                eight.run([&] { ranges.run({0, mostSlices, std::min(mostSlices, 5u), maxThreads}); });
+                for (auto const& calls : ranges.calls)
+                    ASSERT_EQ(calls, 1);
+                for (const std::uint32_t count : ranges.counts)
+                    ASSERT_LE(count, mostSlices);
+            }
+        }
+    }
+}
+
+TEST(SliceRangeTest, OneThreadTakesRangesOfOneSizeInTheirOrder) {
+    Ranges ranges(100);
+    ranges.run({0, 30, 5, 1});
+    EXPECT_EQ(ranges.counts, (std::vector<std::uint32_t>{25, 25, 25, 25}));
+    EXPECT_EQ(ranges.threads, std::set{std::this_thread::get_id()});
+    Ranges uneven(61);
+    uneven.run({0, 30, 5, 1});
+    EXPECT_EQ(uneven.counts, (std::vector<std::uint32_t>{21, 20, 20}));
+}
+
+TEST(SliceRangeTest, SeveralThreadsEndWithSmallRanges) {
+    const SliceRangeWalk walk{1000, 30, 5, 0, 0};
+    for (const std::size_t numThreads : {2u, 8u, 64u}) {
+        std::uint32_t before = walk.mostSlices;
+        for (std::uint32_t left = walk.numSlices; left != 0;) {
+            const std::uint32_t count = slicesOfNextRange(walk, left, numThreads);
+            ASSERT_GE(count, std::min(left, 3u)) << left << " left"; // half of two ranges of the smallest size
+            ASSERT_LE(count, before) << left << " left";
+            if (left < 2 * numThreads * walk.leastSlices) {
+                ASSERT_LE(count, walk.leastSlices);
+            }
+            before = std::max(count, walk.leastSlices);
+            left -= count;
+        }
+    }
+}
+
+TEST(SliceRangeTest, AnErrorOfARangeReachesTheCallerAndNoFurtherRangeIsBegun) {
+    struct Failing {
+        std::atomic<int> numBegun{0};
+        std::atomic<int> numCompleted{0};
+    };
+    const auto body = [](void const* context, void*, std::uint32_t first, std::uint32_t) {
+        Failing& failing = **static_cast<Failing* const*>(context);
+        ++failing.numBegun;
+        if (first == 0)
+            throw OddError(78);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++failing.numCompleted;
+    };
+    const EightThreads eight;
+    for (const std::uint32_t maxThreads : {0u, 1u}) {
+        Failing failing;
+        Failing* const place = &failing;
+        const SliceRangeWalk walk{3000, 5, 5, maxThreads};
+        eight.run([&] {
+            EXPECT_EQ(whatIsThrownBy([&] { forEachSliceRange(walk, body, &place); }),
+                      whatIsThrownBy([] { throw OddError(78); }));
+        });
+        EXPECT_EQ(failing.numCompleted, failing.numBegun - 1);
+        // Without a stop all 600 would be begun.
+        EXPECT_LT(failing.numBegun, maxThreads == 1 ? 2 : 200);
+    }
+}
+
+TEST(SliceRangeTest, WithoutMemoryForTheCallerNoRangeIsBegun) {
+    Ranges ranges(40);
+    constexpr std::size_t kTooMuch = std::numeric_limits<std::size_t>::max() / 4;
+    EXPECT_THROW(ranges.run({0, 30, 5, 0, kTooMuch}), std::bad_alloc);
+    EXPECT_TRUE(ranges.counts.empty());
 }
