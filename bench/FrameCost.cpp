@@ -43,6 +43,11 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
     const std::map<std::string, ReconstructionForm> reconstructions{{"plain", ReconstructionForm::Plain},
                                                                     {"vertical", ReconstructionForm::Vertical},
                                                                     {"wide", ReconstructionForm::Wide}};
+    const std::map<std::string, PixelForm> forms{{"coded", PixelForm::Coded},
+                                                 {"rgba", PixelForm::Rgba},
+                                                 {"bgra", PixelForm::Bgra},
+                                                 {"half", PixelForm::RgbaHalf},
+                                                 {"planar", PixelForm::Planar}};
     Options options;
     app.add_option("frames", options.frames, "Compressed frames")->required()->check(CLI::ExistingFile);
     app.add_option("--runs", options.numRuns, "Decodes of each frame")->check(CLI::Range(1, 1000000));
@@ -50,6 +55,7 @@ Options optionsFrom(CLI::App& app, int argc, char** argv) {
     app.add_option("--target", options.request.target, "Code path")->transform(CLI::CheckedTransformer(targets));
     app.add_option("--coding", options.request.colorCoding, "Output coding")
         ->transform(CLI::CheckedTransformer(codings));
+    app.add_option("--form", options.request.form, "Form of the pixels")->transform(CLI::CheckedTransformer(forms));
     app.add_option("--depth", options.request.bitDepth, "Output bits: 8, 10, 15 or 16");
     app.add_option("--reduction", options.request.downSampleFactor, "0 full, 1 half, 2 quarter, 3 eighth size")
         ->check(CLI::Range(0, 3));

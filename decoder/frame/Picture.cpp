@@ -253,6 +253,17 @@ Bitstream PictureLayout::sliceBits(std::uint32_t row, std::uint32_t column) cons
     return after(m_slices, m_sliceTable.sliceOffset(row, column));
 }
 
+void PictureLayout::prefetchSlices(std::uint32_t row, std::uint32_t first, std::uint32_t end) const {
+    if (first >= end)
+        return;
+    constexpr std::uint64_t kCacheLine = 64;
+    const Bitstream bits = sliceBits(row, first);
+    const std::uint64_t lastOffset = m_sliceTable.sliceOffset(row, end - 1) - m_sliceTable.sliceOffset(row, first);
+    const std::uint64_t numBytes = std::min(bits.size, lastOffset + coded_size_of_slice(row, end - 1));
+    for (std::uint64_t i = 0; i < numBytes; i += kCacheLine)
+        __builtin_prefetch(bits.data + i);
+}
+
 SliceHeader PictureLayout::sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const {
     return SliceHeader::slice_header(bits, m_frame.alpha_channel_type != 0, coded_size_of_slice(row, column));
 }

@@ -102,6 +102,10 @@ public:
     // order given, the picture's own pixels are written after them.
     SliceOrder sliceOrder() const;
 
+    // Fetches the bytes of some neighbouring slices of a row into the cache, before their components are read side by
+    // side from many places at once, which no processor foresees.
+    void prefetchSlices(std::uint32_t row, std::uint32_t first, std::uint32_t end) const;
+
     // The cursor at the first byte of a slice.
     Bitstream sliceBits(std::uint32_t row, std::uint32_t column) const;
 

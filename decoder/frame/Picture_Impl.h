@@ -106,6 +106,7 @@ template <OptimizationTarget target>
 void Picture<target>::addSlices(SliceGroup<target>& sliceGroup, PictureFacts const& facts,
                                 FormedRow<target> const* formedRow, std::uint32_t row, std::uint32_t first,
                                 std::uint32_t end) const {
+    prefetchSlices(row, first, end);
     Bitstream bits = sliceBits(row, first);
     for (std::uint32_t column = first; column < end; ++column) {
         if (frame().monitor != nullptr && frame().monitor->wantsStop())
