@@ -169,7 +169,7 @@ def numbers(text):
 def main():
     parser = argparse.ArgumentParser(description="Speed-up of one frame on several cores, by how its slices are cut into tasks.")
     parser.add_argument("--cores", type=numbers, default="1,2,8,16,64", help="default: %(default)s")
-    parser.add_argument("--least", type=numbers, default="5", help="slices of a guided task (default: %(default)s)")
+    parser.add_argument("--least", type=numbers, default="5,15", help="slices of a guided task (default: %(default)s)")
     parser.add_argument("--most", type=numbers, default="30", help="slices of a guided task (default: %(default)s)")
     parser.add_argument("--start", choices=("turn", "tree"), default="turn", help="how threads start (default: %(default)s)")
     parser.add_argument("frames", metavar="FRAME", type=pathlib.Path, nargs="*")

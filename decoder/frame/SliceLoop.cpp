@@ -15,10 +15,6 @@
 
 namespace {
 
-// What is left is divided by so many ranges for each thread: with fewer the last ones would end far apart
-// (bench/schedule_simulation.py).
-constexpr std::uint64_t kRangesPerThread = 2;
-
 // What one thread has for its groups.
 class ThreadMemory {
 public:
@@ -208,8 +204,7 @@ void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* 
 std::uint32_t slicesOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads) {
     std::uint64_t most = walk.mostSlices;
     if (numThreads > 1) {
-        const std::uint64_t share = numLeft / (kRangesPerThread * numThreads);
-        most = std::min(most, std::max<std::uint64_t>(walk.leastSlices, share));
+        most = std::min(most, std::max<std::uint64_t>(walk.leastSlices, numLeft / numThreads));
     }
     const std::uint64_t numRanges = (numLeft + most - 1) / most;
     return static_cast<std::uint32_t>((numLeft + numRanges - 1) / numRanges);

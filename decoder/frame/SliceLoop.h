@@ -51,8 +51,8 @@ struct SliceRangeWalk {
 };
 
 // Calls `body` for ranges that hold every slice once, with the promises of forEachSliceGroup. One thread takes them as
-// large as it may, and of one size. Several begin with parts of what is left and end with small ones, so that they end
-// together; which slices share a range depends on their number.
+// large as it may, and of one size. Several take even parts of what is left and end with small ones, so that they end
+// together; which slices share a range depends on their number. bench/schedule_simulation.py compares ways to cut.
 void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void const* context);
 
 // The slices of the next range of `numLeft`, which are at least 1.

@@ -177,7 +177,7 @@ public:
     // Of one for the scan in lanes, which wants many components: a row of 4096 pixels in the largest slices.
     static constexpr unsigned int kMaxSlicesInLanes = kMaxLaneScans / 3;
     // With fewer the lanes stay empty for longer than other threads would wait.
-    static constexpr unsigned int kLeastSlicesInLanes = 5;
+    static constexpr unsigned int kLeastSlicesInLanes = 15;
 
     // The groups of a picture, of at most `mostSlices` slices that follow each other. They are small where no scan in
     // lanes is given, or these are too few for it.

@@ -454,7 +454,7 @@ TEST(SliceRangeTest, SeveralThreadsEndWithSmallRanges) {
             const std::uint32_t count = slicesOfNextRange(walk, left, numThreads);
             ASSERT_GE(count, std::min(left, 3u)) << left << " left"; // half of two ranges of the smallest size
             ASSERT_LE(count, before) << left << " left";
-            if (left < 2 * numThreads * walk.leastSlices) {
+            if (left < numThreads * walk.leastSlices) {
                 ASSERT_LE(count, walk.leastSlices);
             }
             before = std::max(count, walk.leastSlices);
