@@ -134,6 +134,8 @@ void Picture<target>::decodeRows(PictureFacts const& sharedFacts) const {
     PictureFacts facts = sharedFacts;
     FormedPicture formed(*frame().output, pictureBuffer(), alphaBitsOfOutput());
     formed.convertsHalvesByInstruction = kHasVectorForms<target> && canConvertHalves();
+    const bool isHalf = formed.output.form == PixelForm::RgbaHalf;
+    formed.isWide = facts.reconstruction == ReconstructionForm::Wide && (!isHalf || formed.convertsHalvesByInstruction);
     facts.formed = &formed;
     // What is written is read at once.
     facts.form.streams = false;

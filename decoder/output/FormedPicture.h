@@ -55,6 +55,7 @@ struct FormedPicture {
     bool isDeep;  // two bytes of an output sample
     bool streams; // whole groups of pixels or samples go past the caches
     bool convertsHalvesByInstruction = false;
+    bool isWide = false; // pixels are converted by WideRgb.h where that is possible
     RgbFactors rgb;
     float greatestAlpha; // sample
     float alphaScale;    // from an alpha sample to its code, or to 1

@@ -6,6 +6,7 @@
 #include "FormedPicture.h"
 #include "PixelBuffer.h"
 #include "SampleBand.h"
+#include "SampleLine.h"
 #include "SlicePlanes.h"
 #include "Targets.h"
 
@@ -77,10 +78,17 @@ private:
 
     // Completes the slice before, whose right neighbour is `next`, or null if that failed or is not there.
     void writePending(SampleBand const* next);
+    // Pixels of a slice that do not depend on the next one, from its first on.
+    std::uint32_t pixelsBeforeNext(Extent const& slice) const;
+    // Those of [first, end), counted from the slice's first, that are in the region.
+    void writeWithin(SampleBand const& band, Extent const& slice, std::uint32_t first, std::uint32_t end) const;
     void clearAfter(SampleBand& band, std::uint32_t width) const;
     void setNextChroma(SampleBand& band, Extent const& slice, SampleBand const* next) const;
     void writeSamples(SampleBand const& band, Part const& part) const;
-    void writeLine(SampleBand const& band, std::uint32_t line, Part const& part) const;
+    SampleLine samplesOf(SampleBand const& band, std::uint32_t line) const;
+    void writePixelLines(SampleBand const& band, Part const& part) const;
+    // The pixels [first, end) of a line, `out` being the place of the first.
+    void writePixels(SampleLine const& samples, std::uint32_t first, std::uint32_t end, std::uint8_t* out) const;
     void writePlanarLine(SampleBand const& band, std::uint32_t line, Part const& part) const;
 
     FormedPicture const& m_picture;
@@ -91,7 +99,7 @@ private:
     std::uint32_t m_endLine;    //
     std::uint32_t m_firstLine;  // of the region, modulo 2^32: that of the row's first line
     unsigned int m_current = 0; // the band that is free
-    bool m_isPending = false;   // the other one holds a slice
+    bool m_isPending = false;   // the other one holds a slice, of which the end is not written
     Extent m_pending;
 };
 

@@ -6,6 +6,7 @@
 #include "Intrinsics.h"
 #include "PlaneSplit.h"
 #include "RgbLines.h"
+#include "WideRgb.h"
 
 template <OptimizationTarget target>
 FormedRow<target>::FormedRow(FormedPicture const& picture, RowLines const& lines, std::uint32_t firstX,
@@ -135,8 +136,18 @@ void FormedRow<target>::takeSamples(std::uint32_t numMbs) {
     m_pending = next(numMbs);
     if (m_pending.width % 8 != 0)
         clearAfter(band(), m_pending.width);
+    // While the samples are in the cache.
+    writeWithin(band(), m_pending, 0, pixelsBeforeNext(m_pending));
     m_isPending = true;
     m_current ^= 1;
+}
+
+template <OptimizationTarget target>
+std::uint32_t FormedRow<target>::pixelsBeforeNext(Extent const& slice) const {
+    if (!m_picture.readsNextChroma())
+        return slice.width;
+    const bool isWhole = m_picture.width - slice.x >= slice.width;
+    return isWhole && slice.width > kWidePixels ? slice.width - kWidePixels : 0;
 }
 
 // Pixels are converted in groups of eight. Those after a slice that is narrower have any values, but they have some.
@@ -169,13 +180,23 @@ void FormedRow<target>::writePending(SampleBand const* next) {
     if (!m_isPending)
         return;
     m_isPending = false;
-    const Part part = partOf(m_pending);
-    if (part.first >= part.end)
-        return;
     SampleBand& pending = m_memory.bands[m_current ^ 1];
     if (!m_picture.is444)
         setNextChroma(pending, m_pending, next);
-    writeSamples(pending, part);
+    writeWithin(pending, m_pending, pixelsBeforeNext(m_pending), m_pending.width);
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::writeWithin(SampleBand const& band, Extent const& slice, std::uint32_t first,
+                                    std::uint32_t end) const {
+    Part part = partOf(slice);
+    if (part.first < first) {
+        part.column += first - part.first;
+        part.first = first;
+    }
+    part.end = part.end < end ? part.end : end;
+    if (part.first < part.end)
+        writeSamples(band, part);
 }
 
 // The chroma sample that the last odd column is interpolated with: the neighbour's first, or where the picture ends or
@@ -197,27 +218,58 @@ void FormedRow<target>::setNextChroma(SampleBand& band, Extent const& slice, Sam
 
 template <OptimizationTarget target>
 void FormedRow<target>::writeSamples(SampleBand const& band, Part const& part) const {
-    for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
-        if (!m_picture.streams)
+    if (!m_picture.streams)
+        for (std::uint32_t line = m_beginLine; line < m_endLine; ++line)
             prefetchAfter(part, line);
-        if (m_picture.output.form == PixelForm::Planar)
-            writePlanarLine(band, line, part);
-        else
-            writeLine(band, line, part);
+    if (m_picture.output.form != PixelForm::Planar)
+        return writePixelLines(band, part);
+    for (std::uint32_t line = m_beginLine; line < m_endLine; ++line)
+        writePlanarLine(band, line, part);
+}
+
+template <OptimizationTarget target>
+SampleLine FormedRow<target>::samplesOf(SampleBand const& band, std::uint32_t line) const {
+    return {band.component[0].line[line], band.component[1].line[line], band.component[2].line[line],
+            m_picture.hasAlpha ? band.alpha.line[line] : nullptr};
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::writePixelLines(SampleBand const& band, Part const& part) const {
+    const std::uint64_t bytesPerPixel = m_picture.bytesPerTwoPixels(0) / 2;
+    // What is not in whole groups of the wide form is at the ends.
+    std::uint32_t first = part.end, end = part.end;
+    if constexpr (kHasVectorForms<target>) {
+        const std::uint32_t begin = (part.first + kWidePixels - 1) / kWidePixels * kWidePixels;
+        if (m_picture.isWide && begin < part.end / kWidePixels * kWidePixels) {
+            first = begin;
+            end = part.end / kWidePixels * kWidePixels;
+            const auto stride = static_cast<std::uint64_t>(m_picture.output.planes[0].lineStride) * m_lines.step;
+            writeWideRgb(m_picture, {samplesOf(band, m_beginLine), m_endLine - m_beginLine, first, end,
+                                     placeOf(0, m_beginLine, (part.column + first - part.first) * bytesPerPixel),
+                                     static_cast<std::int64_t>(stride)});
+        }
+    }
+    if (first == part.first && end == part.end)
+        return;
+    for (std::uint32_t line = m_beginLine; line < m_endLine; ++line) {
+        std::uint8_t* const out = placeOf(0, line, part.column * bytesPerPixel);
+        writePixels(samplesOf(band, line), part.first, first, out);
+        writePixels(samplesOf(band, line), end, part.end, out + (end - part.first) * bytesPerPixel);
     }
 }
 
 template <OptimizationTarget target>
-void FormedRow<target>::writeLine(SampleBand const& band, std::uint32_t line, Part const& part) const {
-    const SampleLine samples{band.component[0].line[line], band.component[1].line[line], band.component[2].line[line],
-                             m_picture.hasAlpha ? band.alpha.line[line] : nullptr};
+void FormedRow<target>::writePixels(SampleLine const& samples, std::uint32_t first, std::uint32_t end,
+                                    std::uint8_t* out) const {
+    if (first >= end)
+        return;
     const RgbLines<target> lines(m_picture, samples);
     if (m_picture.output.form == PixelForm::RgbaHalf)
-        lines.writeHalves(part.first, part.end, placeOf(0, line, std::uint64_t{part.column} * 8));
+        lines.writeHalves(first, end, out);
     else if (m_picture.isDeep)
-        lines.writeWords(part.first, part.end, placeOf(0, line, std::uint64_t{part.column} * 8));
+        lines.writeWords(first, end, out);
     else
-        lines.writeBytes(part.first, part.end, placeOf(0, line, std::uint64_t{part.column} * 4));
+        lines.writeBytes(first, end, out);
 }
 
 // Codes of 8 bits, which are those of the writers: the samples of reduced pictures are integers, and no step rounds.

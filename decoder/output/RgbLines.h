@@ -5,15 +5,7 @@
 
 #include "EightValues.h"
 #include "FormedPicture.h"
-
-// The samples of one line of a slice, from its first pixel on. Chroma of 4:2:2 has one sample for two pixels, and one
-// more after the last. `alpha` is null where the pixels are opaque. Up to seven values after the last are read.
-struct SampleLine {
-    const float* y;
-    const float* cb;
-    const float* cr;
-    const float* alpha;
-};
+#include "SampleLine.h"
 
 // Calls write(x, to, streams) for pixels x to x + 7 of every group of eight that has pixels of [first, end). Groups
 // begin at multiples of eight. A group that is not whole is written elsewhere, and its pixels are copied from there.
@@ -37,13 +29,12 @@ template <OptimizationTarget target, unsigned int bytesPerPixel, class Write>
     }
 }
 
-// Pixels of codes of 8 bits. Rounding of single precision adds at most 5 * 2^-24 of the sum of all terms to a code, and
-// the terms are below 255 * (224 + 3 * kMostInSingle) / 438.
+// Pixels of codes of 8 bits.
 template <OptimizationTarget target>
 struct ByteCodes {
     static constexpr unsigned int kBytesPerPixel = 4;
     static constexpr std::int32_t kWhite = 255;
-    static constexpr float kMostInSingle = 1 << 18;
+    static constexpr float kMostInSingle = kMostInSingleForBytes;
 
     // Values below 0 are left to the store.
     static EightFloats<target> inRange(EightFloats<target> codes) {
@@ -60,7 +51,7 @@ template <OptimizationTarget target>
 struct WordCodes {
     static constexpr unsigned int kBytesPerPixel = 8;
     static constexpr std::int32_t kWhite = 65535;
-    static constexpr float kMostInSingle = 1 << 10;
+    static constexpr float kMostInSingle = kMostInSingleForWords;
 
     static EightFloats<target> inRange(EightFloats<target> codes) {
         return codes.limited(EightFloats<target>::broadcast(kWhite + 0.5)).notBelow(EightFloats<target>::broadcast(0));
@@ -220,14 +211,12 @@ private:
             });
     }
 
-    // A small difference of large terms keeps its relative precision as a half. The least value for which single
-    // precision is enough follows from the samples: its rounding adds at most 5 * 2^-24 of the sum of all terms, which
-    // is below (224 + 3 * magnitude) / 438, and a half's unit in the last place is more than 2^-11 of its value.
+    // A small difference of large terms keeps its relative precision as a half.
     template <bool is444>
     void writeHalvesOf(std::uint32_t first, std::uint32_t end, std::uint8_t* out) const {
         const Factors<Floats> single(m_picture.rgb);
         const Factors<Doubles> precise(m_picture.rgb);
-        const Floats least = Floats::broadcast(0x1p-11), leastPerStep = Floats::broadcast(0x1p-17);
+        const Floats least = Floats::broadcast(kLeastHalfInSingle), leastPerStep = Floats::broadcast(kLeastHalfPerStep);
         forEachEight<target, 8>(
             first, end, out,
             m_picture.streams, [&](std::uint32_t x, std::uint8_t * to, bool streams) __attribute__((always_inline)) {

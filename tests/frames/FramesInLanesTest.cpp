@@ -7,18 +7,23 @@
 #include "DecodeCheck.h"
 #include "EmulatedLaneScan.h"
 #include "EmulatedWideReconstruction.h"
+#include "EmulatedWideRgb.h"
+#include "Frame.h"
 #include "FrameMaker.h"
+#include "KernelChoice.h"
 #include "LaneSupport.h"
+#include "PictureOutput.h"
 #include "ReconstructionForm.h"
 
 // Takes the place of the library's choice, so that the frames of this program are read in lanes with emulated
-// instructions, by both forms in turn, and reconstructed with emulated wide vectors.
+// instructions, by both forms in turn, and reconstructed and converted with emulated wide vectors.
 
 namespace {
 
 std::atomic<unsigned int> s_numPictures{0};
 std::atomic<unsigned int> s_numScans{0};
 std::atomic<unsigned int> s_numWideSlices{0};
+std::atomic<unsigned int> s_numWideParts{0};
 
 void scattering(LaneScanJob const& job) {
     s_numScans += job.count;
@@ -49,6 +54,11 @@ void writeWideToPlanes(WideSlice const& slice, bool isDeep, SlicePlanes const& t
 void transformWide(WideSlice const& slice, bool is444, SampleBand& band) {
     ++s_numWideSlices;
     emulatedTransformWide(slice, is444, band);
+}
+
+void writeWideRgb(FormedPicture const& picture, WideRgbPart const& part) {
+    ++s_numWideParts;
+    emulatedWriteWideRgb(picture, part);
 }
 
 namespace {
@@ -181,4 +191,24 @@ TEST_F(FramesInLanesTest, FusedVariantsReconstructWithEmulatedVectors) {
     s_numWideSlices = 0;
     decode(made.bytes, request, output, kVariants[kVariantY8]);
     EXPECT_EQ(s_numWideSlices, 0u);
+}
+
+// What PixelFormsTest compares in this program.
+TEST_F(FramesInLanesTest, FusedVariantsConvertWithEmulatedVectors) {
+    Random random = seeded(2707);
+    FrameSpec spec = wideSpec(random);
+    spec.interlace_mode = 0;
+    const MadeFrame made = randomFrame(spec, random);
+    const Bitstream bits{made.bytes.data(), made.bytes.size()};
+    std::vector<std::uint8_t> pixels(std::size_t{spec.horizontal_size} * spec.vertical_size * 4);
+    PictureOutput output;
+    output.form = PixelForm::Rgba;
+    output.region = {0, 0, spec.horizontal_size, spec.vertical_size};
+    output.planes[0] = {pixels.data(), std::int64_t{4} * spec.horizontal_size};
+    for (const VariantIndex variant : {kVariantY8, kVariantL9}) {
+        const SelectedVariant selected(kVariants[variant]);
+        s_numWideParts = 0;
+        const Frame frame(bits, output, ColorCoding_YCbCr, 8, OptimizationTarget::AVX2, 0, nullptr, 1);
+        EXPECT_EQ(s_numWideParts != 0, variant == kVariantL9);
+    }
 }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-// The instructions of AVX-512 that the kernels, the scan in lanes and the wide reconstruction use, by four 128-bit
+// The instructions of AVX-512 that the kernels, the scan in lanes and the wide forms use, by four 128-bit
 // lanes, so that their sources run on processors without AVX-512 too. After this header the names of the 512-bit types
 // and instructions mean the emulation. Most of these instructions work within the lanes; those that cross them are
 // spelled out value by value.
@@ -41,6 +41,10 @@ inline Vector eachLane(Operation operation) {
 
 inline __m128 floats(__m128i lane) {
     return _mm_castsi128_ps(lane);
+}
+
+inline __m128d doubles(__m128i lane) {
+    return _mm_castsi128_pd(lane);
 }
 
 inline __m128i bits(__m128 lane) {
@@ -160,6 +164,48 @@ inline __mmask16 maskOfSigns(Operation operation) {
     return static_cast<__mmask16>(mask);
 }
 
+// The greater or the lesser of the magnitudes of two values each, as the lowest bit of `order` says.
+template <int order>
+inline Vector chosenMagnitudes(Vector const& a, Vector const& b) {
+    static_assert((order & ~1) == (2 << 2 | 2)); // magnitudes without their signs
+    const __m128 signs = _mm_set1_ps(-0.0f);
+    return eachLane([&](int i) {
+        const __m128 x = _mm_andnot_ps(signs, floats(a.lane[i])), y = _mm_andnot_ps(signs, floats(b.lane[i]));
+        return bits((order & 1) != 0 ? _mm_max_ps(x, y) : _mm_min_ps(x, y));
+    });
+}
+
+inline __mmask16 greaterFloats(Vector const& a, Vector const& b) {
+    return maskOfSigns([&](int i) { return bits(_mm_cmpgt_ps(floats(a.lane[i]), floats(b.lane[i]))); });
+}
+
+// Eight values each, the half of a vector of doubles.
+inline Vector toDoubles(__m256 values) {
+    return {{_mm_castpd_si128(_mm_cvtps_pd(_mm256_castps256_ps128(values))),
+             _mm_castpd_si128(_mm_cvtps_pd(_mm_permute_ps(_mm256_castps256_ps128(values), 0x0E))),
+             _mm_castpd_si128(_mm_cvtps_pd(_mm256_extractf128_ps(values, 1))),
+             _mm_castpd_si128(_mm_cvtps_pd(_mm_permute_ps(_mm256_extractf128_ps(values, 1), 0x0E)))}};
+}
+
+template <typename Operation>
+inline __m256i fromDoubles(Operation operation) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(operation(0), operation(1))),
+                                   _mm_unpacklo_epi64(operation(2), operation(3)), 1);
+}
+
+inline __m256 toFloats(Vector const& v) {
+    return _mm256_castsi256_ps(fromDoubles([&](int i) { return bits(_mm_cvtpd_ps(doubles(v.lane[i]))); }));
+}
+
+inline __m256i cutToIntegers(Vector const& v) {
+    return fromDoubles([&](int i) { return _mm_cvttpd_epi32(doubles(v.lane[i])); });
+}
+
+template <int rounding>
+inline __m256i toHalves(Vector const& v) {
+    return fromDoubles([&](int i) { return _mm_cvtps_ph(floats(v.lane[i]), rounding); });
+}
+
 inline __mmask16 equal(Vector const& a, Vector const& b) {
     return maskOfSigns([&](int i) { return _mm_cmpeq_epi32(a.lane[i], b.lane[i]); });
 }
@@ -261,6 +307,8 @@ inline void scatter(void* base, __mmask16 mask, Vector const& index, Vector cons
 #define RAVELO_EMULATED_FLOATS(name)                                                                                   \
     RAVELO_EMULATED(name, (emulated512::Vector const& a, emulated512::Vector const& b),                                \
                     emulated512::bits(_mm_##name(emulated512::floats(a.lane[i]), emulated512::floats(b.lane[i]))))
+#define RAVELO_EMULATED_DOUBLES(name, parameters, ...)                                                                 \
+    RAVELO_EMULATED(name, parameters, _mm_castpd_si128(_mm_##name(__VA_ARGS__)))
 #define RAVELO_EMULATED_FUSED(name)                                                                                    \
     RAVELO_EMULATED(name, (emulated512::Vector const& a, emulated512::Vector const& b, emulated512::Vector const& c),  \
                     emulated512::bits(_mm_##name(emulated512::floats(a.lane[i]), emulated512::floats(b.lane[i]),       \
@@ -296,7 +344,18 @@ RAVELO_EMULATED_INTEGERS(shuffle_epi8)
 RAVELO_EMULATED_FLOATS(add_ps)
 RAVELO_EMULATED_FLOATS(sub_ps)
 RAVELO_EMULATED_FLOATS(mul_ps)
+RAVELO_EMULATED_FLOATS(max_ps)
 RAVELO_EMULATED_FLOATS(min_ps)
+RAVELO_EMULATED_DOUBLES(add_pd, (emulated512::Vector const& a, emulated512::Vector const& b),
+                        emulated512::doubles(a.lane[i]), emulated512::doubles(b.lane[i]))
+RAVELO_EMULATED_DOUBLES(max_pd, (emulated512::Vector const& a, emulated512::Vector const& b),
+                        emulated512::doubles(a.lane[i]), emulated512::doubles(b.lane[i]))
+RAVELO_EMULATED_DOUBLES(min_pd, (emulated512::Vector const& a, emulated512::Vector const& b),
+                        emulated512::doubles(a.lane[i]), emulated512::doubles(b.lane[i]))
+RAVELO_EMULATED_DOUBLES(fmadd_pd,
+                        (emulated512::Vector const& a, emulated512::Vector const& b, emulated512::Vector const& c),
+                        emulated512::doubles(a.lane[i]), emulated512::doubles(b.lane[i]),
+                        emulated512::doubles(c.lane[i]))
 RAVELO_EMULATED_FLOATS(unpacklo_ps)
 RAVELO_EMULATED_FLOATS(unpackhi_ps)
 RAVELO_EMULATED_FUSED(fmadd_ps)
@@ -317,17 +376,21 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
                                                  order)))
 
 #undef RAVELO_EMULATED_FUSED
+#undef RAVELO_EMULATED_DOUBLES
 #undef RAVELO_EMULATED_FLOATS
 #undef RAVELO_EMULATED_INTEGERS
 #undef RAVELO_EMULATED
 
 // Compilers have some of the instructions as macros.
+#undef _mm512_cmp_ps_mask
 #undef _mm512_cmpeq_epi32_mask
 #undef _mm512_cmpge_epi32_mask
 #undef _mm512_cmple_epi32_mask
 #undef _mm512_cmplt_epi32_mask
+#undef _mm512_cvtps_ph
 #undef _mm512_inserti64x4
 #undef _mm512_mask_i32scatter_epi32
+#undef _mm512_range_ps
 #undef _mm512_srli_epi32
 #undef _mm512_ternarylogic_epi32
 #undef _mm512_extractf32x8_ps
@@ -344,6 +407,7 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define __m512d emulated512::Vector
 #define __m512i emulated512::Vector
 #define _mm512_add_epi32 emulated512_add_epi32
+#define _mm512_add_pd emulated512_add_pd
 #define _mm512_add_ps emulated512_add_ps
 #define _mm512_adds_epi16 emulated512_adds_epi16
 #define _mm512_and_si512 emulated512_and_si128
@@ -357,6 +421,7 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_castsi256_si512(half) emulated512::lowerHalf(half)
 #define _mm512_castsi512_ps(v) (v)
 #define _mm512_castsi512_si256(v) emulated512::lowerHalfOf(v)
+#define _mm512_cmp_ps_mask(a, b, order) emulated512::greaterFloats(a, b)
 #define _mm512_cmpeq_epi32_mask(a, b) emulated512::equal(a, b)
 #define _mm512_cmpge_epi32_mask(a, b) static_cast<__mmask16>(~emulated512::greater(b, a))
 #define _mm512_cmple_epi32_mask(a, b) static_cast<__mmask16>(~emulated512::greater(a, b))
@@ -365,14 +430,20 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_cvtepi32_ps emulated512_cvtepi32_ps
 #define _mm512_cvtepu16_epi32(half) emulated512::extended<std::int32_t, std::uint16_t>(half)
 #define _mm512_cvtepu16_epi64(quarter) emulated512::extended<std::int64_t, std::uint16_t>(quarter)
+#define _mm512_cvtpd_ps(v) emulated512::toFloats(v)
+#define _mm512_cvtps_pd(half) emulated512::toDoubles(half)
+#define _mm512_cvtps_ph(v, rounding) emulated512::toHalves<(rounding)>(v)
+#define _mm512_cvttpd_epi32(v) emulated512::cutToIntegers(v)
 #define _mm512_cvttps_epi32 emulated512_cvttps_epi32
 #define _mm512_dpbusd_epi32 emulated512::addedProducts
 #define _mm512_extractf32x8_ps(v, index) emulated512::halfOf(v, index)
+#define _mm512_fmadd_pd emulated512_fmadd_pd
 #define _mm512_fmadd_ps emulated512_fmadd_ps
 #define _mm512_fmsub_ps emulated512_fmsub_ps
 #define _mm512_fnmadd_ps emulated512_fnmadd_ps
 #define _mm512_inserti64x4(v, half, index) emulated512::withHalf(v, half, index)
 #define _mm512_load_si512(from) emulated512::load(from)
+#define _mm512_loadu_ps(from) emulated512::load(from)
 #define _mm512_loadu_si512(from) emulated512::load(from)
 #define _mm512_lzcnt_epi32 emulated512::leadingZeros
 #define _mm512_madd_epi16 emulated512_madd_epi16
@@ -380,14 +451,18 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_mask_cvtepi16_storeu_epi8(to, mask, v) emulated512::storeWords<std::uint8_t>(to, mask, v)
 #define _mm512_mask_i32scatter_epi32(base, mask, index, v, scale) emulated512::scatter<(scale)>(base, mask, index, v)
 #define _mm512_mask_mov_epi32(others, mask, v) emulated512::masked(others, mask, v)
+#define _mm512_mask_mov_ps(others, mask, v) emulated512::masked(others, mask, v)
 #define _mm512_mask_storeu_epi16(to, mask, v) emulated512::storeWords<std::uint16_t>(to, mask, v)
 #define _mm512_mask_sub_epi32(others, mask, a, b) emulated512::masked(others, mask, _mm512_sub_epi32(a, b))
 #define _mm512_maskz_permutexvar_epi16(mask, order, table) emulated512::permutedWords(mask, order, table)
 #define _mm512_maskz_permutexvar_epi8(mask, order, table)                                                              \
     emulated512::keptBytes(mask, emulated512::permutedBytes(order, table))
 #define _mm512_max_epi32 emulated512_max_epi32
+#define _mm512_max_pd emulated512_max_pd
+#define _mm512_max_ps emulated512_max_ps
 #define _mm512_min_epi32 emulated512_min_epi32
 #define _mm512_min_epu32 emulated512_min_epu32
+#define _mm512_min_pd emulated512_min_pd
 #define _mm512_min_ps emulated512_min_ps
 #define _mm512_movepi32_mask(v) emulated512::maskOfSigns([&](int i) { return (v).lane[i]; })
 #define _mm512_mul_ps emulated512_mul_ps
@@ -401,9 +476,12 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_permutex2var_pd(a, order, b) emulated512::permuted<std::uint64_t>(a, order, b)
 #define _mm512_permutexvar_epi64(order, v) emulated512::permuted<std::uint64_t>(v, order, v)
 #define _mm512_permutexvar_epi8(order, table) emulated512::permutedBytes(order, table)
+#define _mm512_permutexvar_ps(order, v) emulated512::permuted<std::uint32_t>(v, order, v)
+#define _mm512_range_ps(a, b, order) emulated512::chosenMagnitudes<(order)>(a, b)
 #define _mm512_set1_epi16(value) _mm512_broadcast_i32x4(_mm_set1_epi16(value))
 #define _mm512_set1_epi32(value) _mm512_broadcast_i32x4(_mm_set1_epi32(value))
 #define _mm512_set1_epi8(value) _mm512_broadcast_i32x4(_mm_set1_epi8(value))
+#define _mm512_set1_pd(value) _mm512_broadcast_i32x4(_mm_castpd_si128(_mm_set1_pd(value)))
 #define _mm512_set1_ps(value) emulated512::twice(_mm256_set1_ps(value))
 #define _mm512_setr_epi32(...) emulated512::inOrder<std::uint32_t>(__VA_ARGS__)
 #define _mm512_setr_epi64(...) emulated512::inOrder<std::uint64_t>(__VA_ARGS__)
