@@ -9,6 +9,7 @@ TOOLS = ["tools_tests"]
 FRAMES = ["frames_tests", "decoder_tests", "hostile_tests"]
 SCAN = ["decoder_tests", "frames_tests"]
 LANES = ["decoder_tests", "frames_in_lanes_tests"]
+WIDE = ["frames_tests", "frames_in_lanes_tests"]
 THREADS = ["decoder_tests", "hostile_tests", "refused_threads_tests", "host_tests"]
 DISPATCH = ["kernels_tests", "load_status_tests"]
 RATES = ["encoder_tests"]
@@ -83,17 +84,37 @@ FAULTS = [
     ("detection is repeated", "ProcessorDispatch.cpp", "if (load(ownFeaturesAreValid) == 0) {", "{", DISPATCH),
     ("a trusted mask is not made the detected one", "ProcessorDispatch.cpp", "        ownMaskIsFeatures();\n", "", DISPATCH),
     ("unknown bits are not reported", "VariantSelection.cpp", "status = kStatusUnknownFeature;", ";", DISPATCH),
+    # Sixteen blocks or pixels in a vector.
+    ("wide luma takes the wrong pair of macroblocks", "WideReconstruction_Impl.h", "_mm512_setr_epi64(4, 6, 12, 14, 5, 7, 13, 15)}",
+     "_mm512_setr_epi64(0, 2, 8, 10, 1, 3, 9, 11)}", WIDE),
+    ("wide chroma keeps the order of coding", "WideReconstruction_Impl.h", "RAVELO_UPPER_HALVES(0, 2, 1, 3,",
+     "RAVELO_UPPER_HALVES(0, 1, 2, 3,", WIDE),
+    ("a wide row of one macroblock is stored as two", "WideReconstruction_Impl.h", "2 * pair + 1 < numMbs", "true", WIDE),
+    ("wide rows go on below the picture", "WideReconstruction_Impl.h", "if (row + 8 < numRows)", "if (true)", WIDE),
+    ("wide codes are not limited", "WideReconstruction_Impl.h", "_mm512_cvttps_epi32(_mm512_min_ps(codes, greatest))",
+     "_mm512_cvttps_epi32(codes)", WIDE),
+    ("wide planes are stored whole", "WideReconstruction_Impl.h", "(std::uint64_t{1} << numSamples) - 1", "0xFFFFFFFF", WIDE),
+    ("wide chroma is not interpolated", "WideRgb_Impl.h", "_mm512_setr_epi32(0, 1, 1, 2, 2,", "_mm512_setr_epi32(0, 0, 1, 1, 2,", WIDE),
+    ("wide pixels never take double precision", "WideRgb_Impl.h", "__builtin_expect(inDouble != 0, 0)", "false", WIDE),
+    ("pixels before the next slice are written twice", "FormedRow_Impl.h", "slice.width > kWidePixels ? slice.width - kWidePixels : 0",
+     "slice.width > kWidePixels ? slice.width : 0", WIDE),
     # Threads: loops, errors, fences.
     ("the error of a unit is lost", "SliceLoop.cpp", "m_error = std::current_exception();", ";", THREADS),
     ("an error arrives as another one", "SliceLoop.cpp", "std::rethrow_exception(std::exchange(m_error, nullptr));",
      'throw std::bad_alloc();', THREADS),
-    ("units go on after an error", "SliceLoop.cpp", "m_next = m_numUnits;", ";", THREADS),
+    ("units go on after an error", "SliceLoop.cpp", "m_next = m_count;", ";", THREADS),
+    ("ranges go on after an error", "SliceLoop.cpp", "m_next = m_walk.numSlices;", ";", THREADS),
+    ("a range is handed out twice", "SliceLoop.cpp", "if (m_next.compare_exchange_weak(first, first + count))",
+     "if (m_next.compare_exchange_weak(first, first + count) || count > 1)", THREADS),
+    ("slices of a range begin in the first row", "Picture_Impl.h",
+     "numbers.firstRow + static_cast<std::uint32_t>(next / numbers.slicesPerRow)", "numbers.firstRow", FRAMES),
+    ("rows of one group share their lines", "Picture_Impl.h", "++rows.row;", "", FRAMES),
     ("one group has both edges of a row", "Picture_Impl.h", "order == SliceOrder::LastGroupFirst && groupsPerRow == 1", "false",
      FRAMES),
     ("overlapping slices run in any order", "Picture.cpp", "return SliceOrder::InTurn;", "return SliceOrder::Any;", THREADS + FRAMES),
-    ("most threads are ignored", "SliceLoop.cpp", "allowance.numThreads = std::min(allowance.numThreads, std::size_t{walk.maxThreads});",
-     "(void)walk.maxThreads;", THREADS),
-    ("one unit asks the task library", "SliceLoop.cpp", "if (numUnits > 1 && walk.maxThreads != 1)", "if (walk.maxThreads != 1)", THREADS),
+    ("most threads are ignored", "SliceLoop.cpp", "allowance.numThreads = std::min(allowance.numThreads, std::size_t{maxThreads});",
+     "(void)maxThreads;", THREADS),
+    ("one unit asks the task library", "SliceLoop.cpp", "if (numUnits > 1 && maxThreads != 1)", "if (maxThreads != 1)", THREADS),
     ("the caller does not wait for the last helper", "HelperThreads.cpp",
      "loop.lastHelperLeft.wait(lock, [&loop] { return loop.numHelpers == 0; });", ";", THREADS),
     ("a refused thread is counted for ever", "HelperThreads.cpp", "m_numThreads -= numThreads - numStarted;", ";", THREADS),

@@ -146,7 +146,7 @@ private:
     static void decodeGroupOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
     static void decodeRangeOf(void const* context, void* memory, std::uint32_t first, std::uint32_t count);
 
-    // The decode to a PictureOutput: a row at a time.
+    // The decode to a PictureOutput: whole rows.
     struct RowDecode {
         Picture const& picture;
         PictureFacts const& facts;
@@ -159,15 +159,24 @@ private:
     // For the scan in lanes, which needs more slices than a row may have.
     void decodeInRanges(PictureFacts const& facts, SliceGroupForm const& groupForm, std::uint32_t numRows) const;
     void decodeRows(PictureFacts const& facts) const;
-    static void decodeRowOf(void const* context, void* memory, std::uint32_t row, std::uint32_t group);
-    void decodeRow(RowDecode const& decode, void* memory, std::uint32_t row) const;
+    static void decodeRowsOf(void const* context, void* memory, std::uint32_t row, std::uint32_t numRows);
+    void decodeRowRange(RowDecode const& decode, void* memory, std::uint32_t firstRow, std::uint32_t numRows) const;
     // The groups of slices that follow each other, at most `mostSlices`.
     SliceGroupForm groupFormFor(PictureFacts const& facts, std::uint32_t mostSlices) const;
+    // Where slices begin to be numbered through, and how many of a row are.
+    struct SliceNumbers {
+        std::uint32_t firstRow;
+        std::uint32_t firstColumn;
+        std::uint32_t slicesPerRow;
+    };
     // Adds slices of a row to a group until the frame's monitor wants to stop. `bits` is at the first of them.
     void addSlices(SliceGroup<target>& sliceGroup, PictureFacts const& facts, FormedRow<target> const* formedRow,
                    std::uint32_t row, std::uint32_t first, std::uint32_t end) const;
-    // The failures of a group whose first slice has this number in the picture.
-    void reportFailures(SliceGroup<target> const& sliceGroup, std::uint64_t first) const;
+    // The same for slices that may be of several rows, from the one with this number on.
+    void addSlicesOfRows(SliceGroup<target>& sliceGroup, PictureFacts const& facts, FormedRow<target> const* formedRow,
+                         SliceNumbers const& numbers, std::uint64_t first, std::uint32_t count) const;
+    // The failures of a group whose first slice has this number.
+    void reportFailures(SliceGroup<target> const& sliceGroup, SliceNumbers const& numbers, std::uint64_t first) const;
     // Slices that follow each other in the picture, with the number of the first.
     void decodeSlices(Decode const& decode, void* memory, std::uint64_t first, std::uint32_t count) const;
 };

@@ -86,20 +86,29 @@ void Picture<target>::decodeGroupOf(void const* context, void* memory, std::uint
 template <OptimizationTarget target>
 void Picture<target>::decodeSlices(Decode const& decode, void* memory, std::uint64_t first, std::uint32_t count) const {
     const PlacedSliceGroup<target> placed(memory, decode.groupForm);
-    const std::uint32_t slicesPerRow = number_of_slices_per_mb_row();
-    for (std::uint64_t next = first, end = first + count; next < end;) {
-        const auto row = static_cast<std::uint32_t>(next / slicesPerRow);
-        const std::uint64_t endOfRow = std::uint64_t{row} * slicesPerRow + slicesPerRow;
-        const std::uint64_t endInRow = end < endOfRow ? end : endOfRow;
-        addSlices(placed.group(), decode.facts, nullptr, row, static_cast<std::uint32_t>(next % slicesPerRow),
-                  static_cast<std::uint32_t>(endInRow - endOfRow + slicesPerRow));
-        next = endInRow;
+    const SliceNumbers numbers{0, 0, number_of_slices_per_mb_row()};
+    addSlicesOfRows(placed.group(), decode.facts, nullptr, numbers, first, count);
+    placed.group().decode();
+    reportFailures(placed.group(), numbers, first);
+}
+
+template <OptimizationTarget target>
+void Picture<target>::addSlicesOfRows(SliceGroup<target>& sliceGroup, PictureFacts const& facts,
+                                      FormedRow<target> const* formedRow, SliceNumbers const& numbers,
+                                      std::uint64_t first, std::uint32_t count) const {
+    const std::uint64_t end = first + count;
+    for (std::uint64_t next = first; next < end;) {
+        const auto column = static_cast<std::uint32_t>(next % numbers.slicesPerRow);
+        const std::uint32_t inRow = numbers.slicesPerRow - column;
+        const std::uint32_t added = inRow < end - next ? inRow : static_cast<std::uint32_t>(end - next);
+        addSlices(sliceGroup, facts, formedRow,
+                  numbers.firstRow + static_cast<std::uint32_t>(next / numbers.slicesPerRow),
+                  numbers.firstColumn + column, numbers.firstColumn + column + added);
+        next += added;
         // Slices that were not added because the decode is to stop are at the end.
-        if (placed.group().numSlices() != next - first)
+        if (sliceGroup.numSlices() != next - first)
             break;
     }
-    placed.group().decode();
-    reportFailures(placed.group(), first);
 }
 
 template <OptimizationTarget target>
@@ -120,15 +129,19 @@ void Picture<target>::addSlices(SliceGroup<target>& sliceGroup, PictureFacts con
 }
 
 template <OptimizationTarget target>
-void Picture<target>::reportFailures(SliceGroup<target> const& sliceGroup, std::uint64_t first) const {
-    const std::uint32_t slicesPerRow = number_of_slices_per_mb_row();
-    for (std::uint32_t i = 0; i < sliceGroup.numSlices(); ++i)
-        if (sliceGroup.failedComponent(i) != SliceGroup<target>::kNoComponent)
-            reportFailure(static_cast<std::uint32_t>((first + i) / slicesPerRow),
-                          static_cast<std::uint32_t>((first + i) % slicesPerRow), sliceGroup.failedComponent(i));
+void Picture<target>::reportFailures(SliceGroup<target> const& sliceGroup, SliceNumbers const& numbers,
+                                     std::uint64_t first) const {
+    for (std::uint32_t i = 0; i < sliceGroup.numSlices(); ++i) {
+        if (sliceGroup.failedComponent(i) == SliceGroup<target>::kNoComponent)
+            continue;
+        const std::uint64_t number = first + i;
+        reportFailure(numbers.firstRow + static_cast<std::uint32_t>(number / numbers.slicesPerRow),
+                      numbers.firstColumn + static_cast<std::uint32_t>(number % numbers.slicesPerRow),
+                      sliceGroup.failedComponent(i));
+    }
 }
 
-// A row is the unit of work, since the last pixel of a slice may depend on the slice to its right.
+// Whole rows are the unit of work, since the last pixel of a slice may depend on the slice to its right.
 template <OptimizationTarget target>
 void Picture<target>::decodeRows(PictureFacts const& sharedFacts) const {
     PictureFacts facts = sharedFacts;
@@ -143,37 +156,69 @@ void Picture<target>::decodeRows(PictureFacts const& sharedFacts) const {
     if (slices.isEmpty())
         return;
     static_assert(sizeof(SliceGroup<target>) % alignof(RowMemory) == 0);
-    const SliceGroupForm groupForm = groupFormFor(facts, slices.endColumn - slices.firstColumn);
-    const RowDecode decode{*this, facts, groupForm, slices};
+    constexpr std::uint32_t kMost = SliceGroup<target>::kMaxSlicesInLanes;
+    constexpr std::uint32_t kLeast = SliceGroup<target>::kLeastSlicesInLanes;
+    const std::uint32_t slicesPerRow = slices.endColumn - slices.firstColumn;
     const std::uint32_t rows = rowsInData();
     const std::uint32_t endRow = rows < slices.endRow ? rows : slices.endRow;
     const std::uint32_t numRows = endRow > slices.firstRow ? endRow - slices.firstRow : 0;
-    const SliceWalk walk{numRows, 1, SliceOrder::Any, maxThreads(),
-                         sizeof(RowMemory) + SliceGroup<target>::bytes(groupForm)};
-    forEachSliceGroup(walk, decodeRowOf, &decode);
+    // Short rows are read several at a time in lanes.
+    std::uint32_t mostRows = slicesPerRow < kMost ? kMost / slicesPerRow : 1;
+    mostRows = mostRows < numRows ? mostRows : numRows;
+    const SliceGroupForm groupForm = groupFormFor(facts, slicesPerRow * mostRows);
+    const RowDecode decode{*this, facts, groupForm, slices};
+    SliceRangeWalk walk{numRows, 1, 1, maxThreads(), sizeof(RowMemory) + SliceGroup<target>::bytes(groupForm)};
+    if (groupForm.scanInLanes != nullptr && mostRows > 1) {
+        walk.mostSlices = mostRows;
+        walk.leastSlices = (kLeast + slicesPerRow - 1) / slicesPerRow;
+    }
+    forEachSliceRange(walk, decodeRowsOf, &decode);
     reportMissingSlices({slices.firstRow + numRows, slices.endRow, slices.firstColumn, slices.endColumn});
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeRowOf(void const* context, void* memory, std::uint32_t row, std::uint32_t) {
+void Picture<target>::decodeRowsOf(void const* context, void* memory, std::uint32_t row, std::uint32_t numRows) {
     RowDecode const& decode = *static_cast<RowDecode const*>(context);
-    decode.picture.decodeRow(decode, memory, decode.slices.firstRow + row);
+    decode.picture.decodeRowRange(decode, memory, decode.slices.firstRow + row, numRows);
 }
 
+// The rows of a range, of which a FormedRow has one after the other.
 template <OptimizationTarget target>
-void Picture<target>::decodeRow(RowDecode const& decode, void* memory, std::uint32_t row) const {
+struct RowsInTurn {
+    Picture<target> const& picture;
+    FormedRow<target>& formedRow;
+    std::uint32_t row;
+    std::uint32_t firstX;
+
+    static void beginNext(void* context) {
+        RowsInTurn& rows = *static_cast<RowsInTurn*>(context);
+        ++rows.row;
+        rows.formedRow.beginNext(rows.picture.linesOfRow(rows.row), rows.firstX);
+    }
+};
+
+template <OptimizationTarget target>
+void Picture<target>::decodeRowRange(RowDecode const& decode, void* memory, std::uint32_t firstRow,
+                                     std::uint32_t numRows) const {
     auto& rowMemory = *static_cast<RowMemory*>(memory);
     void* const groupMemory = &rowMemory + 1;
     FormedPicture const& formed = *decode.facts.formed;
-    const SliceSpan slices = decode.slices;
-    FormedRow<target> formedRow(formed, linesOfRow(row), firstMb(slices.firstColumn) * formed.mbSize, rowMemory);
-    for (std::uint32_t first = slices.firstColumn; first < slices.endColumn; first += decode.groupForm.maxSlices) {
-        const std::uint32_t left = slices.endColumn - first;
+    const SliceSpan span = decode.slices;
+    const SliceNumbers numbers{firstRow, span.firstColumn, span.endColumn - span.firstColumn};
+    const std::uint32_t numSlices = numRows * numbers.slicesPerRow;
+    const std::uint32_t firstX = firstMb(span.firstColumn) * formed.mbSize;
+    FormedRow<target> formedRow(formed, linesOfRow(firstRow), firstX, rowMemory);
+    RowsInTurn<target> rows{*this, formedRow, firstRow, firstX};
+    for (std::uint32_t first = 0; first < numSlices; first += decode.groupForm.maxSlices) {
+        const std::uint32_t left = numSlices - first;
         const std::uint32_t count = left < decode.groupForm.maxSlices ? left : decode.groupForm.maxSlices;
         const PlacedSliceGroup<target> placed(groupMemory, decode.groupForm);
-        addSlices(placed.group(), decode.facts, &formedRow, row, first, first + count);
-        placed.group().decodeInto(formedRow);
-        reportFailures(placed.group(), std::uint64_t{row} * number_of_slices_per_mb_row() + first);
+        addSlicesOfRows(placed.group(), decode.facts, &formedRow, numbers, first, count);
+        const std::uint32_t inRow = first % numbers.slicesPerRow;
+        const std::uint32_t untilNextRow = inRow == 0 && first != 0 ? 0 : numbers.slicesPerRow - inRow;
+        placed.group().decodeInto(formedRow,
+                                  {RowsInTurn<target>::beginNext, &rows, untilNextRow, numbers.slicesPerRow});
+        reportFailures(placed.group(), numbers, first);
         if (placed.group().numSlices() < count)
             break;
     }

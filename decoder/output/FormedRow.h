@@ -17,9 +17,9 @@ struct RowMemory {
     CodedBand coded;
 };
 
-// One row of macroblocks on its way to the output. Slices are handed over from the left. Each is first reconstructed
-// into memory of the thread and moved or converted from there while it is in the cache, so that the picture as a whole
-// is nowhere but in the caller's memory.
+// One row of macroblocks after the other on its way to the output. Slices are handed over from the left. Each is first
+// reconstructed into memory of the thread and moved or converted from there while it is in the cache, so that the
+// picture as a whole is nowhere but in the caller's memory.
 template <OptimizationTarget target>
 class FormedRow {
 public:
@@ -28,6 +28,9 @@ public:
 
     FormedRow(FormedRow const&) = delete;
     FormedRow& operator=(FormedRow const&) = delete;
+
+    // Ends the row, and begins another one of the same picture.
+    void beginNext(RowLines const& lines, std::uint32_t firstX);
 
     bool takesSamples() const { return m_picture.takesSamples; }
 
@@ -47,7 +50,7 @@ public:
     // The next slice has failed: its pixels are left alone.
     void skip(std::uint32_t numMbs);
 
-    // After the last slice.
+    // After the last slice of the last row.
     void finish();
 
 private:
@@ -63,6 +66,7 @@ private:
         std::uint32_t column = 0; // of the region, where the first one goes
     };
 
+    void begin(RowLines const& lines, std::uint32_t firstX);
     Extent next(std::uint32_t numMbs);
     Part partOf(Extent const& slice) const;
     // The line of the region that a line of the row is.
@@ -94,12 +98,12 @@ private:
     FormedPicture const& m_picture;
     RowLines m_lines;
     RowMemory& m_memory;
-    std::uint32_t m_nextX;
-    std::uint32_t m_beginLine;  // of the row: the lines in the region
-    std::uint32_t m_endLine;    //
-    std::uint32_t m_firstLine;  // of the region, modulo 2^32: that of the row's first line
-    unsigned int m_current = 0; // the band that is free
-    bool m_isPending = false;   // the other one holds a slice, of which the end is not written
+    std::uint32_t m_nextX = 0;
+    std::uint32_t m_beginLine = 0; // of the row: the lines in the region
+    std::uint32_t m_endLine = 0;   //
+    std::uint32_t m_firstLine = 0; // of the region, modulo 2^32: that of the row's first line
+    unsigned int m_current = 0;    // the band that is free
+    bool m_isPending = false;      // the other one holds a slice, of which the end is not written
     Extent m_pending;
 };
 

@@ -11,8 +11,15 @@
 template <OptimizationTarget target>
 FormedRow<target>::FormedRow(FormedPicture const& picture, RowLines const& lines, std::uint32_t firstX,
                              RowMemory& memory)
-    : m_picture(picture), m_lines(lines), m_memory(memory), m_nextX(firstX) {
-    PixelRectangle const& region = picture.output.region;
+    : m_picture(picture), m_memory(memory) {
+    begin(lines, firstX);
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::begin(RowLines const& lines, std::uint32_t firstX) {
+    m_lines = lines;
+    m_nextX = firstX;
+    PixelRectangle const& region = m_picture.output.region;
     const auto linesBefore = [&lines](std::uint64_t line) -> std::uint32_t {
         const std::uint64_t count = line > lines.first ? (line - lines.first + lines.step - 1) / lines.step : 0;
         return count < lines.count ? static_cast<std::uint32_t>(count) : lines.count;
@@ -20,6 +27,12 @@ FormedRow<target>::FormedRow(FormedPicture const& picture, RowLines const& lines
     m_beginLine = linesBefore(region.y);
     m_endLine = linesBefore(std::uint64_t{region.y} + region.height);
     m_firstLine = lines.first - region.y;
+}
+
+template <OptimizationTarget target>
+void FormedRow<target>::beginNext(RowLines const& lines, std::uint32_t firstX) {
+    writePending(nullptr);
+    begin(lines, firstX);
 }
 
 template <OptimizationTarget target>

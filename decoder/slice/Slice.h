@@ -203,8 +203,15 @@ public:
     // At most form.maxSlices slices of one picture.
     void add(PictureFacts const& facts, SliceInput const& input);
     void decode();
-    // The same for slices that are added to a row in a form of its own, in their order.
-    void decodeInto(FormedRow<target>& row);
+    // The same for slices that are added to rows in a form of their own, in their order. Before the slice with this
+    // index `beginRow` is called, and again after every `slicesPerRow` slices.
+    struct RowStart {
+        void (*beginRow)(void* context);
+        void* context;
+        std::uint32_t index;
+        std::uint32_t slicesPerRow;
+    };
+    void decodeInto(FormedRow<target>& row, RowStart const& nextRow);
 
     // The results of the slices, in the order in which they were added.
     std::uint32_t numSlices() const { return m_count; }

@@ -541,10 +541,15 @@ void SliceGroup<target>::decode() {
 }
 
 template <OptimizationTarget target>
-void SliceGroup<target>::decodeInto(FormedRow<target>& row) {
+void SliceGroup<target>::decodeInto(FormedRow<target>& row, RowStart const& nextRow) {
     Scans scans;
     scan(scans);
+    std::uint32_t startOfNext = nextRow.index;
     forEachSlice([&](unsigned int i, std::uint16_t const* alpha) {
+        if (i == startOfNext) {
+            nextRow.beginRow(nextRow.context);
+            startOfNext += nextRow.slicesPerRow;
+        }
         if (m_failedComponents[i] == kNoComponent)
             reconstructInto(row, m_slices[i], scans + 3 * i, alpha);
         else

@@ -26,6 +26,7 @@
 #include "Frame.h"
 #include "FrameEncoder.h"
 #include "HostileFrames.h"
+#include "KernelChoice.h"
 #include "LongForms.h"
 #include "Random.h"
 #include "RaveloDecoderInterface.h"
@@ -188,7 +189,7 @@ private:
 // All frames of the hostile cases, and one that asks for every thread.
 std::vector<Decode> allDecodes() {
     std::vector<Decode> decodes;
-    decodes.emplace_back(frameOf(640, 480));
+    decodes.emplace_back(frameOf(1280, 480));
     for (HostileFrame const& frame : hostileFrames())
         decodes.emplace_back(frame.bytes());
     return decodes;
@@ -211,7 +212,7 @@ std::vector<Decode> allDecodes() {
 // The first decode has all the threads that it asks for; later ones ask for more.
 [[noreturn]] void decodeInOneArenaAfterTheFirstAndExit(int numAllowed, long numStarted) {
     beginCase();
-    Decode decode(frameOf(640, 480));
+    Decode decode(frameOf(1280, 480));
     {
         const ThreadsAllowed allowed(static_cast<std::size_t>(numAllowed));
         tbb::task_arena(numAllowed).execute([&] { require(decode.isAsExpected(), kOtherPixels); });
@@ -230,7 +231,7 @@ std::vector<Decode> allDecodes() {
 [[noreturn]] void decodeInManyArenasAndExit(long numStarted, bool isAfterFirst, bool isAtOnce) {
     beginCase();
     constexpr int kNumArenas = 12;
-    const Bytes frame = frameOf(640, 480);
+    const Bytes frame = frameOf(1280, 480);
     std::vector<Decode> decodes(kNumArenas, Decode(frame));
     const ThreadsAllowed allowed(16);
     std::vector<std::unique_ptr<tbb::task_arena>> arenas;
@@ -258,7 +259,7 @@ std::vector<Decode> allDecodes() {
 // Four threads of the host, each of which allows its decodes two.
 [[noreturn]] void decodeInFourHostThreadsAndExit(long numStarted) {
     beginCase();
-    const Bytes frame = frameOf(640, 480);
+    const Bytes frame = frameOf(1280, 480);
     std::vector<Decode> decodes(4, Decode(frame));
     const ThreadsAllowed allowed(8);
     require(decodes[0].isAsExpected(2), kOtherPixels);
@@ -282,7 +283,7 @@ std::uint64_t bytesOfAddressSpace() {
 [[noreturn]] void decodeWithoutMemoryAndExit(std::uint64_t bytesLeft) {
     beginCase();
     Decode small(frameOf(16, 16));
-    Decode large(frameOf(640, 480));
+    Decode large(frameOf(1280, 480));
     const ThreadsAllowed allowed(8);
     tbb::task_arena arena(8);
     arena.execute([&] {
@@ -299,7 +300,7 @@ std::uint64_t bytesOfAddressSpace() {
 // A host whose own loops have started the workers of the task library.
 [[noreturn]] void decodeBesideTheHostsOwnLoopsAndExit(long numStarted) {
     beginCase();
-    Decode decode(frameOf(640, 480));
+    Decode decode(frameOf(1280, 480));
     const ThreadsAllowed allowed(8);
     tbb::task_arena arena(8);
     std::latch allWorkersRun(8);
@@ -345,7 +346,7 @@ std::uint64_t bytesOfAddressSpace() {
 
 [[noreturn]] void askAgainAndExit() {
     beginCase();
-    Decode decode(frameOf(640, 480));
+    Decode decode(frameOf(1280, 480));
     const ThreadsAllowed allowed(8);
     tbb::task_arena arena(8);
     arena.execute([&] {
@@ -374,7 +375,7 @@ std::uint64_t bytesOfAddressSpace() {
     Bytes withManyBytes = frameOf(16, 16);
     letThreadsShare(withManyBytes);
     Decode oneGroup(withManyBytes);
-    Decode large(frameOf(640, 480));
+    Decode large(frameOf(1280, 480));
     for (int round = 0; round < 5; ++round) {
         for (Decode* decode : {&small, &oneGroup}) {
             require(decode->isAsExpected(), kOtherPixels);
@@ -392,7 +393,7 @@ std::uint64_t bytesOfAddressSpace() {
     beginCase();
     const ThreadsAllowed allowed(8);
     tbb::task_arena arena(8);
-    Decode large(frameOf(640, 480));
+    Decode large(frameOf(1280, 480));
     {
         const ThreadsAllowed fewer(2);
         arena.execute([&] { require(large.isAsExpected(), kOtherPixels); });
@@ -400,6 +401,8 @@ std::uint64_t bytesOfAddressSpace() {
     require(s_numStarted == 1, s_numStarted < 1 ? kNothingStarted : kTooMany);
     arena.execute([&] { require(large.isAsExpected(2), kOtherPixels); });
     require(s_numStarted == 1, kTooMany);
+    // Without lanes, which would take all slices at once.
+    const SelectedVariant variant(kPlainVariant);
     for (const std::uint32_t numGroups : {2u, 3u, 5u}) {
         Bytes frame = frameOf(16, 16 * numGroups);
         letThreadsShare(frame);
