@@ -19,7 +19,8 @@
 #include "Slice_Impl.h"
 #include "VerticalReconstruction_AVX2.h"
 
-template void scanAlphaPlanes<OptimizationTarget::AVX2>(AlphaPlane const*, unsigned int, unsigned int);
+template void scanAlphaPlanes<OptimizationTarget::AVX2>(AlphaPlane const*, unsigned int, unsigned int,
+                                                        AlphaLaneFunction*);
 template class CoeffVLCStream<OptimizationTarget::AVX2>;
 template void scanComponents<OptimizationTarget::AVX2>(ComponentScan*, unsigned int, LaneScanFunction*);
 template bool scanComponentPlainly<OptimizationTarget::AVX2>(ComponentScan const&);

@@ -70,8 +70,8 @@ FAULTS = [
      "scan.bytesAfterRange + 8 >= kLaneOverread", LANES),
     ("the result of a copied component is lost", "LaneGroup.cpp",
      "m_copied[i].original->succeeded = m_copied[i].scan.succeeded;", "(void)m_copied[i];", LANES),
-    ("lanes on Baseline", "Picture_Impl.h", "if constexpr (kHasVectorForms<target>)\n        scanInLanes",
-     "scanInLanes", LANES),
+    ("lanes on Baseline", "Picture_Impl.h", "if constexpr (kHasVectorForms<target>)\n        lanes =",
+     "lanes =", LANES),
     ("lanes with the AVX2 variant", "LaneSupport.cpp", "return kernelVariant == kVariantK0 ?",
      "return kernelVariant >= kVariantL9 ?", LANES),
     # Dispatch.
@@ -84,6 +84,11 @@ FAULTS = [
     ("detection is repeated", "ProcessorDispatch.cpp", "if (load(ownFeaturesAreValid) == 0) {", "{", DISPATCH),
     ("a trusted mask is not made the detected one", "ProcessorDispatch.cpp", "        ownMaskIsFeatures();\n", "", DISPATCH),
     ("unknown bits are not reported", "VariantSelection.cpp", "status = kStatusUnknownFeature;", ";", DISPATCH),
+    ("alpha lanes take a sample before a run", "AlphaLanes_Impl.h", "takes = static_cast<__mmask16>(takes & _mm512_movepi32_mask(words.high));",
+     "", LANES),
+    ("alpha lanes read past the range", "AlphaLanes_Impl.h", "takes & canLoad & hasRoom", "takes & hasRoom", LANES),
+    ("alpha lanes write past the plane", "AlphaLanes_Impl.h", "takes & canLoad & hasRoom", "takes & canLoad", LANES),
+    ("alpha of 8 bits is not brought back in lanes", "AlphaLanes_Impl.h", "if constexpr (alphaBits == 8)", "if constexpr (false)", LANES),
     # Sixteen blocks or pixels in a vector.
     ("wide luma takes the wrong pair of macroblocks", "WideReconstruction_Impl.h", "_mm512_setr_epi64(4, 6, 12, 14, 5, 7, 13, 15)}",
      "_mm512_setr_epi64(0, 2, 8, 10, 1, 3, 9, 11)}", WIDE),

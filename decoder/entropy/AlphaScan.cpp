@@ -1,3 +1,4 @@
 #include "AlphaScan_Impl.h"
 
-template void scanAlphaPlanes<OptimizationTarget::Baseline>(AlphaPlane const*, unsigned int, unsigned int);
+template void scanAlphaPlanes<OptimizationTarget::Baseline>(AlphaPlane const*, unsigned int, unsigned int,
+                                                            AlphaLaneFunction*);

@@ -40,6 +40,30 @@ class AlphaScan {
 public:
     AlphaScan(AlphaPlane const* planes, unsigned int count) : m_next(planes), m_end(planes + count) {}
 
+    // As in AlphaLaneJob.
+    static bool openPlane(AlphaLane& lane, AlphaPlane const& plane) {
+        lane.bytes = plane.range.data;
+        lane.bitPosition = 0;
+        lane.lastLoad = static_cast<std::int64_t>(8 * plane.range.size) - 64;
+        lane.out = plane.samples;
+        lane.end = plane.samples + plane.numSamples;
+        lane.value = AlphaVLCStream<target>::kInitialValue;
+        lane.plane = &plane;
+        if (canReadSingles(lane))
+            return true;
+        finish(lane);
+        return false;
+    }
+
+    static bool readOn(AlphaLane& lane) {
+        if (canReadSingles(lane))
+            readPair(lane);
+        if (canReadSingles(lane))
+            return true;
+        finish(lane);
+        return false;
+    }
+
     void run() {
         // An even number of lanes suits groups of four slices.
         Lane lanes[2];
@@ -52,7 +76,7 @@ public:
             else
                 readSingles<1>(lanes);
             for (int i = numLanes - 1; i >= 0; --i) {
-                if (lanes[i].canReadSingles())
+                if (canReadSingles(lanes[i]))
                     continue;
                 finish(lanes[i]);
                 if (!open(lanes[i]))
@@ -72,47 +96,34 @@ private:
         AlphaVLCStream<target>::kNumShortRunVLCBits + AlphaVLCStream<target>::kNumLongRunFLCBits;
     static_assert(kLongBits + kLongestRunBits <= kWordBits);
 
-    // Samples of one load. More would fit at 8 bits, but all of them have to be coded singly.
-    static constexpr int kSingles = 3;
+    // More would fit at 8 bits, but all of them have to be coded singly.
+    static constexpr int kSingles = kAlphaSingles;
     static_assert(kSingles * (kLongBits + 1) <= kWordBits);
 
-    struct Lane {
-        const std::uint8_t* bytes = nullptr;
-        std::int64_t bitPosition = 0;
-        std::int64_t lastLoad = 0; // the last bit position where eight bytes of the range begin
-        std::uint16_t* out = nullptr;
-        std::uint16_t* end = nullptr;
-        std::uint32_t value = 0;
-        AlphaPlane const* plane = nullptr;
+    using Lane = AlphaLane;
 
-        bool canLoad() const { return bitPosition <= lastLoad && out < end; }
-        bool canReadSingles() const { return bitPosition <= lastLoad && end - out >= kSingles; }
-    };
+    static bool canLoad(Lane const& lane) { return lane.bitPosition <= lane.lastLoad && lane.out < lane.end; }
+    static bool canReadSingles(Lane const& lane) {
+        return lane.bitPosition <= lane.lastLoad && lane.end - lane.out >= kSingles;
+    }
 
     // Takes planes up until one has a load's worth of samples. Returns false when none is left.
     bool open(Lane& lane) {
         while (m_next != m_end) {
-            AlphaPlane const& plane = *m_next++;
-            lane.bytes = plane.range.data;
-            lane.bitPosition = 0;
-            lane.lastLoad = static_cast<std::int64_t>(8 * plane.range.size) - 64;
-            lane.out = plane.samples;
-            lane.end = plane.samples + plane.numSamples;
-            lane.value = AlphaVLCStream<target>::kInitialValue;
-            lane.plane = &plane;
-            if (lane.canReadSingles())
+            if (openPlane(lane, *m_next++))
                 return true;
-            finish(lane);
         }
         return false;
     }
 
+    // Leaves `out` at the end of the plane.
     static void finish(Lane& lane) {
-        while (lane.canLoad())
+        while (canLoad(lane))
             readPair(lane);
         if (lane.out < lane.end)
             AlphaVLCStream<target>(lane.plane->range, alphaBits, static_cast<std::uint64_t>(lane.bitPosition))
                 .fillSamples(lane.out, static_cast<std::uint32_t>(lane.end - lane.out), lane.value);
+        lane.out = lane.end;
     }
 
     static std::uint64_t wordAt(const std::uint8_t* bytes, std::int64_t bitPosition) {
@@ -228,10 +239,37 @@ private:
     AlphaPlane const* m_end;
 };
 
-template <OptimizationTarget target>
-void scanAlphaPlanes(AlphaPlane const* planes, unsigned int count, unsigned int alphaBits) {
-    if (alphaBits == 16)
-        AlphaScan<target, 16>(planes, count).run();
+// Whether planes are read faster in lanes: enough of them, in reach of each other, most of whose samples are coded
+// singly.
+static inline bool suitAlphaLanes(AlphaPlane const* planes, unsigned int count) {
+    constexpr unsigned int kFewest = 8;
+    constexpr std::uint64_t kLeastBitsPerSample = 5;
+    constexpr std::uintptr_t kMostBytesApart = std::uintptr_t{1} << 28;
+    std::uint64_t codedBytes = 0, numSamples = 0;
+    for (unsigned int i = 0; i < count; ++i) {
+        codedBytes += planes[i].codedBytes;
+        numSamples += planes[i].numSamples;
+        const auto a = reinterpret_cast<std::uintptr_t>(planes[0].samples);
+        const auto b = reinterpret_cast<std::uintptr_t>(planes[i].samples);
+        if ((a < b ? b - a : a - b) > kMostBytesApart)
+            return false;
+    }
+    return count >= kFewest && 8 * codedBytes >= kLeastBitsPerSample * numSamples;
+}
+
+template <OptimizationTarget target, unsigned int alphaBits>
+void scanAlphaPlanesOf(AlphaPlane const* planes, unsigned int count, AlphaLaneFunction* inLanes) {
+    using Scan = AlphaScan<target, alphaBits>;
+    if (inLanes != nullptr && suitAlphaLanes(planes, count))
+        inLanes({planes, count, alphaBits, Scan::openPlane, Scan::readOn});
     else
-        AlphaScan<target, 8>(planes, count).run();
+        Scan(planes, count).run();
+}
+
+template <OptimizationTarget target>
+void scanAlphaPlanes(AlphaPlane const* planes, unsigned int count, unsigned int alphaBits, AlphaLaneFunction* inLanes) {
+    if (alphaBits == 16)
+        scanAlphaPlanesOf<target, 16>(planes, count, inLanes);
+    else
+        scanAlphaPlanesOf<target, 8>(planes, count, inLanes);
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "AlphaScan.h"
 #include "CoeffVLCStream.h"
 #include "CoefficientScan.h"
 
@@ -34,3 +35,9 @@ struct LaneScanJob {
 // instruction, which some processors take long for, or one by one.
 LaneScanFunction scanInLanesScattering;
 LaneScanFunction scanInLanesStoringSingly;
+
+// Readers that store in the same way.
+struct LaneFunctions {
+    LaneScanFunction* scan;
+    AlphaLaneFunction* scanAlpha;
+};

@@ -1,8 +1,10 @@
 #include "Intrinsics.h"
+
+#include "AlphaLanes_Impl.h"
 #include "LaneScan_Impl.h"
 
-// The one unit of the decoder that is compiled for AVX-512. It must define nothing that the linker could share with
-// other units, so it calls nothing but the functions of the job and the C library.
+// It must define nothing that the linker could share with other units, so it calls nothing but the functions of the job
+// and the C library.
 
 void scanInLanesScattering(LaneScanJob const& job) {
     LaneScan<LaneStores::Scattered>(job).run();
@@ -10,4 +12,12 @@ void scanInLanesScattering(LaneScanJob const& job) {
 
 void scanInLanesStoringSingly(LaneScanJob const& job) {
     LaneScan<LaneStores::Singly>(job).run();
+}
+
+void scanAlphaInLanesScattering(AlphaLaneJob const& job) {
+    scanAlpha<LaneStores::Scattered>(job);
+}
+
+void scanAlphaInLanesStoringSingly(AlphaLaneJob const& job) {
+    scanAlpha<LaneStores::Singly>(job);
 }

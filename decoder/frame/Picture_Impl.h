@@ -26,10 +26,10 @@ Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstr
 template <OptimizationTarget target>
 SliceGroupForm Picture<target>::groupFormFor(PictureFacts const& facts, std::uint32_t mostSlices) const {
     // Baseline never uses lanes.
-    LaneScanFunction* scanInLanes = nullptr;
+    LaneFunctions const* lanes = nullptr;
     if constexpr (kHasVectorForms<target>)
-        scanInLanes = laneScanOfPicture();
-    return SliceGroup<target>::formFor(facts.form, mostSlices, scanInLanes);
+        lanes = laneFunctionsOfPicture();
+    return SliceGroup<target>::formFor(facts.form, mostSlices, lanes);
 }
 
 template <OptimizationTarget target>
@@ -40,7 +40,7 @@ void Picture<target>::decodeWhole(PictureFacts const& facts) const {
     constexpr std::uint64_t kMost = SliceGroup<target>::kMaxSlicesInLanes;
     const SliceGroupForm ofSeveralRows =
         groupFormFor(facts, static_cast<std::uint32_t>(numSlices < kMost ? numSlices : kMost));
-    if (order == SliceOrder::Any && ofSeveralRows.scanInLanes != nullptr)
+    if (order == SliceOrder::Any && ofSeveralRows.lanes != nullptr)
         decodeInRanges(facts, ofSeveralRows, numRows);
     else
         decodeInGroups(facts, order, numRows);
@@ -168,7 +168,7 @@ void Picture<target>::decodeRows(PictureFacts const& sharedFacts) const {
     const SliceGroupForm groupForm = groupFormFor(facts, slicesPerRow * mostRows);
     const RowDecode decode{*this, facts, groupForm, slices};
     SliceRangeWalk walk{numRows, 1, 1, maxThreads(), sizeof(RowMemory) + SliceGroup<target>::bytes(groupForm)};
-    if (groupForm.scanInLanes != nullptr && mostRows > 1) {
+    if (groupForm.lanes != nullptr && mostRows > 1) {
         walk.mostSlices = mostRows;
         walk.leastSlices = (kLeast + slicesPerRow - 1) / slicesPerRow;
     }

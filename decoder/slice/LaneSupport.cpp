@@ -29,10 +29,13 @@ std::uint32_t laneFeaturesOfThisProcessor() {
     return features;
 }
 
-LaneScanFunction* laneScanWith(std::uint32_t features) {
+constexpr LaneFunctions kScattering{scanInLanesScattering, scanAlphaInLanesScattering};
+constexpr LaneFunctions kStoringSingly{scanInLanesStoringSingly, scanAlphaInLanesStoringSingly};
+
+LaneFunctions const* laneFunctionsWith(std::uint32_t features) {
     if ((features & kLanesUsable) == 0)
         return nullptr;
-    return (features & kScattersFast) != 0 ? scanInLanesScattering : scanInLanesStoringSingly;
+    return (features & kScattersFast) != 0 ? &kScattering : &kStoringSingly;
 }
 
 } // namespace
@@ -50,11 +53,11 @@ bool canRunLanes(CpuidSnapshot const& processor) {
            (processor.xcr0 & kStates) == kStates;
 }
 
-LaneScanFunction* laneScanFor(std::int32_t kernelVariant, CpuidSnapshot const& processor) {
-    return kernelVariant == kVariantK0 ? laneScanWith(laneFeatures(processor)) : nullptr;
+LaneFunctions const* laneFunctionsFor(std::int32_t kernelVariant, CpuidSnapshot const& processor) {
+    return kernelVariant == kVariantK0 ? laneFunctionsWith(laneFeatures(processor)) : nullptr;
 }
 
-LaneScanFunction* laneScanOfPicture() {
+LaneFunctions const* laneFunctionsOfPicture() {
     const auto variant = std::atomic_ref<std::int32_t>(ippJumpIndexForMergedLibs).load(std::memory_order_relaxed);
-    return variant == kVariantK0 ? laneScanWith(laneFeaturesOfThisProcessor()) : nullptr;
+    return variant == kVariantK0 ? laneFunctionsWith(laneFeaturesOfThisProcessor()) : nullptr;
 }

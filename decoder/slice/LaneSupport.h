@@ -11,10 +11,10 @@
 // system saves the registers they use. The maker does not matter.
 bool canRunLanes(CpuidSnapshot const& processor);
 
-// The form of the scan for a kernel variant, or null where lanes are not used. They go with the variant for AVX-512, so
+// The readers for a kernel variant, or null where lanes are not used. They go with the variant for AVX-512, so
 // that a host which forces another one gets no AVX-512 at all.
-LaneScanFunction* laneScanFor(std::int32_t kernelVariant, CpuidSnapshot const& processor);
+LaneFunctions const* laneFunctionsFor(std::int32_t kernelVariant, CpuidSnapshot const& processor);
 
 // The same for this processor and the variant that is selected now. A picture asks once, so that all of its slices are
 // read in one way.
-LaneScanFunction* laneScanOfPicture();
+LaneFunctions const* laneFunctionsOfPicture();

@@ -156,9 +156,10 @@ private:
 
     SliceHeader m_header;
     PictureFacts const* m_facts = nullptr;
-    std::uint32_t m_sliceMbs = 0; // 1, 2, 4 or 8
-    std::uint32_t m_lines = 0;    // at full size
-    Bitstream m_bitstream;        // the cursor: at the Y range once the slice is open
+    std::uint32_t m_codedSize = 0; // bytes, by the slice table
+    std::uint32_t m_sliceMbs = 0;  // 1, 2, 4 or 8
+    std::uint32_t m_lines = 0;     // at full size
+    Bitstream m_bitstream;         // the cursor: at the Y range once the slice is open
     Writer const* m_writer = nullptr;
     // A writer of any kind: the one with an alpha plane is the largest.
     using LargestWriter = Slice4444MacroblockWriter<target, float>;
@@ -179,9 +180,9 @@ public:
     // With fewer the lanes stay empty for longer than other threads would wait.
     static constexpr unsigned int kLeastSlicesInLanes = 15;
 
-    // The groups of a picture, of at most `mostSlices` slices that follow each other. They are small where no scan in
-    // lanes is given, or these are too few for it.
-    static SliceGroupForm formFor(OutputForm const& form, std::uint32_t mostSlices, LaneScanFunction* scanInLanes);
+    // The groups of a picture, of at most `mostSlices` slices that follow each other. They are small where no lanes are
+    // given, or these are too few for them.
+    static SliceGroupForm formFor(OutputForm const& form, std::uint32_t mostSlices, LaneFunctions const* lanes);
 
     // The memory for a group and its coefficients, at most kMaxBytes.
     static std::size_t bytes(SliceGroupForm const& form) {
@@ -246,8 +247,9 @@ private:
     Slice<target> m_slices[kMaxSlicesInLanes];
     SliceScratch<target> m_scratch;
 
-    // Alpha planes of several slices are read side by side.
-    static constexpr unsigned int kMaxAlphaPlanes = 4;
+    // Alpha planes of several slices are read side by side: as many as there are lanes, or a few that stay in a cache.
+    static constexpr unsigned int kMaxAlphaPlanes = 16;
+    static constexpr unsigned int kFewAlphaPlanes = 4;
     static constexpr unsigned int kMaxAlphaSamples = 8 * 16 * 16 + kAlphaPadding;
     std::uint16_t m_alpha[kMaxAlphaPlanes][kMaxAlphaSamples];
 };

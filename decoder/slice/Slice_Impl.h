@@ -41,6 +41,7 @@ void Slice<target>::open(PictureFacts const& facts, SliceInput const& input) {
     m_sliceMbs = input.sizeInMb;
     m_lines = input.lines;
     m_writer = createSliceMacroblockWriter(input.rectangle);
+    m_codedSize = input.codedSize;
     m_header = SliceHeader::slice_header(input.bits, facts.hasAlpha, input.codedSize);
     m_bitstream = input.bits;
     m_bitstream.advance(m_header.slice_header_size);
@@ -129,7 +130,10 @@ bool Slice<target>::needsAlpha() const {
 
 template <OptimizationTarget target>
 AlphaPlane Slice<target>::alphaPlane(std::uint16_t* samples) const {
-    return {m_bitstream, samples, alphaSamples()};
+    const std::uint64_t before = m_header.slice_header_size + std::uint64_t{m_header.coded_size_y} +
+                                 m_header.coded_size_cb + m_header.coded_size_cr;
+    const auto codedBytes = static_cast<std::uint32_t>(before < m_codedSize ? m_codedSize - before : 0);
+    return {m_bitstream, samples, alphaSamples(), codedBytes};
 }
 
 template <OptimizationTarget target>
@@ -458,7 +462,7 @@ void Slice<target>::meansOfAlpha(std::uint16_t const* alpha, SampleBand& band) c
 
 template <OptimizationTarget target>
 SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t mostSlices,
-                                           LaneScanFunction* scanInLanes) {
+                                           LaneFunctions const* lanes) {
     // A row in a form of its own takes memory for its lines besides.
     static_assert(sizeof(RowMemory) + sizeof(SliceGroup) + kMaxSlicesInLanes * kMaxElements444 * sizeof(std::int16_t) <=
                   kMaxBytes);
@@ -467,9 +471,9 @@ SliceGroupForm SliceGroup<target>::formFor(OutputForm const& form, std::uint32_t
     SliceGroupForm groupForm;
     groupForm.elementsPerSlice = !isWhole ? kMaxReducedElements : form.is444 ? kMaxElements444 : kMaxElements422;
     groupForm.maxSlices = !isWhole ? kMaxReducedSlices : form.is444 ? kMaxSlices444 : kMaxSlices422;
-    if (scanInLanes != nullptr && 3 * std::uint64_t{mostSlices} >= kFewestLaneScans) {
+    if (lanes != nullptr && 3 * std::uint64_t{mostSlices} >= kFewestLaneScans) {
         groupForm.maxSlices = kMaxSlicesInLanes;
-        groupForm.scanInLanes = scanInLanes;
+        groupForm.lanes = lanes;
     }
     if (groupForm.maxSlices > mostSlices)
         groupForm.maxSlices = mostSlices > 0 ? mostSlices : 1;
@@ -495,7 +499,7 @@ void SliceGroup<target>::scan(Scans& scans) {
     std::int16_t* next = coefficients();
     for (unsigned int i = 0; i < m_count; ++i)
         next = m_slices[i].prepareScans(scans + 3 * i, next);
-    scanComponents<target>(scans, 3 * m_count, m_form.scanInLanes);
+    scanComponents<target>(scans, 3 * m_count, m_form.lanes == nullptr ? nullptr : m_form.lanes->scan);
     for (unsigned int i = 0; i < m_count; ++i)
         m_failedComponents[i] = firstFailed(scans + 3 * i);
 }
@@ -512,16 +516,18 @@ void SliceGroup<target>::scanAlpha(unsigned int first, unsigned int count, std::
         ++numPlanes;
     }
     if (numPlanes != 0)
-        scanAlphaPlanes<target>(planes, numPlanes, m_slices[first].facts().codedAlphaBits);
+        scanAlphaPlanes<target>(planes, numPlanes, m_slices[first].facts().codedAlphaBits,
+                                m_form.lanes == nullptr ? nullptr : m_form.lanes->scanAlpha);
 }
 
-// As many slices at a time as there is room for alpha planes.
 template <OptimizationTarget target>
 template <class ReconstructSlice>
 void SliceGroup<target>::forEachSlice(ReconstructSlice const& reconstructSlice) {
-    for (unsigned int first = 0; first < m_count; first += kMaxAlphaPlanes) {
-        const unsigned int left = m_count - first;
-        const unsigned int count = left < kMaxAlphaPlanes ? left : kMaxAlphaPlanes;
+    // As many planes at a time as suit the reader, and about as many each time.
+    const unsigned int most = m_form.lanes == nullptr ? kFewAlphaPlanes : kMaxAlphaPlanes;
+    const unsigned int numTimes = (m_count + most - 1) / most;
+    for (unsigned int time = 0; time < numTimes; ++time) {
+        const unsigned int first = m_count * time / numTimes, count = m_count * (time + 1) / numTimes - first;
         std::uint16_t const* alpha[kMaxAlphaPlanes] = {};
         scanAlpha(first, count, alpha);
         for (unsigned int i = 0; i < count; ++i)

@@ -22,6 +22,7 @@ namespace {
 
 std::atomic<unsigned int> s_numPictures{0};
 std::atomic<unsigned int> s_numScans{0};
+std::atomic<unsigned int> s_numAlphaPlanes{0};
 std::atomic<unsigned int> s_numWideSlices{0};
 std::atomic<unsigned int> s_numWideParts{0};
 
@@ -35,10 +36,22 @@ void storingSingly(LaneScanJob const& job) {
     emulatedScanInLanesStoringSingly(job);
 }
 
+void alphaScattering(AlphaLaneJob const& job) {
+    s_numAlphaPlanes += job.count;
+    emulatedScanAlphaInLanesScattering(job);
+}
+
+void alphaStoringSingly(AlphaLaneJob const& job) {
+    s_numAlphaPlanes += job.count;
+    emulatedScanAlphaInLanesStoringSingly(job);
+}
+
 } // namespace
 
-LaneScanFunction* laneScanOfPicture() {
-    return s_numPictures++ % 2 == 0 ? scattering : storingSingly;
+LaneFunctions const* laneFunctionsOfPicture() {
+    static constexpr LaneFunctions kScattering{scattering, alphaScattering};
+    static constexpr LaneFunctions kStoringSingly{storingSingly, alphaStoringSingly};
+    return s_numPictures++ % 2 == 0 ? &kScattering : &kStoringSingly;
 }
 
 void writeWide(WideSlice const& slice, VerticalOutput const& output, OutputLevels const& levels) {

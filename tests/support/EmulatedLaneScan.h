@@ -1,7 +1,10 @@
 #pragma once
 
+#include "AlphaScan.h"
 #include "LaneScan.h"
 
-// The scan in lanes, its own source compiled with the emulation of EmulatedAvx512.h. Needs AVX2.
+// The scans in lanes, their own source compiled with the emulation of EmulatedAvx512.h. Needs AVX2.
 LaneScanFunction emulatedScanInLanesScattering;
 LaneScanFunction emulatedScanInLanesStoringSingly;
+AlphaLaneFunction emulatedScanAlphaInLanesScattering;
+AlphaLaneFunction emulatedScanAlphaInLanesStoringSingly;

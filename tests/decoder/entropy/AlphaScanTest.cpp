@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "AlphaLaneReaders.h"
 #include "AlphaVLCStream.h"
 #include "DecoderTargets.h"
 #include "FrameMaker.h"
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t kMostPlanes = 7;
+constexpr std::size_t kMostPlanes = 24;
 constexpr std::uint16_t kUntouched = 0xA5C3;
 constexpr std::uint32_t kMostSamples = 2048;
 
@@ -28,21 +29,44 @@ struct CodedPlane {
 template <class On>
 class AlphaScanTest : public TargetTest<On> {
 protected:
-    // Compares planes that are decoded together with AlphaVLCStream, sample by sample. Every range ends where unmapped
-    // memory begins.
+    // Compares planes that are decoded together with AlphaVLCStream, sample by sample, by each reader of the target.
+    // Every range ends where unmapped memory begins.
     testing::AssertionResult readAsTheyAreDefined(std::vector<CodedPlane> const& coded, unsigned int alphaBits) {
-        std::vector<AlphaPlane> planes;
-        std::vector<std::vector<std::uint16_t>> samples(coded.size());
-        for (std::size_t i = 0; i < coded.size(); ++i) {
-            samples[i].assign(coded[i].numSamples + kAlphaPadding + 1, kUntouched);
-            planes.push_back({m_held[i].hold(coded[i].bytes), samples[i].data(), coded[i].numSamples});
+        std::vector<Bitstream> ranges;
+        std::vector<std::vector<std::uint16_t>> expected;
+        for (CodedPlane const& plane : coded) {
+            ranges.push_back(m_held[ranges.size()].hold(plane.bytes));
+            expected.emplace_back(plane.numSamples);
+            AlphaVLCStream<On::target>(ranges.back(), alphaBits).fillSamples(expected.back().data(), plane.numSamples);
         }
-        scanAlphaPlanes<On::target>(planes.data(), static_cast<unsigned int>(planes.size()), alphaBits);
-        for (std::size_t i = 0; i < coded.size(); ++i) {
-            std::vector<std::uint16_t> expected(coded[i].numSamples);
-            AlphaVLCStream<On::target>(planes[i].range, alphaBits).fillSamples(expected.data(), coded[i].numSamples);
-            if (!std::equal(expected.begin(), expected.end(), samples[i].begin()))
-                return testing::AssertionFailure() << "plane " << i << " of " << coded.size() << " differs";
+        testing::AssertionResult result = equalsExpected(ranges, expected, alphaBits, nullptr);
+        if (On::target == OptimizationTarget::Baseline)
+            return result;
+        for (AlphaLaneFunction* const inLanes : alphaLaneReaders())
+            result = result ? equalsExpected(ranges, expected, alphaBits, inLanes) : result;
+        return result;
+    }
+
+    // The planes in turn until there are enough for lanes.
+    static testing::AssertionResult equalsExpected(std::vector<Bitstream> const& ranges,
+                                                   std::vector<std::vector<std::uint16_t>> const& expected,
+                                                   unsigned int alphaBits, AlphaLaneFunction* inLanes) {
+        const std::size_t least = inLanes == nullptr || ranges.empty() ? 0 : 8;
+        const std::size_t count = std::max(ranges.size(), least);
+        std::vector<AlphaPlane> planes;
+        std::vector<std::vector<std::uint16_t>> samples(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::size_t source = i % ranges.size();
+            const auto numSamples = static_cast<std::uint32_t>(expected[source].size());
+            samples[i].assign(numSamples + kAlphaPadding + 1, kUntouched);
+            // As many coded bytes as make lanes the faster choice.
+            planes.push_back({ranges[source], samples[i].data(), numSamples, 1u << 16});
+        }
+        scanAlphaPlanes<On::target>(planes.data(), static_cast<unsigned int>(count), alphaBits, inLanes);
+        for (std::size_t i = 0; i < count; ++i) {
+            std::vector<std::uint16_t> const& of = expected[i % ranges.size()];
+            if (!std::equal(of.begin(), of.end(), samples[i].begin()))
+                return testing::AssertionFailure() << "plane " << i << " of " << count << " differs";
             if (samples[i].back() != kUntouched)
                 return testing::AssertionFailure() << "plane " << i << " is written beyond its padding";
         }

@@ -48,20 +48,22 @@ TEST(LaneSupportTest, EverySingleFeatureIsNeeded) {
 
 TEST(LaneSupportTest, LanesGoWithTheAvx512VariantOfTheKernels) {
     const CpuidSnapshot scattering = scatteringProcessor();
-    EXPECT_EQ(laneScanFor(kVariantK0, scattering), scanInLanesScattering);
-    EXPECT_EQ(laneScanFor(kVariantK0, sufficientForLanes()), scanInLanesStoringSingly);
+    EXPECT_EQ(laneFunctionsFor(kVariantK0, scattering)->scan, scanInLanesScattering);
+    EXPECT_EQ(laneFunctionsFor(kVariantK0, scattering)->scanAlpha, scanAlphaInLanesScattering);
+    EXPECT_EQ(laneFunctionsFor(kVariantK0, sufficientForLanes())->scan, scanInLanesStoringSingly);
+    EXPECT_EQ(laneFunctionsFor(kVariantK0, sufficientForLanes())->scanAlpha, scanAlphaInLanesStoringSingly);
     for (const std::int32_t variant : {kVariantNotChosen, kVariantY8, kVariantE9, kVariantL9}) {
-        EXPECT_EQ(laneScanFor(variant, scattering), nullptr) << variant;
-        EXPECT_EQ(laneScanFor(variant, sufficientForLanes()), nullptr) << variant;
+        EXPECT_EQ(laneFunctionsFor(variant, scattering), nullptr) << variant;
+        EXPECT_EQ(laneFunctionsFor(variant, sufficientForLanes()), nullptr) << variant;
     }
-    EXPECT_EQ(laneScanFor(kVariantK0, CpuidSnapshot{}), nullptr);
+    EXPECT_EQ(laneFunctionsFor(kVariantK0, CpuidSnapshot{}), nullptr);
 }
 
 TEST(LaneSupportTest, APictureAsksForTheSelectedVariantAndThisProcessor) {
     const CpuidSnapshot processor = cpuidSnapshot();
     for (Variant const& variant : runnableVariants()) {
         const SelectedVariant selected(variant);
-        EXPECT_EQ(laneScanOfPicture(), laneScanFor(variant.index, processor)) << variant.name;
+        EXPECT_EQ(laneFunctionsOfPicture(), laneFunctionsFor(variant.index, processor)) << variant.name;
     }
 }
 

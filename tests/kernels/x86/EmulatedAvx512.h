@@ -206,6 +206,10 @@ inline __m256i toHalves(Vector const& v) {
     return fromDoubles([&](int i) { return _mm_cvtps_ph(floats(v.lane[i]), rounding); });
 }
 
+inline __mmask16 signsOf(Vector const& v) {
+    return maskOfSigns([&](int i) { return v.lane[i]; });
+}
+
 inline __mmask16 equal(Vector const& a, Vector const& b) {
     return maskOfSigns([&](int i) { return _mm_cmpeq_epi32(a.lane[i], b.lane[i]); });
 }
@@ -464,7 +468,7 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_min_epu32 emulated512_min_epu32
 #define _mm512_min_pd emulated512_min_pd
 #define _mm512_min_ps emulated512_min_ps
-#define _mm512_movepi32_mask(v) emulated512::maskOfSigns([&](int i) { return (v).lane[i]; })
+#define _mm512_movepi32_mask(v) emulated512::signsOf(v)
 #define _mm512_mul_ps emulated512_mul_ps
 #define _mm512_mulhi_epi16 emulated512_mulhi_epi16
 #define _mm512_or_si512 emulated512_or_si128

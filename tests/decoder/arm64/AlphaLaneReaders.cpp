@@ -1,0 +1,5 @@
+#include "AlphaLaneReaders.h"
+
+std::vector<AlphaLaneFunction*> alphaLaneReaders() {
+    return {};
+}
