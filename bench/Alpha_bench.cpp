@@ -13,7 +13,9 @@
 #include "AlphaVLCStream.h"
 #include "AlphaVLCWriter.h"
 #include "BenchFrames.h"
+#include "LaneSupport.h"
 #include "LoopCost.h"
+#include "VariantSelection.h"
 
 namespace {
 
@@ -28,6 +30,12 @@ struct Matte {
     double grain;     // standard deviation everywhere
     bool hasSoftEdge; // from nothing to opaque across every fifth slice
 };
+
+// Null for a processor without lanes.
+LaneFunctions const* lanesHere() {
+    static LaneFunctions const* const lanes = laneFunctionsFor(kVariantK0, cpuidSnapshot());
+    return lanes;
+}
 
 class AlphaPlanes {
 public:
@@ -47,13 +55,22 @@ public:
         for (std::uint32_t slice = 0; slice < kNumSlices; ++slice)
             m_planes.push_back({{m_coded[slice].data(), m_coded[slice].size()},
                                 m_samples.data() + slice * (kSliceSamples + kAlphaPadding),
-                                kSliceSamples});
+                                kSliceSamples,
+                                static_cast<std::uint32_t>(m_coded[slice].size())});
     }
 
     template <OptimizationTarget target>
     void scanTogether() {
         for (std::uint32_t first = 0; first < kNumSlices; first += kSlicesTogether)
             scanAlphaPlanes<target>(&m_planes[first], kSlicesTogether, 16);
+    }
+
+    // As in a group that is read in lanes.
+    void scanInLanes() {
+        constexpr std::uint32_t kPlanes = 16;
+        for (std::uint32_t first = 0; first < kNumSlices; first += kPlanes)
+            scanAlphaPlanes<OptimizationTarget::AVX2>(&m_planes[first], std::min(kPlanes, kNumSlices - first), 16,
+                                                      lanesHere()->scanAlpha);
     }
 
     template <OptimizationTarget target>
@@ -73,10 +90,11 @@ void benchAlpha(benchmark::State& state, Matte const& matte, void (AlphaPlanes::
     runLoop(state, "clocks/sample", kNumSlices * kSliceSamples, [&] { (planes.*scan)(); });
 }
 
+constexpr Matte kMattes[] = {
+    {"opaque", 0, false}, {"edges", 0, true}, {"grain", 0.01, false}, {"fineGrain", 0.0003, false}};
+
 template <OptimizationTarget target>
 void registerAlpha() {
-    static constexpr Matte kMattes[] = {
-        {"opaque", 0, false}, {"edges", 0, true}, {"grain", 0.01, false}, {"fineGrain", 0.0003, false}};
     for (Matte const& matte : kMattes) {
         const std::string ending = std::string("/") + matte.name + "/" + nameOf(target);
         benchmark::RegisterBenchmark(("Alpha" + ending).c_str(), [&matte](benchmark::State& state) {
@@ -92,6 +110,13 @@ const bool s_registered = [] {
     registerAlpha<OptimizationTarget::Baseline>();
     if (runnableTargets().size() > 1)
         registerAlpha<OptimizationTarget::AVX2>();
+    if (lanesHere() != nullptr) {
+        for (Matte const& matte : kMattes) {
+            benchmark::RegisterBenchmark(
+                (std::string("Alpha/") + matte.name + "/lanes").c_str(),
+                [&matte](benchmark::State& state) { benchAlpha(state, matte, &AlphaPlanes::scanInLanes); });
+        }
+    }
     return true;
 }();
 
