@@ -3,9 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -15,6 +13,7 @@
 #include "BenchFrames.h"
 #include "LaneSupport.h"
 #include "LoopCost.h"
+#include "Matte.h"
 #include "VariantSelection.h"
 
 namespace {
@@ -23,13 +22,6 @@ constexpr std::uint32_t kSliceWidth = 128;
 constexpr std::uint32_t kSliceSamples = kSliceWidth * 16;
 constexpr std::uint32_t kNumSlices = 60;
 constexpr std::uint32_t kSlicesTogether = 4; // as in a group of 4:4:4
-
-// How the samples vary, in parts of 65535.
-struct Matte {
-    const char* name;
-    double grain;     // standard deviation everywhere
-    bool hasSoftEdge; // from nothing to opaque across every fifth slice
-};
 
 // Null for a processor without lanes.
 LaneFunctions const* lanesHere() {
@@ -40,17 +32,11 @@ LaneFunctions const* lanesHere() {
 class AlphaPlanes {
 public:
     explicit AlphaPlanes(Matte const& matte) : m_samples(kNumSlices * (kSliceSamples + kAlphaPadding)) {
-        std::mt19937 random(20);
-        std::normal_distribution<double> normal;
+        const std::vector<std::uint16_t> plane = mattePlane(matte, kSliceWidth, 16 * kNumSlices);
         for (std::uint32_t slice = 0; slice < kNumSlices; ++slice) {
-            std::vector<std::uint16_t> samples;
-            for (std::uint32_t i = 0; i < kSliceSamples; ++i) {
-                double value = matte.grain == 0 ? 1.0 : 0.5 + matte.grain * normal(random);
-                if (matte.hasSoftEdge && slice % 5 == 0)
-                    value = static_cast<double>(i % kSliceWidth) / kSliceWidth;
-                samples.push_back(static_cast<std::uint16_t>(std::lround(65535 * std::clamp(value, 0.0, 1.0))));
-            }
-            m_coded.push_back(codedAlpha(samples, 16, AlphaRunCoding::Shortest, AlphaDifferenceCoding::Shortest));
+            const auto first = plane.begin() + slice * kSliceSamples;
+            m_coded.push_back(codedAlpha({first, first + kSliceSamples}, 16, AlphaRunCoding::Shortest,
+                                         AlphaDifferenceCoding::Shortest));
         }
         for (std::uint32_t slice = 0; slice < kNumSlices; ++slice)
             m_planes.push_back({{m_coded[slice].data(), m_coded[slice].size()},
