@@ -24,19 +24,25 @@ ContestResult contest(std::function<void()> const& first, std::function<void()> 
     CostMeter meter;
     first();
     second();
-    std::vector<double> ratios;
+    ContestResult result;
     std::vector<double> nanoseconds[2];
     std::vector<double> clocks[2];
     for (unsigned int round = 0; round < rules.numRounds; ++round) {
-        Cost costs[2];
-        const bool firstBegins = round % 2 == 0;
-        costs[firstBegins ? 0 : 1] = costOf(meter, firstBegins ? first : second, rules.numRepetitions);
-        costs[firstBegins ? 1 : 0] = costOf(meter, firstBegins ? second : first, rules.numRepetitions);
-        ratios.push_back(costs[0].nanoseconds / costs[1].nanoseconds);
-        for (int i = 0; i < 2; ++i) {
-            nanoseconds[i].push_back(costs[i].nanoseconds);
-            clocks[i].push_back(costs[i].clocks);
-        }
+        result.ratios.addRound([&] {
+            Cost costs[2];
+            const bool firstBegins = round % 2 == 0;
+            costs[firstBegins ? 0 : 1] = costOf(meter, firstBegins ? first : second, rules.numRepetitions);
+            costs[firstBegins ? 1 : 0] = costOf(meter, firstBegins ? second : first, rules.numRepetitions);
+            for (int i = 0; i < 2; ++i) {
+                nanoseconds[i].push_back(costs[i].nanoseconds);
+                clocks[i].push_back(costs[i].clocks);
+            }
+            return costs[0].nanoseconds / costs[1].nanoseconds;
+        });
     }
-    return {median(ratios), median(nanoseconds[0]), median(nanoseconds[1]), median(clocks[0]), median(clocks[1])};
+    result.firstNanoseconds = median(nanoseconds[0]);
+    result.secondNanoseconds = median(nanoseconds[1]);
+    result.firstClocks = median(clocks[0]);
+    result.secondClocks = median(clocks[1]);
+    return result;
 }

@@ -2,9 +2,11 @@
 
 #include <functional>
 
+#include "RoundValues.h"
+
 // What two ways of doing the same cost, measured in turns.
 struct ContestResult {
-    double ratio = 0; // of the first's cost to the second's: the median over the rounds' own ratios
+    RoundValues ratios; // of the first's cost to the second's, one of each round
     double firstNanoseconds = 0;
     double secondNanoseconds = 0; // medians
     double firstClocks = 0;

@@ -86,6 +86,10 @@ void selectKernelVariant(std::string const& name) {
     throw std::runtime_error(name + " is not a kernel variant; there are " + kernelVariantNames());
 }
 
+std::string selectedKernelVariant() {
+    return kVariants[ippJumpIndexForMergedLibs].name;
+}
+
 std::string kernelVariantNames() {
     std::string names;
     for (Variant const& variant : kVariants)

@@ -54,6 +54,9 @@ private:
 // for a variant that this processor cannot run.
 void selectKernelVariant(std::string const& name);
 
+// The name of the variant that is selected.
+std::string selectedKernelVariant();
+
 // The names that selectKernelVariant accepts, for messages.
 std::string kernelVariantNames();
 
