@@ -66,6 +66,7 @@ const Part kParts[] = {
     {"rgba", compareRgba},
     {"entropy", compareEntropy},
     {"reduced", compareReduced, {"native", kAvx2Variant}},
+    {"alpha", compareAlpha, {"native", kAvx2Variant}},
     {"baseline", compareBaseline, {"y8"}},
     {"forms", compareFormsOfTargets},
     {"regions", compareRegions},

@@ -32,6 +32,9 @@ void compareForms(ComparisonOptions const& options, OptimizationTarget target);
 // A sixteenth of a picture, in its middle, beside the whole.
 void compareRegions(ComparisonOptions const& options);
 
+// Frames with alpha beside the same frames without.
+void compareAlpha(ComparisonOptions const& options);
+
 // Two threads beside one.
 void compareThreads(ComparisonOptions const& options);
 
