@@ -8,7 +8,7 @@
 #include "SourcePicture.h"
 
 // Frames for the benchmarks, made in memory and always the same: an invented picture with detail at all scales, as
-// photographs have it, so that a benchmark needs no file.
+// photographs have it, so that a benchmark needs no file. Rate 0 stands for the encoder's default index.
 std::vector<std::uint8_t> benchFrame(std::uint32_t width, std::uint32_t height, ChromaFormat chromaFormat,
                                      double bitsPerPixel);
 

@@ -14,6 +14,7 @@
 
 #include "Comparison.h"
 #include "ComparisonParts.h"
+#include "FirstCall.h"
 #include "PeerDecode.h"
 
 namespace {
@@ -50,6 +51,10 @@ void compareFormsOfTargets(ComparisonOptions const& options) {
     compareForms(options, OptimizationTarget::Baseline);
 }
 
+void measureFirstCallsOf(ComparisonOptions const& options) {
+    measureFirstCalls(options.rules.numRounds);
+}
+
 struct Part {
     const char* name;
     void (*run)(ComparisonOptions const& options);
@@ -70,6 +75,8 @@ const Part kParts[] = {
     {"baseline", compareBaseline, {"y8"}},
     {"forms", compareFormsOfTargets},
     {"regions", compareRegions},
+    {"small", measureSmallFrames},
+    {"first", measureFirstCallsOf, {"native"}, true},
     {"threads", compareThreads, {"native"}, true},
 };
 
@@ -124,6 +131,11 @@ int compareParts(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
+        // What measureFirstCalls starts. Nothing else has run before that the first call would profit from.
+        if (argc == 4 && std::string(argv[1]) == "--first-call") {
+            printFirstCall(argv[3], static_cast<unsigned int>(std::stoul(argv[2])));
+            return 0;
+        }
         return compareParts(argc, argv);
     } catch (std::exception const& error) {
         std::fprintf(stderr, "compare_peer: %s\n", error.what());

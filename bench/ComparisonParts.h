@@ -35,6 +35,9 @@ void compareRegions(ComparisonOptions const& options);
 // Frames with alpha beside the same frames without.
 void compareAlpha(ComparisonOptions const& options);
 
+// What small frames cost.
+void measureSmallFrames(ComparisonOptions const& options);
+
 // Two threads beside one.
 void compareThreads(ComparisonOptions const& options);
 
