@@ -9,6 +9,7 @@
 #include "ComparisonParts.h"
 #include "FrameEncoder.h"
 #include "Matte.h"
+#include "RoundValues.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ void compareAlpha(ComparisonOptions const& options) {
         FrameDecode with(encodeFrame(picture, settings).bytes, request);
         const ContestResult result = contest([&] { with.run(); }, [&] { without.run(); }, options.rules);
         const double clocksWithout = result.secondClocks / numPixels;
-        // By the ratio, whose rounds disturb less than the clocks of both do.
+        // By the ratio, which is taken within a round, so that it varies less than the clocks.
         const double added = (result.ratios.median() - 1) * clocksWithout;
         std::vector<std::string> row{matte.name,
                                      fixed(without.bitsPerPixel(), 2),

@@ -10,6 +10,7 @@
 #include "ComparisonParts.h"
 #include "CoreProbe.h"
 #include "CostMeter.h"
+#include "RoundValues.h"
 #include "Statistics.h"
 
 void measureCore(ComparisonOptions const& options) {

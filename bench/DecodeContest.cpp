@@ -6,6 +6,7 @@
 
 #include "Comparison.h"
 #include "ComparisonParts.h"
+#include "RoundValues.h"
 
 namespace {
 

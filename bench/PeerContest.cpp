@@ -8,6 +8,7 @@
 #include "Files.h"
 #include "FrameScan.h"
 #include "PeerDecode.h"
+#include "RoundValues.h"
 
 namespace {
 

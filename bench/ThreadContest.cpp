@@ -8,6 +8,7 @@
 #include "Comparison.h"
 #include "ComparisonParts.h"
 #include "CostMeter.h"
+#include "RoundValues.h"
 #include "Statistics.h"
 
 namespace {
