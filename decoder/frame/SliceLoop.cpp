@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <new>
 #include <optional>
@@ -15,19 +16,21 @@
 
 namespace {
 
-// What one thread has for its groups.
+// What one thread has for its groups. It is aligned by hand: memory that the C library has aligned leaves a gap in
+// front, and blocks of one size that are freed and taken again do not always fit where they have been.
 class ThreadMemory {
 public:
     explicit ThreadMemory(std::size_t numBytes)
-        : m_memory(std::aligned_alloc(kSliceMemoryAlignment, roundedUp(numBytes)), std::free) {}
+        : m_memory(numBytes < kTooMany ? std::malloc(numBytes + kSliceMemoryAlignment) : nullptr, std::free) {}
 
-    void* get() const { return m_memory.get(); } // null if there is none
+    void* get() const { // null if there is none
+        const auto address = reinterpret_cast<std::uintptr_t>(m_memory.get());
+        return address == 0 ? nullptr
+                            : static_cast<std::byte*>(m_memory.get()) + (-address & (kSliceMemoryAlignment - 1));
+    }
 
 private:
-    // At least one byte, since null means failure.
-    static std::size_t roundedUp(std::size_t numBytes) {
-        return (numBytes / kSliceMemoryAlignment + 1) * kSliceMemoryAlignment;
-    }
+    static constexpr std::size_t kTooMany = std::numeric_limits<std::size_t>::max() - kSliceMemoryAlignment;
 
     std::unique_ptr<void, void (*)(void*)> m_memory;
 };

@@ -14,15 +14,7 @@ std::uint64_t enabledStates() {
     return std::uint64_t{high} << 32 | low;
 }
 
-} // namespace
-
-CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf) {
-    CpuidRegisters registers;
-    __cpuid_count(leaf, subleaf, registers.eax, registers.ebx, registers.ecx, registers.edx);
-    return registers;
-}
-
-CpuidSnapshot cpuidSnapshot() {
+CpuidSnapshot readSnapshot() {
     CpuidSnapshot snapshot;
     snapshot.leaf0 = cpuidRegisters(0, 0);
     snapshot.leaf1 = cpuidRegisters(1, 0);
@@ -33,5 +25,19 @@ CpuidSnapshot cpuidSnapshot() {
         snapshot.leaf80000001 = cpuidRegisters(kExtendedFeatureLeaf, 0);
     if ((snapshot.leaf1.ecx & kOsxsave) != 0)
         snapshot.xcr0 = enabledStates();
+    return snapshot;
+}
+
+} // namespace
+
+CpuidRegisters cpuidRegisters(std::uint32_t leaf, std::uint32_t subleaf) {
+    CpuidRegisters registers;
+    __cpuid_count(leaf, subleaf, registers.eax, registers.ebx, registers.ecx, registers.edx);
+    return registers;
+}
+
+// Read once: a hypervisor takes microseconds for each register.
+CpuidSnapshot cpuidSnapshot() {
+    static const CpuidSnapshot snapshot = readSnapshot();
     return snapshot;
 }
