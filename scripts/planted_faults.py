@@ -63,7 +63,7 @@ FAULTS = [
      "m_sign.of[lane] = m_endOfDcs[index];", LANES),
     ("lanes take pairs past the end of the range", "LaneScan_Impl.h",
      "_mm512_min_epi32(_mm512_sub_epi32(bitsLeft, all(1)), all(kWordBits));", "all(kWordBits);", LANES),
-    ("lanes read from the start of a byte", "LaneScan_Impl.h", "skip(words, _mm512_and_si512(bitPosition, all(7)));", "", LANES),
+    ("lanes read from the start of a byte", "LaneVectors.h", "skip(words, _mm512_and_si512(bitPosition, all(7)));", "", LANES),
     ("a lane ends before more than 64 zeros", "LaneScan_Impl.h", "if (left <= 64 && word == 0) {", "if (word == 0) {", LANES),
     ("lanes store what is not kept", "LaneScan_Impl.h", "if (!m_skips && m_position", "if (m_position", LANES),
     ("lanes load past the data", "LaneGroup.cpp", "scan.bytesAfterRange >= kLaneOverread",
