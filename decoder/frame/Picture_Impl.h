@@ -209,9 +209,11 @@ void Picture<target>::decodeRowRange(RowDecode const& decode, void* memory, std:
     const std::uint32_t firstX = firstMb(span.firstColumn) * formed.mbSize;
     FormedRow<target> formedRow(formed, linesOfRow(firstRow), firstX, rowMemory);
     RowsInTurn<target> rows{*this, formedRow, firstRow, firstX};
-    for (std::uint32_t first = 0; first < numSlices; first += decode.groupForm.maxSlices) {
-        const std::uint32_t left = numSlices - first;
-        const std::uint32_t count = left < decode.groupForm.maxSlices ? left : decode.groupForm.maxSlices;
+    // Groups differ by one slice at most.
+    const std::uint32_t numGroups = (numSlices + decode.groupForm.maxSlices - 1) / decode.groupForm.maxSlices;
+    for (std::uint64_t group = 0; group < numGroups; ++group) {
+        const auto first = static_cast<std::uint32_t>(numSlices * group / numGroups);
+        const std::uint32_t count = static_cast<std::uint32_t>(numSlices * (group + 1) / numGroups) - first;
         const PlacedSliceGroup<target> placed(groupMemory, decode.groupForm);
         addSlicesOfRows(placed.group(), decode.facts, &formedRow, numbers, first, count);
         const std::uint32_t inRow = first % numbers.slicesPerRow;
