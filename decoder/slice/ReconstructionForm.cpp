@@ -7,7 +7,15 @@
 
 namespace {
 
-std::atomic<std::optional<ReconstructionForm>> s_forced{std::nullopt};
+// A form, or kNotForced.
+constexpr std::int32_t kNotForced = -1;
+std::atomic<std::int32_t> s_forced{kNotForced};
+
+std::optional<ReconstructionForm> formFrom(std::int32_t forced) {
+    if (forced == kNotForced)
+        return std::nullopt;
+    return static_cast<ReconstructionForm>(forced);
+}
 
 } // namespace
 
@@ -22,12 +30,13 @@ ReconstructionForm reconstructionFormFor(OptimizationTarget target, std::int32_t
 ReconstructionForm currentReconstructionForm(OptimizationTarget target) {
     const auto index = std::atomic_ref<std::int32_t>(ippJumpIndexForMergedLibs).load(std::memory_order_relaxed);
     const ReconstructionForm own = reconstructionFormFor(target, index);
-    const std::optional<ReconstructionForm> forced = s_forced.load(std::memory_order_relaxed);
+    const std::optional<ReconstructionForm> forced = formFrom(s_forced.load(std::memory_order_relaxed));
     if (!forced || own == ReconstructionForm::Plain)
         return own;
     return *forced == ReconstructionForm::Wide && target == OptimizationTarget::Baseline ? own : *forced;
 }
 
 std::optional<ReconstructionForm> forceReconstruction(std::optional<ReconstructionForm> form) {
-    return s_forced.exchange(form, std::memory_order_relaxed);
+    const std::int32_t number = form ? static_cast<std::int32_t>(*form) : kNotForced;
+    return formFrom(s_forced.exchange(number, std::memory_order_relaxed));
 }
