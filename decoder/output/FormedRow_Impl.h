@@ -193,6 +193,9 @@ void FormedRow<target>::writePending(SampleBand const* next) {
     if (!m_isPending)
         return;
     m_isPending = false;
+    const Part part = partOf(m_pending);
+    if (part.first >= part.end)
+        return;
     SampleBand& pending = m_memory.bands[m_current ^ 1];
     if (!m_picture.is444)
         setNextChroma(pending, m_pending, next);
