@@ -503,9 +503,9 @@ TEST(PixelFormsTest, VerticalAndWideFormsGiveTheSamePixelsAsThePlainOne) {
             for (FormRequest const& request : allRequests(header.is444())) {
                 if (request.form == PixelForm::Coded)
                     continue;
-                const auto usual = decodedForm(frame.bytes, request, wholeOf(header, 0));
+                const auto usual = decodedForm(frame.bytes, request, wholeOf(header, request.reduction));
                 const ForcedReconstruction plainly(ReconstructionForm::Plain);
-                const auto plain = decodedForm(frame.bytes, request, wholeOf(header, 0));
+                const auto plain = decodedForm(frame.bytes, request, wholeOf(header, request.reduction));
                 for (std::size_t i = 0; i < usual.size(); ++i)
                     ASSERT_EQ(usual[i].memory, plain[i].memory) << request.describe() << ", " << spec.describe();
             }
