@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <cstdlib>
 #include <exception>
 #include <limits>
 #include <memory>
@@ -21,18 +20,17 @@ namespace {
 class ThreadMemory {
 public:
     explicit ThreadMemory(std::size_t numBytes)
-        : m_memory(numBytes < kTooMany ? std::malloc(numBytes + kSliceMemoryAlignment) : nullptr, std::free) {}
+        : m_memory(numBytes < kTooMany ? new (std::nothrow) std::byte[numBytes + kSliceMemoryAlignment] : nullptr) {}
 
     void* get() const { // null if there is none
         const auto address = reinterpret_cast<std::uintptr_t>(m_memory.get());
-        return address == 0 ? nullptr
-                            : static_cast<std::byte*>(m_memory.get()) + (-address & (kSliceMemoryAlignment - 1));
+        return address == 0 ? nullptr : m_memory.get() + (-address & (kSliceMemoryAlignment - 1));
     }
 
 private:
     static constexpr std::size_t kTooMany = std::numeric_limits<std::size_t>::max() - kSliceMemoryAlignment;
 
-    std::unique_ptr<void, void (*)(void*)> m_memory;
+    std::unique_ptr<std::byte[]> m_memory;
 };
 
 // The numbers below one, which threads take one after the other.
