@@ -26,6 +26,14 @@ void* allocate(std::size_t numBytes, std::size_t alignment) {
     return memory;
 }
 
+void* allocateOrNull(std::size_t numBytes, std::size_t alignment) noexcept {
+    try {
+        return allocate(numBytes, alignment);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void release(void* memory) {
     if (memory != nullptr)
         --s_numLive;
@@ -63,6 +71,19 @@ void* operator new(std::size_t numBytes, std::align_val_t alignment) {
 void* operator new[](std::size_t numBytes, std::align_val_t alignment) {
     return allocate(numBytes, static_cast<std::size_t>(alignment));
 }
+// These too: a sanitizer's own would hand out memory that the deletes below give back in another way.
+void* operator new(std::size_t numBytes, const std::nothrow_t&) noexcept {
+    return allocateOrNull(numBytes, alignof(std::max_align_t));
+}
+void* operator new[](std::size_t numBytes, const std::nothrow_t&) noexcept {
+    return allocateOrNull(numBytes, alignof(std::max_align_t));
+}
+void* operator new(std::size_t numBytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return allocateOrNull(numBytes, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t numBytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return allocateOrNull(numBytes, static_cast<std::size_t>(alignment));
+}
 void operator delete(void* memory) noexcept {
     release(memory);
 }
@@ -85,5 +106,17 @@ void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
     release(memory);
 }
 void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
     release(memory);
 }
