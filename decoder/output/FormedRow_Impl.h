@@ -83,7 +83,7 @@ bool FormedRow<target>::takePlanes(std::uint32_t numMbs, SlicePlanes& planes) {
         // Of a single line the stride may be anything, so that its multiple wraps.
         const std::uint64_t stride = static_cast<std::uint64_t>(m_picture.output.planes[i].lineStride) * m_lines.step;
         plane = {placeOf(i, 0, bytes), static_cast<std::int64_t>(stride)};
-        planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % 32 == 0;
+        planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % kCacheLineBytes == 0;
     }
     next(numMbs);
     return true;

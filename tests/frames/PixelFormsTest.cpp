@@ -547,7 +547,7 @@ TEST(PixelFormsTest, StreamedPixelsAreTheSame) {
         const bool isPlanar = request.form == PixelForm::Planar;
         if (request.reduction != 0 || request.form == PixelForm::Coded || (isPlanar && request.bitDepth == 8))
             continue;
-        for (const std::uint32_t x : {0u, isPlanar ? 2u : 3u, 16u}) {
+        for (const std::uint32_t x : {0u, isPlanar ? 2u : 3u, 16u, 32u}) {
             const PixelRectangle region{x, 2, 343 - x - (isPlanar ? 0 : 1), 67};
             const auto usual = decodedForm(frame.bytes, request, region);
             const std::size_t stride = (kLeastStreamedFormBytes / region.height / 64 + 1) * 64;

@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 // The instructions of AVX-512 that the kernels, the scan in lanes and the wide forms use, by four 128-bit
@@ -72,6 +73,22 @@ inline Vector load(const void* from) {
 
 inline void store(void* to, Vector const& v) {
     std::memcpy(to, &v, sizeof v);
+}
+
+// The processor refuses other addresses, too.
+inline void requireAlignment(const void* address) {
+    if (reinterpret_cast<std::uintptr_t>(address) % sizeof(Vector) != 0)
+        std::abort();
+}
+
+inline Vector loadAligned(const void* from) {
+    requireAlignment(from);
+    return load(from);
+}
+
+inline void storeAligned(void* to, Vector const& v) {
+    requireAlignment(to);
+    store(to, v);
 }
 
 template <typename Value, typename... Given>
@@ -446,7 +463,7 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_fmsub_ps emulated512_fmsub_ps
 #define _mm512_fnmadd_ps emulated512_fnmadd_ps
 #define _mm512_inserti64x4(v, half, index) emulated512::withHalf(v, half, index)
-#define _mm512_load_si512(from) emulated512::load(from)
+#define _mm512_load_si512(from) emulated512::loadAligned(from)
 #define _mm512_loadu_ps(from) emulated512::load(from)
 #define _mm512_loadu_si512(from) emulated512::load(from)
 #define _mm512_lzcnt_epi32 emulated512::leadingZeros
@@ -501,9 +518,9 @@ RAVELO_EMULATED(shuffle_ps, (emulated512::Vector const& a, emulated512::Vector c
 #define _mm512_srai_epi32 emulated512_srai_epi32
 #define _mm512_srli_epi32 emulated512_srli_epi32
 #define _mm512_srlv_epi32 emulated512_srlv_epi32
-#define _mm512_store_si512(to, v) emulated512::store(to, v)
+#define _mm512_store_si512(to, v) emulated512::storeAligned(to, v)
 #define _mm512_storeu_si512(to, v) emulated512::store(to, v)
-#define _mm512_stream_si512(to, v) emulated512::store(to, v)
+#define _mm512_stream_si512(to, v) emulated512::storeAligned(to, v)
 #define _mm512_sub_epi32 emulated512_sub_epi32
 #define _mm512_sub_ps emulated512_sub_ps
 #define _mm512_subs_epi16 emulated512_subs_epi16
