@@ -88,6 +88,9 @@ FAULTS = [
      "", LANES),
     ("alpha lanes read past the range", "AlphaLanes_Impl.h", "takes & canLoad & hasRoom", "takes & hasRoom", LANES),
     ("alpha lanes write past the plane", "AlphaLanes_Impl.h", "takes & canLoad & hasRoom", "takes & canLoad", LANES),
+    ("alpha lanes keep planes of short runs", "AlphaLanes_Impl.h", "if (excess > kMostExcess)", "if (excess > 1 << 30)", LANES),
+    ("alpha lanes hand over what they have not begun twice", "AlphaLanes_Impl.h", "m_job.planes + m_next,", "m_job.planes + m_next - 1,",
+     LANES),
     ("alpha of 8 bits is not brought back in lanes", "AlphaLanes_Impl.h", "if constexpr (alphaBits == 8)", "if constexpr (false)", LANES),
     # Sixteen blocks or pixels in a vector.
     ("wide luma takes the wrong pair of macroblocks", "WideReconstruction_Impl.h", "_mm512_setr_epi64(4, 6, 12, 14, 5, 7, 13, 15)}",

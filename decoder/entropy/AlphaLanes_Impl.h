@@ -10,7 +10,8 @@
 //
 // A lane takes a few samples from each load that are coded singly, without a branch on the form of their differences.
 // From the first that begins a longer run it takes nothing until the next load, and the definition's functions read
-// that pair.
+// that pair. Where that happens often, as with short runs, the scan without lanes is faster, and gets the planes as
+// they are then.
 //
 // A lane always stores: what it did not take is overwritten by its next sample, or is padding.
 //
@@ -28,16 +29,27 @@ public:
         for (int i = 0; i < kNumLanes; ++i)
             takeNext(i);
         State state = loaded();
+        // How many lanes have been attended more than kLanesWorthAttending for each load.
+        std::ptrdiff_t excess = 0;
         while (m_active != 0) {
             const unsigned int stopped = readSingles(state);
-            if (stopped != 0)
-                state = attended(state, stopped);
+            excess -= kLanesWorthAttending;
+            if (stopped == 0)
+                continue;
+            state = attended(state, stopped);
+            excess += __builtin_popcount(stopped);
+            if (excess > kMostExcess)
+                return handOver(state);
         }
     }
 
 private:
     static constexpr int kShortBits = alphaBits == 16 ? 8 : 5;
     static constexpr int kLongBits = 1 + static_cast<int>(alphaBits);
+    // A load with so many lanes to attend takes as long as without lanes, by measurement.
+    static constexpr std::ptrdiff_t kLanesWorthAttending = 5;
+    // That of 32 loads after which all lanes are attended: little beside the planes.
+    static constexpr std::ptrdiff_t kMostExcess = 32 * (kNumLanes - kLanesWorthAttending);
 
     struct State {
         __m512i bit;      // of the next pair, counted from the range's first
@@ -104,23 +116,38 @@ private:
     }
 
     [[gnu::noinline]] State attended(State const& state, unsigned int lanes) {
-        m_bit.store(state.bit);
-        m_position.store(state.position);
-        m_value.store(state.value);
-        for (; lanes != 0; lanes &= lanes - 1)
-            attend(__builtin_ctz(lanes));
+        keep(state);
+        for (; lanes != 0; lanes &= lanes - 1) {
+            const int i = __builtin_ctz(lanes);
+            if (m_job.readPair(keptLane(i)))
+                setLane(i);
+            else
+                takeNext(i);
+        }
         return loaded();
     }
 
-    void attend(int i) {
+    void handOver(State const& state) {
+        keep(state);
+        AlphaLane begun[std::size_t{kNumLanes}];
+        unsigned int numBegun = 0;
+        for (; m_active != 0; m_active &= m_active - 1)
+            begun[numBegun++] = keptLane(__builtin_ctz(m_active));
+        m_job.readRest(begun, numBegun, m_job.planes + m_next, m_job.count - m_next);
+    }
+
+    void keep(State const& state) {
+        m_bit.store(state.bit);
+        m_position.store(state.position);
+        m_value.store(state.value);
+    }
+
+    AlphaLane& keptLane(int i) {
         AlphaLane& lane = m_lanes[i];
         lane.bitPosition = m_bit.of[i];
         lane.out = m_samples + std::ptrdiff_t{m_position.of[i]};
         lane.value = static_cast<std::uint32_t>(m_value.of[i]);
-        if (m_job.readPair(lane))
-            setLane(i);
-        else
-            takeNext(i);
+        return lane;
     }
 
     // Gives a lane the next plane. Without one it is idle, and stores to the padding of the last.

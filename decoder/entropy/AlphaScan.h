@@ -40,6 +40,8 @@ struct AlphaLaneJob {
     bool (*open)(AlphaLane& lane, AlphaPlane const& plane);
     // Reads a pair of difference and run. Returns false when the plane is complete.
     bool (*readPair)(AlphaLane& lane);
+    // Completes planes that have been begun and have room for a load's worth of single samples, and then others.
+    void (*readRest)(AlphaLane const* begun, unsigned int numBegun, AlphaPlane const* planes, unsigned int count);
 };
 
 using AlphaLaneFunction = void(AlphaLaneJob const& job);

@@ -38,7 +38,7 @@ inline constexpr AlphaSteps<target, alphaBits> kAlphaSteps = AlphaSteps<target, 
 template <OptimizationTarget target, unsigned int alphaBits>
 class AlphaScan {
 public:
-    AlphaScan(AlphaPlane const* planes, unsigned int count) : m_next(planes), m_end(planes + count) {}
+    AlphaScan(AlphaPlane const* planes, unsigned int count) : AlphaScan(nullptr, 0, planes, count) {}
 
     // As in AlphaLaneJob.
     static bool openPlane(AlphaLane& lane, AlphaPlane const& plane) {
@@ -62,6 +62,10 @@ public:
             return true;
         finish(lane);
         return false;
+    }
+
+    static void readRest(AlphaLane const* begun, unsigned int numBegun, AlphaPlane const* planes, unsigned int count) {
+        AlphaScan(begun, numBegun, planes, count).run();
     }
 
     void run() {
@@ -107,8 +111,15 @@ private:
         return lane.bitPosition <= lane.lastLoad && lane.end - lane.out >= kSingles;
     }
 
+    AlphaScan(Lane const* begun, unsigned int numBegun, AlphaPlane const* planes, unsigned int count)
+        : m_nextBegun(begun), m_endOfBegun(begun + numBegun), m_next(planes), m_end(planes + count) {}
+
     // Takes planes up until one has a load's worth of samples. Returns false when none is left.
     bool open(Lane& lane) {
+        if (m_nextBegun != m_endOfBegun) {
+            lane = *m_nextBegun++;
+            return true;
+        }
         while (m_next != m_end) {
             if (openPlane(lane, *m_next++))
                 return true;
@@ -179,62 +190,70 @@ private:
             std::memcpy(out + i, &values, sizeof values);
     }
 
-    // Reads until a lane cannot make a load for kSingles samples. The state of the lanes stays in registers, but for
-    // the pairs that are not single samples.
-    template <int numLanes>
-    static void readSingles(Lane* lanes) {
-        std::int64_t bitPosition[std::size_t{numLanes}];
-        std::uint16_t* out[std::size_t{numLanes}];
-        std::uint32_t value[std::size_t{numLanes}];
-        for (int i = 0; i < numLanes; ++i) {
-            bitPosition[i] = lanes[i].bitPosition;
-            out[i] = lanes[i].out;
-            value[i] = lanes[i].value;
+    // The state of a lane that stays in registers, but for the pairs that are not single samples.
+    struct Cursor {
+        explicit Cursor(Lane const& lane) : bitPosition(lane.bitPosition), out(lane.out), value(lane.value) {}
+
+        void leaveIn(Lane& lane) const {
+            lane.bitPosition = bitPosition;
+            lane.out = out;
+            lane.value = value;
         }
-        bool readsOn = true;
-        while (readsOn) {
+
+        std::int64_t bitPosition;
+        std::uint16_t* out;
+        std::uint32_t value;
+    };
+
+    // Reads kSingles samples that are coded singly, or a pair. Returns false when the lane cannot make such a load
+    // again.
+    [[gnu::always_inline]] static inline bool readSinglesOrPair(Lane& lane, Cursor& cursor) {
+        std::uint64_t starts[std::size_t{kSingles}];
+        std::uint64_t runBits = ~std::uint64_t{0};
+        std::uint64_t taken = 0;
+        std::uint64_t word = wordAt(lane.bytes, cursor.bitPosition);
 #pragma GCC unroll 4
-            for (int i = 0; i < numLanes; ++i) {
-                std::uint64_t starts[std::size_t{kSingles}];
-                std::uint64_t runBits = ~std::uint64_t{0};
-                std::uint64_t taken = 0;
-                std::uint64_t word = wordAt(lanes[i].bytes, bitPosition[i]);
+        for (int k = 0; k < kSingles; ++k) {
+            starts[k] = word;
+            const std::uint64_t length = differenceBits(word);
+            word <<= length;
+            runBits &= word;
+            word += word;
+            taken += length + 1;
+        }
+        if (__builtin_expect(runBits >> 63 == 0, 0)) {
+            cursor.leaveIn(lane);
+            readPair(lane);
+            cursor = Cursor(lane);
+        } else {
 #pragma GCC unroll 4
-                for (int k = 0; k < kSingles; ++k) {
-                    starts[k] = word;
-                    const std::uint64_t length = differenceBits(word);
-                    word <<= length;
-                    runBits &= word;
-                    word += word;
-                    taken += length + 1;
-                }
-                if (__builtin_expect(runBits >> 63 == 0, 0)) {
-                    lanes[i].bitPosition = bitPosition[i];
-                    lanes[i].out = out[i];
-                    lanes[i].value = value[i];
-                    readPair(lanes[i]);
-                    bitPosition[i] = lanes[i].bitPosition;
-                    out[i] = lanes[i].out;
-                    value[i] = lanes[i].value;
-                } else {
-#pragma GCC unroll 4
-                    for (int k = 0; k < kSingles; ++k) {
-                        value[i] = valueAfter(value[i], starts[k]);
-                        out[i][k] = static_cast<std::uint16_t>(value[i]);
-                    }
-                    out[i] += kSingles;
-                    bitPosition[i] += static_cast<std::int64_t>(taken);
-                }
-                readsOn &= (bitPosition[i] <= lanes[i].lastLoad) & (lanes[i].end - out[i] >= kSingles);
+            for (int k = 0; k < kSingles; ++k) {
+                cursor.value = valueAfter(cursor.value, starts[k]);
+                cursor.out[k] = static_cast<std::uint16_t>(cursor.value);
             }
+            cursor.out += kSingles;
+            cursor.bitPosition += static_cast<std::int64_t>(taken);
         }
-        for (int i = 0; i < numLanes; ++i) {
-            lanes[i].bitPosition = bitPosition[i];
-            lanes[i].out = out[i];
-            lanes[i].value = value[i];
-        }
+        return (cursor.bitPosition <= lane.lastLoad) & (lane.end - cursor.out >= kSingles);
     }
 
+    // Reads until a lane cannot make a load for kSingles samples.
+    template <int numLanes>
+    static void readSingles(Lane* lanes) {
+        Cursor first(lanes[0]), last(lanes[numLanes - 1]);
+        bool readsOn = true;
+        while (readsOn) {
+            readsOn = readSinglesOrPair(lanes[0], first);
+            if constexpr (numLanes == 2)
+                readsOn &= readSinglesOrPair(lanes[1], last);
+        }
+        first.leaveIn(lanes[0]);
+        if constexpr (numLanes == 2)
+            last.leaveIn(lanes[1]);
+    }
+
+    Lane const* m_nextBegun;
+    Lane const* m_endOfBegun;
     AlphaPlane const* m_next;
     AlphaPlane const* m_end;
 };
@@ -261,7 +280,7 @@ template <OptimizationTarget target, unsigned int alphaBits>
 void scanAlphaPlanesOf(AlphaPlane const* planes, unsigned int count, AlphaLaneFunction* inLanes) {
     using Scan = AlphaScan<target, alphaBits>;
     if (inLanes != nullptr && suitAlphaLanes(planes, count))
-        inLanes({planes, count, alphaBits, Scan::openPlane, Scan::readOn});
+        inLanes({planes, count, alphaBits, Scan::openPlane, Scan::readOn, Scan::readRest});
     else
         Scan(planes, count).run();
 }
