@@ -1,5 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
 #include "CoefficientScan.h"
 #include "PlainScan_Impl.h"
 #include "SymbolTables.h"
@@ -419,7 +424,26 @@ bool FastScan<target>::scanTail(Lane& lane) const {
     return true;
 }
 
-// Where the lanes of a batch are. Each member is an array, so that a loop over the lanes is unrolled into registers.
+// Calls `operation` with the number of each lane as a constant. Arrays with such indices stay in registers; g++ unrolls
+// a loop over lanes only after it has decided which arrays do.
+template <int numLanes, class Operation>
+RAVELO_SCAN_INLINE void forEachLane(Operation const& operation) {
+    [&]<int... lane>(std::integer_sequence<int, lane...>) __attribute__((always_inline)) {
+        (operation(std::integral_constant<int, lane>()), ...);
+    }
+    (std::make_integer_sequence<int, numLanes>());
+}
+
+// The same, until it returns false. Returns whether it never did.
+template <int numLanes, class Operation>
+RAVELO_SCAN_INLINE bool forEachLaneWhile(Operation const& operation) {
+    return [&]<int... lane>(std::integer_sequence<int, lane...>) __attribute__((always_inline)) {
+        return (operation(std::integral_constant<int, lane>()) && ...);
+    }
+    (std::make_integer_sequence<int, numLanes>());
+}
+
+// Where the lanes of a batch are.
 template <OptimizationTarget target>
 template <int numLanes>
 struct FastScan<target>::Batch {
@@ -431,7 +455,7 @@ struct FastScan<target>::Batch {
     std::uint64_t word[std::size_t{numLanes}]; // marked
 
     RAVELO_SCAN_INLINE void open(const Lane* lanes, bool skims) {
-        for (int i = 0; i < numLanes; ++i) {
+        forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) {
             bytes[i] = lanes[i].scan->range.data;
             bitPosition[i] = lanes[i].bitPosition;
             const auto first = reinterpret_cast<Address>(lanes[i].coefficients());
@@ -439,15 +463,15 @@ struct FastScan<target>::Batch {
             limit[i] = first + 2 * (skims ? lanes[i].numPositions : lanes[i].numKept);
             state[i] = lanes[i].stateOffset;
             word[i] = kMarker;
-        }
+        });
     }
 
     RAVELO_SCAN_INLINE void close(Lane* lanes) const {
-        for (int i = 0; i < numLanes; ++i) {
+        forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) {
             lanes[i].bitPosition = bitPosition[i] + bitsTaken(word[i]);
             lanes[i].position = (last[i] - reinterpret_cast<Address>(lanes[i].coefficients())) / 2;
             lanes[i].stateOffset = static_cast<std::uint32_t>(state[i]);
-        }
+        });
     }
 
     RAVELO_SCAN_INLINE void refill(int i) { word[i] = markedWordAt(bytes[i], bitPosition[i]); }
@@ -492,32 +516,28 @@ template <OptimizationTarget target>
 template <int numLanes, bool skims>
 RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::readBatch(Batch<numLanes>& batch,
                                                                                Lane* lanes) const {
-#pragma GCC unroll 8
-    for (int i = 0; i < numLanes; ++i)
-        batch.refill(i);
+    forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) { batch.refill(i); });
     for (unsigned int lookUp = 0; lookUp < kLookUpsPerBatch; ++lookUp) {
-#pragma GCC unroll 8
-        for (int i = 0; i < numLanes; ++i) {
+        const bool goesOn = forEachLaneWhile<numLanes>([&](auto i) __attribute__((always_inline)) {
             const std::uint64_t entry = entryOf(batch.state[i], batch.word[i]);
-            if (__builtin_expect(entry == 0, 0)) {
-                if (takeLongPair<numLanes, skims>(batch, lanes[i], i) == Next::CloseLane)
-                    return Next::CloseLane;
-                continue;
-            }
+            if (__builtin_expect(entry == 0, 0))
+                return takeLongPair<numLanes, skims>(batch, lanes[i], i) == Next::ReadOn;
             batch.word[i] <<= entry & SymbolTables::kLengthMask;
             batch.state[i] = static_cast<std::uint32_t>(entry) & SymbolTables::kStateMask;
             if (skims)
                 batch.last[i] += 2 * advanceOf(entry);
             else
                 storePairs(entry, batch.last[i]);
-        }
+            return true;
+        });
+        if (!goesOn)
+            return Next::CloseLane;
     }
     bool readsOn = true;
-#pragma GCC unroll 8
-    for (int i = 0; i < numLanes; ++i) {
+    forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) {
         batch.countTaken(i);
         readsOn &= (batch.bitPosition[i] <= lanes[i].lastBatch) & (batch.last[i] < batch.limit[i]);
-    }
+    });
     return readsOn ? Next::ReadOn : Next::CloseLane;
 }
 
