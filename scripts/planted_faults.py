@@ -161,7 +161,7 @@ FAULTS = [
     ("Cr of the last column is missing", "FormedRow_Impl.h", "rectangle.width += rectangle.width & 1;", "", FRAMES),
     ("planes take a row of which a region has a part", "FormedRow_Impl.h", " && m_endLine - m_beginLine == m_lines.count", "", FRAMES),
     ("planes stream to any address", "FormedRow_Impl.h",
-     "planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % 32 == 0;", "", FRAMES),
+     "planes.streams = planes.streams && reinterpret_cast<std::uintptr_t>(plane.pixels) % kCacheLineBytes == 0;", "", FRAMES),
     ("planes of two fields have the lines of one", "FormedRow_Impl.h", "lineStride) * m_lines.step", "lineStride)", FRAMES),
     ("groups of pixels are written whole", "RgbLines.h", "if (to - from == 8)", "if (true)", FRAMES),
     ("vectors of planes are written whole", "PlaneSplit.h", "if (count == kSamples) {", "if (count != 0) {", FRAMES),
