@@ -536,7 +536,8 @@ RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::readBatch(B
     bool readsOn = true;
     forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) {
         batch.countTaken(i);
-        readsOn &= (batch.bitPosition[i] <= lanes[i].lastBatch) & (batch.last[i] < batch.limit[i]);
+        readsOn &= batch.bitPosition[i] <= lanes[i].lastBatch;
+        readsOn &= batch.last[i] < batch.limit[i];
     });
     return readsOn ? Next::ReadOn : Next::CloseLane;
 }
