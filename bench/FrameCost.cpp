@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -109,6 +110,8 @@ int main(int argc, char** argv) {
             ippSetCpuFeatures(options.features);
         else
             selectKernelVariant(options.variant);
+        if (options.reconstruction == ReconstructionForm::Wide && !canRunKernelVariant(kVariants[kVariantK0]))
+            throw std::runtime_error("--reconstruction: wide needs AVX-512 F, BW, DQ and VL");
         forceReconstruction(options.reconstruction);
         forceLeastStreamedBytes(options.leastStreamed);
         std::printf("threads %u, target %d, kernel index %d, depth %u, reduction %u, coding %u, %u runs; clocks %s\n",

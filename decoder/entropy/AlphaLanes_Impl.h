@@ -29,7 +29,7 @@ public:
         for (int i = 0; i < kNumLanes; ++i)
             takeNext(i);
         State state = loaded();
-        // How many lanes have been attended more than kLanesWorthAttending for each load.
+        // Lanes attended so far, less kLanesWorthAttending for each load.
         std::ptrdiff_t excess = 0;
         while (m_active != 0) {
             const unsigned int stopped = readSingles(state);
@@ -48,7 +48,7 @@ private:
     static constexpr int kLongBits = 1 + static_cast<int>(alphaBits);
     // A load with so many lanes to attend takes as long as without lanes, by measurement.
     static constexpr std::ptrdiff_t kLanesWorthAttending = 5;
-    // That of 32 loads after which all lanes are attended: little beside the planes.
+    // The excess of 32 loads that each stop all lanes, a small part of the planes.
     static constexpr std::ptrdiff_t kMostExcess = 32 * (kNumLanes - kLanesWorthAttending);
 
     struct State {

@@ -15,7 +15,7 @@ struct AlphaPlane {
     Bitstream range;                  // up to the end of the data
     std::uint16_t* samples = nullptr; // numSamples values, then kAlphaPadding
     std::uint32_t numSamples = 0;
-    std::uint32_t codedBytes = 0; // what the slice has for it: which scan is faster, and no more, depends on it
+    std::uint32_t codedBytes = 0; // bytes that the slice has for it: only the choice of the faster reader uses them
 };
 
 // A plane while it is read.
@@ -50,7 +50,7 @@ using AlphaLaneFunction = void(AlphaLaneJob const& job);
 AlphaLaneFunction scanAlphaInLanesScattering;
 AlphaLaneFunction scanAlphaInLanesStoringSingly;
 
-// Samples of one load: with all of them coded singly by the longest code they fit into it.
+// Samples of one load: so many fit even where each has the longest code of a single sample.
 constexpr int kAlphaSingles = 3;
 
 // Decodes planes that have nothing to do with each other, several side by side, with `inLanes` where that is given and

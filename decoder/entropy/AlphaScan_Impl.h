@@ -260,7 +260,7 @@ private:
 
 // Whether planes are read faster in lanes: enough of them, in reach of each other, most of whose samples are coded
 // singly.
-static inline bool suitAlphaLanes(AlphaPlane const* planes, unsigned int count) {
+static inline bool areFasterInLanes(AlphaPlane const* planes, unsigned int count) {
     constexpr unsigned int kFewest = 8;
     constexpr std::uint64_t kLeastBitsPerSample = 5;
     constexpr std::uintptr_t kMostBytesApart = std::uintptr_t{1} << 28;
@@ -279,7 +279,7 @@ static inline bool suitAlphaLanes(AlphaPlane const* planes, unsigned int count) 
 template <OptimizationTarget target, unsigned int alphaBits>
 void scanAlphaPlanesOf(AlphaPlane const* planes, unsigned int count, AlphaLaneFunction* inLanes) {
     using Scan = AlphaScan<target, alphaBits>;
-    if (inLanes != nullptr && suitAlphaLanes(planes, count))
+    if (inLanes != nullptr && areFasterInLanes(planes, count))
         inLanes({planes, count, alphaBits, Scan::openPlane, Scan::readOn, Scan::readRest});
     else
         Scan(planes, count).run();

@@ -3,8 +3,8 @@
 #include "AlphaLanes_Impl.h"
 #include "LaneScan_Impl.h"
 
-// It must define nothing that the linker could share with other units, so it calls nothing but the functions of the job
-// and the C library.
+// This unit must define nothing that the linker could share with other units, so it calls nothing but the functions of
+// the job and the C library.
 
 void scanInLanesScattering(LaneScanJob const& job) {
     LaneScan<LaneStores::Scattered>(job).run();

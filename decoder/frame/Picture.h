@@ -155,21 +155,20 @@ private:
     };
 
     void decodeWhole(PictureFacts const& facts) const;
-    void decodeInGroups(PictureFacts const& facts, SliceOrder order, std::uint32_t numRows) const;
+    void decodeInGroups(PictureFacts const& facts, SliceOrder order, std::uint32_t numRows,
+                        LaneFunctions const* lanes) const;
     // For the scan in lanes, which needs more slices than a row may have.
     void decodeInRanges(PictureFacts const& facts, SliceGroupForm const& groupForm, std::uint32_t numRows) const;
     void decodeRows(PictureFacts const& facts) const;
     static void decodeRowsOf(void const* context, void* memory, std::uint32_t row, std::uint32_t numRows);
     void decodeRowRange(RowDecode const& decode, void* memory, std::uint32_t firstRow, std::uint32_t numRows) const;
-    // The groups of slices that follow each other, at most `mostSlices`.
-    SliceGroupForm groupFormFor(PictureFacts const& facts, std::uint32_t mostSlices) const;
-    // Where slices begin to be numbered through, and how many of a row are.
+    // Slices are numbered row by row from this one on, with so many in a row.
     struct SliceNumbers {
         std::uint32_t firstRow;
         std::uint32_t firstColumn;
         std::uint32_t slicesPerRow;
     };
-    // Adds slices of a row to a group until the frame's monitor wants to stop. `bits` is at the first of them.
+    // Adds slices of a row to a group until the frame's monitor wants to stop.
     void addSlices(SliceGroup<target>& sliceGroup, PictureFacts const& facts, FormedRow<target> const* formedRow,
                    std::uint32_t row, std::uint32_t first, std::uint32_t end) const;
     // The same for slices that may be of several rows, from the one with this number on.

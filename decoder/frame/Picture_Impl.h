@@ -23,13 +23,12 @@ Picture<target>::Picture(TemporalOrder temporalOrder, Frame const& owner, Bitstr
         decodeWhole(facts);
 }
 
+// Baseline never uses lanes.
 template <OptimizationTarget target>
-SliceGroupForm Picture<target>::groupFormFor(PictureFacts const& facts, std::uint32_t mostSlices) const {
-    // Baseline never uses lanes.
-    LaneFunctions const* lanes = nullptr;
+LaneFunctions const* lanesOfPicture() {
     if constexpr (kHasVectorForms<target>)
-        lanes = laneFunctionsOfPicture();
-    return SliceGroup<target>::formFor(facts.form, mostSlices, lanes);
+        return laneFunctionsOfPicture();
+    return nullptr;
 }
 
 template <OptimizationTarget target>
@@ -38,12 +37,13 @@ void Picture<target>::decodeWhole(PictureFacts const& facts) const {
     const std::uint32_t numRows = rowsInData();
     const std::uint64_t numSlices = std::uint64_t{numRows} * number_of_slices_per_mb_row();
     constexpr std::uint64_t kMost = SliceGroup<target>::kMaxSlicesInLanes;
-    const SliceGroupForm ofSeveralRows =
-        groupFormFor(facts, static_cast<std::uint32_t>(numSlices < kMost ? numSlices : kMost));
+    LaneFunctions const* const lanes = lanesOfPicture<target>();
+    const SliceGroupForm ofSeveralRows = SliceGroup<target>::formFor(
+        facts.form, static_cast<std::uint32_t>(numSlices < kMost ? numSlices : kMost), lanes);
     if (order == SliceOrder::Any && ofSeveralRows.lanes != nullptr)
         decodeInRanges(facts, ofSeveralRows, numRows);
     else
-        decodeInGroups(facts, order, numRows);
+        decodeInGroups(facts, order, numRows, lanes);
     reportMissingRows(numRows);
 }
 
@@ -64,8 +64,9 @@ void Picture<target>::decodeRangeOf(void const* context, void* memory, std::uint
 }
 
 template <OptimizationTarget target>
-void Picture<target>::decodeInGroups(PictureFacts const& facts, SliceOrder order, std::uint32_t numRows) const {
-    const SliceGroupForm groupForm = groupFormFor(facts, number_of_slices_per_mb_row());
+void Picture<target>::decodeInGroups(PictureFacts const& facts, SliceOrder order, std::uint32_t numRows,
+                                     LaneFunctions const* lanes) const {
+    const SliceGroupForm groupForm = SliceGroup<target>::formFor(facts.form, number_of_slices_per_mb_row(), lanes);
     std::uint32_t groupsPerRow = (number_of_slices_per_mb_row() + groupForm.maxSlices - 1) / groupForm.maxSlices;
     if (order == SliceOrder::LastGroupFirst && groupsPerRow == 1)
         groupsPerRow = 2;
@@ -165,12 +166,13 @@ void Picture<target>::decodeRows(PictureFacts const& sharedFacts) const {
     // Short rows are read several at a time in lanes.
     std::uint32_t mostRows = slicesPerRow < kMost ? kMost / slicesPerRow : 1;
     mostRows = mostRows < numRows ? mostRows : numRows;
-    const SliceGroupForm groupForm = groupFormFor(facts, slicesPerRow * mostRows);
+    const SliceGroupForm groupForm =
+        SliceGroup<target>::formFor(facts.form, slicesPerRow * mostRows, lanesOfPicture<target>());
     const RowDecode decode{*this, facts, groupForm, slices};
     SliceRangeWalk walk{numRows, 1, 1, maxThreads(), sizeof(RowMemory) + SliceGroup<target>::bytes(groupForm)};
     if (groupForm.lanes != nullptr && mostRows > 1) {
-        walk.mostSlices = mostRows;
-        walk.leastSlices = (kLeast + slicesPerRow - 1) / slicesPerRow;
+        walk.mostUnits = mostRows;
+        walk.leastUnits = (kLeast + slicesPerRow - 1) / slicesPerRow;
     }
     forEachSliceRange(walk, decodeRowsOf, &decode);
     reportMissingSlices({slices.firstRow + numRows, slices.endRow, slices.firstColumn, slices.endColumn});
@@ -217,6 +219,7 @@ void Picture<target>::decodeRowRange(RowDecode const& decode, void* memory, std:
         const PlacedSliceGroup<target> placed(groupMemory, decode.groupForm);
         addSlicesOfRows(placed.group(), decode.facts, &formedRow, numbers, first, count);
         const std::uint32_t inRow = first % numbers.slicesPerRow;
+        // The first row has been begun. Every other one has not where a group starts with it.
         const std::uint32_t untilNextRow = inRow == 0 && first != 0 ? 0 : numbers.slicesPerRow - inRow;
         placed.group().decodeInto(formedRow,
                                   {RowsInTurn<target>::beginNext, &rows, untilNextRow, numbers.slicesPerRow});

@@ -15,8 +15,8 @@
 
 namespace {
 
-// What one thread has for its groups. It is aligned by hand: memory that the C library has aligned leaves a gap in
-// front, and blocks of one size that are freed and taken again do not always fit where they have been.
+// What one thread has for its groups. It is aligned by hand: an aligned allocation of the C library leaves a gap before
+// the block, the next one of the same size does not always fit into it, and memory would grow from frame to frame.
 class ThreadMemory {
 public:
     explicit ThreadMemory(std::size_t numBytes)
@@ -33,7 +33,7 @@ private:
     std::unique_ptr<std::byte[]> m_memory;
 };
 
-// The numbers below one, which threads take one after the other.
+// The numbers from 0 to `count` - 1, which threads take in turn.
 class Numbers {
 public:
     using Unit = std::uint64_t;
@@ -44,34 +44,33 @@ public:
         const Unit unit = m_next++;
         return unit < m_count ? std::optional<Unit>(unit) : std::nullopt;
     }
-    // Leaves nothing to take.
-    void end() { m_next = m_count; }
+    void leaveNone() { m_next = m_count; }
 
 private:
     const std::uint64_t m_count;
     std::atomic<std::uint64_t> m_next{0};
 };
 
-// Ranges of slices, likewise.
-class SliceRanges {
+// Ranges of units, likewise.
+class Ranges {
 public:
     struct Unit {
         std::uint32_t first;
         std::uint32_t count;
     };
 
-    SliceRanges(SliceRangeWalk const& walk, std::size_t numThreads) : m_walk(walk), m_numThreads(numThreads) {}
+    Ranges(SliceRangeWalk const& walk, std::size_t numThreads) : m_walk(walk), m_numThreads(numThreads) {}
 
     std::optional<Unit> take() {
         std::uint32_t first = m_next.load();
-        while (first < m_walk.numSlices) {
-            const std::uint32_t count = slicesOfNextRange(m_walk, m_walk.numSlices - first, m_numThreads);
+        while (first < m_walk.numUnits) {
+            const std::uint32_t count = unitsOfNextRange(m_walk, m_walk.numUnits - first, m_numThreads);
             if (m_next.compare_exchange_weak(first, first + count))
                 return Unit{first, count};
         }
         return std::nullopt;
     }
-    void end() { m_next = m_walk.numSlices; }
+    void leaveNone() { m_next = m_walk.numUnits; }
 
 private:
     SliceRangeWalk const& m_walk;
@@ -113,7 +112,7 @@ private:
             while (const auto unit = m_units.take())
                 m_body(memory, *unit);
         } catch (...) {
-            m_units.end();
+            m_units.leaveNone();
             if (!m_hasFailed.exchange(true))
                 m_error = std::current_exception();
         }
@@ -202,24 +201,23 @@ void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* 
     }
 }
 
-std::uint32_t slicesOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads) {
-    std::uint64_t most = walk.mostSlices;
-    if (numThreads > 1) {
-        most = std::min(most, std::max<std::uint64_t>(walk.leastSlices, numLeft / numThreads));
-    }
+std::uint32_t unitsOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads) {
+    std::uint64_t most = walk.mostUnits;
+    if (numThreads > 1)
+        most = std::min(most, std::max<std::uint64_t>(walk.leastUnits, numLeft / numThreads));
     const std::uint64_t numRanges = (numLeft + most - 1) / most;
     return static_cast<std::uint32_t>((numLeft + numRanges - 1) / numRanges);
 }
 
 void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void const* context) {
-    if (walk.numSlices == 0)
+    if (walk.numUnits == 0)
         return;
     const ThreadMemory memoryOfCaller(walk.bytesPerThread);
     if (memoryOfCaller.get() == nullptr)
         throw std::bad_alloc();
-    const std::uint32_t mostRanges = (walk.numSlices + walk.leastSlices - 1) / walk.leastSlices;
+    const std::uint32_t mostRanges = (walk.numUnits + walk.leastUnits - 1) / walk.leastUnits;
     const ThreadAllowance allowance = allowanceFor(mostRanges, walk.maxThreads);
-    SliceRanges ranges(walk, allowance.numThreads);
+    Ranges ranges(walk, allowance.numThreads);
     forEachUnit(ranges, allowance, walk.bytesPerThread, memoryOfCaller.get(),
-                [&](void* memory, SliceRanges::Unit const& range) { body(context, memory, range.first, range.count); });
+                [&](void* memory, Ranges::Unit const& range) { body(context, memory, range.first, range.count); });
 }

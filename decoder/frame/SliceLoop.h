@@ -38,22 +38,22 @@ constexpr std::size_t kSliceMemoryAlignment = 64;
 // library is not even asked what the caller's arena has.
 void forEachSliceGroup(SliceWalk const& walk, SliceGroupBody* body, void const* context);
 
-// The same for slices that may all be decoded at once, numbered through the picture: `body` gets ranges of them that
-// follow each other.
+// The same for units, slices or rows, that may all be decoded at once and are numbered consecutively: `body` gets
+// ranges of them.
 using SliceRangeBody = void(void const* context, void* memory, std::uint32_t first, std::uint32_t count);
 
 struct SliceRangeWalk {
-    std::uint32_t numSlices = 0;
-    std::uint32_t mostSlices = 1;  // of a range
-    std::uint32_t leastSlices = 1; // of one that several threads share the rest of a picture by
-    std::uint32_t maxThreads = 0;  // as in SliceWalk
+    std::uint32_t numUnits = 0;
+    std::uint32_t mostUnits = 1;  // of a range
+    std::uint32_t leastUnits = 1; // where several threads share the rest, it is cut into ranges of at most so many
+    std::uint32_t maxThreads = 0; // as in SliceWalk
     std::size_t bytesPerThread = 0;
 };
 
-// Calls `body` for ranges that hold every slice once, with the promises of forEachSliceGroup. One thread takes them as
+// Calls `body` for ranges that hold every unit once, with the promises of forEachSliceGroup. One thread takes them as
 // large as it may, and of one size. Several take even parts of what is left and end with small ones, so that they end
-// together; which slices share a range depends on their number. bench/schedule_simulation.py compares ways to cut.
+// together; which units share a range depends on their number. bench/schedule_simulation.py compares ways to cut.
 void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void const* context);
 
-// The slices of the next range of `numLeft`, which are at least 1.
-std::uint32_t slicesOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads);
+// The units of the next range of `numLeft`, which are at least 1.
+std::uint32_t unitsOfNextRange(SliceRangeWalk const& walk, std::uint32_t numLeft, std::size_t numThreads);

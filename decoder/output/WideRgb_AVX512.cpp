@@ -1,7 +1,7 @@
 #include "Intrinsics.h"
 #include "WideRgb_Impl.h"
 
-// It must define nothing that the linker could share with other units.
+// This unit must define nothing that the linker could share with other units.
 
 void writeWideRgb(FormedPicture const& picture, WideRgbPart const& part) {
     if (picture.is444)

@@ -45,7 +45,7 @@ struct VerticalOutput;
 struct SliceInput {
     PixelBuffer rectangle;       // of the output
     Bitstream bits;              // from the slice's first byte to the end of the data
-    std::uint32_t codedSize = 0; // bytes, by the slice table
+    std::uint32_t codedSize = 0; // bytes, according to the slice table
     std::uint32_t sizeInMb = 0;  // 1, 2, 4 or 8
     std::uint32_t lines = 0;     // at full size: 16, or fewer in the last row
 };
@@ -156,7 +156,7 @@ private:
 
     SliceHeader m_header;
     PictureFacts const* m_facts = nullptr;
-    std::uint32_t m_codedSize = 0; // bytes, by the slice table
+    std::uint32_t m_codedSize = 0; // bytes, according to the slice table
     std::uint32_t m_sliceMbs = 0;  // 1, 2, 4 or 8
     std::uint32_t m_lines = 0;     // at full size
     Bitstream m_bitstream;         // the cursor: at the Y range once the slice is open

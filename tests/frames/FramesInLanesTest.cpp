@@ -110,7 +110,9 @@ protected:
         if (runnableTargets().size() == 1)
             GTEST_SKIP() << "This processor cannot run the AVX2 target.";
         s_numScans = 0;
+        s_numAlphaPlanes = 0;
         s_numWideSlices = 0;
+        s_numWideParts = 0;
     }
 };
 
@@ -188,7 +190,28 @@ TEST_F(FramesInLanesTest, RowsWithTooFewComponentsAreReadTogether) {
     }
 }
 
-// What VerticalReconstructionTest compares in this program.
+TEST_F(FramesInLanesTest, AlphaOfSingleSamplesIsReadInLanes) {
+    Random random = seeded(2708);
+    for (const std::uint32_t alphaType : {1u, 2u}) {
+        FrameSpec spec = wideSpec(random);
+        spec.chroma_format = 3;
+        spec.alpha_channel_type = alphaType;
+        spec.interlace_mode = 0;
+        const SliceMaker color = randomSlices(spec, Texture::Photo, random);
+        const MadeFrame made = makeFrame(spec, [&](SlicePlace const& place, SliceContent& content) {
+            color(place, content);
+            for (std::size_t i = 0; i < content.alpha.size(); ++i)
+                content.alpha[i] = static_cast<std::uint16_t>(2 * (i % 50) + randomBelow(random, 2));
+        });
+        for (const std::uint32_t depth : {8u, 10u}) {
+            s_numAlphaPlanes = 0;
+            EXPECT_TRUE(decodesLikeModel(made.bytes, requestOnAvx2(made.bytes, spec, 0, depth, random)));
+            EXPECT_NE(s_numAlphaPlanes, 0u) << spec.describe();
+        }
+    }
+}
+
+// So the cases of VerticalReconstructionTest in this program compare the emulated wide form with the plain one.
 TEST_F(FramesInLanesTest, FusedVariantsReconstructWithEmulatedVectors) {
     Random random = seeded(2705);
     const FrameSpec spec = wideSpec(random);
@@ -206,7 +229,7 @@ TEST_F(FramesInLanesTest, FusedVariantsReconstructWithEmulatedVectors) {
     EXPECT_EQ(s_numWideSlices, 0u);
 }
 
-// What PixelFormsTest compares in this program.
+// So the cases of PixelFormsTest in this program compare the emulated wide conversion with the model.
 TEST_F(FramesInLanesTest, FusedVariantsConvertWithEmulatedVectors) {
     Random random = seeded(2707);
     FrameSpec spec = wideSpec(random);

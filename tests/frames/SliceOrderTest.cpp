@@ -114,9 +114,9 @@ void forEachSliceRange(SliceRangeWalk const& walk, SliceRangeBody* body, void co
     s_observed.orders.push_back(SliceOrder::Any);
     s_observed.writersOfByte.assign(s_observed.output->size(), {});
     const Memory memory = memoryOf(walk.bytesPerThread);
-    const SliceWalk asGroups{1, walk.numSlices, SliceOrder::Any};
-    for (std::uint32_t first = 0; first < walk.numSlices; first += kSlices) {
-        const std::uint32_t count = std::min(kSlices, walk.numSlices - first);
+    const SliceWalk asGroups{1, walk.numUnits, SliceOrder::Any};
+    for (std::uint32_t first = 0; first < walk.numUnits; first += kSlices) {
+        const std::uint32_t count = std::min(kSlices, walk.numUnits - first);
         note(asGroups, 0, first, bytesWrittenBy([&] { body(context, memory.get(), first, count); }));
     }
 }

@@ -407,7 +407,7 @@ struct Ranges {
     }
 
     void run(SliceRangeWalk walk) {
-        walk.numSlices = static_cast<std::uint32_t>(calls.size());
+        walk.numUnits = static_cast<std::uint32_t>(calls.size());
         Ranges* const place = this;
         forEachSliceRange(walk, body, &place);
     }
@@ -463,21 +463,21 @@ TEST(SliceRangeTest, OneThreadTakesRangesOfOneSizeInTheirOrder) {
 TEST(SliceRangeTest, SeveralThreadsEndWithSmallRanges) {
     const SliceRangeWalk walk{1000, 30, 5, 0, 0};
     for (const std::size_t numThreads : {2u, 8u, 64u}) {
-        std::uint32_t before = walk.mostSlices;
-        for (std::uint32_t left = walk.numSlices; left != 0;) {
-            const std::uint32_t count = slicesOfNextRange(walk, left, numThreads);
+        std::uint32_t before = walk.mostUnits;
+        for (std::uint32_t left = walk.numUnits; left != 0;) {
+            const std::uint32_t count = unitsOfNextRange(walk, left, numThreads);
             ASSERT_GE(count, std::min(left, 3u)) << left << " left"; // half of two ranges of the smallest size
             ASSERT_LE(count, before) << left << " left";
-            if (left < numThreads * walk.leastSlices) {
-                ASSERT_LE(count, walk.leastSlices);
+            if (left < numThreads * walk.leastUnits) {
+                ASSERT_LE(count, walk.leastUnits);
             }
-            before = std::max(count, walk.leastSlices);
+            before = std::max(count, walk.leastUnits);
             left -= count;
         }
     }
 }
 
-TEST(SliceRangeTest, AnErrorOfARangeReachesTheCallerAndNoFurtherRangeIsBegun) {
+TEST(SliceRangeTest, AnErrorOfARangeReachesTheCallerAndEndsTheLoop) {
     struct Failing {
         std::atomic<int> numBegun{0};
         std::atomic<int> numCompleted{0};

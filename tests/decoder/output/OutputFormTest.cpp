@@ -102,7 +102,7 @@ TEST(OutputFormTest, OnlyLargeAlignedDeepPicturesOfFullSizeGoPastTheCaches) {
     EXPECT_FALSE(streams([](PixelBuffer& buffer) { buffer.downSampleFactor = 1; }));
 }
 
-TEST(OutputFormTest, WhatIsLargeIsTheProcessorsAffair) {
+TEST(OutputFormTest, TheProcessorDecidesFromWhichSizeOnPicturesStream) {
     alignas(64) std::uint8_t pixels[64];
     for (const std::uint32_t samplesPerPixel : {2u, 4u}) {
         PixelBuffer buffer = formBuffer(16);
