@@ -69,12 +69,17 @@ TEST(HostControlTest, AnyLimitOnThreadsGivesTheSamePixels) {
     }
 }
 
-// In a new process, which has none of the threads that other tests have started.
-TEST(HostControlTest, OneThreadIsTheCallingOneAndSeveralAreNot) {
+// Each form in a new process, which has none of the threads that other tests have started.
+class HostControlTestOfForms : public testing::TestWithParam<std::uint32_t> {};
+
+INSTANTIATE_TEST_SUITE_P(CodedAndRgba, HostControlTestOfForms, testing::Values(RAVELO_CODED, RAVELO_RGBA));
+
+TEST_P(HostControlTestOfForms, OneThreadIsTheCallingOneAndSeveralAreNot) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const MadeFrame frame = manySlices(2);
     const auto decodeWith = [&](std::uint32_t maxThreads) {
         ravelo_decode_options options = usualOptions();
+        options.pixel_form = GetParam();
         options.max_threads = maxThreads;
         tbb::task_arena arena(4);
         arena.execute([&] { EXPECT_EQ(hostDecode(frame.bytes, options).status, RAVELO_OK); });
