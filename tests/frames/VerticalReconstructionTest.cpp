@@ -132,17 +132,3 @@ TEST(VerticalReconstructionTest, OutputPastTheCachesEqualsThePlainForm) {
         expectAgreementInAllForms(makeFrame(spec, randomSlices(spec, Texture::Photo, random)), spec);
     }
 }
-
-TEST(VerticalReconstructionTest, TheFormFollowsTheTargetAndTheVariant) {
-    for (Variant const& variant : kVariants) {
-        const bool isY8 = variant.index == kVariantY8, isL9 = variant.index == kVariantL9;
-        const bool isK0 = variant.index == kVariantK0;
-        EXPECT_EQ(reconstructionFormFor(OptimizationTarget::Baseline, variant.index),
-                  isY8 ? ReconstructionForm::Vertical : ReconstructionForm::Plain);
-        EXPECT_EQ(reconstructionFormFor(OptimizationTarget::AVX2, variant.index), isK0   ? ReconstructionForm::Wide
-                                                                                  : isL9 ? ReconstructionForm::Vertical
-                                                                                         : ReconstructionForm::Plain);
-    }
-    EXPECT_EQ(reconstructionFormFor(OptimizationTarget::AVX2, kVariantNotChosen), ReconstructionForm::Plain);
-    EXPECT_EQ(reconstructionFormFor(OptimizationTarget::Baseline, kVariantNotChosen), ReconstructionForm::Plain);
-}

@@ -13,9 +13,13 @@
 
 namespace {
 
-bool canRunAvx2() {
-    return RaveloDecoderInterface::GetMaxOptType() != 0;
-}
+class AlphaLanesTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (RaveloDecoderInterface::GetMaxOptType() == 0)
+            GTEST_SKIP() << "This processor cannot run the AVX2 target.";
+    }
+};
 
 // What a lane reader has called.
 struct Calls {
@@ -76,11 +80,9 @@ std::vector<std::uint16_t> planeOfRuns(std::uint32_t numSamples, std::uint32_t r
 } // namespace
 
 // Few planes, or planes of runs, are read faster without lanes.
-TEST(AlphaLanesTest, ManyPlanesOfSingleSamplesAreReadInLanes) {
+TEST_F(AlphaLanesTest, ManyPlanesOfSingleSamplesAreReadInLanes) {
     static unsigned int numPlanes = 0;
     AlphaLaneFunction* const counting = [](AlphaLaneJob const& job) { numPlanes += job.count; };
-    if (!canRunAvx2())
-        GTEST_SKIP() << "This processor cannot run the AVX2 target.";
     std::vector<std::uint16_t> samples(100 + kAlphaPadding);
     const std::vector<std::uint8_t> bytes(200);
     for (const std::uint32_t codedBytes : {0u, 20u, 62u, 63u, 200u}) {
@@ -96,9 +98,7 @@ TEST(AlphaLanesTest, ManyPlanesOfSingleSamplesAreReadInLanes) {
 
 // The bits of a sample do not tell short runs from single samples. What the lanes lose with them has a limit: they
 // leave all planes to the other scan, those that are not begun included.
-TEST(AlphaLanesTest, PlanesOfShortRunsAreHandedOver) {
-    if (!canRunAvx2())
-        GTEST_SKIP() << "This processor cannot run the AVX2 target.";
+TEST_F(AlphaLanesTest, PlanesOfShortRunsAreHandedOver) {
     for (AlphaLaneFunction* const reader : alphaLaneReaders()) {
         for (const unsigned int count : {8u, 16u, 20u}) {
             for (const std::uint32_t run : {2u, 4u}) {
@@ -115,9 +115,7 @@ TEST(AlphaLanesTest, PlanesOfShortRunsAreHandedOver) {
 }
 
 // Neither the flat part of a matte nor the pairs that each plane ends with count.
-TEST(AlphaLanesTest, PlanesOfLongRunsAndSingleSamplesStayInLanes) {
-    if (!canRunAvx2())
-        GTEST_SKIP() << "This processor cannot run the AVX2 target.";
+TEST_F(AlphaLanesTest, PlanesOfLongRunsAndSingleSamplesStayInLanes) {
     for (AlphaLaneFunction* const reader : alphaLaneReaders()) {
         for (const std::uint32_t firstSingle : {0u, 1000u}) {
             const auto plane = planeOfRuns(2048, 100, firstSingle);
