@@ -18,8 +18,6 @@
 // Internal linkage throughout: the units that include this have instructions of their own.
 namespace {
 
-#define RAVELO_LANES_INLINE [[gnu::always_inline]] inline
-
 template <LaneStores stores, unsigned int alphaBits>
 class AlphaLanes {
 public:
@@ -202,7 +200,5 @@ void scanAlpha(AlphaLaneJob const& job) {
     else
         AlphaLanes<stores, 8>(job).run();
 }
-
-#undef RAVELO_LANES_INLINE
 
 } // namespace

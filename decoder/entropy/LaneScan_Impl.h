@@ -24,9 +24,6 @@
 // Internal linkage throughout: the units that include this have instructions of their own.
 namespace {
 
-// The lanes' words must stay in registers, which they do only inside one function.
-#define RAVELO_LANES_INLINE [[gnu::always_inline]] inline
-
 constexpr unsigned int kPairsPerBatch = 6;
 
 // Bits of a refilled word after its first bit: the load begins at a whole byte.
@@ -575,7 +572,5 @@ void LaneScan<stores>::readDcs(unsigned int first) {
     for (unsigned int i = 0; i < count; ++i)
         m_endOfDcs[first + i] = (complete >> i & 1) != 0 ? m_sign.of[i] : -1;
 }
-
-#undef RAVELO_LANES_INLINE
 
 } // namespace

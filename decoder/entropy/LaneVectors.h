@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -74,7 +75,5 @@ RAVELO_LANES_INLINE LaneWords loadWords(const std::uint8_t* const* bytes, __m512
     skip(words, _mm512_and_si512(bitPosition, all(7)));
     return words;
 }
-
-#undef RAVELO_LANES_INLINE
 
 } // namespace

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "OutputForm.h"
 #include "WideRgb.h"
 
 // Lines of samples to pixels over whatever the including unit has as 512-bit intrinsics.
