@@ -100,25 +100,31 @@ struct VerticalReconstruction<OptimizationTarget::AVX2> {
                 encodeColumns(blocks, 2 * pair, blocks, 2 * pair + 1, rule, &chroma[i][0][pair], 4);
         }
 
-        // Blocks of chroma are the upper and the lower one of each macroblock in turn.
-        const auto writeRow = [&](std::uint32_t plane, std::uint32_t sample, std::uint32_t row, __m256i const* columns,
-                                  std::uint32_t numSamples) {
-            const bool isLuma = plane == 0;
-            __m256i codes[4];
-            joinColumns(columns, codes);
-            for (std::uint32_t half = 0; half < 2; ++half) {
-                if (row + 8 * half >= slice.numRows)
-                    break;
-                const __m256i first = codes[isLuma ? 2 * half : half], last = codes[isLuma ? 2 * half + 1 : half + 2];
-                storeSamples<Sample>(lineBelow(placeOf(plane, sample), row + 8 * half, to.plane[plane].lineStride),
-                                     halvesOf(first, last, 0), halvesOf(first, last, 1), numSamples, to.streams);
-            }
-        };
+        const bool streams = to.streams;
         for (std::uint32_t row = 0; row < 8 && row < slice.numRows; ++row) {
-            for (std::uint32_t pair = 0; pair < numPairs; ++pair)
-                writeRow(0, 16 * firstMb + 32 * pair, row, luma[pair][row], 2 * pair + 1 < numMbs ? 32 : 16);
-            for (std::uint32_t i = 0; i < 2; ++i)
-                writeRow(1 + i, 8 * firstMb, row, chroma[i][row], 8 * numMbs);
+            const bool hasLower = row + 8 < slice.numRows;
+            const auto writeRows = [&](std::uint32_t plane, std::uint32_t sample, __m256i upperFirst, __m256i upperLast,
+                                       __m256i lowerFirst, __m256i lowerLast, std::uint32_t numSamples)
+                __attribute__((always_inline)) {
+                std::uint8_t* const upper = lineBelow(placeOf(plane, sample), row, to.plane[plane].lineStride);
+                storeSamples<Sample>(upper, halvesOf(upperFirst, upperLast, 0), halvesOf(upperFirst, upperLast, 1),
+                                     numSamples, streams);
+                if (hasLower)
+                    storeSamples<Sample>(lineBelow(upper, 8, to.plane[plane].lineStride),
+                                         halvesOf(lowerFirst, lowerLast, 0), halvesOf(lowerFirst, lowerLast, 1),
+                                         numSamples, streams);
+            };
+            __m256i codes[4];
+            for (std::uint32_t pair = 0; pair < numPairs; ++pair) {
+                joinColumns(luma[pair][row], codes);
+                writeRows(0, 16 * firstMb + 32 * pair, codes[0], codes[1], codes[2], codes[3],
+                          2 * pair + 1 < numMbs ? 32 : 16);
+            }
+            // Blocks of chroma are the upper and the lower one of each macroblock in turn.
+            for (std::uint32_t i = 0; i < 2; ++i) {
+                joinColumns(chroma[i][row], codes);
+                writeRows(1 + i, 8 * firstMb, codes[0], codes[2], codes[1], codes[3], 8 * numMbs);
+            }
         }
     }
 
