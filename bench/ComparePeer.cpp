@@ -46,8 +46,11 @@ void compareRgba(ComparisonOptions const& options) {
     compareFrames(options, {"422", "4:2:2, RGBA, 8 bits", "BGRX", request, &PeerDecode::toPixels});
 }
 
-void compareFormsOfTargets(ComparisonOptions const& options) {
+void compareFormsOfVectors(ComparisonOptions const& options) {
     compareForms(options, OptimizationTarget::AVX2);
+}
+
+void compareFormsOfBaseline(ComparisonOptions const& options) {
     compareForms(options, OptimizationTarget::Baseline);
 }
 
@@ -69,11 +72,14 @@ const Part kParts[] = {
     {"rgb", compareRgb},
     {"rgb-l9", compareRgb, {kAvx2Variant}},
     {"rgba", compareRgba},
+    {"rgba-l9", compareRgba, {kAvx2Variant}},
     {"entropy", compareEntropy},
     {"reduced", compareReduced, {"native", kAvx2Variant}},
     {"alpha", compareAlpha, {"native", kAvx2Variant}},
     {"baseline", compareBaseline, {"y8"}},
-    {"forms", compareFormsOfTargets},
+    {"forms", compareFormsOfVectors},
+    {"forms-l9", compareFormsOfVectors, {kAvx2Variant}},
+    {"forms-baseline", compareFormsOfBaseline, {"y8"}},
     {"regions", compareRegions},
     {"small", measureSmallFrames},
     {"first", measureFirstCallsOf, {"native"}, true},
