@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Inline.h"
 #include "Intrinsics.h"
 
 // Vectors of 16-bit values for the fixed-point transforms, one type per register width. Every operation works within
@@ -10,8 +11,6 @@
 // The unnamed namespace is on purpose, here and in the other headers of the variants: each unit is compiled for
 // different processors, and a definition that the linker shared between them could run on a processor that lacks its
 // instructions.
-
-#define RAVELO_INLINE inline __attribute__((always_inline))
 
 namespace {
 

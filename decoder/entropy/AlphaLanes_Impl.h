@@ -65,7 +65,7 @@ private:
             static_cast<std::intptr_t>(sizeof(std::uint16_t)));
     }
 
-    RAVELO_LANES_INLINE void storeSamples(__m512i position, __m512i value) const {
+    RAVELO_INLINE void storeSamples(__m512i position, __m512i value) const {
         if constexpr (stores == LaneStores::Scattered) {
             _mm512_mask_i32scatter_epi32(m_samples, 0xFFFF, position, value, 2);
         } else {
@@ -80,7 +80,7 @@ private:
     }
 
     // Takes up to kAlphaSingles samples of each lane. Returns the active lanes that have to be looked at.
-    RAVELO_LANES_INLINE unsigned int readSingles(State& state) const {
+    RAVELO_INLINE unsigned int readSingles(State& state) const {
         LaneWords words = loadWords(m_bytes, state.bit);
         auto takes = static_cast<__mmask16>(0xFFFF);
 #pragma GCC unroll 4

@@ -6,6 +6,7 @@
 #include "AlphaScan.h"
 #include "AlphaVLCStream.h"
 #include "BigEndian.h"
+#include "Inline.h"
 
 // The steps of short differences, by the leading bits of the code: the flag and the field. Codes whose flag says that
 // the difference is long have 0, so that a reader may add the step of either form without a branch.
@@ -207,7 +208,7 @@ private:
 
     // Reads kSingles samples that are coded singly, or a pair. Returns false when the lane cannot make such a load
     // again.
-    [[gnu::always_inline]] static inline bool readSinglesOrPair(Lane& lane, Cursor& cursor) {
+    static RAVELO_INLINE bool readSinglesOrPair(Lane& lane, Cursor& cursor) {
         std::uint64_t starts[std::size_t{kSingles}];
         std::uint64_t runBits = ~std::uint64_t{0};
         std::uint64_t taken = 0;

@@ -6,11 +6,9 @@
 #include <utility>
 
 #include "CoefficientScan.h"
+#include "Inline.h"
 #include "PlainScan_Impl.h"
 #include "SymbolTables.h"
-
-// The state of all lanes must stay in registers, which it does only inside one function.
-#define RAVELO_SCAN_INLINE [[gnu::always_inline]] inline
 
 // The fast form of the coefficient scan.
 //
@@ -184,8 +182,8 @@ FastScan<target>::FastScan(ComponentScan* scans, unsigned int count) : m_tables(
 }
 
 template <OptimizationTarget target>
-RAVELO_SCAN_INLINE typename FastScan<target>::Pair FastScan<target>::longPair(std::uint64_t word,
-                                                                              std::uint32_t stateOffset) const {
+RAVELO_INLINE typename FastScan<target>::Pair FastScan<target>::longPair(std::uint64_t word,
+                                                                         std::uint32_t stateOffset) const {
     const std::uint32_t state = stateOffset >> SymbolTables::kStateShift;
     const auto run = m_tables.run[state / SymbolTables::kNumLevelClasses][leadingZeros(word)];
     if (run.length == 0)
@@ -427,7 +425,7 @@ bool FastScan<target>::scanTail(Lane& lane) const {
 // Calls `operation` with the number of each lane as a constant. Arrays with such indices stay in registers; g++ unrolls
 // a loop over lanes only after it has decided which arrays do.
 template <int numLanes, class Operation>
-RAVELO_SCAN_INLINE void forEachLane(Operation const& operation) {
+RAVELO_INLINE void forEachLane(Operation const& operation) {
     [&]<int... lane>(std::integer_sequence<int, lane...>) __attribute__((always_inline)) {
         (operation(std::integral_constant<int, lane>()), ...);
     }
@@ -436,7 +434,7 @@ RAVELO_SCAN_INLINE void forEachLane(Operation const& operation) {
 
 // The same, until it returns false. Returns whether it never did.
 template <int numLanes, class Operation>
-RAVELO_SCAN_INLINE bool forEachLaneWhile(Operation const& operation) {
+RAVELO_INLINE bool forEachLaneWhile(Operation const& operation) {
     return [&]<int... lane>(std::integer_sequence<int, lane...>) __attribute__((always_inline)) {
         return (operation(std::integral_constant<int, lane>()) && ...);
     }
@@ -454,7 +452,7 @@ struct FastScan<target>::Batch {
     std::uint64_t state[std::size_t{numLanes}];
     std::uint64_t word[std::size_t{numLanes}]; // marked
 
-    RAVELO_SCAN_INLINE void open(const Lane* lanes, bool skims) {
+    RAVELO_INLINE void open(const Lane* lanes, bool skims) {
         forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) {
             bytes[i] = lanes[i].scan->range.data;
             bitPosition[i] = lanes[i].bitPosition;
@@ -466,7 +464,7 @@ struct FastScan<target>::Batch {
         });
     }
 
-    RAVELO_SCAN_INLINE void close(Lane* lanes) const {
+    RAVELO_INLINE void close(Lane* lanes) const {
         forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) {
             lanes[i].bitPosition = bitPosition[i] + bitsTaken(word[i]);
             lanes[i].position = (last[i] - reinterpret_cast<Address>(lanes[i].coefficients())) / 2;
@@ -474,10 +472,10 @@ struct FastScan<target>::Batch {
         });
     }
 
-    RAVELO_SCAN_INLINE void refill(int i) { word[i] = markedWordAt(bytes[i], bitPosition[i]); }
+    RAVELO_INLINE void refill(int i) { word[i] = markedWordAt(bytes[i], bitPosition[i]); }
 
     // Counts what has been taken from the word, of which nothing is left then.
-    RAVELO_SCAN_INLINE void countTaken(int i) {
+    RAVELO_INLINE void countTaken(int i) {
         bitPosition[i] += bitsTaken(word[i]);
         word[i] = kMarker;
     }
@@ -486,8 +484,8 @@ struct FastScan<target>::Batch {
 // Takes the pair of lane `i` that no look-up holds, and refills the lane.
 template <OptimizationTarget target>
 template <int numLanes, bool skims>
-RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::takeLongPair(Batch<numLanes>& batch, Lane& lane,
-                                                                                  int i) const {
+RAVELO_INLINE typename FastScan<target>::Next FastScan<target>::takeLongPair(Batch<numLanes>& batch, Lane& lane,
+                                                                             int i) const {
     batch.countTaken(i);
     const std::uint64_t word = wordAt(batch.bytes[i], batch.bitPosition[i]);
     const auto state = static_cast<std::uint32_t>(batch.state[i]);
@@ -514,8 +512,7 @@ RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::takeLongPai
 // consistent place then.
 template <OptimizationTarget target>
 template <int numLanes, bool skims>
-RAVELO_SCAN_INLINE typename FastScan<target>::Next FastScan<target>::readBatch(Batch<numLanes>& batch,
-                                                                               Lane* lanes) const {
+RAVELO_INLINE typename FastScan<target>::Next FastScan<target>::readBatch(Batch<numLanes>& batch, Lane* lanes) const {
     forEachLane<numLanes>([&](auto i) __attribute__((always_inline)) { batch.refill(i); });
     for (unsigned int lookUp = 0; lookUp < kLookUpsPerBatch; ++lookUp) {
         const bool goesOn = forEachLaneWhile<numLanes>([&](auto i) __attribute__((always_inline)) {
@@ -599,5 +596,3 @@ void FastScan<target>::run() {
     runLanes<false>();
     runLanes<true>();
 }
-
-#undef RAVELO_SCAN_INLINE

@@ -37,17 +37,17 @@ static_assert(kLaneTables.longestPair < 32);
 static_assert(kRunClasses.count == CodeClasses<16>::kMost && kLevelClasses.count == CodeClasses<9>::kMost);
 static_assert(LaneTables::levelBase(CodeClasses<16>::kMost) <= 64);
 
-RAVELO_LANES_INLINE __m512i row(const std::uint8_t (&table)[64]) {
+RAVELO_INLINE __m512i row(const std::uint8_t (&table)[64]) {
     return _mm512_load_si512(table);
 }
 
-RAVELO_LANES_INLINE __m512i lookedUp(__m512i index, __m512i table) {
+RAVELO_INLINE __m512i lookedUp(__m512i index, __m512i table) {
     return _mm512_permutexvar_epi8(index, table);
 }
 
 // The first `count` bits of each word as a number, moved by the lowest byte of `offset`, a signed one whose other bytes
 // are 0.
-RAVELO_LANES_INLINE __m512i codeValue(__m512i word, __m512i count, __m512i offset) {
+RAVELO_INLINE __m512i codeValue(__m512i word, __m512i count, __m512i offset) {
     return _mm512_dpbusd_epi32(_mm512_shldv_epi32(_mm512_setzero_si512(), word, count), _mm512_set1_epi8(1), offset);
 }
 
@@ -177,7 +177,7 @@ private:
 
 template <LaneStores stores>
 template <LaneStores how>
-RAVELO_LANES_INLINE void LaneScan<stores>::storeLevels(__mmask16 lanes, __m512i index, __m512i level) const {
+RAVELO_INLINE void LaneScan<stores>::storeLevels(__mmask16 lanes, __m512i index, __m512i level) const {
     if constexpr (how == LaneStores::Scattered) {
         _mm512_mask_i32scatter_epi32(m_coefficients, lanes, index, level, 2);
     } else if constexpr (how == LaneStores::Singly) {
@@ -194,7 +194,7 @@ RAVELO_LANES_INLINE void LaneScan<stores>::storeLevels(__mmask16 lanes, __m512i 
 // One pair of run and level of each lane that can take it.
 template <LaneStores stores>
 template <LaneStores how>
-RAVELO_LANES_INLINE void LaneScan<stores>::readPair(Batch& batch) const {
+RAVELO_INLINE void LaneScan<stores>::readPair(Batch& batch) const {
     // A one bit after the longest prefix of the tables makes all longer ones look alike.
     constexpr std::int32_t kStopOfRun = 1 << (30 - LaneTables::kLongPrefix);
     constexpr std::int32_t kStopOfLevel = 1 << (31 - LaneTables::kLongPrefix);
@@ -465,20 +465,20 @@ void LaneScan<stores>::openDcLanes(unsigned int first, int count) {
 }
 
 template <LaneStores stores>
-RAVELO_LANES_INLINE void LaneScan<stores>::refill(DcBatch& batch) const {
+RAVELO_INLINE void LaneScan<stores>::refill(DcBatch& batch) const {
     const __m512i bitsLeft = _mm512_sub_epi32(m_end.load(), batch.bit);
     batch.words = loadWords(m_bytes, batch.bit);
     batch.bitsLeft = _mm512_min_epi32(bitsLeft, all(kWordBits + 1));
 }
 
 // Folded to signed: 0, 1, 2, 3, 4 give 0, -1, 1, -2, 2.
-RAVELO_LANES_INLINE __m512i folded(__m512i value) {
+RAVELO_INLINE __m512i folded(__m512i value) {
     const __m512i isOdd = _mm512_and_si512(value, all(1));
     return _mm512_xor_si512(_mm512_srli_epi32(value, 1), _mm512_sub_epi32(_mm512_setzero_si512(), isOdd));
 }
 
 template <LaneStores stores>
-RAVELO_LANES_INLINE void LaneScan<stores>::storeDcs(DcBatch& batch, __mmask16 lanes) const {
+RAVELO_INLINE void LaneScan<stores>::storeDcs(DcBatch& batch, __mmask16 lanes) const {
     storeLevels<stores>(lanes, batch.position, _mm512_and_si512(batch.sum, all(0xFFFF)));
     batch.position = _mm512_mask_add_epi32(batch.position, lanes, batch.position, all(1));
 }
@@ -488,7 +488,7 @@ constexpr std::int32_t kStopOfDc = 1 << (32 - LaneTables::kDcPrefixesPerBook);
 
 // Returns the lanes that could take their code.
 template <LaneStores stores>
-RAVELO_LANES_INLINE __mmask16 LaneScan<stores>::readFirstDcs(DcBatch& batch, __mmask16 lanes) const {
+RAVELO_INLINE __mmask16 LaneScan<stores>::readFirstDcs(DcBatch& batch, __mmask16 lanes) const {
     // The length grows by two with each zero, and the offset is one for all.
     constexpr std::int32_t kBitsWithoutZeros = 6;
     constexpr std::int32_t kOffset = -32;
@@ -516,7 +516,7 @@ RAVELO_LANES_INLINE __mmask16 LaneScan<stores>::readFirstDcs(DcBatch& batch, __m
 
 // One difference of each of `lanes` that can take it; returns those.
 template <LaneStores stores>
-RAVELO_LANES_INLINE __mmask16 LaneScan<stores>::readDcDifferences(DcBatch& batch, __mmask16 lanes) const {
+RAVELO_INLINE __mmask16 LaneScan<stores>::readDcDifferences(DcBatch& batch, __mmask16 lanes) const {
     // The tables have entries for the index 0 too, so only the lowest byte of a lane may find one.
     constexpr std::uint64_t kLowestBytes = 0x1111111111111111;
     const __m512i zeros = _mm512_lzcnt_epi32(_mm512_or_si512(batch.words.high, all(kStopOfDc)));

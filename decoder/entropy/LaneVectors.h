@@ -4,14 +4,13 @@
 #include <cstdint>
 #include <cstring>
 
+#include "Inline.h"
+
 // What the readers in lanes share, over whatever the including unit has as 512-bit intrinsics: words of bits, one for
 // each of sixteen 32-bit lanes.
 //
 // Internal linkage throughout: the units that include this have instructions of their own.
 namespace {
-
-// The lanes' words must stay in registers, which they do only inside one function.
-#define RAVELO_LANES_INLINE [[gnu::always_inline]] inline
 
 constexpr int kNumLanes = 16;
 
@@ -28,28 +27,28 @@ struct LaneWords {
 struct LaneValues {
     alignas(64) std::int32_t of[std::size_t{kNumLanes}];
 
-    RAVELO_LANES_INLINE __m512i load() const { return _mm512_load_si512(of); }
-    RAVELO_LANES_INLINE void store(__m512i values) { _mm512_store_si512(of, values); }
+    RAVELO_INLINE __m512i load() const { return _mm512_load_si512(of); }
+    RAVELO_INLINE void store(__m512i values) { _mm512_store_si512(of, values); }
 
     // For values that are used one by one. From memory they come by the ports of loads; taken from a register they
     // would use those that the vectors run on, and compilers prefer that.
-    RAVELO_LANES_INLINE void storeForSingleUse(__m512i values) {
+    RAVELO_INLINE void storeForSingleUse(__m512i values) {
         store(values);
         __asm__("" : "+m"(of));
     }
 };
 
-RAVELO_LANES_INLINE __m512i all(std::int32_t value) {
+RAVELO_INLINE __m512i all(std::int32_t value) {
     return _mm512_set1_epi32(value);
 }
 
-RAVELO_LANES_INLINE void skip(LaneWords& words, __m512i count) {
+RAVELO_INLINE void skip(LaneWords& words, __m512i count) {
     words.high = _mm512_shldv_epi32(words.high, words.low, count);
     words.low = _mm512_sllv_epi32(words.low, count);
 }
 
 // Eight bytes at the byte of each of four lanes.
-RAVELO_LANES_INLINE __m256i loadFour(const std::uint8_t* const* bytes, const std::int32_t* bytePosition) {
+RAVELO_INLINE __m256i loadFour(const std::uint8_t* const* bytes, const std::int32_t* bytePosition) {
     long long words[4];
     for (int i = 0; i < 4; ++i)
         std::memcpy(&words[i], bytes[i] + bytePosition[i], sizeof words[i]);
@@ -58,7 +57,7 @@ RAVELO_LANES_INLINE __m256i loadFour(const std::uint8_t* const* bytes, const std
 
 // The bits from `bitPosition` of each range on, also those past its end: a code counts only where the range holds all
 // of it, and then no later bit matters. Some processors take long for a gather, so each lane is loaded by itself.
-RAVELO_LANES_INLINE LaneWords loadWords(const std::uint8_t* const* bytes, __m512i bitPosition) {
+RAVELO_INLINE LaneWords loadWords(const std::uint8_t* const* bytes, __m512i bitPosition) {
     LaneValues byte;
     byte.storeForSingleUse(_mm512_srli_epi32(bitPosition, 3));
     const __m512i lowerLanes =

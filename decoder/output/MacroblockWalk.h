@@ -4,6 +4,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "Inline.h"
 #include "SliceMacroblockWriter.h"
 #include "Targets.h"
 
@@ -29,8 +30,8 @@ static inline unsigned int visitedRow(unsigned int index, unsigned int numRows, 
 // Visits the rows of a macroblock of blocks of `size` x `size` values, each with its left and then its right part, and
 // calls writePart(QuadrantRow, std::uint8_t* out) for every part that has pixels.
 template <unsigned int size, class Writer, class WritePart>
-[[gnu::always_inline]] inline void walkMacroblock(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
-                                                  unsigned int bytesPerPixel, WritePart const& writePart) {
+RAVELO_INLINE void walkMacroblock(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
+                                  unsigned int bytesPerPixel, WritePart const& writePart) {
     unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
     writer.setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
     std::uint8_t* const firstPixel = writer.firstPixel(mb, bytesPerMb);
@@ -63,8 +64,8 @@ struct WholeRow {
 // writeRow(WholeRow, std::uint8_t* out) for each. Returns false, without any call, where the macroblock is clipped at
 // the right.
 template <unsigned int size, class Writer, class WriteRow>
-[[gnu::always_inline]] inline bool walkWholeRows(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
-                                                 WriteRow const& writeRow) {
+RAVELO_INLINE bool walkWholeRows(Writer const& writer, unsigned int mb, std::uint64_t bytesPerMb,
+                                 WriteRow const& writeRow) {
     unsigned int leftWidth, rightWidth, topHeight, bottomHeight;
     writer.setBlockBounds(mb, leftWidth, rightWidth, topHeight, bottomHeight);
     if (leftWidth != size || rightWidth != size)

@@ -5,6 +5,7 @@
 
 #include "EightValues.h"
 #include "FormedPicture.h"
+#include "Inline.h"
 #include "SampleLine.h"
 
 // Calls write(x, to, streams) for pixels x to x + 7 of every group of eight that has pixels of [first, end). Groups
@@ -12,8 +13,8 @@
 // `out` is the place of pixel `first`. Where the picture `mayStream` and groups have aligned places, `streams` is true
 // for them.
 template <OptimizationTarget target, unsigned int bytesPerPixel, class Write>
-[[gnu::always_inline]] inline void forEachEight(std::uint32_t first, std::uint32_t end, std::uint8_t* out,
-                                                bool mayStream, Write const& write) {
+RAVELO_INLINE void forEachEight(std::uint32_t first, std::uint32_t end, std::uint8_t* out, bool mayStream,
+                                Write const& write) {
     const std::uintptr_t placeOfFirst = reinterpret_cast<std::uintptr_t>(out) - std::uintptr_t{first} * bytesPerPixel;
     const bool streams = mayStream && placeOfFirst % 32 == 0;
     for (std::uint32_t x = first & ~7u; x < end; x += 8) {
@@ -240,8 +241,7 @@ private:
                 bound.choiceWhereAbove(smallest, exact.blue.rounded(), rgb.blue)};
     }
 
-    [[gnu::always_inline]] void storeHalves(std::uint32_t x, Rgb<Floats> const& rgb, std::uint8_t* to,
-                                            bool streams) const {
+    RAVELO_INLINE void storeHalves(std::uint32_t x, Rgb<Floats> const& rgb, std::uint8_t* to, bool streams) const {
         constexpr std::int32_t kOne = 0x3C00;
         const bool byInstruction = m_picture.convertsHalvesByInstruction;
         const Ints alpha =

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "Inline.h"
+
 // How the blocks of a component are arranged in a slice: those of a macroblock follow each other.
 enum class BlockLayout {
     Rows,    // four blocks of a macroblock along the rows: luma
@@ -17,7 +19,7 @@ struct SamplePlane {
 
     // The first sample of a block of `side` x `side` samples. Always inlined, since units for different processors
     // share it.
-    [[gnu::always_inline]] float* block(BlockLayout order, std::uint32_t index, unsigned int side) {
+    RAVELO_INLINE float* block(BlockLayout order, std::uint32_t index, unsigned int side) {
         const std::uint32_t mb = order == BlockLayout::Stack ? index / 2 : index / 4;
         const std::uint32_t low = index & 1, high = index >> 1 & 1;
         switch (order) {

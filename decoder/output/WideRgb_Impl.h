@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Inline.h"
 #include "OutputForm.h"
 #include "WideRgb.h"
 
@@ -14,18 +15,16 @@
 // Internal linkage throughout: the units that include this have instructions of their own.
 namespace {
 
-#define RAVELO_WIDE_INLINE inline __attribute__((always_inline))
-
-RAVELO_WIDE_INLINE __m512 all(double value) {
+RAVELO_INLINE __m512 all(double value) {
     return _mm512_set1_ps(static_cast<float>(value));
 }
 
-RAVELO_WIDE_INLINE __m512 greaterMagnitude(__m512 a, __m512 b) {
+RAVELO_INLINE __m512 greaterMagnitude(__m512 a, __m512 b) {
     constexpr int kGreaterMagnitude = 3, kWithoutSign = 2 << 2;
     return _mm512_range_ps(a, b, kGreaterMagnitude | kWithoutSign);
 }
 
-RAVELO_WIDE_INLINE __m512 lesserMagnitude(__m512 a, __m512 b) {
+RAVELO_INLINE __m512 lesserMagnitude(__m512 a, __m512 b) {
     constexpr int kLesserMagnitude = 2, kWithoutSign = 2 << 2;
     return _mm512_range_ps(a, b, kLesserMagnitude | kWithoutSign);
 }
@@ -33,7 +32,7 @@ RAVELO_WIDE_INLINE __m512 lesserMagnitude(__m512 a, __m512 b) {
 struct Samples {
     __m512 y, cb, cr;
 
-    RAVELO_WIDE_INLINE __m512 greatest() const { return greaterMagnitude(y, greaterMagnitude(cb, cr)); }
+    RAVELO_INLINE __m512 greatest() const { return greaterMagnitude(y, greaterMagnitude(cb, cr)); }
 };
 
 struct Rgb {
@@ -46,7 +45,7 @@ struct RgbCodes {
 
 // Chroma of 4:2:2 as the sum of both neighbours.
 template <bool is444>
-RAVELO_WIDE_INLINE __m512 chromaAt(const float* chroma, std::uint32_t x) {
+RAVELO_INLINE __m512 chromaAt(const float* chroma, std::uint32_t x) {
     if constexpr (is444)
         return _mm512_loadu_ps(chroma + x);
     const __m512 values = _mm512_loadu_ps(chroma + x / 2);
@@ -56,12 +55,12 @@ RAVELO_WIDE_INLINE __m512 chromaAt(const float* chroma, std::uint32_t x) {
 }
 
 template <bool is444>
-RAVELO_WIDE_INLINE Samples samplesAt(SampleLine const& line, std::uint32_t x) {
+RAVELO_INLINE Samples samplesAt(SampleLine const& line, std::uint32_t x) {
     return {_mm512_loadu_ps(line.y + x), chromaAt<is444>(line.cb, x), chromaAt<is444>(line.cr, x)};
 }
 
 struct Factors {
-    explicit RAVELO_WIDE_INLINE Factors(RgbFactors const& rgb)
+    explicit RAVELO_INLINE Factors(RgbFactors const& rgb)
         : luma(all(rgb.luma)),
           offset(all(rgb.offset)),
           crToRed(all(rgb.crToRed)),
@@ -69,7 +68,7 @@ struct Factors {
           crToGreen(all(rgb.crToGreen)),
           cbToBlue(all(rgb.cbToBlue)) {}
 
-    RAVELO_WIDE_INLINE Rgb operator()(Samples const& samples) const {
+    RAVELO_INLINE Rgb operator()(Samples const& samples) const {
         const __m512 light = _mm512_fmadd_ps(samples.y, luma, offset);
         return {_mm512_fmadd_ps(samples.cr, crToRed, light),
                 _mm512_fmadd_ps(samples.cb, cbToGreen, _mm512_fmadd_ps(samples.cr, crToGreen, light)),
@@ -86,7 +85,7 @@ struct PreciseRgb {
 };
 
 template <bool is444>
-RAVELO_WIDE_INLINE __m512d preciseChromaAt(const float* chroma, std::uint32_t x) {
+RAVELO_INLINE __m512d preciseChromaAt(const float* chroma, std::uint32_t x) {
     if constexpr (is444)
         return _mm512_cvtps_pd(_mm256_loadu_ps(chroma + x));
     const __m256 values = _mm256_loadu_ps(chroma + x / 2);
@@ -96,7 +95,7 @@ RAVELO_WIDE_INLINE __m512d preciseChromaAt(const float* chroma, std::uint32_t x)
 }
 
 template <bool is444>
-RAVELO_WIDE_INLINE PreciseRgb preciseRgbAt(RgbFactors const& rgb, SampleLine const& line, std::uint32_t x) {
+RAVELO_INLINE PreciseRgb preciseRgbAt(RgbFactors const& rgb, SampleLine const& line, std::uint32_t x) {
     const __m512d y = _mm512_cvtps_pd(_mm256_loadu_ps(line.y + x));
     const __m512d cb = preciseChromaAt<is444>(line.cb, x), cr = preciseChromaAt<is444>(line.cr, x);
     const __m512d light = _mm512_fmadd_pd(y, _mm512_set1_pd(rgb.luma), _mm512_set1_pd(rgb.offset));
@@ -106,17 +105,17 @@ RAVELO_WIDE_INLINE PreciseRgb preciseRgbAt(RgbFactors const& rgb, SampleLine con
         _mm512_fmadd_pd(cb, _mm512_set1_pd(rgb.cbToBlue), light)};
 }
 
-RAVELO_WIDE_INLINE __m512i joined(__m256i low, __m256i high) {
+RAVELO_INLINE __m512i joined(__m256i low, __m256i high) {
     return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
 }
 
-RAVELO_WIDE_INLINE __m512 roundedToSingle(__m512d low, __m512d high) {
+RAVELO_INLINE __m512 roundedToSingle(__m512d low, __m512d high) {
     return _mm512_castsi512_ps(
         joined(_mm256_castps_si256(_mm512_cvtpd_ps(low)), _mm256_castps_si256(_mm512_cvtpd_ps(high))));
 }
 
 // At most `most` and not below 0, cut.
-RAVELO_WIDE_INLINE __m256i codesOf(__m512d values, double most) {
+RAVELO_INLINE __m256i codesOf(__m512d values, double most) {
     return _mm512_cvttpd_epi32(_mm512_max_pd(_mm512_min_pd(values, _mm512_set1_pd(most)), _mm512_set1_pd(0)));
 }
 
@@ -138,13 +137,12 @@ template <bool is444>
 }
 
 // Alpha from 0 to the value of white.
-RAVELO_WIDE_INLINE __m512 alphaAt(FormedPicture const& picture, SampleLine const& line, std::uint32_t x,
-                                  float rounding) {
+RAVELO_INLINE __m512 alphaAt(FormedPicture const& picture, SampleLine const& line, std::uint32_t x, float rounding) {
     const __m512 samples = _mm512_min_ps(_mm512_loadu_ps(line.alpha + x), _mm512_set1_ps(picture.greatestAlpha));
     return _mm512_fmadd_ps(samples, _mm512_set1_ps(picture.alphaScale), _mm512_set1_ps(rounding));
 }
 
-RAVELO_WIDE_INLINE void store(std::uint8_t* out, __m512i pixels, bool streams) {
+RAVELO_INLINE void store(std::uint8_t* out, __m512i pixels, bool streams) {
     if (streams)
         _mm512_stream_si512(reinterpret_cast<__m512i*>(out), pixels);
     else
@@ -157,11 +155,10 @@ struct ByteCodes {
     static constexpr std::int32_t kWhite = 255;
     static constexpr float kMostInSingle = kMostInSingleForBytes;
 
-    static RAVELO_WIDE_INLINE __m512i of(__m512 values) {
+    static RAVELO_INLINE __m512i of(__m512 values) {
         return _mm512_cvttps_epi32(_mm512_min_ps(values, all(kWhite + 0.5)));
     }
-    static RAVELO_WIDE_INLINE void storePixels(std::uint8_t* out, __m512i a, __m512i b, __m512i c, __m512i d,
-                                               bool streams) {
+    static RAVELO_INLINE void storePixels(std::uint8_t* out, __m512i a, __m512i b, __m512i c, __m512i d, bool streams) {
         const __m512i bytes = _mm512_packus_epi16(_mm512_packs_epi32(a, b), _mm512_packs_epi32(c, d));
         const __m512i order =
             _mm512_broadcast_i32x4(_mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
@@ -175,11 +172,10 @@ struct WordCodes {
     static constexpr std::int32_t kWhite = 65535;
     static constexpr float kMostInSingle = kMostInSingleForWords;
 
-    static RAVELO_WIDE_INLINE __m512i of(__m512 values) {
+    static RAVELO_INLINE __m512i of(__m512 values) {
         return _mm512_cvttps_epi32(_mm512_max_ps(_mm512_min_ps(values, all(kWhite + 0.5)), all(0)));
     }
-    static RAVELO_WIDE_INLINE void storePixels(std::uint8_t* out, __m512i a, __m512i b, __m512i c, __m512i d,
-                                               bool streams) {
+    static RAVELO_INLINE void storePixels(std::uint8_t* out, __m512i a, __m512i b, __m512i c, __m512i d, bool streams) {
         const __m512i left = _mm512_or_si512(a, _mm512_slli_epi32(b, 16));
         const __m512i right = _mm512_or_si512(c, _mm512_slli_epi32(d, 16));
         const __m512i low = _mm512_unpacklo_epi32(left, right), high = _mm512_unpackhi_epi32(left, right);
@@ -190,7 +186,7 @@ struct WordCodes {
 
 // Calls write(line, x, out, streams) for every sixteen pixels of a part.
 template <unsigned int bytesPerPixel, class Write>
-RAVELO_WIDE_INLINE void forEachSixteen(FormedPicture const& picture, WideRgbPart const& part, Write const& write) {
+RAVELO_INLINE void forEachSixteen(FormedPicture const& picture, WideRgbPart const& part, Write const& write) {
     const auto address = reinterpret_cast<std::uintptr_t>(part.out);
     const bool streams = picture.streams && address % kCacheLineBytes == 0;
     for (std::uint32_t i = 0; i < part.numLines; ++i) {
@@ -233,7 +229,7 @@ void writeCodes(FormedPicture const& picture, WideRgbPart const& part) {
 }
 
 // Binary16 in the low halves, rounded to nearest, ties to even.
-RAVELO_WIDE_INLINE __m512i halvesOf(__m512 values) {
+RAVELO_INLINE __m512i halvesOf(__m512 values) {
     return _mm512_cvtepu16_epi32(_mm512_cvtps_ph(values, 0));
 }
 
@@ -272,7 +268,5 @@ void writeInForm(FormedPicture const& picture, WideRgbPart const& part) {
     else
         isBgra ? writeCodes<ByteCodes, is444, true>(picture, part) : writeCodes<ByteCodes, is444, false>(picture, part);
 }
-
-#undef RAVELO_WIDE_INLINE
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Inline.h"
 #include "Intrinsics.h"
 #include "OutputLevels.h"
 #include "SlicePlanes.h"
@@ -65,7 +66,7 @@ struct VerticalReconstruction;
 
 // Transforms a column of vectors in place, by way of a copy that stays in registers.
 template <class Floats, class Transform>
-inline __attribute__((always_inline)) void transformInRegisters(Floats (&column)[8], Transform const& transform) {
+RAVELO_INLINE void transformInRegisters(Floats (&column)[8], Transform const& transform) {
     Floats x[8];
 #pragma GCC unroll 8
     for (int row = 0; row < 8; ++row)
@@ -88,7 +89,7 @@ public:
           m_rowsLeft(numRows) {}
 
     // Always inlined, since units for different processors share it.
-    [[gnu::always_inline]] void fetch(unsigned int numLines) {
+    RAVELO_INLINE void fetch(unsigned int numLines) {
         for (unsigned int i = 0; i < numLines && m_rowsLeft != 0; ++i) {
             prefetchForWriting(reinterpret_cast<const void*>(m_row + m_byte));
             m_byte += 64;
