@@ -161,9 +161,17 @@ void PictureLayout::reportMissingSlices(SliceSpan const& slices) const {
         monitor->rowMissing(MissingRow(*this, row, slices.firstColumn, slices.endColumn));
 }
 
+std::uint32_t PictureLayout::numLines() const {
+    const std::uint32_t lines = m_verticalSize >> (m_frame.downSampleFactor & 31);
+    const bool isCoded = m_frame.output == nullptr || m_frame.output->form == PixelForm::Coded;
+    // At eighth size a row of macroblocks has two lines, the first of which the writer of 4:2:2 writes in any case.
+    const bool writesFirstLines = isCoded && !m_frame.is444() && m_frame.downSampleFactor == 3 && m_heightInMb != 0;
+    return writesFirstLines ? std::max(lines, 2 * m_heightInMb - 1) : lines;
+}
+
 RowLines PictureLayout::linesOfRow(std::uint32_t row) const {
     const std::uint32_t mbSize = mbSizeAt(m_frame.downSampleFactor);
-    const std::uint32_t before = row * mbSize, lines = m_verticalSize >> (m_frame.downSampleFactor & 31);
+    const std::uint32_t before = row * mbSize, lines = numLines();
     RowLines of;
     of.step = m_frame.lineStepOfPicture();
     of.first = m_frame.firstLineOfPicture(m_temporalOrder) + before * of.step;
@@ -183,11 +191,11 @@ SliceSpan PictureLayout::slicesOf(PixelRectangle const& region, bool readsNextCh
         return line > firstLine ? (line - firstLine + step - 1) / step : 0;
     };
     const std::uint64_t begin = linesBefore(region.y);
-    const std::uint64_t end = linesBefore(std::uint64_t{region.y} + region.height);
+    const std::uint64_t end = std::min<std::uint64_t>(linesBefore(std::uint64_t{region.y} + region.height), numLines());
     if (begin >= end)
         return {};
     span.firstRow = static_cast<std::uint32_t>(begin / mbSize);
-    span.endRow = static_cast<std::uint32_t>(std::min<std::uint64_t>((end - 1) / mbSize + 1, m_heightInMb));
+    span.endRow = static_cast<std::uint32_t>((end - 1) / mbSize + 1);
 
     const std::uint64_t endOfRegion = std::uint64_t{region.x} + region.width;
     const auto xOf = [&](std::uint32_t column) { return std::uint64_t{firstMb(column)} * mbSize; };

@@ -87,6 +87,9 @@ public:
     // beyond a reduced picture. `readsNextChroma` says whether the last pixel of a slice depends on the next slice.
     SliceSpan slicesOf(PixelRectangle const& region, bool readsNextChroma) const;
 
+    // The lines of the output that the picture has: of its own, from one to the next of a field.
+    std::uint32_t numLines() const;
+
     // The lines of the picture that a row of macroblocks has.
     RowLines linesOfRow(std::uint32_t row) const;
 

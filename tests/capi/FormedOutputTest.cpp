@@ -469,6 +469,28 @@ TEST(FormedOutputTest, TheNeighbourThatARegionNeedsIsCounted) {
     EXPECT_EQ(failedIn(RAVELO_CODED, 32), 0u);
 }
 
+// Fields of 20 lines have two at eighth size, all in the first row of macroblocks, and the picture has five. Coded pixels
+// of 4:2:2 have the fifth from the second row.
+TEST(FormedOutputTest, SlicesWithoutALineOfTheOutputAreNotDecodedForARegion) {
+    FrameSpec spec = smallSpec(2, 1, 0);
+    spec.vertical_size = 40;
+    MadeFrame made = smallFrame(spec, 1);
+    for (const std::size_t offset : made.sliceOffsets)
+        std::fill_n(made.bytes.begin() + static_cast<std::ptrdiff_t>(offset) + 2, 4, std::uint8_t{0});
+    const auto failedIn = [&](std::uint32_t form) {
+        ravelo_damage_report report{};
+        report.struct_size = sizeof report;
+        ravelo_decode_options options = inRegion(formed(form), 0, 4, 4, 1);
+        options.reduction = RAVELO_EIGHTH_SIZE;
+        options.damage = &report;
+        EXPECT_EQ(hostDecode(made.bytes, options).status, RAVELO_OK);
+        return report.failed;
+    };
+    EXPECT_EQ(failedIn(RAVELO_CODED), 1u);
+    EXPECT_EQ(failedIn(RAVELO_RGBA), 0u);
+    EXPECT_EQ(failedIn(RAVELO_RGBA_HALF), 0u);
+}
+
 TEST(FormedOutputTest, AStopLeavesSlicesUnchanged) {
     const std::vector<std::uint8_t> frame = smallFrame(smallSpec(2, 0, 0), 1).bytes;
     const std::int32_t stop = 1;

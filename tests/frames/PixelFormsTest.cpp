@@ -259,6 +259,8 @@ std::vector<FrameSpec> formSpecs() {
         specs.push_back(specOf(chroma, 0, 2, 130, 17, 3)); // a slice beyond the reduced picture
         specs.push_back(specOf(chroma, 0, 1, 300, 33, 3));
         specs.push_back(specOf(chroma, 1, 0, 9, 7, 0));
+        specs.push_back(specOf(chroma, 2, 0, 35, 40, 1)); // fields that end before the reduced picture
+        specs.push_back(specOf(chroma, 3, 0, 35, 40, 1));
         specs.push_back(specOf(chroma, 0, 3, 40, 21, 1)); // alpha of a type that no encoder writes
     }
     return specs;
