@@ -12,6 +12,9 @@
 // The slices of all pictures of a frame.
 std::uint64_t countSlices(std::span<const std::uint8_t> frame);
 
+// Those that were decoded, of a region those that it needs.
+std::uint64_t countDecodedSlices(std::span<const std::uint8_t> frame, DecodedFrame const& decoded);
+
 // "3 of 1020 slices failed".
 std::string damageSummary(std::uint64_t failed, std::uint64_t slices);
 

@@ -426,7 +426,7 @@ void DecodeJob::reportFailure(DecodeStep const& step, CommandError const& error)
 }
 
 bool DecodeJob::isLost(DecodedFrame const& frame, std::span<const std::uint8_t> bytes) const {
-    return frame.failedSlices() != 0 && frame.failedSlices() == countSlices(bytes);
+    return frame.failedSlices() != 0 && frame.failedSlices() == countDecodedSlices(bytes, frame);
 }
 
 void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, std::span<const std::uint8_t> bytes,
@@ -454,7 +454,7 @@ void DecodeJob::reportFrame(DecodedFrame const& frame, DecodeStep const& step, s
                         {"width", frame.width()},
                         {"height", frame.height()},
                         {"depth", m_request.bitDepth},
-                        {"slices", countSlices(bytes)},
+                        {"slices", countDecodedSlices(bytes, frame)},
                         {"failed_slices", frame.failedSlices()},
                         {"damage", jsonOfDamage(frame.damage())}});
 }

@@ -64,6 +64,8 @@ public:
         return m_request.pixelForm == RAVELO_RGBA_HALF ? 2 : ::bytesPerSample(m_request.bitDepth);
     }
     std::uint32_t maxValue() const { return greatestCode(m_request.bitDepth); }
+    // In pixels of the chosen size, with the neighbours; without a size the whole picture.
+    PixelRectangle const& decodedRegion() const { return m_decodedRegion; }
     std::uint32_t columnsBefore() const { return m_columnsBefore; } // neighbours at the start of a line
     std::uint64_t rowBytes() const { return std::uint64_t{m_width} * m_samplesPerPixel * bytesPerSample(); }
 

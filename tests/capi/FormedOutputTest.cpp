@@ -469,8 +469,8 @@ TEST(FormedOutputTest, TheNeighbourThatARegionNeedsIsCounted) {
     EXPECT_EQ(failedIn(RAVELO_CODED, 32), 0u);
 }
 
-// Fields of 20 lines have two at eighth size, all in the first row of macroblocks, and the picture has five. Coded pixels
-// of 4:2:2 have the fifth from the second row.
+// Fields of 20 lines have two at eighth size, all in the first row of macroblocks, and the picture has five. Coded
+// pixels of 4:2:2 have the fifth from the second row.
 TEST(FormedOutputTest, SlicesWithoutALineOfTheOutputAreNotDecodedForARegion) {
     FrameSpec spec = smallSpec(2, 1, 0);
     spec.vertical_size = 40;

@@ -2,9 +2,14 @@
 // fail.
 
 #include <filesystem>
+#include <numeric>
+#include <regex>
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 
+#include "DamageReport.h"
 #include "ToolsTestSupport.h"
 
 using testing::AllOf;
@@ -117,6 +122,38 @@ TEST_F(FrameStructureTest, AFrameOfWhichEverySliceFailsIsNotWritten) {
         EXPECT_THAT(result.error, AllOf(HasSubstr("12 of 12 slices failed"), HasSubstr("nothing is written")));
     }
     EXPECT_EQ(folder.files(), (std::vector<std::string>{"lost.rvl", "whole.rvl"}));
+}
+
+// Of a region, every slice is counted that the library decodes and no other: each of them fails, and nothing is
+// written.
+TEST_F(FrameStructureTest, ARegionOfWhichEverySliceFailsIsNotWritten) {
+    int numDecodes = 0;
+    for (const char* const fields : {"progressive", "odd-first", "single-field"}) {
+        encodeSmooth(folder, "lost.rvl", 150, 40, {"--slice", "2", "--force", "--interlace", fields});
+        std::vector<std::size_t> all(countSlices(bytesOf(readTestFile(path("lost.rvl")))));
+        std::iota(all.begin(), all.end(), 0);
+        damageSlices(path("lost.rvl"), all);
+        for (const char* const place : {"full 0,0,32x16", "full 30,15,4x2", "full 64,17,22x1", "half 0,8,16x9",
+                                        "quarter 8,1,8x8", "eighth 2,4,4x1", "eighth 0,0,18x5"}) {
+            const std::string size = std::string(place).substr(0, std::string(place).find(' '));
+            const std::string region = std::string(place).substr(size.size() + 1);
+            for (const char* const format : {"raw", "png", "exr"}) {
+                std::filesystem::remove(path("a"));
+                const CommandResult result = runRavelo({"decode", path("lost.rvl"), "--size", size, "--region", region,
+                                                        "--failed", "left", "-F", format, "-o", path("a")});
+                const std::string what = std::string(fields) + " " + place + " " + format;
+                std::smatch counts;
+                if (!std::regex_search(result.error, counts, std::regex("([0-9]+) of ([0-9]+) slices? failed")))
+                    continue; // a line that no slice has
+                ++numDecodes;
+                EXPECT_EQ(counts[1], counts[2]) << what;
+                EXPECT_EQ(result.exitCode, 3) << what;
+                EXPECT_THAT(result.error, HasSubstr("nothing is written")) << what;
+                EXPECT_FALSE(std::filesystem::exists(path("a"))) << what;
+            }
+        }
+    }
+    EXPECT_GE(numDecodes, 54);
 }
 
 TEST_F(FrameStructureTest, AStreamKeepsAPlaceForALostFrame) {
