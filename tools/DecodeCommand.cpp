@@ -95,8 +95,8 @@ public:
         m_outputOptions.rgb.bitDepth = m_request.bitDepth;
         m_request.pixelsAreUsed = m_info.isWritten;
         m_request.listsAllDamage = options.json || options.verbosity.verbose;
-        if (m_info.holdsYCbCrOnly && m_request.colorCoding != ColorCoding_YCbCr)
-            throw usageError("{} can have Y'CbCr only; use --coding ycbcr or no --coding", m_info.name);
+        if (m_info.holdsPlanes)
+            requestPlanes();
         if (options.json && m_output.isStandardOutput())
             throw usageError("the pictures and the report of --json cannot both be written to standard output");
     }
@@ -116,6 +116,7 @@ private:
     bool checkSharedOutput();
     void openSharedOutput();
     void requestHalves();
+    void requestPlanes();
     std::unique_ptr<FrameTask> makeTask(QueuedFrame queued);
     DecodeRequest requestFor(FrameHeader const& header, std::string const& name) const;
     void checkForm(DecodedFrame const& frame, DecodeStep const& step);
@@ -369,14 +370,27 @@ void DecodeJob::requestHalves() {
     m_request.bitDepth = m_info.bitDepths.front();
 }
 
+void DecodeJob::requestPlanes() {
+    if (m_request.colorCoding != ColorCoding_YCbCr)
+        throw usageError("{} can have Y'CbCr only; use --coding ycbcr or no --coding", m_info.name);
+    m_request.pixelForm = RAVELO_PLANAR;
+}
+
 // As they are coded, only 4:4:4 frames come in RGB. For formats that contain RGB, 4:2:2 frames come as RGBA, which has
 // 8 or 16 bits and full range: the command scales other depths. It converts to video range itself, since RGBA lacks the
-// values below black and above white, and half floats have fewer bits than the codes.
+// values below black and above white, and half floats have fewer bits than the codes. Reduced 4:4:4 frames with alpha
+// come as RGBA, too, since the coded form does not reduce the alpha plane.
 DecodeRequest DecodeJob::requestFor(FrameHeader const& header, std::string const& name) const {
     DecodeRequest request = m_request;
     const bool wantsRgb = request.colorCoding != ColorCoding_YCbCr;
-    if (header.is444() || m_info.holdsHalves || !(m_info.holdsRgb || wantsRgb))
+    if (m_info.holdsHalves || !(m_info.holdsRgb || wantsRgb))
         return request;
+    if (header.is444()) {
+        const bool isReducedAlpha = header.hasAlphaOutput() && request.downSampleFactor != 0;
+        if (isReducedAlpha && m_info.holdsRgb && !m_outputOptions.rgb.videoRange)
+            request.pixelForm = RAVELO_RGBA;
+        return request;
+    }
     if (!m_info.holdsRgb)
         throw failure("{} is a 4:2:2 frame, of which {} can have Y'CbCr only; use --coding ycbcr or no --coding", name,
                       m_info.name);

@@ -46,16 +46,20 @@ ravelo_decode_options optionsFor(DecodeRequest const& request, PixelRectangle co
     return options;
 }
 
-// Two pixels of 4:2:2 or one of another form: four samples either way.
-std::array<std::uint32_t, 4> blackSamples(bool is444, DecodeRequest const& request) {
+// Two pixels of 4:2:2 or one of another form: four samples either way. Of planes, four samples of one.
+std::array<std::uint32_t, 4> blackSamples(bool is444, DecodeRequest const& request, std::size_t plane) {
     constexpr std::uint32_t kOneAsHalf = 0x3C00;
     const std::uint32_t maxValue = greatestCode(request.bitDepth);
-    if (request.pixelForm != RAVELO_CODED)
+    if (request.pixelForm == RAVELO_RGBA || request.pixelForm == RAVELO_RGBA_HALF)
         return {0, 0, 0, request.pixelForm == RAVELO_RGBA_HALF ? kOneAsHalf : maxValue};
     // Rounded as the library rounds a sample: at 15 bits the middle of the 32769 codes lies between two of them.
     const std::uint32_t steps = maxValue + 1;
     const std::uint32_t black = (steps + 8) / 16;
     const std::uint32_t neutral = (steps + 1) / 2;
+    if (request.pixelForm == RAVELO_PLANAR) {
+        const std::uint32_t sample = std::array{black, neutral, neutral, maxValue}[plane];
+        return {sample, sample, sample, sample};
+    }
     if (!is444)
         return {neutral, black, neutral, black};
     if (request.colorCoding == ColorCoding_YCbCr)
@@ -104,8 +108,7 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     m_width = requirements.width;
     m_height = requirements.height;
     m_samplesPerPixel = requirements.samples_per_pixel;
-    m_stride = (requirements.safe_stride + kAlignment - 1) / kAlignment * kAlignment;
-    m_bytes = m_stride * requirements.lines;
+    placePlanes(requirements);
     if (m_bytes > m_capacity || m_pixels == nullptr) {
         m_capacity = 0;
         m_pixels.reset();
@@ -114,17 +117,37 @@ void DecodedFrame::prepare(std::span<const std::uint8_t> frame, DecodeRequest co
     }
 }
 
+void DecodedFrame::placePlanes(ravelo_buffer_requirements const& requirements) {
+    m_planes.clear();
+    m_bytes = 0;
+    for (std::size_t i = 0; i < requirements.num_planes; ++i) {
+        // Of planes, the whole structure has the bytes of all alone.
+        const bool isAlone = requirements.num_planes == 1;
+        const std::uint64_t leastStride = isAlone ? requirements.safe_stride : requirements.planes[i].least_stride;
+        Plane plane;
+        plane.offset = m_bytes;
+        plane.stride = (leastStride + kAlignment - 1) / kAlignment * kAlignment;
+        plane.rowBytes = isAlone ? rowBytes() : leastStride;
+        plane.size = plane.stride * requirements.lines;
+        m_planes.push_back(plane);
+        m_bytes += plane.size;
+    }
+}
+
 void DecodedFrame::fillWithBlack() {
     if (m_bytes == 0 || !m_request.pixelsAreUsed)
         return;
-    const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request);
-    const std::span<std::uint8_t> firstRow(m_pixels.get(), m_stride);
-    if (bytesPerSample() == 1)
-        fillRow<std::uint8_t>(firstRow, samples);
-    else
-        fillRow<std::uint16_t>(firstRow, samples);
-    for (std::size_t start = m_stride; start < m_bytes; start += m_stride)
-        std::memcpy(m_pixels.get() + start, m_pixels.get(), m_stride);
+    for (std::size_t i = 0; i < m_planes.size(); ++i) {
+        const std::array<std::uint32_t, 4> samples = blackSamples(m_header.is444(), m_request, i);
+        std::uint8_t* const first = m_pixels.get() + m_planes[i].offset;
+        const std::span<std::uint8_t> firstRow(first, static_cast<std::size_t>(m_planes[i].stride));
+        if (bytesPerSample() == 1)
+            fillRow<std::uint8_t>(firstRow, samples);
+        else
+            fillRow<std::uint16_t>(firstRow, samples);
+        for (std::size_t start = firstRow.size(); start < m_planes[i].size; start += firstRow.size())
+            std::memcpy(first + start, first, firstRow.size());
+    }
 }
 
 void DecodedFrame::fillBlack(std::span<const std::uint8_t> frame, DecodeRequest const& request) {
@@ -191,9 +214,18 @@ void DecodedFrame::leaveNeighboursOut(ravelo_damage& damage) const {
 ravelo_output DecodedFrame::outputMemory() const {
     ravelo_output output{};
     output.struct_size = sizeof output;
-    output.memory = m_pixels.get();
-    output.memory_bytes = m_bytes;
-    output.stride = static_cast<std::int64_t>(m_stride);
+    if (m_planes.size() == 1) {
+        output.memory = m_pixels.get();
+        output.memory_bytes = m_bytes;
+        output.stride = static_cast<std::int64_t>(m_planes[0].stride);
+        return output;
+    }
+    for (std::size_t i = 0; i < m_planes.size(); ++i) {
+        ravelo_plane& plane = output.planes[i];
+        plane.memory = m_pixels.get() + m_planes[i].offset;
+        plane.memory_bytes = m_planes[i].size;
+        plane.stride = static_cast<std::int64_t>(m_planes[i].stride);
+    }
     return output;
 }
 

@@ -26,7 +26,7 @@ struct DecodeRequest {
     bool pixelsAreUsed = true;              // false: pixels that no slice writes are not touched either
     bool listsAllDamage = true;             // false: if many slices fail, not all of them are listed, only counted
     PixelRectangle region = {};             // of the picture; without a size the whole picture
-    std::uint32_t pixelForm = RAVELO_CODED; // or RAVELO_RGBA, or RAVELO_RGBA_HALF; these two need no `colorCoding`
+    std::uint32_t pixelForm = RAVELO_CODED; // or another but RAVELO_BGRA; only RAVELO_CODED needs `colorCoding`
     bool withNeighbours = false; // Y'CbCr of 4:2:2: with the columns beside the region whose chroma its pixels use
 };
 
@@ -69,10 +69,14 @@ public:
     std::uint32_t columnsBefore() const { return m_columnsBefore; } // neighbours at the start of a line
     std::uint64_t rowBytes() const { return std::uint64_t{m_width} * m_samplesPerPixel * bytesPerSample(); }
 
-    // The samples of line `y`, with those of neighbours: rowBytes() bytes.
-    std::span<const std::uint8_t> row(std::uint32_t y) const {
-        return {m_pixels.get() + std::size_t{y} * m_stride, static_cast<std::size_t>(rowBytes())};
+    // The samples of line `y`, with those of neighbours: rowBytes() bytes, or those of a plane's line.
+    std::span<const std::uint8_t> row(std::uint32_t y, std::size_t plane = 0) const {
+        Plane const& of = m_planes[plane];
+        return {m_pixels.get() + of.offset + std::size_t{y} * of.stride, static_cast<std::size_t>(of.rowBytes)};
     }
+
+    // 3 or 4 of RAVELO_PLANAR, otherwise 1.
+    std::size_t numPlanes() const { return m_planes.size(); }
 
     // The same as 16-bit values at every depth; `samples` is resized to those of rowBytes().
     void widenRow(std::uint32_t y, std::vector<std::uint16_t>& samples) const;
@@ -85,7 +89,16 @@ private:
         void operator()(std::uint8_t* memory) const { ::operator delete[](memory, std::align_val_t{kAlignment}); }
     };
 
+    // In bytes. Planes are one after the other in memory.
+    struct Plane {
+        std::uint64_t offset = 0;
+        std::uint64_t stride = 0;
+        std::uint64_t rowBytes = 0;
+        std::uint64_t size = 0; // with the gaps between and after its lines
+    };
+
     void prepare(std::span<const std::uint8_t> frame, DecodeRequest const& request);
+    void placePlanes(ravelo_buffer_requirements const& requirements);
     void fillWithBlack();
     void decodeWithReport(std::span<const std::uint8_t> frame);
     PixelRectangle takeNeighbours();
@@ -100,8 +113,8 @@ private:
     std::uint32_t m_columnsAfter = 0;
     std::uint32_t m_height = 0;
     std::uint32_t m_samplesPerPixel = 0;
-    std::uint64_t m_stride = 0; // bytes
-    std::uint64_t m_bytes = 0;  // of the frame, with the gaps between and after its lines
+    std::vector<Plane> m_planes;
+    std::uint64_t m_bytes = 0; // of all planes
     std::uint64_t m_capacity = 0;
     std::unique_ptr<std::uint8_t[], FreeAligned> m_pixels;
     std::vector<ravelo_damage> m_damage;

@@ -28,8 +28,8 @@ struct OutputFormatInfo {
     bool holdsManyFrames = false;         // frame after frame in one file
     bool holdsRgb = false;                // a picture for viewers; otherwise the samples as the library delivers them
     bool holdsHalves = false;             // RGB in half floats of 16 bits, in which nothing is clipped
-    bool holdsYCbCrOnly = false;
-    bool holdsEmptyPictures = false;                 // pictures without columns or without lines
+    bool holdsPlanes = false;             // of Y'CbCr and alpha, one after the other; nothing else
+    bool holdsEmptyPictures = false;      // pictures without columns or without lines
     std::vector<std::string_view> compressions = {}; // the choices of --compression; the first is the default
 
     // Writes a frame; null if nothing is written. `name` is the frame's name in listings.

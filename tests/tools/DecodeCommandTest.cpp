@@ -120,6 +120,41 @@ TEST(DecodeCommandTest, PngOfAFrameWithAlphaHasAlpha) {
     EXPECT_TRUE(readPicture(folder.path("a.png")).hasAlpha());
 }
 
+TEST(DecodeCommandTest, AlphaIsReducedWithThePicture) {
+    const TestFolder folder;
+    std::string picture = "P7\nWIDTH 32\nHEIGHT 32\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n";
+    for (int i = 0; i < 32 * 32; ++i)
+        picture += {'\x40', '\x50', '\x60', i % 32 < 16 ? '\x64' : '\xFF'};
+    for (const char* const bits : {"8", "16"}) {
+        const std::string frame = folder.path(std::string("alpha") + bits + ".rvl");
+        ASSERT_EQ(runRavelo({"encode", "-", "-o", frame, "--alpha", bits}, picture).exitCode, 0);
+        for (const char* const size : {"half", "quarter", "eighth"}) {
+            for (const char* const name : {"a.pam", "a.png", "a.y4m"}) {
+                ASSERT_EQ(runRavelo({"decode", frame, "-o", folder.path(name), "--size", size, "-f"}).exitCode, 0);
+                const InputPicture back = readPicture(folder.path(name));
+                ASSERT_TRUE(back.hasAlpha()) << name;
+                for (std::size_t i = 0; i < back.numPixels(); ++i)
+                    ASSERT_EQ(back.alpha[i], i % back.width < back.width / 2 ? 100 : 255) << name << " " << size;
+            }
+        }
+    }
+}
+
+// Chroma of the last column, when it has no right neighbour, is what the frame has.
+TEST(DecodeCommandTest, Y4mOfOddWidthHasTheLastChromaSamples) {
+    const TestFolder folder;
+    std::string clip = "YUV4MPEG2 W5 H2 F25:1 Ip C422\nFRAME\n" + std::string(10, 'x');
+    for (int plane = 0; plane < 2; ++plane)
+        clip += std::string("\x80\x80\x60\x80\x80\x60", 6);
+    writeTestFile(folder.path("a.y4m"), clip);
+    ASSERT_EQ(runRavelo({"encode", folder.path("a.y4m"), "-o", folder.path("a.rvl"), "--q", "1"}).exitCode, 0);
+    ASSERT_EQ(runRavelo({"decode", folder.path("a.rvl"), "-o", folder.path("b.y4m")}).exitCode, 0);
+    const InputPicture back = readPicture(folder.path("b.y4m"));
+    for (std::size_t plane = 1; plane < 3; ++plane)
+        for (std::size_t i = 0; i < 6; ++i)
+            EXPECT_NEAR(back.planes[plane][i], i % 3 == 2 ? 0x60 : 0x80, 1) << plane << " " << i;
+}
+
 TEST(DecodeCommandTest, LostAlphaIsWarnedOf) {
     const TestFolder folder;
     EXPECT_THAT(runRavelo({"decode", kAlpha, "-o", folder.path("a.ppm")}).error, HasSubstr("alpha plane"));

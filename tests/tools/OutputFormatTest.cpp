@@ -34,6 +34,27 @@ DecodedFrame decodedVector(std::string const& name, std::uint32_t bitDepth, Colo
     return decoded;
 }
 
+DecodeRequest planarRequest(std::uint32_t bitDepth, std::uint32_t downSampleFactor = 0) {
+    DecodeRequest request;
+    request.bitDepth = bitDepth;
+    request.downSampleFactor = downSampleFactor;
+    request.pixelForm = RAVELO_PLANAR;
+    return request;
+}
+
+DecodedFrame decodedPlanes(std::string const& name, DecodeRequest const& request) {
+    DecodedFrame decoded;
+    decoded.decode(readFile(vectorPath(name), 1 << 20), request);
+    return decoded;
+}
+
+std::vector<std::uint8_t> y4mFileOf(DecodedFrame const& frame) {
+    std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
+    const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
+    bytes.insert(bytes.end(), picture.begin(), picture.end());
+    return bytes;
+}
+
 InputPicture readBack(std::vector<std::uint8_t> bytes) {
     InputFile file("test", std::move(bytes));
     return makePictureReader(file)->next().value();
@@ -136,10 +157,7 @@ TEST(OutputFormatTest, PpmLeavesAlphaOut) {
 TEST(OutputFormatTest, Y4mHoldsEverySampleOf422) {
     for (const std::uint32_t bitDepth : {8u, 10u, 16u}) {
         const DecodedFrame frame = decodedVector("valid422-1.rvl", bitDepth, ColorCoding_YCbCr);
-        std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
-        const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
-        bytes.insert(bytes.end(), picture.begin(), picture.end());
-        const InputPicture back = readBack(bytes);
+        const InputPicture back = readBack(y4mFileOf(decodedPlanes("valid422-1.rvl", planarRequest(bitDepth))));
         ASSERT_EQ(back.chroma, ChromaLayout::C422);
         ASSERT_EQ(back.maxValue, frame.maxValue());
         std::vector<std::uint16_t> row;
@@ -156,11 +174,9 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf422) {
 
 TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
     const DecodedFrame frame = decodedVector("valid4444_8-1.rvl", 8, ColorCoding_YCbCr);
-    EXPECT_THAT(textOf(y4mHeader(frame, {})), HasSubstr(" C444alpha "));
-    std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
-    const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
-    bytes.insert(bytes.end(), picture.begin(), picture.end());
-    const InputPicture back = readBack(bytes);
+    const DecodedFrame planes = decodedPlanes("valid4444_8-1.rvl", planarRequest(8));
+    EXPECT_THAT(textOf(y4mHeader(planes, {})), HasSubstr(" C444alpha "));
+    const InputPicture back = readBack(y4mFileOf(planes));
     for (std::uint32_t y = 0; y < frame.height(); ++y) {
         for (std::size_t x = 0; x < frame.width(); ++x) {
             const std::size_t i = std::size_t{y} * frame.width() + x;
@@ -171,8 +187,31 @@ TEST(OutputFormatTest, Y4mHoldsEverySampleOf444WithAlpha) {
     }
 }
 
+TEST(OutputFormatTest, Y4mOfARegionFromAnOddLineOnBeginsWithTheOtherField) {
+    for (const std::uint32_t interlace : {0u, 1u, 2u, 3u}) {
+        SourcePicture picture;
+        picture.width = 16;
+        picture.height = 16;
+        picture.y.assign(256, 100);
+        picture.cb.assign(128, 128);
+        picture.cr.assign(128, 128);
+        EncoderSettings settings;
+        settings.quantization_index = 1;
+        settings.interlace_mode = interlace;
+        const std::vector<std::uint8_t> frame = encodeFrame(picture, settings).bytes;
+        for (const std::uint32_t y : {0u, 1u, 2u}) {
+            DecodeRequest request = planarRequest(8);
+            request.region = {0, y, 16, 8};
+            DecodedFrame decoded;
+            decoded.decode(frame, request);
+            const std::string letter(1, (y % 2 == 0 ? "ptbm" : "pbtm")[interlace]);
+            EXPECT_THAT(textOf(y4mHeader(decoded, {})), HasSubstr(" I" + letter + " ")) << y;
+        }
+    }
+}
+
 TEST(OutputFormatTest, Y4mNamesChromaDepthAndFields) {
-    EXPECT_THAT(textOf(y4mHeader(decodedVector("valid422-1.rvl", 8, ColorCoding_YCbCr), {.frameRate = {24000, 1001}})),
+    EXPECT_THAT(textOf(y4mHeader(decodedPlanes("valid422-1.rvl", planarRequest(8)), {.frameRate = {24000, 1001}})),
                 StartsWith("YUV4MPEG2 W272 H144 F24000:1001 Ip A1:1 C422 "));
     EXPECT_THAT(textOf(y4mHeader(decodedVector("valid444-1.rvl", 10, ColorCoding_YCbCr), {})), HasSubstr(" C444p10 "));
     EXPECT_THAT(textOf(y4mHeader(decodedVector("valid4444_8-1.rvl", 16, ColorCoding_YCbCr), {})),
@@ -324,12 +363,9 @@ TEST(OutputFormatTest, PngHoldsTheSameSamplesAtEveryLevel) {
 }
 
 TEST(OutputFormatTest, Y4mNamesRangeAndColours) {
-    const DecodedFrame frame = decodedOfColor({9, 16, 9}, {});
+    const DecodedFrame frame = decodedOfColor({9, 16, 9}, planarRequest(8));
     EXPECT_THAT(textOf(y4mHeader(frame, {})), testing::EndsWith(" XCOLORRANGE=LIMITED XRAVELOCOLOR=9:16:9\n"));
-    std::vector<std::uint8_t> bytes = y4mHeader(frame, {});
-    const std::vector<std::uint8_t> picture = frameBytes(frame, {.format = OutputFormat::Y4m});
-    bytes.insert(bytes.end(), picture.begin(), picture.end());
-    EXPECT_EQ(readBack(bytes).color.transfer_characteristic, 16u);
+    EXPECT_EQ(readBack(y4mFileOf(frame)).color.transfer_characteristic, 16u);
 }
 
 TEST(OutputFormatTest, NullHoldsNothing) {
