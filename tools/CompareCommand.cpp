@@ -35,6 +35,9 @@ struct CompareOptions {
     Verbosity verbosity;
     bool json = false;
     bool equal = false;
+    bool asRgb = false;
+
+    ComparedForm form() const { return asRgb ? ComparedForm::Rgb : ComparedForm::Components; }
 };
 
 std::string psnrText(double psnr) {
@@ -145,7 +148,8 @@ public:
                 throw failure("{} does not exist", *missing);
             FrameLimits const& limits = m_job.m_options.loop.limits;
             Side first = m_pair.first.load(limits);
-            m_compared = comparePair(std::move(first), m_pair.second.load(limits), m_job.m_target);
+            m_compared =
+                comparePair(std::move(first), m_pair.second.load(limits), m_job.m_options.form(), m_job.m_target);
         } catch (CommandError const& error) {
             if (!m_job.mayContinueAfter(error))
                 throw;
@@ -260,7 +264,8 @@ ExitCode runCompare(CompareOptions const& options) {
         return SequenceComparison(options, *pairs).run();
     PendingPair sides = *pairs->next();
     Side first = sides.first.load(limits);
-    const ComparedPair pair = comparePair(std::move(first), sides.second.load(limits), targetNamed(options.target));
+    const ComparedPair pair =
+        comparePair(std::move(first), sides.second.load(limits), options.form(), targetNamed(options.target));
     if (options.json)
         printJson(jsonOf(pair.first, pair.second, pair.comparison));
     else
@@ -277,6 +282,7 @@ void describeCompare(Subcommand& command, CompareOptions& options) {
         .value("FIRST")
         .required();
     command.option("second", options.second, "what it is compared with, in the same way").value("SECOND").required();
+    command.flag("--rgb", options.asRgb, "compare R'G'B', to which 4:2:2 is interpolated as it is shown; not Y'CbCr");
     command.flag("--equal", options.equal, "exit with 5 unless all samples are equal");
     command.option("--min-psnr", options.minPsnr, "exit with 5 if the PSNR of all samples is lower")
         .value("DB")

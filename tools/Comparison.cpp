@@ -1,9 +1,9 @@
 #include "Comparison.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
+#include <span>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -74,31 +74,37 @@ void Comparison::add(Comparison const& other) {
 
 namespace {
 
-// The planes of a decoded frame: Cb Y Cr Y for two pixels, or A Y Cb Cr for one.
-SourcePicture planesOf(Side& side, OptimizationTarget target) {
+// By the names of the report.
+using NamedPlanes = std::vector<std::pair<std::string, std::vector<std::uint16_t>>>;
+
+constexpr std::uint32_t kMostCode = (1 << kComparedBits) - 1;
+
+DecodedFrame decodedSide(Side& side, std::uint32_t pixelForm, OptimizationTarget target) {
+    DecodeRequest request;
+    request.bitDepth = kComparedBits;
+    request.target = target;
+    request.pixelForm = pixelForm;
     DecodedFrame decoded;
-    withName(side.name, [&] { decoded.decode(side.frame, {0, ColorCoding_YCbCr, kComparedBits, target}); });
+    withName(side.name, [&] { decoded.decode(side.frame, request); });
     side.failedSlices = decoded.failedSlices();
     warnOfDamage({}, side.name, side.frame, decoded);
-    SourcePicture planes;
-    planes.width = decoded.width();
-    planes.height = decoded.height();
-    planes.bitDepth = kComparedBits;
-    planes.chromaFormat = side.header.is444() ? ChromaFormat::C444 : ChromaFormat::C422;
-    planes.alphaBits = side.hasAlpha() ? kComparedBits : 0;
-    // The plane of each sample in a group of four.
-    const bool is444 = side.header.is444();
-    std::array<std::vector<std::uint16_t>*, 4> places = {&planes.cb, &planes.y, &planes.cr, &planes.y};
-    if (is444)
-        places = {&planes.alpha, &planes.y, &planes.cb, &planes.cr};
-    std::vector<std::uint16_t> samples;
-    for (std::uint32_t y = 0; y < planes.height; ++y) {
-        decoded.widenRow(y, samples);
-        for (std::size_t i = 0; i < samples.size(); ++i)
-            places[i % 4]->push_back(samples[i]);
-        // A line of odd width has no Cr for its last pixel.
-        if (!is444 && planes.width % 2 == 1)
-            planes.cr.push_back(planes.width > 1 ? planes.cr.back() : std::uint16_t{1 << (kComparedBits - 1)});
+    return decoded;
+}
+
+std::span<const std::uint16_t> samplesOf(std::span<const std::uint8_t> row) {
+    return {reinterpret_cast<const std::uint16_t*>(row.data()), row.size() / sizeof(std::uint16_t)};
+}
+
+NamedPlanes componentsOf(Side& side, bool withAlpha, OptimizationTarget target) {
+    const DecodedFrame decoded = decodedSide(side, RAVELO_PLANAR, target);
+    NamedPlanes planes = {{"y", {}}, {"cb", {}}, {"cr", {}}};
+    if (withAlpha)
+        planes.push_back({"alpha", {}});
+    for (std::size_t plane = 0; plane < planes.size(); ++plane) {
+        for (std::uint32_t y = 0; y < decoded.height(); ++y) {
+            const std::span<const std::uint16_t> samples = samplesOf(decoded.row(y, plane));
+            planes[plane].second.insert(planes[plane].second.end(), samples.begin(), samples.end());
+        }
     }
     return planes;
 }
@@ -108,11 +114,47 @@ void widen(std::vector<std::uint16_t>& plane, std::uint32_t fromBits) {
         code = static_cast<std::uint16_t>(code << (kComparedBits - fromBits));
 }
 
-SourcePicture planesOf(Side const& side, ChromaFormat chromaFormat, std::uint32_t matrix_coefficients, bool withAlpha) {
-    SourcePicture planes =
-        sourcePictureOf(*side.picture, {chromaFormat, withAlpha ? kComparedBits : 0, matrix_coefficients});
+NamedPlanes componentsOf(InputPicture const& picture, SourceForm const& form) {
+    SourcePicture planes = sourcePictureOf(picture, form);
     for (auto* plane : {&planes.y, &planes.cb, &planes.cr})
         widen(*plane, planes.bitDepth);
+    NamedPlanes named = {{"y", std::move(planes.y)}, {"cb", std::move(planes.cb)}, {"cr", std::move(planes.cr)}};
+    if (form.alphaBits != 0)
+        named.push_back({"alpha", std::move(planes.alpha)});
+    return named;
+}
+
+NamedPlanes rgbOf(Side& side, bool withAlpha, OptimizationTarget target) {
+    const DecodedFrame decoded = decodedSide(side, RAVELO_RGBA, target);
+    NamedPlanes planes = {{"r", {}}, {"g", {}}, {"b", {}}};
+    if (withAlpha)
+        planes.push_back({"alpha", {}});
+    for (std::uint32_t y = 0; y < decoded.height(); ++y) {
+        const std::span<const std::uint16_t> samples = samplesOf(decoded.row(y));
+        for (std::size_t plane = 0; plane < planes.size(); ++plane)
+            for (std::size_t i = plane; i < samples.size(); i += 4)
+                planes[plane].second.push_back(samples[i]);
+    }
+    return planes;
+}
+
+std::vector<std::uint16_t> widened(std::vector<std::uint16_t> const& plane, std::uint32_t maxValue) {
+    std::vector<std::uint16_t> codes;
+    for (const std::uint32_t code : plane)
+        codes.push_back(static_cast<std::uint16_t>((code * kMostCode + maxValue / 2) / maxValue));
+    return codes;
+}
+
+NamedPlanes rgbOf(Side const& side, bool withAlpha) {
+    InputPicture const& picture = *side.picture;
+    if (picture.model == ColorModel::YCbCr)
+        throw failure("{} is a picture of Y'CbCr, which has no R'G'B' to compare", side.name);
+    NamedPlanes planes;
+    for (const auto& [name, index] : {std::pair("r", 0), std::pair("g", 1), std::pair("b", 2)})
+        planes.push_back(
+            {name, widened(picture.planes[picture.model == ColorModel::Gray ? 0 : index], picture.maxValue)});
+    if (withAlpha)
+        planes.push_back({"alpha", widened(picture.alpha, picture.alphaMaxValue)});
     return planes;
 }
 
@@ -130,46 +172,47 @@ Difference differenceOf(std::vector<std::uint16_t> const& first, std::vector<std
     return difference;
 }
 
-Comparison compareSides(Side& first, Side& second, OptimizationTarget target) {
+Comparison compareSides(Side& first, Side& second, ComparedForm form, OptimizationTarget target) {
     // A picture is converted to the format of the frame that it is compared with.
     Side const& guide = first.picture ? second : first;
     const ChromaFormat chromaFormat = guide.is444() ? ChromaFormat::C444 : ChromaFormat::C422;
     const std::uint32_t matrix_coefficients =
         guide.picture ? (guide.height() > 576 ? 1u : 6u) : guide.header.matrix_coefficients;
     const bool withAlpha = first.hasAlpha() && second.hasAlpha();
+    const SourceForm sourceForm = {chromaFormat, withAlpha ? kComparedBits : 0, matrix_coefficients};
     const auto planesOfSide = [&](Side& side) {
-        return side.picture ? planesOf(side, chromaFormat, matrix_coefficients, withAlpha) : planesOf(side, target);
+        if (form == ComparedForm::Rgb)
+            return side.picture ? rgbOf(side, withAlpha) : rgbOf(side, withAlpha, target);
+        return side.picture ? componentsOf(*side.picture, sourceForm) : componentsOf(side, withAlpha, target);
     };
-    const SourcePicture a = planesOfSide(first);
-    const SourcePicture b = planesOfSide(second);
+    const NamedPlanes a = planesOfSide(first);
+    const NamedPlanes b = planesOfSide(second);
 
     Comparison comparison;
-    comparison.planes = {
-        {"y", differenceOf(a.y, b.y)}, {"cb", differenceOf(a.cb, b.cb)}, {"cr", differenceOf(a.cr, b.cr)}};
-    if (withAlpha)
-        comparison.planes.emplace_back("alpha", differenceOf(a.alpha, b.alpha));
-    for (auto const& [name, difference] : comparison.planes)
-        comparison.all.add(difference);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        comparison.planes.emplace_back(a[i].first, differenceOf(a[i].second, b[i].second));
+        comparison.all.add(comparison.planes.back().second);
+    }
     return comparison;
 }
 
-void checkSides(Side const& first, Side const& second) {
+void checkSides(Side const& first, Side const& second, ComparedForm form) {
     if (first.width() != second.width() || first.height() != second.height())
         throw failure("{} is {} x {} and {} is {} x {} pixels; only equal sizes can be compared", first.name,
                       first.width(), first.height(), second.name, second.width(), second.height());
-    if (!first.picture && !second.picture && first.is444() != second.is444())
+    if (form == ComparedForm::Components && !first.picture && !second.picture && first.is444() != second.is444())
         throw failure("{} is {} and {} is {}; only frames of the same chroma format can be compared", first.name,
                       first.is444() ? "4:4:4" : "4:2:2", second.name, second.is444() ? "4:4:4" : "4:2:2");
 }
 
 } // namespace
 
-ComparedPair comparePair(Side first, Side second, OptimizationTarget target) {
+ComparedPair comparePair(Side first, Side second, ComparedForm form, OptimizationTarget target) {
     ComparedPair pair = {std::move(first), std::move(second), {}};
-    checkSides(pair.first, pair.second);
+    checkSides(pair.first, pair.second, form);
     for (Side const* side : {&pair.first, &pair.second})
         if (!side->note.empty())
             warn({}, fmt::format("{}: {}", side->name, side->note));
-    pair.comparison = compareSides(pair.first, pair.second, target);
+    pair.comparison = compareSides(pair.first, pair.second, form, target);
     return pair;
 }

@@ -13,8 +13,14 @@
 #include "OptimizationTarget.h"
 #include "PictureReader.h"
 
-// Both sides are compared as Y'CbCr in studio range with this many bits.
+// Both sides are compared with this many bits.
 inline constexpr std::uint32_t kComparedBits = 16;
+
+// What is compared.
+enum class ComparedForm {
+    Components, // Y'CbCr in studio range; a picture gets the chroma format of the frame
+    Rgb,        // R'G'B' in full range, as a frame is shown
+};
 
 // One side of the comparison, as read from its file.
 struct Side {
@@ -68,5 +74,6 @@ struct ComparedPair {
 };
 
 // Decodes frames and compares the planes. What is notable about a file is printed as a warning. Throws CommandError
-// where the sizes differ, or the chroma formats of two frames.
-ComparedPair comparePair(Side first, Side second, OptimizationTarget target);
+// where the sizes differ; of components where the chroma formats of two frames do, and of RGB where a picture is
+// Y'CbCr.
+ComparedPair comparePair(Side first, Side second, ComparedForm form, OptimizationTarget target);

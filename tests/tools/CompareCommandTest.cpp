@@ -4,6 +4,7 @@
 
 #include "ToolsTestSupport.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 namespace {
@@ -86,6 +87,29 @@ TEST(CompareCommandTest, EveryPlaneOfAFrameIsCompared) {
         for (const char* plane : {"y", "cb", "cr"})
             EXPECT_LT(report.at("planes").at(plane).at("largest_difference").number(), 1.0) << plane;
     }
+}
+
+// A picture of a frame holds what the library shows of it, whatever the chroma of 4:2:2 is between its samples.
+TEST(CompareCommandTest, AsRgbAPictureOfAFrameEqualsIt) {
+    const TestFolder folder;
+    std::string clip = "YUV4MPEG2 W33 H4 F25:1 Ip C422\nFRAME\n" + std::string(33 * 4, 'x');
+    for (int i = 0; i < 2 * 17 * 4; ++i)
+        clip += i % 2 == 0 ? '\x60' : '\xA0';
+    writeTestFile(folder.path("a.y4m"), clip);
+    const std::string frame = folder.path("a.rvl");
+    ASSERT_EQ(runRavelo({"encode", folder.path("a.y4m"), "-o", frame, "--q", "1"}).exitCode, 0);
+    for (std::string const& of : {frame, vectorPath("valid444-1.rvl")}) {
+        const std::string deep = folder.path("deep.png"), shallow = folder.path("shallow.png");
+        ASSERT_EQ(runRavelo({"decode", of, "-o", deep, "--depth", "16", "-f"}).exitCode, 0);
+        ASSERT_EQ(runRavelo({"decode", of, "-o", shallow, "-f"}).exitCode, 0);
+        const CommandResult result = runRavelo({"compare", deep, of, "--rgb", "--max-difference", "0.004"});
+        EXPECT_EQ(result.exitCode, 0) << of << result.output;
+        EXPECT_THAT(result.output, AllOf(HasSubstr("\nr "), HasSubstr("\ng "), HasSubstr("\nb ")));
+        const CommandResult rounded = runRavelo({"compare", of, shallow, "--rgb", "--max-difference", "0.51"});
+        EXPECT_EQ(rounded.exitCode, 0) << of << rounded.output;
+    }
+    EXPECT_EQ(runRavelo({"compare", frame, folder.path("deep.png"), "--rgb"}).exitCode, 1) << "other sizes";
+    EXPECT_THAT(runRavelo({"compare", frame, folder.path("a.y4m"), "--rgb"}).error, HasSubstr("picture of Y'CbCr"));
 }
 
 TEST(CompareCommandTest, OtherSizesAndFormsAreRefused) {
