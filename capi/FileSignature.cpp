@@ -23,11 +23,22 @@ constexpr Signature kSignatures[] = {
     {"GIF89a"sv, 0, "a GIF picture"},
     {"II*\0"sv, 0, "a TIFF picture"},
     {"MM\0*"sv, 0, "a TIFF picture"},
+    {"II+\0"sv, 0, "a TIFF picture"},
+    {"MM\0+"sv, 0, "a TIFF picture"},
     {"\x76\x2F\x31\x01"sv, 0, "an OpenEXR picture"},
     {"SDPX"sv, 0, "a DPX picture"},
     {"XPDS"sv, 0, "a DPX picture"},
+    {"\x80\x2A\x5F\xD7"sv, 0, "a Cineon picture"},
+    {"\xD7\x5F\x2A\x80"sv, 0, "a Cineon picture"},
     {"8BPS"sv, 0, "a Photoshop picture"},
     {"#?RADIANCE"sv, 0, "a Radiance picture"},
+    {"#?RGBE"sv, 0, "a Radiance picture"},
+    {"\0\0\0\x0CJXL \r\n\x87\n"sv, 0, "a JPEG XL picture"},
+    {"DDS \x7C\0\0\0"sv, 0, "a DDS texture"},
+    {"\xABKTX "sv, 0, "a KTX texture"},
+    {"qoif"sv, 0, "a QOI picture"},
+    {"SIMPLE  ="sv, 0, "a FITS picture"},
+    {"<svg"sv, 0, "an SVG picture"},
     {"\0\0\0\x0CjP  \r\n\x87\n"sv, 0, "a JPEG 2000 picture"},
     {"\xFF\x4F\xFF\x51"sv, 0, "a JPEG 2000 picture"},
     {"YUV4MPEG2 "sv, 0, "a Y4M video"},
@@ -35,19 +46,31 @@ constexpr Signature kSignatures[] = {
     {"\x1A\x45\xDF\xA3"sv, 0, "a Matroska or WebM file"},
     {"ftyp"sv, 4, "an MP4 or QuickTime file"},
     {"moov"sv, 4, "a QuickTime file"},
+    {"mdat"sv, 4, "a QuickTime file"},
+    {"wide"sv, 4, "a QuickTime file"},
+    {"free"sv, 4, "a QuickTime file"},
+    {"FLV\x01"sv, 0, "an FLV file"},
+    {"\x30\x26\xB2\x75\x8E\x66\xCF\x11"sv, 0, "an ASF or WMV file"},
     {"\x06\x0E\x2B\x34\x02\x05\x01\x01"sv, 0, "an MXF file"},
     {"OggS"sv, 0, "an Ogg file"},
     {"fLaC"sv, 0, "a FLAC file"},
     {"%PDF-"sv, 0, "a PDF document"},
+    {"%!PS"sv, 0, "a PostScript document"},
+    {"<!DOCTYPE "sv, 0, "an HTML or XML document"},
+    {"<html"sv, 0, "an HTML document"},
     {"PK\x03\x04"sv, 0, "a ZIP archive"},
     {"\xFD"
      "7zXZ\0"sv,
      0, "an xz archive"},
     {"7z\xBC\xAF\x27\x1C"sv, 0, "a 7z archive"},
+    {"Rar!\x1A\x07"sv, 0, "a RAR archive"},
+    {"ustar"sv, 257, "a tar archive"},
     {"\x28\xB5\x2F\xFD"sv, 0, "a Zstandard archive"},
     {"\x7F"
      "ELF"sv,
      0, "a program or library"},
+    {"#!/bin/"sv, 0, "a script"},
+    {"#!/usr/"sv, 0, "a script"},
     {"<?xml "sv, 0, "an XML document"},
 };
 
@@ -97,7 +120,11 @@ const char* netpbmKind(Beginning const& file) {
     }
 }
 
-const char* riffKind(Beginning const& file) {
+const char* chunksKind(Beginning const& file) {
+    if (file.has("FORM", 0) && (file.has("AIFF", 8) || file.has("AIFC", 8)))
+        return "an AIFF file";
+    if (file.has("RF64", 0) && file.has("WAVE", 8))
+        return "a WAVE file";
     if (!file.has("RIFF", 0))
         return nullptr;
     return file.has("AVI ", 8)   ? "an AVI file"
@@ -115,6 +142,11 @@ const char* shortSignatureKind(Beginning const& file) {
         return "a BMP picture";
     if (file.has("\x1F\x8B\x08"sv, 0) && file.at(3) < 0x20)
         return "a gzip archive";
+    if (file.has("ID3", 0) && file.at(3) >= 2 && file.at(3) <= 4)
+        return "an MP3 file";
+    // Packets of a fixed size begin with the same byte.
+    if (file.has("G", 0) && file.has("G", 188) && file.has("G", 376) && file.has("G", 564))
+        return "an MPEG transport stream";
     if (file.has("BZh", 0) && file.at(3) >= '1' && file.at(3) <= '9')
         return "a bzip2 archive";
     return nullptr;
@@ -129,7 +161,7 @@ const char* fileKindOf(const void* data, std::size_t size) {
             return signature.kind;
     if (const char* kind = netpbmKind(file))
         return kind;
-    if (const char* kind = riffKind(file))
+    if (const char* kind = chunksKind(file))
         return kind;
     return shortSignatureKind(file);
 }

@@ -35,6 +35,8 @@ void checkDepth(ravelo_source_picture const& picture) {
 
 ravelo_source_picture checkedPicture(const ravelo_source_picture* given) {
     ravelo_source_picture picture = copiedIn(given, "the picture");
+    if (picture.reserved != 0)
+        refuse(RAVELO_ERROR_STRUCTURE, "reserved of the picture is %u; it must be 0", picture.reserved);
     if (picture.width - 1 >= 65535 || picture.height - 1 >= 65535)
         refuse(RAVELO_ERROR_OPTION, "the size of the picture is %u x %u; it can be 1 x 1 to 65535 x 65535",
                picture.width, picture.height);
@@ -62,6 +64,8 @@ ravelo_encode_options checkedOptions(const ravelo_encode_options* given, ravelo_
     ravelo_encode_options options{};
     if (given != nullptr)
         options = copiedIn(given, "the encode options");
+    if (options.reserved != 0)
+        refuse(RAVELO_ERROR_STRUCTURE, "reserved of the encode options is %u; it must be 0", options.reserved);
     if (options.chroma_format == 1 || options.chroma_format > 3)
         refuse(RAVELO_ERROR_OPTION, "chroma_format is %u; it can be 2 (4:2:2) or 3 (4:4:4)", options.chroma_format);
     if (options.alpha_bits != 0 && options.alpha_bits != 8 && options.alpha_bits != 16)

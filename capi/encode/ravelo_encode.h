@@ -28,8 +28,9 @@ typedef struct ravelo_source_plane {
  *
  * RAVELO_CODED is Cb Y Cr Y for 4:2:2 and A Y Cb Cr for 4:4:4, RAVELO_PLANAR is Y, Cb, Cr and, unless its memory is
  * null, A. Both are in video range, as they come from a decode. RAVELO_RGBA and RAVELO_BGRA are in full range.
- * RAVELO_RGBA_HALF is four IEEE binary16 numbers, black 0 and white 1. Samples of more than 8 bits take two bytes, in
- * the order of the processor. The chroma samples of 4:2:2 belong to the even columns.
+ * RAVELO_RGBA_HALF is four IEEE binary16 numbers, black 0 and white 1; infinities and what is not a number count as the
+ * greatest number of their sign. Samples of more than 8 bits take two bytes, in the order of the processor. The chroma
+ * samples of 4:2:2 belong to the even columns.
  */
 typedef struct ravelo_source_picture {
     uint64_t struct_size;   /**< Set by the caller. */
@@ -56,7 +57,7 @@ typedef struct ravelo_source_picture {
 typedef struct ravelo_encode_options {
     uint64_t struct_size;        /**< Set by the caller. */
     uint32_t chroma_format;      /**< 2 is 4:2:2, 3 is 4:4:4; 0: that of the picture, 4:2:2 for RGB. */
-    uint32_t alpha_bits;         /**< 0 no alpha plane, 8 or 16. A picture without alpha is opaque. */
+    uint32_t alpha_bits;         /**< 0 no alpha plane, 8 or 16; of 4:2:2 no decode shows it. Without one: opaque. */
     uint32_t interlace_mode;     /**< 0 one picture; 1 two fields, even lines first; 2 odd first; 3 even lines only. */
     uint32_t slice_size;         /**< Macroblocks of the largest slice: 1, 2, 4 or 8; 0 means 8. */
     uint32_t quantization_index; /**< 1 (best) to 255; 0 means 4. */
@@ -66,7 +67,7 @@ typedef struct ravelo_encode_options {
     uint32_t transfer_characteristic; /**< A ravelo_transfer_characteristic, to 255; 0 means BT.709. */
     uint32_t matrix_coefficients; /**< A ravelo_matrix_coefficients, to 255; 0 means the one that the height decides. */
     uint32_t reserved;            /**< Zero. */
-    const uint8_t* luma_matrix;   /**< Null, or 64 quantisation weights in raster order. */
+    const uint8_t* luma_matrix;   /**< Null, or 64 quantisation weights in raster order; 0 drops the coefficient. */
     const uint8_t* chroma_matrix; /**< Null, which means that of luma, or 64 weights. */
     const volatile void* stop;    /**< Null, or a flag of four bytes as in ravelo_decode_options. */
 } ravelo_encode_options;

@@ -436,6 +436,7 @@ TEST(EncodeInterfaceTest, WrongCallsAreRefused) {
     };
     using Picture = ravelo_source_picture;
     withPicture([](Picture& p) { p.struct_size = 8; }, RAVELO_ERROR_STRUCTURE, "the picture is 8");
+    withPicture([](Picture& p) { p.reserved = 1; }, RAVELO_ERROR_STRUCTURE, "reserved of the picture is 1");
     withPicture([](Picture& p) { p.width = 0; }, RAVELO_ERROR_OPTION, "0 x 37");
     withPicture([](Picture& p) { p.height = 65536; }, RAVELO_ERROR_OPTION, "75 x 65536");
     withPicture([](Picture& p) { p.pixel_form = 5; }, RAVELO_ERROR_OPTION, "pixel_form of the picture is 5");
@@ -461,6 +462,7 @@ TEST(EncodeInterfaceTest, WrongCallsAreRefused) {
     };
     using Options = ravelo_encode_options;
     withOptions([](Options& o) { o.struct_size = 0; }, RAVELO_ERROR_STRUCTURE, "the encode options is 0");
+    withOptions([](Options& o) { o.reserved = 2; }, RAVELO_ERROR_STRUCTURE, "reserved of the encode options is 2");
     withOptions([](Options& o) { o.chroma_format = 1; }, RAVELO_ERROR_OPTION, "chroma_format is 1");
     withOptions([](Options& o) { o.alpha_bits = 10; }, RAVELO_ERROR_OPTION, "alpha_bits is 10");
     withOptions([](Options& o) { o.interlace_mode = 4; }, RAVELO_ERROR_OPTION, "interlace_mode is 4");

@@ -269,6 +269,16 @@ TEST(FrameCheckTest, OtherFilesAreNamed) {
         {"GIF89a\1\0\1\0"sv, "a GIF picture"},
         {"BM\x46\0\0\0\0\0\0\0\x36\0\0\0"sv, "a BMP picture"},
         {"II*\0\x08\0\0\0"sv, "a TIFF picture"},
+        {"MM\0+\0\x08\0\0"sv, "a TIFF picture"},
+        {"\0\0\0\x0CJXL \r\n\x87\n"sv, "a JPEG XL picture"},
+        {"\x80\x2A\x5F\xD7\0\0\x08\0"sv, "a Cineon picture"},
+        {"DDS \x7C\0\0\0"sv, "a DDS texture"},
+        {"\0\0\x08\0mdat"sv, "a QuickTime file"},
+        {"FORM\0\0\x08\0AIFF"sv, "an AIFF file"},
+        {"RF64\xFF\xFF\xFF\xFFWAVE"sv, "a WAVE file"},
+        {"ID3\x04\0\0\0\0"sv, "an MP3 file"},
+        {"Rar!\x1A\x07\x01\0"sv, "a RAR archive"},
+        {"#!/bin/sh\n"sv, "a script"},
         {"\x76\x2F\x31\x01\x02\0\0\0"sv, "an OpenEXR picture"},
         {"SDPX\0\0\x08\0"sv, "a DPX picture"},
         {"YUV4MPEG2 W4 H4"sv, "a Y4M video"},
@@ -297,9 +307,21 @@ TEST(FrameCheckTest, OtherFilesAreNamed) {
         std::copy_n(bytes.begin(), std::min<std::size_t>(bytes.size(), 8), frame.begin());
         EXPECT_EQ(hostDecode(frame, usualOptions()).status, RAVELO_OK) << kind;
     }
-    for (const std::string_view almost : {"P6x4 4 255 "sv, "P8\n4 4\n"sv, "PG\n4 4\n"sv, "BMxxxxxxxxxxxx"sv,
-                                          "RIFFxxxxABCD"sv, "\xFF\xD8\xFF\x01"sv, "II+\0"sv})
+    for (const std::string_view almost :
+         {"P6x4 4 255 "sv, "P8\n4 4\n"sv, "PG\n4 4\n"sv, "BMxxxxxxxxxxxx"sv, "RIFFxxxxABCD"sv, "\xFF\xD8\xFF\x01"sv,
+          "II,\0"sv, "FORMxxxxABCD"sv, "ID3\x05"sv, "Gx"sv})
         EXPECT_EQ(checkOf(almost).verdict, static_cast<std::uint32_t>(RAVELO_FRAME_CUT_OFF)) << almost;
+}
+
+TEST(FrameCheckTest, SignaturesInTheMiddleOfAFileCount) {
+    std::string archive(600, 'a');
+    archive.replace(257, 6, std::string("ustar\0", 6));
+    EXPECT_EQ(checkOf(archive).text, std::string("a tar archive, not a frame"));
+    std::string stream(600, 'a');
+    for (const std::size_t packet : {0, 188, 376, 564})
+        stream[packet] = 'G';
+    EXPECT_EQ(checkOf(stream).text, std::string("an MPEG transport stream, not a frame"));
+    EXPECT_NE(checkOf(stream.substr(0, 564)).verdict, static_cast<std::uint32_t>(RAVELO_FRAME_FOREIGN));
 }
 
 TEST(FrameCheckTest, MissingArgumentsAreRefused) {
