@@ -72,7 +72,7 @@ typedef enum ravelo_status {
     RAVELO_ERROR_INTERNAL = 10    /**< Anything else; some slices may be written. */
 } ravelo_status;
 
-/** The reduction of the output: every step halves width and height. Reduced pictures come in 8 bits. */
+/** The reduction of the output: every step halves width and height. Reduced pictures come in 8 bits or half floats. */
 typedef enum ravelo_reduction {
     RAVELO_FULL_SIZE = 0,
     RAVELO_HALF_SIZE = 1,

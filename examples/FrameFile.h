@@ -1,15 +1,16 @@
 #pragma once
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 // The bytes of a file.
 inline std::vector<unsigned char> readFrame(std::string const& name) {
-    std::ifstream file(name, std::ios::binary);
-    if (!file)
+    std::ostringstream read;
+    if (!(read << std::ifstream(name, std::ios::binary).rdbuf()))
         throw std::runtime_error(name + ": cannot be read");
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::string bytes = read.str();
+    return {bytes.begin(), bytes.end()};
 }
