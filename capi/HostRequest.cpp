@@ -149,12 +149,17 @@ OutputPlane checkedPlane(PlaneRequest const& request) {
                plane.memory_bytes);
     const auto leastStride = static_cast<std::int64_t>(request.lineBytes);
     const std::int64_t stride = plane.stride != 0 ? plane.stride : leastStride;
-    if (magnitudeOf(stride) < request.lineBytes)
+    if (magnitudeOf(stride) < request.lineBytes) {
+        const auto least = static_cast<UnsignedLongLong>(request.lineBytes);
+        const auto ofPixels = static_cast<UnsignedLongLong>(request.leastBytes);
+        if (least == ofPixels)
+            refuse(RAVELO_ERROR_BUFFER, "stride%s is %lld; it must be at least %llu", request.name,
+                   static_cast<LongLong>(stride), least);
         refuse(RAVELO_ERROR_BUFFER,
                "stride%s is %lld; it must be at least %llu: %llu bytes for the pixels, the rest for pixels beyond the "
                "right edge",
-               request.name, static_cast<LongLong>(stride), static_cast<UnsignedLongLong>(request.lineBytes),
-               static_cast<UnsignedLongLong>(request.leastBytes));
+               request.name, static_cast<LongLong>(stride), least, ofPixels);
+    }
     checkRoom(request, stride);
     // Without a second line the stride is not used and may have any value.
     const bool hasLines = request.lines > 1 && leastStride != 0;

@@ -33,7 +33,7 @@ Structure copiedIn(const Structure* structure, const char* name) {
     for (std::size_t i = sizeof(Structure); i < structure->struct_size; ++i) {
         if (bytes[i] != 0)
             refuse(RAVELO_ERROR_STRUCTURE,
-                   "%s has a value at byte %zu, which this version, %s, does not know; it must be 0", name, i,
+                   "byte %zu of %s has a value that this version, %s, does not know; it must be 0", i, name,
                    RAVELO_VERSION_TEXT);
     }
     Structure copy{};

@@ -70,7 +70,7 @@ private:
 struct Options {
     std::uint32_t reduction = RAVELO_FULL_SIZE;                   /**< A ravelo_reduction. */
     std::uint32_t coding = RAVELO_YCBCR;                          /**< A ravelo_coding. */
-    std::uint32_t bitDepth = 8;                                   /**< 8, 10, 15 or 16. */
+    std::uint32_t bitDepth = 8;                                   /**< 8, 10, 15 or 16; half floats need none. */
     std::uint32_t target = RAVELO_TARGET_BEST;                    /**< A ravelo_target. */
     std::uint32_t maxThreads = 0;                                 /**< 0: as many as the caller's task arena allows. */
     std::uint32_t failedSlices = RAVELO_FAILED_UNTOUCHED;         /**< A ravelo_failed_slices. */

@@ -246,7 +246,7 @@ std::string_view DecodeJob::compressionOf(DecodeOptions const& options, OutputFo
     if (info.compressions.empty())
         throw usageError("--compression: {} has none to choose", info.name);
     if (choice == info.compressions.end())
-        throw usageError("--compression: {} is not one of {}; it can be {}", options.compression, info.name,
+        throw usageError("--compression: {} has no {}; it can be {}", info.name, options.compression,
                          fmt::join(info.compressions, ", "));
     return *choice;
 }

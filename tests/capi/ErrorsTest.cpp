@@ -204,7 +204,7 @@ TEST(ErrorsTest, MembersThatTheLibraryDoesNotKnowAreRefusedUnlessTheyAreZero) {
             const Outcome outcome = decodeWithLarge(call, structure.which, size, size - 1);
             EXPECT_EQ(outcome.status, RAVELO_ERROR_STRUCTURE) << structure.name;
             EXPECT_THAT(outcome.text,
-                        HasSubstr(structure.name + " has a value at byte " + std::to_string(size - 1) + ","));
+                        HasSubstr("byte " + std::to_string(size - 1) + " of " + structure.name + " has a value"));
         }
     }
 }
