@@ -538,10 +538,10 @@ RAVELO_INLINE void joinSamples(const Floats512 (*columns)[8], std::uint32_t row,
     values[3] = _mm512_castps_si512(_mm512_shuffle_ps(high01, high23, 0xEE));
 }
 
-// A component with the blocks of luma.
-template <class Load>
-RAVELO_INLINE void transformComponent(Load const& load, VerticalPlan<OptimizationTarget::AVX2> const& plan,
-                                      std::uint32_t firstMb, std::uint32_t numMbs, SamplePlane& plane) {
+// Calls take(row, left, right) for every row of sixteen blocks, with what joinSamples makes of its halves.
+template <class Load, class Take>
+RAVELO_INLINE void transformSamples(Load const& load, VerticalPlan<OptimizationTarget::AVX2> const& plan,
+                                    Take const& take) {
     alignas(64) SixteenBlocks blocks;
     OutputPrefetch nothing(nullptr, 0, 0, 0);
     transformRows<0>(load, plan, blocks, nothing);
@@ -550,35 +550,41 @@ RAVELO_INLINE void transformComponent(Load const& load, VerticalPlan<Optimizatio
         __m512i left[4], right[4];
         joinSamples(blocks, row, left);
         joinSamples(blocks + 4, row, right);
+        take(row, left, right);
+    }
+}
+
+// A component with the blocks of luma.
+template <class Load>
+RAVELO_INLINE void transformComponent(Load const& load, VerticalPlan<OptimizationTarget::AVX2> const& plan,
+                                      std::uint32_t firstMb, std::uint32_t numMbs, SamplePlane& plane) {
+    const auto take = [&](std::uint32_t row, const __m512i(&left)[4], const __m512i(&right)[4])
+        __attribute__((always_inline)) {
         for (std::uint32_t half = 0; half < 2; ++half) {
             __m512i mbs[4] = {left[2 * half], right[2 * half], left[2 * half + 1], right[2 * half + 1]};
             exchangeQuarters(mbs);
             for (std::uint32_t mb = 0; mb < numMbs; ++mb)
                 _mm512_storeu_si512(&plane.line[row + 8 * half][16 * (firstMb + mb)], mbs[mb]);
         }
-    }
+    };
+    transformSamples(load, plan, take);
 }
 
 // Both chroma components of 4:2:2.
 RAVELO_INLINE void transformChroma422(Chroma422Load const& load, VerticalPlan<OptimizationTarget::AVX2> const& plan,
                                       std::uint32_t firstMb, std::uint32_t numMbs, SamplePlane (&planes)[3]) {
-    alignas(64) SixteenBlocks blocks;
-    OutputPrefetch nothing(nullptr, 0, 0, 0);
-    transformRows<0>(load, plan, blocks, nothing);
-    transformColumns(blocks);
-    for (std::uint32_t row = 0; row < 8; ++row) {
-        __m512i left[4], right[4];
-        joinSamples(blocks, row, left);
-        joinSamples(blocks + 4, row, right);
+    const auto take = [&](std::uint32_t row, const __m512i(&left)[4], const __m512i(&right)[4])
+        __attribute__((always_inline)) {
+        const __m512i firstTwo = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
+        const __m512i lastTwo = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
         for (std::uint32_t k = 0; k < 4; ++k) {
             float* const to = &planes[1 + k % 2].line[row + 8 * (k / 2)][8 * firstMb];
-            _mm512_storeu_si512(
-                to, _mm512_permutex2var_epi64(left[k], _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11), right[k]));
+            _mm512_storeu_si512(to, _mm512_permutex2var_epi64(left[k], firstTwo, right[k]));
             if (numMbs > 2)
-                _mm512_storeu_si512(to + 16, _mm512_permutex2var_epi64(
-                                                 left[k], _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15), right[k]));
+                _mm512_storeu_si512(to + 16, _mm512_permutex2var_epi64(left[k], lastTwo, right[k]));
         }
-    }
+    };
+    transformSamples(load, plan, take);
 }
 
 // Calls forMbs(firstMb, numMbs) for up to four macroblocks at a time.
