@@ -271,8 +271,8 @@ typedef struct ravelo_decode_options {
     /**
      * Frames whose slices together may read more than this factor times the size of the frame are refused; 0 means
      * RAVELO_DEFAULT_MAX_READ_FACTOR. Slices of an intact frame do not share bytes, so 1 is enough for it. A damaged
-     * frame may exceed 2 where thousands of slices take their sizes from the wrong place; in a file that is made to
-     * cost time all slices read the same bytes.
+     * frame may exceed 2 where thousands of slices take their sizes from the wrong place, or in a frame of a few
+     * slices most of them; in a file that is made to cost time all slices read the same bytes.
      */
     uint32_t max_read_factor;
     uint64_t max_pixels; /**< Frames with more pixels are refused; 0 means RAVELO_DEFAULT_MAX_PIXELS. */

@@ -272,8 +272,4 @@ void PictureLayout::prefetchSlices(std::uint32_t row, std::uint32_t first, std::
         __builtin_prefetch(bits.data + i);
 }
 
-SliceHeader PictureLayout::sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const {
-    return SliceHeader::slice_header(bits, m_frame.alpha_channel_type != 0, coded_size_of_slice(row, column));
-}
-
 template class Picture<OptimizationTarget::Baseline>;

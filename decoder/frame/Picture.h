@@ -9,7 +9,6 @@
 #include "PictureHeader.h"
 #include "PixelBuffer.h"
 #include "SliceGroupForm.h"
-#include "SliceHeader.h"
 #include "SliceLoop.h"
 #include "SliceTable.h"
 #include "Targets.h"
@@ -111,9 +110,6 @@ public:
 
     // The cursor at the first byte of a slice.
     Bitstream sliceBits(std::uint32_t row, std::uint32_t column) const;
-
-    // The header of the slice at `bits`.
-    SliceHeader sliceHeader(std::uint32_t row, std::uint32_t column, Bitstream const& bits) const;
 
 private:
     static Bitstream after(Bitstream bits, std::uint64_t numBytes);

@@ -4,6 +4,7 @@
 
 #include "Frame.h"
 #include "Picture.h"
+#include "SliceHeader.h"
 
 namespace {
 
@@ -15,40 +16,49 @@ constexpr std::uint64_t kTailBytes = 8;
 // A sample takes 17 bits of difference and 16 of run at most.
 constexpr std::uint64_t kMostBytesOfAlphaMb = 256 * 33 / 8;
 
-// Moves the cursor over a range and returns the bytes of it that may be read.
-std::uint64_t takenFrom(Bitstream& bits, std::uint64_t numBytes, std::uint64_t mostBytes) {
-    const std::uint64_t available = std::min(numBytes, bits.size);
-    bits.advance(numBytes);
+// What the slices of a picture have in common.
+struct SliceKind {
+    std::uint64_t chromaBlocksPerMb;
+    bool hasAlpha;       // in the headers of slices
+    bool hasAlphaOutput; // which is read
+};
+
+// Takes a range from what is left of the data, and returns the bytes of it that may be read.
+std::uint64_t takenFrom(std::uint64_t& bytesLeft, std::uint64_t numBytes, std::uint64_t mostBytes) {
+    const std::uint64_t available = std::min(numBytes, bytesLeft);
+    bytesLeft -= available;
     return std::min(available, mostBytes);
 }
 
-std::uint64_t bytesReadBySlice(PictureLayout const& picture, std::uint32_t row, std::uint32_t column, Bitstream bits) {
-    const SliceHeader header = picture.sliceHeader(row, column, bits);
-    const std::uint64_t mbs = picture.slice_size_in_mb(column);
-    const std::uint64_t chromaBlocks = mbs * (picture.frame().chroma_format == 3 ? 4 : 2);
-    const std::uint64_t sizeAtCursor = bits.size;
-    std::uint64_t bytes = takenFrom(bits, header.slice_header_size, header.slice_header_size);
-    bytes += takenFrom(bits, header.coded_size_y, 4 * mbs * kMostBytesOfBlock + kTailBytes);
-    bytes += takenFrom(bits, header.coded_size_cb, chromaBlocks * kMostBytesOfBlock + kTailBytes);
-    bytes += takenFrom(bits, header.coded_size_cr, chromaBlocks * kMostBytesOfBlock + kTailBytes);
-    if (picture.frame().alpha_channel_type == 0 || picture.frame().chroma_format != 3)
+std::uint64_t bytesReadBySlice(SliceKind const& kind, Bitstream const& bits, std::uint32_t coded_size,
+                               std::uint64_t mbs) {
+    const SliceHeader header = SliceHeader::slice_header(bits, kind.hasAlpha, coded_size);
+    const std::uint64_t chromaBlocks = mbs * kind.chromaBlocksPerMb;
+    std::uint64_t bytesLeft = bits.size;
+    std::uint64_t bytes = takenFrom(bytesLeft, header.slice_header_size, header.slice_header_size);
+    bytes += takenFrom(bytesLeft, header.coded_size_y, 4 * mbs * kMostBytesOfBlock + kTailBytes);
+    bytes += takenFrom(bytesLeft, header.coded_size_cb, chromaBlocks * kMostBytesOfBlock + kTailBytes);
+    bytes += takenFrom(bytesLeft, header.coded_size_cr, chromaBlocks * kMostBytesOfBlock + kTailBytes);
+    if (!kind.hasAlphaOutput)
         return bytes;
-    const std::uint64_t beforeAlpha = sizeAtCursor - bits.size;
-    const std::uint64_t coded_size = picture.coded_size_of_slice(row, column);
-    const std::uint64_t alphaBytes = coded_size > beforeAlpha ? coded_size - beforeAlpha : bits.size;
-    return bytes + takenFrom(bits, alphaBytes, mbs * kMostBytesOfAlphaMb);
+    const std::uint64_t beforeAlpha = bits.size - bytesLeft;
+    const std::uint64_t alphaBytes = coded_size > beforeAlpha ? coded_size - beforeAlpha : bytesLeft;
+    return bytes + takenFrom(bytesLeft, alphaBytes, mbs * kMostBytesOfAlphaMb);
 }
 
 std::uint64_t bytesReadByPicture(PictureLayout const& picture, std::uint64_t enough) {
+    Frame const& frame = picture.frame();
+    const SliceKind kind{frame.is444() ? 4u : 2u, frame.alpha_channel_type != 0, frame.hasAlphaOutput()};
     std::uint64_t bytes = 0;
     const std::uint32_t numRows = picture.rowsInData();
     for (std::uint32_t row = 0; row < numRows; ++row) {
         Bitstream bits = picture.sliceBits(row, 0);
         for (std::uint32_t column = 0; column < picture.number_of_slices_per_mb_row(); ++column) {
-            bytes += bytesReadBySlice(picture, row, column, bits);
+            const std::uint32_t coded_size = picture.coded_size_of_slice(row, column);
+            bytes += bytesReadBySlice(kind, bits, coded_size, picture.slice_size_in_mb(column));
             if (bytes > enough)
                 return bytes;
-            bits.advance(picture.coded_size_of_slice(row, column));
+            bits.advance(coded_size);
         }
     }
     return bytes;

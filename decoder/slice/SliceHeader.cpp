@@ -1,13 +1,17 @@
 #include "SliceHeader.h"
 
+#include "BigEndian.h"
+
 SliceHeader SliceHeader::slice_header(Bitstream const& bits, bool hasAlpha, std::uint32_t coded_size) {
+    // Zeros where the data end.
+    const std::uint64_t word = loadLeadingBytes(bits.data, bits.size);
     SliceHeader header;
-    header.slice_header_size = bits.byteAt(0) >> 3;
-    header.quantization_index = bits.byteAt(1);
-    header.coded_size_y = bits.word16At(2);
-    header.coded_size_cb = bits.word16At(4);
+    header.slice_header_size = static_cast<std::uint32_t>(word >> 59);
+    header.quantization_index = static_cast<std::uint32_t>(word >> 48 & 0xFF);
+    header.coded_size_y = static_cast<std::uint32_t>(word >> 32 & 0xFFFF);
+    header.coded_size_cb = static_cast<std::uint32_t>(word >> 16 & 0xFFFF);
     if (hasAlpha) {
-        header.coded_size_cr = bits.word16At(6);
+        header.coded_size_cr = word & 0xFFFF;
         return header;
     }
     // Sizes that contradict each other wrap to a very large range, which ends with the data.
