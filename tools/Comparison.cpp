@@ -139,9 +139,10 @@ NamedPlanes rgbOf(Side& side, bool withAlpha, OptimizationTarget target) {
 }
 
 std::vector<std::uint16_t> widened(std::vector<std::uint16_t> const& plane, std::uint32_t maxValue) {
-    std::vector<std::uint16_t> codes;
-    for (const std::uint32_t code : plane)
-        codes.push_back(static_cast<std::uint16_t>((code * kMostCode + maxValue / 2) / maxValue));
+    std::vector<std::uint16_t> codes(plane.size());
+    std::transform(plane.begin(), plane.end(), codes.begin(), [maxValue](std::uint32_t code) {
+        return static_cast<std::uint16_t>((code * kMostCode + maxValue / 2) / maxValue);
+    });
     return codes;
 }
 

@@ -184,12 +184,12 @@ private:
     std::uint16_t* m_samples; // of the first plane; indices count from here
     unsigned int m_next = 0;
     unsigned int m_active = 0; // a bit for each lane with a plane
-    LaneValues m_bit;
-    LaneValues m_position;
-    LaneValues m_value;
-    LaneValues m_lastBit;
-    LaneValues m_lastPosition;
-    const std::uint8_t* m_bytes[std::size_t{kNumLanes}];
+    LaneValues m_bit{};
+    LaneValues m_position{};
+    LaneValues m_value{};
+    LaneValues m_lastBit{};
+    LaneValues m_lastPosition{};
+    const std::uint8_t* m_bytes[std::size_t{kNumLanes}] = {};
     AlphaLane m_lanes[std::size_t{kNumLanes}];
 };
 
