@@ -317,4 +317,12 @@ FAULTS = [
     ("descriptors leak on errors", "OutputFile.cpp", "    if (m_descriptor >= 0 && m_ownsDescriptor)\n        ::close(m_descriptor);\n", "", TOOLS),
     ("mode of the file is lost", "OutputFile.cpp", "existing.st_mode & 0777", "0600", TOOLS),
     ("errors of several lines", "Console.cpp", "printRaw(printable(text) + ", "printRaw(std::string(text) + ", TOOLS),
+    ("regions lack first lines at eighth size", "Picture.cpp", "writesFirstLines ? std::max(lines, 2 * m_heightInMb - 1) : lines", "lines", FRAMES),
+    ("slices without a line of the output are decoded", "Picture.cpp",
+     "std::min<std::uint64_t>(linesBefore(std::uint64_t{region.y} + region.height), numLines())",
+     "linesBefore(std::uint64_t{region.y} + region.height)", CAPI),
+    ("slices of a region are counted without the next one", "DamageReport.cpp", "(needsNext && begin == endOfRegion)", "false", TOOLS),
+    ("alpha is not reduced", "DecodeCommand.cpp", "if (isReducedAlpha && ", "if (false && isReducedAlpha && ", TOOLS),
+    ("a region keeps the first field", "Y4mWriter.cpp", "region.y % 2 != 0", "region.y % 2 == 2", TOOLS),
+    ("encoders take reserved members", "ravelo_encode.cpp", "if (options.reserved != 0)", "if (false)", ENCODE),
 ]
