@@ -33,7 +33,18 @@ buildPreset() { # PRESET [OPTION...]: options of cmake --build
 
 # One entry more than there are jobs, since some entries wait for a part of their time.
 testPreset() { # PRESET [OPTION...]: the suite, with options of ctest; its last line is the runner's count of entries
-    ctest --preset "$1" --parallel $((jobs + 1)) --no-tests=error --timeout 300 "${@:2}"
+    ctest --preset "$1" --parallel $((jobs + 1)) --no-tests=error --timeout 300 "${@:2}" || {
+        failedCases "$1"
+        return 1
+    }
+}
+
+# The failed cases of GoogleTest once more, at the end of a log that may be thousands of lines long.
+failedCases() { # PRESET
+    awk '/^\[ RUN / { lines = "" }
+         { lines = lines $0 "\n" }
+         /^\[  FAILED  \] .* ms\)$/ { printf "\n%s", lines }
+        ' "build/$1/Testing/Temporary/LastTest.log"
 }
 
 # The tests that the last run of a preset carried out: the cases of its GoogleTest programs, and its other entries.

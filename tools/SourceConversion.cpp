@@ -9,6 +9,7 @@
 #include "ChromaColumns.h"
 #include "ChromaResampling.h"
 #include "ColorMatrix.h"
+#include "Interrupt.h"
 
 namespace {
 
@@ -19,6 +20,17 @@ std::uint16_t workingCode(float code) {
     return static_cast<std::uint16_t>(std::clamp(std::floor(code + 0.5f), 0.0f, 65535.0f));
 }
 
+// Calls convert(i) for every sample. A signal ends it, since a large picture takes long.
+template <typename Convert>
+void convertSamples(std::size_t numSamples, Convert const& convert) {
+    constexpr std::size_t kSamplesBetweenLooks = 1 << 16;
+    for (std::size_t i = 0; i < numSamples;) {
+        throwIfInterrupted();
+        for (const std::size_t end = std::min(numSamples, i + kSamplesBetweenLooks); i < end; ++i)
+            convert(i);
+    }
+}
+
 void convertRgb(InputPicture const& picture, std::uint32_t matrix_coefficients, SourcePicture& source) {
     const ColorMatrix matrix(lumaWeights(matrix_coefficients, picture.height));
     const StudioRange range(kWorkingSteps);
@@ -26,14 +38,14 @@ void convertRgb(InputPicture const& picture, std::uint32_t matrix_coefficients, 
     const std::size_t numPixels = picture.numPixels();
     for (auto* plane : {&source.y, &source.cb, &source.cr})
         plane->resize(numPixels);
-    for (std::size_t i = 0; i < numPixels; ++i) {
+    convertSamples(numPixels, [&](std::size_t i) {
         const ColorMatrix::Triple sample = matrix.toYCbCr(static_cast<float>(picture.planes[0][i]) * scale,
                                                           static_cast<float>(picture.planes[1][i]) * scale,
                                                           static_cast<float>(picture.planes[2][i]) * scale);
         source.y[i] = workingCode(range.codeOfLuma(sample.first));
         source.cb[i] = workingCode(range.codeOfChroma(sample.second));
         source.cr[i] = workingCode(range.codeOfChroma(sample.third));
-    }
+    });
     source.bitDepth = kWorkingBits;
 }
 
@@ -42,14 +54,16 @@ void convertFullRange(InputPicture const& picture, SourcePicture& source) {
     const StudioRange range(kWorkingSteps);
     const float maximum = static_cast<float>(picture.maxValue);
     const float middle = static_cast<float>((picture.maxValue + 1) / 2);
-    source.y.reserve(picture.planes[0].size());
-    for (const std::uint16_t code : picture.planes[0])
-        source.y.push_back(workingCode(range.codeOfLuma(static_cast<float>(code) / maximum)));
-    for (int c = 1; c < 3; ++c) {
+    source.y.resize(picture.planes[0].size());
+    convertSamples(source.y.size(), [&](std::size_t i) {
+        source.y[i] = workingCode(range.codeOfLuma(static_cast<float>(picture.planes[0][i]) / maximum));
+    });
+    for (std::size_t c = 1; c < 3; ++c) {
         std::vector<std::uint16_t>& plane = c == 1 ? source.cb : source.cr;
-        plane.reserve(picture.planes[c].size());
-        for (const std::uint16_t code : picture.planes[c])
-            plane.push_back(workingCode(range.codeOfChroma((static_cast<float>(code) - middle) / maximum)));
+        plane.resize(picture.planes[c].size());
+        convertSamples(plane.size(), [&](std::size_t i) {
+            plane[i] = workingCode(range.codeOfChroma((static_cast<float>(picture.planes[c][i]) - middle) / maximum));
+        });
     }
     source.bitDepth = kWorkingBits;
 }

@@ -393,7 +393,7 @@ TEST(TroubleCommandTest, ASignalEndsALongComputationWithinASecondAndLongBeforeIt
     bool isSoon = false;
     for (int attempt = 0; attempt < 5 && !isSoon; ++attempt) {
         RunningRavelo command(arguments);
-        std::this_thread::sleep_for(whole / 4);
+        std::this_thread::sleep_for(whole / 2);
         command.send(SIGTERM);
         start = now();
         const int exitCode = command.finish();
