@@ -45,7 +45,7 @@ def frame(request):
 
 @pytest.fixture(scope="session")
 def long_frame():
-    """A frame of 33 million pixels, whose rows of slices are all the same. One thread decodes it in more than a second."""
+    """A frame of 33 million pixels, whose rows of slices are all the same. One thread needs tenths of a second for it."""
     return repeated_rows(ravelo.encode(noise((16, 2048, 2)), q=1), 1000)
 
 

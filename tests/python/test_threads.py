@@ -39,9 +39,13 @@ def alarms():
 
 def assert_an_alarm_ends(call, alarms):
     """An alarm after a quarter of the call's time ends it within half a second and long before its own end."""
-    start = time.monotonic()
-    call()
-    whole = time.monotonic() - start
+
+    def duration():
+        start = time.monotonic()
+        call()
+        return time.monotonic() - start
+
+    whole = min(duration() for _ in range(2))  # a first call may be held up, and the alarm then come too late
     seconds = []
     for _ in range(3):  # of which one is not held up, however busy the machine is
         alarms(whole / 4, True)
@@ -53,7 +57,7 @@ def assert_an_alarm_ends(call, alarms):
 
 
 def test_a_signal_stops_a_long_decode_if_its_handler_raises(long_frame, alarms):
-    count = alarms(0.05, False)
+    count = alarms(0.01, False)
     picture = ravelo.decode(long_frame, threads=1, size=4)
     assert len(count) > 3 and numpy.array_equal(picture[:4], picture[-4:])
     assert_an_alarm_ends(lambda: ravelo.decode(long_frame, threads=1, size=4), alarms)
@@ -66,10 +70,7 @@ def test_a_signal_stops_a_long_encode(alarms):
 
 def test_the_interpreter_runs_during_a_decode(long_frame):
     ended = []
-    region = (0, 0, 512, 1000)
-    thread = threading.Thread(
-        target=lambda: (ravelo.decode(long_frame, size=4, threads=1, region=region), ended.append(1))
-    )
+    thread = threading.Thread(target=lambda: (ravelo.decode(long_frame, size=4, threads=1), ended.append(1)))
     thread.start()
     turns = 0
     while not ended and turns < 20:
